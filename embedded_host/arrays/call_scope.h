@@ -1,0 +1,57 @@
+// The array list of a host call, and whatever else ends with the call.
+//
+// Each host call opens a CallScope. Arrays made while it is the innermost scope stand on its list
+// until they are destroyed, put into another array, given scope 0 or returned; its end releases the
+// rest, also when an exception ends the call. A list is intrusive and doubly linked: entering and
+// leaving are a few stores, and a call whose arrays all leave pays nothing at its end.
+#pragma once
+
+#include "kvrntob/host/export.h"
+#include "kvrntob/host/libvr.h"
+
+namespace vormel {
+
+// Something that must not outlive the call it was made in, such as an open file.
+class VORMEL_HOST_API CallResource {
+ public:
+  // Enters the innermost scope, if there is one.
+  CallResource() noexcept;
+  // Leaves it.
+  virtual ~CallResource();
+  CallResource(const CallResource&) = delete;
+  CallResource& operator=(const CallResource&) = delete;
+
+  // Called at the end of the scope if the resource is still there; it is no longer on the scope's
+  // list by then, and ends itself (delete this).
+  virtual void reclaim() noexcept = 0;
+
+ private:
+  friend class CallScope;
+  CallResource* previous_ = nullptr;
+  CallResource* next_ = nullptr;
+};
+
+class VORMEL_HOST_API CallScope {
+ public:
+  CallScope() noexcept;
+  ~CallScope();
+  CallScope(const CallScope&) = delete;
+  CallScope& operator=(const CallScope&) = delete;
+
+  // The innermost scope, or null outside any call.
+  static CallScope* current() noexcept;
+
+  // Takes an array that leaves the call off whatever list it is on. Null is ignored.
+  static void detach(vrArray* array) noexcept;
+
+  // Moves an array onto the innermost scope's list, if there is a scope and it is on none.
+  static void attach(vrArray* array) noexcept;
+
+ private:
+  friend struct CallScopeAccess;  // arrays.cpp and call_scope.cpp: entering arrays and resources
+  CallScope* outer_;
+  vrArray* arrays_ = nullptr;
+  CallResource* resources_ = nullptr;
+};
+
+}  // namespace vormel
