@@ -1,0 +1,52 @@
+#include "kvrntob/exchange/export_signal.h"
+
+#include <iterator>
+
+#include "kvrntob/exchange/scratch_file.h"
+#include "kvrntob/store/array_makers.h"
+
+namespace kvr {
+
+namespace {
+
+// In the order in which exportSignal sets them; the small first letter of the last one stays.
+constexpr const char* kFieldNames[] = {"DataID",      "RunID",      "RootSource",  "TimeSource",
+                                       "DataSource",  "DataValues", "BlockSource", "ModelSource",
+                                       "SignalLabel", "TimeDim",    "SampleDims",  "PortIndex",
+                                       "Channel",     "SID",        "LineColor",   "LineDashed",
+                                       "MetaData",    "ParentID",   "rootDataSrc"};
+constexpr int kFieldCount = std::size(kFieldNames);
+static_assert(kFieldCount == 19);
+
+}  // namespace
+
+vrArray* exportSignal(const Data& record) {
+  const std::size_t dimensions[] = {1, 1};
+  vrArray* structure = vrCreateStructArray_730(2, dimensions, kFieldCount, kFieldNames);
+  int field = 0;
+  const auto set = [&](vrArray* value) { vrSetFieldByNumber_730(structure, 0, field++, value); };
+
+  set(makeInt32(record.DataID));
+  set(makeInt32(record.RunID));
+  set(makeString(record.RootSource));
+  set(makeString(record.TimeSource));
+  set(makeString(record.DataSource));
+  set(record.storedInFile ? readScratchVariable(record.DataID)
+                          : vrCreateSharedDataCopy(record.DataValues.get()));
+  set(makeString(record.BlockSource));
+  set(makeString(record.ModelSource));
+  set(makeString(record.SignalLabel));
+  set(makeInt32(record.TimeDim));
+  set(makeInt32Row(record.SampleDims));
+  set(record.PortIndex != -1 ? makeInt32(record.PortIndex) : makeInt32Empty());
+  set(makeInt32Row(record.Channel));
+  set(makeString(record.SID));
+  set(makeDoubleRow(record.LineColor));
+  set(makeString(record.LineDashed));
+  set(vrCreateSharedDataCopy(record.MetaData.get()));
+  set(makeInt32(record.ParentID));
+  set(makeString(record.rootDataSrc));
+  return structure;
+}
+
+}  // namespace kvr
