@@ -1,0 +1,129 @@
+// One method call: cells filled by the signature, the body run, its outputs taken over.
+//
+//   CallFrame call(method, inputCount, nargout);    // refuses a wrong count
+//   call.setInput(0, handle);                       // every input, each refused if it does not fit
+//   call.setInput(1, array);
+//   call.run();                                     // whatever the body throws passes
+//   OwnedArray result = call.takeArray(0);
+//
+// A refusal is a CallRefused; the body has not run then and nothing has changed:
+//
+//   "NotEnoughInputs"     fewer inputs than the signature declares
+//   "TooManyInputs"       more inputs where none are declared, or more than 65536
+//   "InvalidOutputCount"  nargout below 0 or above 65536
+//   "InvalidInput"        an input that its declared type does not take
+//   "WrongObject"         a first input that is no object of the method's class
+//
+// The frame is the scope of the call: arrays made while it lives are released when it ends, unless
+// they are kept or taken. Frames live on the stack, innermost last.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "embedded_host/arrays/arrays.h"
+#include "embedded_host/arrays/call_scope.h"
+#include "embedded_host/objects/object_record.h"
+#include "embedded_host/objects/records.h"
+
+namespace vormel {
+
+class VORMEL_HOST_API CallFrame {
+ public:
+  // `inputCount` includes the handle. A constructor makes its object in run().
+  CallFrame(const MethodRecord& method, std::size_t inputCount, std::int64_t nargout);
+  ~CallFrame();
+  CallFrame(const CallFrame&) = delete;
+  CallFrame& operator=(const CallFrame&) = delete;
+
+  // ---- Inputs: each must be set before run(). Positions count from 0, the handle's included. ----
+
+  std::size_t inputCount() const noexcept { return inputCount_; }
+
+  // What the position is to hold: its declared type, the last declared one for those beyond.
+  const SignatureType& inputType(std::size_t position) const noexcept;
+
+  // Sets an input of any type from a host array:
+  //   Any            the array as it is
+  //   Int32Scalar    real numeric or logical scalar, whole and within int32
+  //   DoubleScalar   real numeric or logical scalar
+  //   LogicalScalar  logical scalar
+  //   String         character row or empty character array, without NUL characters
+  //   Object         handle of an object of that class, ended or not
+  // The array is borrowed until the frame ends. Null is refused.
+  void setInput(std::size_t position, const vrArray* array);
+
+  // For callers that hold values of their own; each only at a position of its type.
+  void setInt32(std::size_t position, std::int32_t value) noexcept;
+  void setDouble(std::size_t position, double value) noexcept;
+  void setLogical(std::size_t position, bool value) noexcept;
+  // UTF-8. The frame keeps a copy. Refused if it holds a NUL.
+  void setText(std::size_t position, std::string_view text);
+  // NUL-terminated UTF-8 that lives as long as the frame.
+  void setBorrowedText(std::size_t position, const char* text) noexcept;
+
+  // Refuses an input as setInput does; `given` says what came, such as "a double 2-by-3".
+  [[noreturn]] void refuseInput(std::size_t position, const std::string& given) const;
+
+  // ---- The call ----
+
+  // Checks the object that the method is dispatched on, makes a constructor's object, and runs the
+  // body. After a failure arrays that the body wrote are released and a constructor's object has
+  // ended. To be called once.
+  void run();
+
+  // ---- Outputs, after run() ----
+
+  // The output count as the body left it.
+  std::int32_t outputCount() const noexcept { return outputCount_; }
+
+  // max(nargout, declared outputs, 1): the cells that the body was offered.
+  std::size_t cellCount() const noexcept { return cellCount_; }
+
+  // The cell's declared type, the last declared one for those beyond. Null if nothing is declared:
+  // such a cell is never read.
+  const SignatureType* outputType(std::size_t cell) const noexcept;
+
+  // False for a cell that the body did not write, and for one that cannot be read: of type String
+  // or of no declared type. The object of a constructor counts as written in cell 0.
+  bool isWritten(std::size_t cell) const noexcept;
+
+  // The value of a written cell of that type.
+  std::int32_t int32At(std::size_t cell) const noexcept { return outputs_[cell].int32Value; }
+  bool logicalAt(std::size_t cell) const noexcept { return (outputs_[cell].word & 0xff) != 0; }
+  double doubleAt(std::size_t cell) const noexcept { return outputs_[cell].doubleValue; }
+
+  // The array of a written cell of type Any, or of a constructor's cell 0 its handle; it is then
+  // the caller's, on no list. Empty for other cells and the second time. What is not taken is
+  // released with the frame.
+  OwnedArray takeArray(std::size_t cell) noexcept;
+
+ private:
+  static constexpr std::size_t kInlineInputs = 20;
+  static constexpr std::size_t kInlineOutputs = 4;
+
+  void setNumber(std::size_t position, const vrArray* array);
+  void setString(std::size_t position, const vrArray* array);
+  void requireObject(std::size_t position, const vrArray* array) const;
+  void runMethod();
+  void runConstructor();
+  void execute();
+  bool holdsArray(std::size_t cell) const noexcept;
+  void releaseOutputs() noexcept;
+
+  CallScope scope_;
+  const MethodRecord& method_;
+  std::size_t inputCount_;
+  std::size_t cellCount_;
+  std::int32_t outputCount_;
+  ntob::ArgumentCell* inputs_;
+  ntob::ArgumentCell* outputs_;
+  std::unique_ptr<ntob::ArgumentCell[]> manyCells_;  // when the inline cells are too few
+  std::unique_ptr<std::string[]> texts_;             // by position, made when first needed
+  ntob::ArgumentCell inlineInputs_[kInlineInputs];
+  ntob::ArgumentCell inlineOutputs_[kInlineOutputs];
+};
+
+}  // namespace vormel
