@@ -1,7 +1,7 @@
 // The keywords of columns and of sort orders.
 #pragma once
 
-#include <string>
+#include <string_view>
 
 #include "kvrntob/store/column.h"
 
@@ -9,8 +9,8 @@ namespace kvr {
 
 // From the keyword, in any case of its ASCII letters, nothing trimmed.
 // Fails with NON_EXISTENT("Column name").
-Column parseColumnName(std::string text);
+Column parseColumnName(std::string_view text);
 // Fails with INVALID_ORDER.
-SortOrder parseSortOrder(std::string text);
+SortOrder parseSortOrder(std::string_view text);
 
 }  // namespace kvr

@@ -15,14 +15,12 @@ constexpr const char* kFieldNames[] = {"DataID",      "RunID",      "RootSource"
                                        "SignalLabel", "TimeDim",    "SampleDims",  "PortIndex",
                                        "Channel",     "SID",        "LineColor",   "LineDashed",
                                        "MetaData",    "ParentID",   "rootDataSrc"};
-constexpr int kFieldCount = std::size(kFieldNames);
-static_assert(kFieldCount == 19);
+static_assert(std::size(kFieldNames) == 19);
 
 }  // namespace
 
 vrArray* exportSignal(const Data& record) {
-  const std::size_t dimensions[] = {1, 1};
-  vrArray* structure = vrCreateStructArray_730(2, dimensions, kFieldCount, kFieldNames);
+  vrArray* structure = makeStructure(kFieldNames);
   int field = 0;
   const auto set = [&](vrArray* value) { vrSetFieldByNumber_730(structure, 0, field++, value); };
 

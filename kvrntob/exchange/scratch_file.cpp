@@ -5,6 +5,7 @@
 
 #include "kvrntob/binding/failure.h"
 #include "kvrntob/host/libvf.h"
+#include "kvrntob/store/array_makers.h"
 #include "kvrntob/store/array_owners.h"
 #include "kvrntob/store/host_function.h"
 
@@ -22,9 +23,8 @@ vrArray* makeVariable(const vrArray* values) {
   vrArray* time = vrGetProperty_730(values, 0, "Time");
   vrArray* data = vrGetProperty_730(values, 0, "Data");
   if (time == nullptr || data == nullptr) raiseFromMessage(KVR::kvr::INPUT_MISMATCH("timeseries"));
-  const std::size_t dimensions[] = {1, 1};
   const char* const names[] = {"Time", "Data"};
-  vrArray* variable = vrCreateStructArray_730(2, dimensions, 2, names);
+  vrArray* variable = makeStructure(names);
   vrSetFieldByNumber_730(variable, 0, 0, time);
   vrSetFieldByNumber_730(variable, 0, 1, data);
   return variable;

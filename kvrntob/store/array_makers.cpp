@@ -34,4 +34,10 @@ vrArray* makeDoubleRow(const std::vector<double>& values) {
 
 vrArray* makeString(const std::string& text) { return vrCreateString(text.c_str()); }
 
+vrArray* makeStructure(std::span<const char* const> fieldNames) {
+  const std::size_t dimensions[] = {1, 1};
+  return vrCreateStructArray_730(2, dimensions, static_cast<int>(fieldNames.size()),
+                                 fieldNames.data());
+}
+
 }  // namespace kvr

@@ -1,6 +1,7 @@
 // New host arrays of plain values, the caller's.
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -15,5 +16,6 @@ vrArray* makeInt32Empty();                                // 0-by-0
 vrArray* makeDouble(double value);                        // 1-by-1
 vrArray* makeDoubleRow(const std::vector<double>& values);
 vrArray* makeString(const std::string& text);  // ends at a NUL; empty gives 0-by-0
+vrArray* makeStructure(std::span<const char* const> fieldNames);  // 1-by-1, fields to be set
 
 }  // namespace kvr

@@ -135,14 +135,14 @@ class SignalRepository {
   void resetTolerance(int32 id);              // "ID"; the signal's own settings are kept
   // Writing a signal's own settings puts them in force. Fail with "ID".
   void setTolerance(int32 id, const ToleranceField& field, double value);
-  void setFcnCallTol(int32 id, const std::string& text);
+  void setFcnCallTol(int32 id, std::string text);
   // From a tolerance structure. Fails with "ID", then as readToleranceStruct.
   void setTolerance(int32 id, const vrArray* structure);
   // Of a run; fail with "Run ID" if it has no settings (it may exist), or has been removed before
   // it had any.
   const ToleranceSettings& toleranceByRun(int32 run) const;
   void setToleranceByRun(int32 run, const ToleranceField& field, double value);
-  void setFcnCallTolByRun(int32 run, const std::string& text);
+  void setFcnCallTolByRun(int32 run, std::string text);
   // Fails with "Run ID", then as readToleranceStruct.
   void setToleranceByRun(int32 run, const vrArray* structure);
 
@@ -154,14 +154,14 @@ class SignalRepository {
   void setSyncMethod(int32 id, int32 code);
   void setInterpMethod(int32 id, int32 code);
   void setUniformTimeInterval(int32 id, double interval);
-  void setCustomSyncMethod(int32 id, const std::string& text);
+  void setCustomSyncMethod(int32 id, std::string text);
   // Fails with "ID", then as readSyncOptionsStruct.
   void setSyncOptions(int32 id, const vrArray* structure);
   const SyncOptions& syncOptionsByRun(int32 run) const;
   void setSyncMethodByRun(int32 run, int32 code);
   void setInterpMethodByRun(int32 run, int32 code);
   void setUniformTimeIntervalByRun(int32 run, double interval);
-  void setCustomSyncMethodByRun(int32 run, const std::string& text);
+  void setCustomSyncMethodByRun(int32 run, std::string text);
   // Fails as readSyncOptionsStruct, then with "Run ID".
   void setSyncOptionsByRun(int32 run, const vrArray* structure);
 
@@ -214,6 +214,10 @@ class SignalRepository {
 
  private:
   using Groups = boost::unordered_map<std::string, IDList>;
+  struct ColumnIndex {
+    Groups SignalRepository::*groups;
+    NameList SignalRepository::*names;
+  };
 
   const Run& runRecord(int32 run) const;
   Run& runRecord(int32 run);
@@ -226,7 +230,7 @@ class SignalRepository {
   void removeRunRecords(int32 run);
   Data* duplicateRecord(const Data& record, bool storedInFile) const;
   int32 insertCopy(int32 run, Data* record);
-  const Groups& groupsOf(Column column) const;
+  static ColumnIndex columnIndex(Column column);
 
   boost::unordered_map<std::string, DataPtr> signalsBySource;  // the newest of each source
   boost::unordered_map<int32, DataPtr> signals;
