@@ -1,0 +1,146 @@
+// Signals: adding, removing, finding and reading them, and their hierarchy.
+#include "kvrntob/binding/add_arguments.h"
+#include "kvrntob/binding/arguments.h"
+#include "kvrntob/binding/failure.h"
+#include "kvrntob/binding/forms.h"
+#include "kvrntob/binding/methods.h"
+#include "kvrntob/binding/results.h"
+#include "kvrntob/exchange/export_signal.h"
+
+namespace kvr {
+
+void SignalRepositoryPutData::run(const Call& call) {
+  const ArgumentCell* in = call.in;
+  std::string rootSource = in[3].text;
+  std::string timeSource = in[4].text;
+  std::string dataSource = in[5].text;
+  SharedArray values = keepArray(vrDuplicateArray(in[6].array));
+  std::string blockSource = in[7].text;
+  std::string modelSource = in[8].text;
+  std::string signalLabel = in[9].text;
+  const int32 timeDim = readTimeDimension(in[10].array);
+  std::vector<int32> sampleDims = readSampleDimensions(in[11].array);
+  const int32 portIndex = readPortIndex(in[12].array);
+  std::vector<int32> channel = readChannel(in[13].array);
+  std::string sid = vrIsEmpty(in[14].array) ? std::string() : vrArrayToStdString(in[14].array);
+  const int32 runID = in[2].int32Value;
+  SharedArray metaData = keepArray(vrCreateSharedDataCopy(in[15].array));
+  const int32 parent = readParent(in[16].array);
+  std::string rootDataSrc = in[17].text;
+  SignalRepository& store = call.store();  // only after every argument has passed
+  putInt32Cell(call.out[0],
+               store.addSignal(std::move(rootSource), std::move(timeSource), std::move(dataSource),
+                               std::move(values), std::move(blockSource), std::move(modelSource),
+                               std::move(signalLabel), timeDim, std::move(sampleDims), portIndex,
+                               std::move(channel), std::move(sid), runID, std::move(metaData),
+                               parent, std::move(rootDataSrc)));
+}
+
+void SignalRepositoryRemove::run(const Call& call) {
+  SignalRepository& store = call.store();
+  store.removeSignal(signalOf(store, call));
+}
+
+namespace {
+
+// The record that getSignal asks for.
+DataPtr askedRecord(const SignalRepository& store, const Call& call) {
+  const vrArray* a = call.in[1].array;
+  if (call.inputCount == 2) {
+    if (isIntegerScalar(a)) return store.recordPointerByID(readStorage(a));
+    if (isCharacterClass(a) && !vrIsEmpty(a))
+      return store.recordPointerBySource(vrArrayToStdString(a));
+    raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
+  }
+  if (call.inputCount != 3) raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
+  const vrArray* b = call.in[2].array;
+  // The run alone must be a scalar, and that is required: a longer index gives its first element.
+  if (!isIntegerScalar(a) || !isIntegerClass(b))
+    raiseFromMessage(KVR::kvr::NOT_INTEGER_SCALAR("Index or Data Run ID"));
+  return store.recordPointerByRunIndex(readValue(a), readValue(b));
+}
+
+// Reading values from the scratch file calls the host, which may call back and change the record:
+// such a record is copied first.
+vrArray* exportSnapshot(const DataPtr& record) {
+  return record->isStoredInFile() ? exportSignal(Data(*record)) : exportSignal(*record);
+}
+
+}  // namespace
+
+void SignalRepositoryGetData::run(const Call& call) {
+  const SignalRepository& store = call.store();
+  call.askForOneOutputAtLeast();
+  putStructure(call.out[0], exportSnapshot(askedRecord(store, call)));
+}
+
+void SignalRepositoryGetDataByRunIndex::run(const Call& call) {
+  const SignalRepository& store = call.store();
+  const int32 run = store.runIDAt(call.in[1].int32Value);
+  putStructure(call.out[0],
+               exportSnapshot(store.recordPointerByRunIndex(run, call.in[2].int32Value)));
+}
+
+void SignalRepositoryGetIDByRunAndIndex::run(const Call& call) {
+  const SignalRepository& store = call.store();
+  putInt32Array(call.out[0],
+                store.signalIDByRunIndex(call.in[1].int32Value, call.in[2].int32Value));
+}
+
+void SignalRepositoryIsValidSignalID::run(const Call& call) {
+  const SignalRepository& store = call.store();
+  *call.outputCount = 1;
+  putTruth(call.out[0], store.isValidSignalID(call.in[1].int32Value, call.in[2].int32Value));
+}
+
+void SignalRepositoryGetSignalCount::run(const Call& call) {
+  SignalRepository& store = call.store();
+  call.askForOneOutputAtLeast();
+  if (call.inputCount == 1) return putInt32Array(call.out[0], store.signalCount());
+  if (call.inputCount != 2) raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
+  const vrArray* run = call.in[1].array;
+  if (!isIntegerClass(run) && !vrIsScalar(run)) raiseFromMessage(KVR::kvr::NOT_INTEGER("Run ID"));
+  putInt32Array(call.out[0], store.signalCount(readValue(run)));
+}
+
+void SignalRepositoryGetBlkSrcByIndex::run(const Call& call) {
+  const SignalRepository& store = call.store();
+  *call.outputCount = 1;
+  putString(call.out[0], store.blockSourceAt(call.in[1].int32Value));
+}
+
+void SignalRepositoryGetRootDataSource::run(const Call& call) {
+  const SignalRepository& store = call.store();
+  putString(call.out[0], store.rootDataSource(signalOf(store, call)));
+}
+
+void SignalRepositoryGetInstanceID::run(const Call& call) {
+  const SignalRepository& store = call.store();
+  putInt32Cell(call.out[0], store.instanceID(signalOf(store, call)));
+}
+
+void SignalRepositoryGetChildren::run(const Call& call) {
+  const SignalRepository& store = call.store();
+  const vrArray* first = call.in[1].array;
+  int32 signal = readValue(first);
+  if (call.inputCount == 3) {
+    requireIntegerScalar(call.in[2].array, "Index");
+    signal = store.signalIDByRunIndex(signal, readStorage(call.in[2].array));
+  } else if (call.inputCount != 2) {
+    raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
+  }
+  putTruth(call.out[0], !store.hasParent(signal));
+  if (store.hasChildren(signal)) {
+    putInt32List(call.out[1], store.childIDs(signal));
+  } else {
+    // Empty and of the class of the first argument, not int32: part of the interface.
+    call.out[1].array = vrCreateEmptyCopy(first);
+  }
+  putInt32Cell(call.out[2], store.parentID(signal));
+}
+
+void SignalRepositorySetParent::run(const Call& call) {
+  call.store().setParent(call.in[1].int32Value, call.in[2].int32Value);
+}
+
+}  // namespace kvr
