@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "kvrntob/binding/arguments.h"
@@ -116,7 +117,7 @@ struct CharacterArray {
 
 // The same, parsed into a code. Fails then as the parser.
 struct Keyword {
-  int32 (*parse)(std::string);
+  int32 (*parse)(std::string_view);
   int32 operator()(const vrArray* array, int inputCount) const {
     return parse(CharacterArray()(array, inputCount));
   }
