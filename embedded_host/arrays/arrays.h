@@ -27,7 +27,9 @@ class OwnedArray {
 
   vrArray* get() const noexcept { return array_; }
   vrArray* release() noexcept { return std::exchange(array_, nullptr); }
-  void reset(vrArray* array = nullptr) noexcept { vrDestroyArray(std::exchange(array_, array)); }
+  void reset(vrArray* array = nullptr) noexcept {
+    if (vrArray* former = std::exchange(array_, array)) vrDestroyArray(former);
+  }
   explicit operator bool() const noexcept { return array_ != nullptr; }
 
  private:

@@ -11,6 +11,8 @@
 
 namespace vormel {
 
+struct CallScopeAccess;  // call_scope.cpp
+
 // Something that must not outlive the call it was made in, such as an open file.
 class VORMEL_HOST_API CallResource {
  public:
@@ -26,9 +28,9 @@ class VORMEL_HOST_API CallResource {
   virtual void reclaim() noexcept = 0;
 
  private:
-  friend class CallScope;
-  CallResource* previous_ = nullptr;
-  CallResource* next_ = nullptr;
+  friend struct CallScopeAccess;
+  CallResource** link = nullptr;  // what points to this on the scope's list
+  CallResource* next = nullptr;
 };
 
 class VORMEL_HOST_API CallScope {
@@ -44,11 +46,12 @@ class VORMEL_HOST_API CallScope {
   // Takes an array that leaves the call off whatever list it is on. Null is ignored.
   static void detach(vrArray* array) noexcept;
 
-  // Moves an array onto the innermost scope's list, if there is a scope and it is on none.
+  // Moves an array onto the innermost scope's list, if there is a scope and the array is on no list
+  // and no part of another. Null is ignored.
   static void attach(vrArray* array) noexcept;
 
  private:
-  friend struct CallScopeAccess;  // arrays.cpp and call_scope.cpp: entering arrays and resources
+  friend class CallResource;
   CallScope* outer_;
   vrArray* arrays_ = nullptr;
   CallResource* resources_ = nullptr;

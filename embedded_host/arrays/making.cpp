@@ -1,0 +1,155 @@
+// libvr: making arrays.
+#include <cstring>
+
+#include "embedded_host/arrays/call_scope.h"
+#include "embedded_host/arrays/class_table.h"
+#include "embedded_host/arrays/storage.h"
+#include "embedded_host/arrays/text.h"
+#include "embedded_host/messages/host_exception.h"
+#include "kvrntob/host/ntob.h"
+
+using namespace vormel;
+
+namespace {
+
+constexpr std::size_t oneByOne[] = {1, 1};
+constexpr std::size_t zeroByZero[] = {0, 0};
+
+// Puts a new array onto the call's list.
+vrArray* entered(vrArray* array) noexcept {
+  CallScope::attach(array);
+  return array;
+}
+
+template <class T>
+vrArray* scalar(int classID, T value) {
+  vrArray* array = newArray(classID, 2, oneByOne);
+  std::memcpy(array->small, &value, sizeof value);
+  return entered(array);
+}
+
+}  // namespace
+
+vrArray* vrCreateNumericArray_730(std::size_t dimensionCount, const std::size_t* dimensions,
+                                  int classID, int complexity) {
+  const bool isNumeric = classID >= vrDOUBLE_CLASS && classID <= vrUINT64_CLASS;
+  if (!isNumeric && (classID != vrLOGICAL_CLASS || complexity != 0)) {
+    throw HostError("NotNumeric", "Only real and complex numeric and real logical arrays exist.");
+  }
+  return entered(newElementArray(classID, dimensionCount, dimensions, complexity != 0));
+}
+
+vrArray* vrCreateNumericMatrix_730(std::size_t rows, std::size_t columns, int classID,
+                                   int complexity) {
+  const std::size_t dimensions[] = {rows, columns};
+  try {
+    return vrCreateNumericArray_730(2, dimensions, classID, complexity);
+  } catch (const ntob::TOBOutOfMemoryException&) {
+    return nullptr;
+  }
+}
+
+vrArray* vrCreateDoubleScalar(double value) { return scalar(vrDOUBLE_CLASS, value); }
+
+vrArray* vrCreateLogicalScalar(bool value) {
+  return scalar<std::uint8_t>(vrLOGICAL_CLASS, value ? 1 : 0);
+}
+
+vrArray* vrCreateCharArray_730(std::size_t dimensionCount, const std::size_t* dimensions) {
+  return entered(newElementArray(vrCHAR_CLASS, dimensionCount, dimensions, false));
+}
+
+vrArray* vrCreateString(const char* text) {
+  const std::size_t count = utf16FromUtf8(text, nullptr);
+  const std::size_t dimensions[] = {count == 0 ? 0U : 1U, count};
+  vrArray* array = vrCreateCharArray_730(2, dimensions);
+  utf16FromUtf8(text, static_cast<std::uint16_t*>(vrGetData(array)));
+  return array;
+}
+
+vrArray* vrCreateStructArray_730(std::size_t dimensionCount, const std::size_t* dimensions,
+                                 int fieldCount, const char* const* names) {
+  const std::size_t fields = fieldCount > 0 ? static_cast<std::size_t>(fieldCount) : 0;
+  return entered(
+      newPartsArray(vrSTRUCT_CLASS, dimensionCount, dimensions, newNames("", fields, names)));
+}
+
+vrArray* vrCreateEmptyCopy(const vrArray* array) {
+  vrArray* copy = newArray(array->classID, 2, zeroByZero);
+  if (!hasElements(array) && array->names != nullptr) {
+    copy->names = array->names;
+    ++copy->names->references;
+  }
+  return entered(copy);
+}
+
+// Shared copies are made the copy's own level by level. Parts that wait for that hang on a list of
+// their own, for arrays may be nested deeper than the stack.
+vrArray* vrDuplicateArray(const vrArray* array) {
+  OwnedArray copy(newSharedCopy(array));
+  vrArray* waiting = copy.get();
+  while (waiting != nullptr) {
+    vrArray* shared = waiting;
+    waiting = shared->next;
+    shared->next = nullptr;
+    replaceByCopy(shared);
+    if (!hasParts(shared) || shared->container == nullptr) continue;
+    for (std::size_t i = 0; i < shared->container->count; ++i) {
+      vrArray* part = shared->container->parts()[i];
+      if (part == nullptr) continue;
+      part->next = waiting;
+      waiting = part;
+    }
+  }
+  return entered(copy.release());
+}
+
+vrArray* vrCreateSharedDataCopy(const vrArray* array) { return entered(newSharedCopy(array)); }
+
+vrArray* vrCreateSharedCopyNotOnArrayList(const vrArray* array) { return newSharedCopy(array); }
+
+void vrSetArrayScope(vrArray* array, int scope) {
+  if (scope == 0) CallScope::detach(array);
+}
+
+namespace vormel {
+
+vrArray* makeCell(std::size_t dimensionCount, const std::size_t* dimensions) {
+  return entered(newPartsArray(vrCELL_CLASS, dimensionCount, dimensions, nullptr));
+}
+
+vrArray* makeObject(const std::string& className, std::size_t dimensionCount,
+                    const std::size_t* dimensions) {
+  return entered(newPartsArray(vrOBJECT_CLASS, dimensionCount, dimensions, newNames(className)));
+}
+
+vrArray* makeFunctionHandle(const std::string& name) {
+  OwnedArray array(newArray(vrFUNCTION_CLASS, 2, oneByOne));
+  array.get()->names = newNames(name);
+  return entered(array.release());
+}
+
+vrArray* makeOpaque(const char* subclass) {
+  OwnedArray array(newArray(vrOPAQUE_CLASS, 2, oneByOne));
+  if (subclass != nullptr) array.get()->names = newNames(subclass);
+  return entered(array.release());
+}
+
+vrArray* makeHandle(HandleTarget* target) {
+  OwnedArray array(makeOpaque("handle"));
+  array.get()->target = target;
+  if (target != nullptr) target->retain();
+  return array.release();
+}
+
+vrArray* detachedCopy(const vrArray* array) { return newSharedCopy(array); }
+
+}  // namespace vormel
+
+vrArray* ntobConvertArrayToInternal(const vrArray* array) {
+  vrArray* copy = newSharedCopy(array);
+  copy->isInternalForm = true;
+  return copy;
+}
+
+void ntobConvertArrayToExternalInPlace(vrArray* array) { array->isInternalForm = false; }

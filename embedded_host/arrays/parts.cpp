@@ -1,0 +1,132 @@
+// libvr and arrays.h: fields, properties and cell elements.
+#include <algorithm>
+#include <new>
+#include <optional>
+#include <utility>
+
+#include "embedded_host/arrays/call_scope.h"
+#include "embedded_host/arrays/storage.h"
+#include "embedded_host/functions/trapped_failure.h"
+#include "embedded_host/messages/host_exception.h"
+#include "kvrntob/host/ntob.h"
+
+using namespace vormel;
+
+namespace {
+
+std::optional<std::size_t> fieldIndex(const vrArray* array, const char* name) {
+  const std::vector<std::string>& fields = fieldNames(array);
+  const auto found = std::find(fields.begin(), fields.end(), name);
+  if (found == fields.end()) return std::nullopt;
+  return static_cast<std::size_t>(found - fields.begin());
+}
+
+const vrArray* partAt(const vrArray* array, std::size_t position) {
+  const vrArray* part = array->container->parts()[position];
+  return part != nullptr ? part : &unsetPart;
+}
+
+// Hands a whole array of the caller's to the position; the former part ends.
+void setPart(vrArray* array, std::size_t position, vrArray* value) {
+  if (value == array || value->isPart) {
+    throw HostError("ArrayInUse", "An array cannot be part of itself or of two arrays.");
+  }
+  makeOwn(array);
+  CallScope::detach(value);
+  value->isPart = true;
+  vrDestroyArray(std::exchange(array->container->parts()[position], value));
+}
+
+// The parts of all elements with room for one more each. Nobody else holds the container.
+Container* widened(Container* old, std::size_t count, std::size_t fields) {
+  Container* wide = newContainer(count * (fields + 1));
+  for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t field = 0; field < fields; ++field) {
+      wide->parts()[i * (fields + 1) + field] =
+          std::exchange(old->parts()[i * fields + field], nullptr);
+    }
+  }
+  return wide;
+}
+
+void addProperty(vrArray* object, const char* name) {
+  const std::size_t fields = object->names->fields.size();
+  const std::size_t dimensions[] = {countOf(object), 1};
+  checkedCount(2, dimensions, sizeof(vrArray*) * (fields + 1));
+  makeOwn(object);
+  std::vector<const char*> names;
+  try {
+    for (const std::string& field : object->names->fields) names.push_back(field.c_str());
+    names.push_back(name);
+  } catch (const std::bad_alloc&) {
+    throw ntob::TOBOutOfMemoryException();
+  }
+  Names* longer = newNames(object->names->title, names.size(), names.data());
+  try {
+    Container* wide = widened(object->container, dimensions[0], fields);
+    releaseContainer(std::exchange(object->container, wide));
+  } catch (...) {
+    releaseNames(longer);
+    throw;
+  }
+  releaseNames(std::exchange(object->names, longer));
+}
+
+void requireCellElement(const vrArray* array, std::size_t index) {
+  if (array->classID != vrCELL_CLASS || index >= countOf(array)) {
+    throw HostError("NoSuchElement", "There is no such element of a cell array.");
+  }
+}
+
+}  // namespace
+
+int vrGetNumberOfFields(const vrArray* array) { return static_cast<int>(fieldNames(array).size()); }
+
+const vrArray* vrGetField_730(const vrArray* array, std::size_t index, const char* name) {
+  const std::optional<std::size_t> field = fieldIndex(array, name);
+  if (!field || index >= countOf(array)) return nullptr;
+  return partAt(array, index * fieldNames(array).size() + *field);
+}
+
+void vrSetFieldByNumber_730(vrArray* structure, std::size_t index, int field, vrArray* value) {
+  const std::size_t fields = fieldNames(structure).size();
+  const auto number = static_cast<std::size_t>(field);
+  if (field < 0 || number >= fields || index >= countOf(structure)) {
+    throw HostError("NoSuchField", "There is no such field or element of a structure.");
+  }
+  setPart(structure, index * fields + number, value);
+}
+
+vrArray* vrGetProperty_730(const vrArray* array, std::size_t index, const char* name) {
+  if (array->classID != vrOBJECT_CLASS) return nullptr;
+  const vrArray* property = vrGetField_730(array, index, name);
+  return property != nullptr ? vrCreateSharedDataCopy(property) : nullptr;
+}
+
+void vrSetProperty_730(vrArray* array, std::size_t index, const char* name, const vrArray* value) {
+  if (array == nullptr) {
+    rethrowTrappedFailure();
+    throw HostError("NoArray", "There is no array to set a property of.");
+  }
+  if (array->classID != vrOBJECT_CLASS || index >= countOf(array)) {
+    throw HostError("NoSuchProperty", "Only elements of a value object have properties.");
+  }
+  OwnedArray copy(newSharedCopy(value));
+  if (!fieldIndex(array, name)) addProperty(array, name);
+  setPart(array, index * fieldNames(array).size() + *fieldIndex(array, name), copy.get());
+  copy.release();
+}
+
+namespace vormel {
+
+const vrArray* cellElement(const vrArray* array, std::size_t index) {
+  requireCellElement(array, index);
+  return partAt(array, index);
+}
+
+void setCellElement(vrArray* array, std::size_t index, vrArray* value) {
+  requireCellElement(array, index);
+  setPart(array, index, value);
+}
+
+}  // namespace vormel

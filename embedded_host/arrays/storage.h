@@ -1,0 +1,56 @@
+// Making, sharing and un-sharing what arrays are made of. Private to this folder.
+//
+// Whatever allocates throws ntob::TOBOutOfMemoryException when memory is exhausted.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "embedded_host/arrays/array_layout.h"
+
+namespace vormel {
+
+extern std::size_t liveArrays;
+
+// The number of elements of that shape. Throws HostError for fewer than two dimensions, and for
+// more elements of `elementSize` bytes than an address space holds (dimensions of 0 left out, so
+// that no product of dimensions overflows).
+std::size_t checkedCount(std::size_t dimensionCount, const std::size_t* dimensions,
+                         std::size_t elementSize);
+
+// A live array of the class and shape, on no array list, real, without storage: numbers are small,
+// container and names are null.
+vrArray* newArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions);
+
+// A numeric, logical or character array, zero-filled, on no array list.
+vrArray* newElementArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions,
+                         bool isComplex);
+
+// A zero-filled cell, structure or value object that takes over `names`, on no array list.
+vrArray* newPartsArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions,
+                       Names* names);
+
+// A copy that shares storage, on no array list and in external form.
+vrArray* newSharedCopy(const vrArray* array);
+
+// Makes block or container of the array its own; parts of a container become shared copies.
+void makeOwn(vrArray* array);
+
+// The same also where nothing is shared: afterwards no byte of it has its old address.
+void replaceByCopy(vrArray* array);
+
+Names* newNames(const std::string& title, std::size_t fieldCount = 0,
+                const char* const* fields = nullptr);
+Container* newContainer(std::size_t count);
+
+// Giving up one reference.
+void releaseNames(Names* names) noexcept;
+void releaseBlock(Block* block) noexcept;
+void releaseContainer(Container* container) noexcept;
+
+// Element storage of an array that has elements.
+const std::byte* elements(const vrArray* array) noexcept;
+const std::byte* imaginaryElements(const vrArray* array) noexcept;
+
+}  // namespace vormel

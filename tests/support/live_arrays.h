@@ -1,0 +1,37 @@
+// Accounts for host arrays: each test ends with the number that were alive when it began.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+
+#include "embedded_host/arrays/arrays.h"
+
+namespace kvr::test {
+
+// Fails the test at its end unless as many arrays are alive as at its start, plus those allowed.
+class LiveArraysGuard {
+ public:
+  LiveArraysGuard() = default;
+  LiveArraysGuard(const LiveArraysGuard&) = delete;
+  LiveArraysGuard& operator=(const LiveArraysGuard&) = delete;
+  ~LiveArraysGuard() { EXPECT_EQ(vormel::liveArrayCount(), atStart_ + allowed_) << "live arrays"; }
+
+  // Arrays that this test leaves behind for good.
+  void allow(std::size_t count) { allowed_ += count; }
+
+  // Arrays that are alive now and were not at the start.
+  std::size_t made() const { return vormel::liveArrayCount() - atStart_; }
+
+ private:
+  std::size_t atStart_ = vormel::liveArrayCount();
+  std::size_t allowed_ = 0;
+};
+
+// A fixture with the guard. The guard ends after everything the fixture's own classes hold.
+class LiveArraysTest : public ::testing::Test {
+ protected:
+  LiveArraysGuard liveArrays;
+};
+
+}  // namespace kvr::test
