@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "kvrntob/host/libhu.h"
+#include "kvrntob/host/ntob.h"
 #include "tests/support/array_builders.h"
 #include "tests/support/failure_matchers.h"
 #include "tests/support/live_arrays.h"
@@ -148,6 +149,24 @@ TEST_F(ArraysMaking, size_that_fits_bytes_but_not_doubles_is_refused_for_doubles
   const std::vector<std::size_t> shape{1UL << 61, 0};
   EXPECT_TRUE(vrIsEmpty(aNumeric(vrINT8_CLASS, shape).get()));
   expectHostError("ArraySize", [&] { aNumeric(vrDOUBLE_CLASS, shape); });
+}
+
+TEST_F(ArraysMaking, more_memory_than_there_is_throws) {
+  constexpr std::size_t many = 1UL << 56;  // more than can be addressed, less than is impossible
+  EXPECT_THROW(aNumeric(vrDOUBLE_CLASS, {many, 1}), ntob::TOBOutOfMemoryException);
+  EXPECT_THROW(aComplex(vrDOUBLE_CLASS, {many, 1}), ntob::TOBOutOfMemoryException);
+  EXPECT_THROW(someCharacters({many, 1}), ntob::TOBOutOfMemoryException);
+  EXPECT_THROW(aCell({many, 1}), ntob::TOBOutOfMemoryException);
+  EXPECT_THROW(aStruct({"a", "b"}, {many, 1}), ntob::TOBOutOfMemoryException);
+}
+
+TEST_F(ArraysMaking, numeric_matrix_of_more_memory_than_there_is_gives_null) {
+  EXPECT_EQ(vrCreateNumericMatrix_730(1UL << 56, 1, vrDOUBLE_CLASS, 0), nullptr);
+}
+
+TEST_F(ArraysMaking, numeric_matrix_of_another_class_or_an_impossible_size_is_refused) {
+  expectHostError("NotNumeric", [] { vrCreateNumericMatrix_730(1, 1, vrCHAR_CLASS, 0); });
+  expectHostError("ArraySize", [] { vrCreateNumericMatrix_730(1UL << 62, 4, vrINT8_CLASS, 0); });
 }
 
 TEST_F(ArraysMaking, create_string_of_an_empty_text_gives_0_by_0) {
