@@ -25,6 +25,12 @@ namespace vormel {
 
 using Arguments = std::initializer_list<Argument>;
 
+// What a call left behind: the output count, and max(nargout, declared outputs, 1) cells.
+struct CallResult {
+  std::int32_t count = 0;
+  std::vector<Value> cells;
+};
+
 // A handle to an object of the host. Copies name the same object; the last one lets it go.
 class VORMEL_HOST_API Object {
  public:
@@ -45,17 +51,14 @@ class VORMEL_HOST_API Object {
   bool isEnded() const noexcept;
 
   // Calls the first method of the name; the handle goes before `inputs`. One output is asked for,
-  // and what the body wrote there comes back; nothing if it wrote nothing. Throws
-  // CallRefused("NoSuchMethod").
+  // and what the body wrote there comes back; nothing if it wrote nothing. Throws, beside what a
+  // call throws (call_frame.h), CallRefused("NoSuchMethod"), also for the constructor's name.
   Value call(std::string_view method, Arguments inputs = {}) const;
 
-  // The same with `nargout` outputs asked for: max(nargout, declared outputs, 1) values, each as
-  // the body left it.
-  std::vector<Value> callForMany(std::string_view method, int nargout, Arguments inputs) const;
+  // The same with `nargout` outputs asked for, shown as the body left them.
+  CallResult invoke(std::string_view method, int nargout, Arguments inputs = {}) const;
 
  private:
-  const MethodRecord& find(std::string_view method) const;
-
   OwnedArray handle_;
 };
 
@@ -66,9 +69,9 @@ class VORMEL_HOST_API Method {
 
   const MethodRecord& record() const noexcept { return *record_; }
 
-  // As Object::call and callForMany; the handle is `object`.
+  // As Object::call and Object::invoke.
   Value operator()(const Object& object, Arguments inputs = {}) const;
-  std::vector<Value> callForMany(const Object& object, int nargout, Arguments inputs) const;
+  CallResult invoke(const Object& object, int nargout, Arguments inputs = {}) const;
 
  private:
   const MethodRecord* record_;
@@ -84,7 +87,7 @@ class VORMEL_HOST_API Interpreter {
   // Loads a module and has it register its packages. Modules stay to the end of the process. After
   // a failure nothing is registered. Throws HostError, in this order:
   //   "FileNotFound"         there is no such file
-  //   "AlreadyLoaded"        this file, under any path, is a loaded module
+  //   "AlreadyLoaded"        a module of that name is loaded
   //   "NotAModule"           the file cannot be loaded as a shared library
   //   "MissingExport"        one of the six symbols of a module is missing; the text names it
   // and whatever the module's entry throws.

@@ -62,13 +62,15 @@ class VORMEL_HOST_API Value {
   Value element(std::size_t index) const;
 
  private:
+  friend class Argument;
+
   std::variant<std::monostate, OwnedArray, std::int32_t, double, bool> content_;
 };
 
 // An input of a call, made from a C++ value in the argument list. Borrows what it is made from.
 //
 //   bool, int32, double    scalars
-//   text                   character row, UTF-8; an empty text is 0-by-0
+//   text                   character row, of UTF-8 up to the first NUL; an empty text is 0-by-0
 //   vectors                one row; an empty one is 1-by-0
 //   host arrays            themselves; so do objects and values
 class VORMEL_HOST_API Argument {

@@ -52,7 +52,8 @@ class VORMEL_HOST_API CallFrame {
   //   LogicalScalar  logical scalar
   //   String         character row or empty character array, without NUL characters
   //   Object         handle of an object of that class, ended or not
-  // The array is borrowed until the frame ends. Null is refused.
+  // The array is borrowed until the frame ends. Null is refused. The first input of a method that
+  // is dispatched on an object takes an object of the method's class alone, whatever its type.
   void setInput(std::size_t position, const vrArray* array);
 
   // For callers that hold values of their own; each only at a position of its type.
@@ -104,23 +105,26 @@ class VORMEL_HOST_API CallFrame {
   static constexpr std::size_t kInlineInputs = 20;
   static constexpr std::size_t kInlineOutputs = 4;
 
-  void setNumber(std::size_t position, const vrArray* array);
+  void placeCells();
+  void setDispatchObject(const vrArray* handle);
+  void setArray(std::size_t position, const vrArray* array) noexcept;
+  void setObject(std::size_t position, const vrArray* handle);
   void setString(std::size_t position, const vrArray* array);
-  void requireObject(std::size_t position, const vrArray* array) const;
-  void runMethod();
+  void setNumber(std::size_t position, const vrArray* array);
   void runConstructor();
   void execute();
-  bool holdsArray(std::size_t cell) const noexcept;
   void releaseOutputs() noexcept;
 
   CallScope scope_;
   const MethodRecord& method_;
   std::size_t inputCount_;
-  std::size_t cellCount_;
-  std::int32_t outputCount_;
-  ntob::ArgumentCell* inputs_;
-  ntob::ArgumentCell* outputs_;
+  std::size_t cellCount_ = 0;
+  std::int32_t outputCount_ = 0;
+  ntob::ArgumentCell* inputs_ = nullptr;
+  ntob::ArgumentCell* outputs_ = nullptr;
   std::unique_ptr<ntob::ArgumentCell[]> manyCells_;  // when the inline cells are too few
+  ObjectRecord* object_ = nullptr;                   // that the method is dispatched on
+  OwnedArray constructed_;                           // handle of a constructor's object
   std::unique_ptr<std::string[]> texts_;             // by position, made when first needed
   ntob::ArgumentCell inlineInputs_[kInlineInputs];
   ntob::ArgumentCell inlineOutputs_[kInlineOutputs];

@@ -19,13 +19,13 @@ class VORMEL_HOST_API ObjectRecord final : public ntob::TOBInterface, public Han
  public:
   // A new object with a new native instance, referenced by the pointer returned. Throws
   // TOBOutOfMemoryException if the class has no native instance to give.
-  static ntob::TOBInterfacePtr create(const ClassRecord& cls);
+  static ntob::TOBInterfacePtr create(ClassRecord& cls);
 
   // The object behind element `index` of a handle array. Null for other arrays and elements; never
   // fails. Borrowed: it lives as long as the array.
   static ObjectRecord* behind(const vrArray* handle, std::size_t index = 0) noexcept;
 
-  const ClassRecord& cls() const noexcept { return cls_; }
+  ClassRecord& cls() const noexcept { return cls_; }
   bool isInvalid() const noexcept { return ended_; }
 
   // Null once the object has ended.
@@ -58,12 +58,12 @@ class VORMEL_HOST_API ObjectRecord final : public ntob::TOBInterface, public Han
   };
 
  private:
-  explicit ObjectRecord(const ClassRecord& cls) noexcept : cls_(cls) {}
+  explicit ObjectRecord(ClassRecord& cls) noexcept : cls_(cls) {}
   ~ObjectRecord() = default;
   void destroyNative() noexcept;
   void destroyUnreferenced() noexcept;
 
-  const ClassRecord& cls_;
+  ClassRecord& cls_;
   void* native_ = nullptr;
   ObjectRecord* nextToDestroy_ = nullptr;
   std::uint32_t references_ = 0;

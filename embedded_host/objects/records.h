@@ -22,13 +22,13 @@ class ClassRecord;
 // One registered method. Everything a call needs to know of it is read from the descriptor once.
 class VORMEL_HOST_API MethodRecord {
  public:
-  MethodRecord(const ClassRecord& owner, std::unique_ptr<ntob::TOBMethodInfo> descriptor);
+  MethodRecord(ClassRecord& owner, std::unique_ptr<ntob::TOBMethodInfo> descriptor);
   ~MethodRecord();
   MethodRecord(const MethodRecord&) = delete;
   MethodRecord& operator=(const MethodRecord&) = delete;
 
   const std::string& name() const noexcept { return name_; }
-  const ClassRecord& owner() const noexcept { return owner_; }
+  ClassRecord& owner() const noexcept { return owner_; }
   ntob::TOBMethodInfo& descriptor() const noexcept { return *descriptor_; }
 
   // Types as declared; empty for a method whose signature is null.
@@ -46,7 +46,7 @@ class VORMEL_HOST_API MethodRecord {
   int functionHandle() const noexcept { return functionHandle_; }
 
  private:
-  const ClassRecord& owner_;
+  ClassRecord& owner_;
   std::unique_ptr<ntob::TOBMethodInfo> descriptor_;
   std::string name_;
   const std::vector<SignatureType>* inputs_;

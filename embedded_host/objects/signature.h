@@ -25,7 +25,7 @@ struct SignatureType {
 };
 
 // The cell type of a type name.
-CellType cellTypeOf(const ntob::TOBNameID& name) noexcept;
+CellType cellTypeOf(const ntob::TOBNameID& name);
 
 // The one implementation of TOBMethodSignature.
 class VORMEL_HOST_API Signature final : public ntob::TOBMethodSignature {

@@ -184,7 +184,7 @@ class VORMEL_HOST_API TOBClassInfo {
 
   // The native object of a new instance, called before the constructor's execute. The host hands
   // it back through TOBInterface::getNativeInstance, and to destroyNativeInstance when the instance
-  // ends. May be null.
+  // ends. Null tells that memory is exhausted: construction fails with TOBOutOfMemoryException.
   virtual void* createNativeInstance() = 0;
   virtual void destroyNativeInstance(void* native) = 0;
 
@@ -293,7 +293,8 @@ class VORMEL_HOST_API TOBInterface {
   void* getNativeInstance(TOBNameID className) const;
 
   // Ends the object: it becomes invalid, and its native instance is handed to the class's
-  // destroyNativeInstance. Does nothing on an invalid object. `context` is that of execute.
+  // destroyNativeInstance, once no method runs on the object any more. Does nothing on an invalid
+  // object. `context` is that of execute.
   void destroyInterface(void* context);
 
  protected:

@@ -1,0 +1,43 @@
+#include "embedded_host/functions/own_functions.h"
+
+#include <chrono>
+#include <cstddef>
+
+#include "embedded_host/functions/private_directory.h"
+
+namespace vormel {
+namespace {
+
+OwnedArray text(const char* characters) { return OwnedArray(vrCreateString(characters)); }
+
+OwnedArray emptyDouble() { return OwnedArray(vrCreateNumericMatrix_730(0, 0, vrDOUBLE_CLASS, 0)); }
+
+void setProperty(const OwnedArray& object, const char* name, const OwnedArray& value) {
+  vrSetProperty_730(object.get(), 0, name, value.get());
+}
+
+}  // namespace
+
+OwnedArray version() { return text("Vormel " VORMEL_VERSION); }
+
+OwnedArray now() {
+  using std::chrono::system_clock;
+  constexpr std::chrono::sys_days yearZero = std::chrono::year{0} / std::chrono::January / 1;
+  using Days = std::chrono::duration<double, std::chrono::days::period>;
+  return OwnedArray(vrCreateDoubleScalar(Days(system_clock::now() - yearZero).count()));
+}
+
+OwnedArray tempdir() { return text(PrivateDirectory::instance().path().c_str()); }
+
+OwnedArray timeseries() {
+  const std::size_t scalar[] = {1, 1};
+  OwnedArray object(makeObject("timeseries", 2, scalar));
+  setProperty(object, "Name", text(""));
+  setProperty(object, "Time", emptyDouble());
+  setProperty(object, "Data", emptyDouble());
+  setProperty(object, "TimeUnits", text("seconds"));
+  setProperty(object, "DataUnits", text(""));
+  return object;
+}
+
+}  // namespace vormel

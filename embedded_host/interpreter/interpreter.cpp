@@ -1,0 +1,113 @@
+#include "embedded_host/interpreter/interpreter.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+
+#include "embedded_host/interpreter/calls.h"
+#include "embedded_host/interpreter/module_file.h"
+#include "embedded_host/messages/host_exception.h"
+
+namespace vormel {
+namespace {
+
+std::filesystem::path requireFile(const std::string& path) {
+  std::error_code failure;
+  std::filesystem::path found = std::filesystem::canonical(path, failure);
+  if (failure) throw HostError("FileNotFound", "There is no module file " + path + ".");
+  return found;
+}
+
+// "kvrntob" of ".../kvrntob.so".
+std::string moduleName(const std::filesystem::path& path) {
+  const std::string file = path.filename().string();
+  return file.substr(0, file.find('.'));
+}
+
+// Has the module register its packages: all of them, or none if it throws.
+void registerPackages(const ModuleFile& file) {
+  const std::size_t before = rootPackages().size();
+  try {
+    file.initialize();
+  } catch (...) {
+    forgetRootPackagesAfter(before);
+    throw;
+  }
+}
+
+// Visits every package, each parent before its contents.
+template <class Visit>
+void forEachPackage(Visit visit) {
+  std::vector<PackageRecord*> waiting;  // the next one last
+  const auto push = [&](const std::vector<std::unique_ptr<PackageRecord>>& packages) {
+    for (auto it = packages.rbegin(); it != packages.rend(); ++it) waiting.push_back(it->get());
+  };
+  push(rootPackages());
+  while (!waiting.empty()) {
+    PackageRecord* package = waiting.back();
+    waiting.pop_back();
+    visit(*package);
+    push(package->subPackages());
+  }
+}
+
+}  // namespace
+
+Interpreter& Interpreter::instance() {
+  static auto& interpreter = *new Interpreter;
+  return interpreter;
+}
+
+void Interpreter::loadModule(const std::string& path) {
+  const std::filesystem::path found = requireFile(path);
+  const std::string name = moduleName(found);
+  const bool loaded = std::any_of(modules_.begin(), modules_.end(),
+                                  [&](const Module& module) { return module.name == name; });
+  if (loaded) throw HostError("AlreadyLoaded", "The module " + name + " is loaded already.");
+  ModuleFile file(found.string(), name);
+  Module module{name, found.string(), file.version(), file.buildDate()};
+  modules_.reserve(modules_.size() + 1);
+  file.keep();  // what the entry throws may be made of the module's own code
+  registerPackages(file);
+  modules_.push_back(std::move(module));
+}
+
+ClassRecord& Interpreter::findClass(std::string_view fullName) const {
+  ClassRecord* cls = vormel::findClass(fullName);
+  if (cls != nullptr) return *cls;
+  throw HostError("NoSuchClass", "There is no class " + std::string(fullName) + ".");
+}
+
+std::vector<std::string> Interpreter::packageNames() const {
+  std::vector<std::string> names;
+  forEachPackage([&](PackageRecord& package) { names.push_back(package.fullName()); });
+  return names;
+}
+
+std::vector<std::string> Interpreter::classNames() const {
+  std::vector<std::string> names;
+  forEachPackage([&](PackageRecord& package) {
+    for (const auto& cls : package.classes()) names.push_back(cls->fullName());
+  });
+  return names;
+}
+
+Method Interpreter::method(std::string_view className, std::string_view name) const {
+  return Method(requireMethod(findClass(className), name));
+}
+
+Object Interpreter::construct(std::string_view className, Arguments inputs) const {
+  ClassRecord& cls = findClass(className);
+  const MethodRecord* constructor = cls.constructor();
+  if (constructor == nullptr) {
+    throw CallRefused("NoConstructor", "The class " + cls.fullName() + " has no constructor.");
+  }
+  CallFrame call(*constructor, inputs.size(), 1);
+  fillInputs(call, 0, inputs);
+  call.run();
+  return Object(call.takeArray(0));
+}
+
+void Interpreter::end(const Object& object) const { endObject(object.handle()); }
+
+}  // namespace vormel

@@ -1,0 +1,115 @@
+#include "embedded_host/objects/object_record.h"
+
+#include <utility>
+
+#include "embedded_host/messages/host_exception.h"
+
+namespace vormel {
+
+using ntob::TOBInterfacePtr;
+
+TOBInterfacePtr ObjectRecord::create(ClassRecord& cls) {
+  auto* record = new ObjectRecord(cls);
+  TOBInterfacePtr object(record);
+  record->native_ = cls.descriptor().createNativeInstance();
+  if (record->native_ == nullptr) throw ntob::TOBOutOfMemoryException();
+  return object;
+}
+
+ObjectRecord* ObjectRecord::behind(const vrArray* handle, std::size_t index) noexcept {
+  if (handle == nullptr) return nullptr;
+  return static_cast<ObjectRecord*>(handleTarget(handle, index));
+}
+
+void ObjectRecord::end() noexcept {
+  if (ended_) return;
+  const TOBInterfacePtr self(this);  // its native instance may hold the last handle to it
+  ended_ = true;
+  if (running_ == 0) destroyNative();
+}
+
+void ObjectRecord::destroyNative() noexcept {
+  void* native = std::exchange(native_, nullptr);
+  if (native == nullptr) return;
+  try {
+    cls_.descriptor().destroyNativeInstance(native);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the object is gone all the same
+  }
+}
+
+void ObjectRecord::destroyUnreferenced() noexcept {
+  static ObjectRecord* waiting = nullptr;
+  static bool destroying = false;
+  nextToDestroy_ = std::exchange(waiting, this);
+  if (std::exchange(destroying, true)) return;  // whoever is at it comes to this one too
+  while (waiting != nullptr) {
+    ObjectRecord* object = std::exchange(waiting, waiting->nextToDestroy_);
+    object->ended_ = true;
+    object->destroyNative();
+    delete object;
+  }
+  destroying = false;
+}
+
+vrArray* newHandle(const TOBInterfacePtr& object) {
+  return makeHandle(static_cast<ObjectRecord*>(object.operator->()));
+}
+
+void endObject(const vrArray* handle) {
+  ObjectRecord* object = ObjectRecord::behind(handle);
+  if (object == nullptr) throw CallRefused("InvalidInput", "Only a host object can be ended.");
+  object->end();
+}
+
+namespace {
+
+ObjectRecord* recordOf(ntob::TOBInterface* object) noexcept {
+  return static_cast<ObjectRecord*>(object);
+}
+
+const ObjectRecord& livingRecordOf(const ntob::TOBInterface* object) {
+  const auto& record = *static_cast<const ObjectRecord*>(object);
+  if (!record.isInvalid()) return record;
+  throw CallRefused("DeadObject",
+                    "The object of class " + record.cls().fullName() + " has been deleted.");
+}
+
+}  // namespace
+}  // namespace vormel
+
+namespace ntob {
+
+bool TOBInterface::isInvalid() const noexcept {
+  return static_cast<const vormel::ObjectRecord*>(this)->isInvalid();
+}
+
+const TOBClass* TOBInterface::getClass() const { return &vormel::livingRecordOf(this).cls(); }
+
+void* TOBInterface::getNativeInstance(TOBNameID className) const {
+  const vormel::ObjectRecord& record = vormel::livingRecordOf(this);
+  return record.cls().nameID() == className ? record.nativeInstance() : nullptr;
+}
+
+void TOBInterface::destroyInterface(void*) { vormel::recordOf(this)->end(); }
+
+TOBInterfacePtr::TOBInterfacePtr(TOBInterface* object) noexcept : object_(object) {
+  if (object_ != nullptr) vormel::recordOf(object_)->retain();
+}
+
+TOBInterfacePtr::TOBInterfacePtr(const TOBInterfacePtr& other) noexcept
+    : TOBInterfacePtr(other.object_) {}
+
+TOBInterfacePtr& TOBInterfacePtr::operator=(TOBInterfacePtr other) noexcept {
+  std::swap(object_, other.object_);
+  return *this;
+}
+
+TOBInterfacePtr::~TOBInterfacePtr() {
+  if (object_ != nullptr) vormel::recordOf(object_)->release();
+}
+
+}  // namespace ntob
+
+ntob::TOBInterfacePtr tbGetArrayElement(const vrArray* handle, std::size_t index) {
+  return ntob::TOBInterfacePtr(vormel::ObjectRecord::behind(handle, index));
+}
