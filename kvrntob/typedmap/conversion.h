@@ -81,7 +81,8 @@ constexpr int classOf = vrUNKNOWN_CLASS;
   inline constexpr int classOf<Native> = hostClass;
 #include "kvrntob/typedmap/wrapper_types.def"
 
-// What a native key or value is to the host. A stored "any" value gives a copy that shares its data.
+// What a native key or value is to the host. A stored "any" value gives a copy that shares its
+// data.
 template <class T>
 vrArray* makeArray(const T& native) {
   if constexpr (std::is_same_v<T, vrArray*>) {

@@ -109,9 +109,7 @@ class DataMap {
   }
 
   // The same by index. Fails with INDEX_OUT_OF_BOUNDS, then as deleteDataByID.
-  void deleteDataByIndex(std::int32_t index) {
-    deleteDataByID(keyAt(index));
-  }
+  void deleteDataByIndex(std::int32_t index) { deleteDataByID(keyAt(index)); }
 
   // Forgets all entries. Stored pointers are neither looked at nor released. Memory is kept for
   // later entries.

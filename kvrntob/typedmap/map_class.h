@@ -35,10 +35,10 @@ class DataMapTOBClassInfo : public ntob::TOBClassInfo {
   // Ends a DataMapWrapper. Null is ignored.
   void destroyNativeInstance(void* native) override;
 
-  bool firstFlag() const override;                          // true
+  bool firstFlag() const override;                            // true
   bool firstNameQuery(ntob::TOBNameID name) const override;   // false
   bool secondNameQuery(ntob::TOBNameID name) const override;  // false
-  bool secondFlag() const override;                         // true
-  bool thirdFlag() const override;                          // false
-  bool fourthFlag() const override;                         // false
+  bool secondFlag() const override;                           // true
+  bool thirdFlag() const override;                            // false
+  bool fourthFlag() const override;                           // false
 };

@@ -89,11 +89,11 @@ void declare(std::unique_ptr<ntob::TOBMethodSignature>& signature, TypeNames inp
   { __VA_ARGS__ }
 #define OUT(...) \
   { __VA_ARGS__ }
-#define MAP_METHOD(Class, name, inputs, outputs)                                                  \
-  Class::Class() { declare(signature, inputs, outputs); }                                         \
-  void Class::execute(void*, std::int32_t* outputCount, ArgumentCell* outputCells, std::int32_t,  \
-                      ArgumentCell* inputCells) {                                                 \
-    run(MapCall{outputCount, outputCells, inputCells});                                           \
+#define MAP_METHOD(Class, name, inputs, outputs)                                                 \
+  Class::Class() { declare(signature, inputs, outputs); }                                        \
+  void Class::execute(void*, std::int32_t* outputCount, ArgumentCell* outputCells, std::int32_t, \
+                      ArgumentCell* inputCells) {                                                \
+    run(MapCall{outputCount, outputCells, inputCells});                                          \
   }
 #include "kvrntob/typedmap/map_methods.def"
 #undef MAP

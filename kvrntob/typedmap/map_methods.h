@@ -13,17 +13,17 @@ void addMapMethods(ntob::TOBClass* cls);
 struct MapCall;
 
 // Each class keeps nothing but its signature. execute bundles its arguments and runs the body.
-#define MAP_METHOD(Class, name, inputs, outputs)                                                  \
-  class Class : public ntob::TOBMethodInfo {                                                      \
-   public:                                                                                        \
-    Class();                                                                                      \
-    const char* getName() const override { return name; }                                         \
-    const ntob::TOBMethodSignature* getSignature() const override { return signature.get(); }     \
-    void execute(void* context, std::int32_t* outputCount, ntob::ArgumentCell* outputCells,       \
-                 std::int32_t inputCount, ntob::ArgumentCell* inputCells) override;               \
-                                                                                                  \
-   private:                                                                                       \
-    static void run(const MapCall& call);                                                         \
-    std::unique_ptr<ntob::TOBMethodSignature> signature;                                          \
+#define MAP_METHOD(Class, name, inputs, outputs)                                              \
+  class Class : public ntob::TOBMethodInfo {                                                  \
+   public:                                                                                    \
+    Class();                                                                                  \
+    const char* getName() const override { return name; }                                     \
+    const ntob::TOBMethodSignature* getSignature() const override { return signature.get(); } \
+    void execute(void* context, std::int32_t* outputCount, ntob::ArgumentCell* outputCells,   \
+                 std::int32_t inputCount, ntob::ArgumentCell* inputCells) override;           \
+                                                                                              \
+   private:                                                                                   \
+    static void run(const MapCall& call);                                                     \
+    std::unique_ptr<ntob::TOBMethodSignature> signature;                                      \
   };
 #include "kvrntob/typedmap/map_methods.def"

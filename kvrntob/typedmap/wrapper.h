@@ -22,7 +22,9 @@ class VrWrapperDataMap final : public AbstractVrWrapperDataMap {
 
   // Releases the arrays that an "any" map keeps, in the order of their indices.
   ~VrWrapperDataMap() override {
-    for (std::int32_t i = 0; keepsArrays && i < getCount(); ++i) takeOver(container->getDataByIndex(i));
+    if constexpr (keepsArrays) {
+      for (std::int32_t i = 0; i < container->getCount(); ++i) AnyValue{container->valueAt(i)};
+    }
   }
 
   bool isKey(const vrArray* key) const override { return container->isKey(readKey(key)); }
@@ -75,7 +77,9 @@ class VrWrapperDataMap final : public AbstractVrWrapperDataMap {
   using Container = DataMap<K, V>;
   static constexpr bool keepsArrays = std::is_same_v<V, vrArray*>;
 
-  typename Container::KeyView readKey(const vrArray* key) const { return typedmap::readKey<K>(key, keyLabel); }
+  typename Container::KeyView readKey(const vrArray* key) const {
+    return typedmap::readKey<K>(key, keyLabel);
+  }
 
   // Makes the caller the owner of a stored array. The other types of values have none.
   static auto takeOver([[maybe_unused]] const V& stored) {
