@@ -100,8 +100,8 @@ class DataMap {
     const auto index = find(indicesByKey, key, hash);
     const std::int32_t gap = index->second;
     valuesByKey.erase(value);
-    indicesByKey.erase(
-        index);  // the last use of the key, which may lie in the array that moves now
+    indicesByKey.erase(index);
+    // `key` may lie in keysByIndex: it is done with here.
     keysByIndex.erase(keysByIndex.begin() + gap);
     valuesByIndex.erase(valuesByIndex.begin() + gap);
     --count;
