@@ -71,16 +71,30 @@ void HostFunctions::reset(const std::string& name) {
   }
 }
 
-OwnedArray HostFunctions::call(const std::string& name) const {
-  const auto found = functions_.find(name);
-  if (found == functions_.end()) failUnknown(name);
-  const HostFunction function = found->second.function;  // which may replace itself
+namespace {
+
+OwnedArray callAsHostFunction(const HostFunction& function, int handle, const std::string& name) {
   const CallScope scope;
-  const RunningFunction running(found->second.functionHandle);
+  const RunningFunction running(handle);
   OwnedArray result = function();
   if (!result) throw HostError("NoResult", "The host function \"" + name + "\" gave no result.");
   CallScope::detach(result.get());
   return result;
+}
+
+}  // namespace
+
+OwnedArray HostFunctions::call(const std::string& name) const {
+  const auto found = functions_.find(name);
+  if (found == functions_.end()) failUnknown(name);
+  const HostFunction function = found->second.function;  // which may replace itself
+  return callAsHostFunction(function, found->second.functionHandle, name);
+}
+
+OwnedArray HostFunctions::callOwn(const std::string& name) const {
+  const OwnFunction* own = findOwn(name);
+  if (own == nullptr) failUnknown(name);
+  return callAsHostFunction(own->function, functionHandle(own->name), name);
 }
 
 namespace {

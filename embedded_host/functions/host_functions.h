@@ -43,6 +43,9 @@ class VORMEL_HOST_API HostFunctions {
   // HostError("NoSuchFunction"), HostError("NoResult") if it gave no array, and what it throws.
   OwnedArray call(const std::string& name) const;
 
+  // The same with the function that the host has of its own, whatever it is replaced by.
+  OwnedArray callOwn(const std::string& name) const;
+
  private:
   struct Entry {
     HostFunction function;

@@ -1,0 +1,59 @@
+#include "python/src/functions.h"
+
+#include <map>
+
+#include "embedded_host/functions/host_functions.h"
+#include "python/src/errors.h"
+#include "python/src/from_host.h"
+#include "python/src/to_host.h"
+
+namespace vormel::python {
+namespace {
+
+// The host is given names alone, so that nothing of Python is left with it when the interpreter
+// has ended.
+std::map<std::string, Ref>& callables() {
+  static auto& known = *new std::map<std::string, Ref>();
+  return known;
+}
+
+// What the callable returned as a host array. It fails as the callable itself would: a value that
+// has no host array is no refusal of the call that is running.
+OwnedArray convertResult(const std::string& name, PyObject* result) {
+  try {
+    return toHost(result);
+  } catch (...) {
+    setPythonError();
+  }
+  throw CallableFailed(name);
+}
+
+OwnedArray callCallable(const std::string& name) {
+  const Ref callable = callables().at(name);
+  const Ref result = steal(PyObject_CallNoArgs(callable.ptr()));
+  if (!result) throw CallableFailed(name);
+  return convertResult(name, result.ptr());
+}
+
+}  // namespace
+
+void setFunction(const std::string& name, PyObject* callable) {
+  callables()[name] = borrow(callable);
+  HostFunctions::instance().set(name, [name] { return callCallable(name); });
+}
+
+Ref functionSetFor(const std::string& name) {
+  const auto found = callables().find(name);
+  return found == callables().end() ? Ref() : found->second;
+}
+
+void resetFunction(const std::string& name) {
+  HostFunctions::instance().reset(name);
+  callables().erase(name);
+}
+
+Ref callOwnFunction(const std::string& name) {
+  return fromHost(HostFunctions::instance().callOwn(name));
+}
+
+}  // namespace vormel::python

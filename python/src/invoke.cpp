@@ -1,0 +1,77 @@
+#include "python/src/invoke.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "embedded_host/messages/host_exception.h"
+#include "embedded_host/objects/object_record.h"
+#include "python/src/array_type.h"
+#include "python/src/calls.h"
+#include "python/src/errors.h"
+#include "python/src/host_object.h"
+#include "python/src/host_value.h"
+
+namespace vormel::python {
+namespace {
+
+ClassRecord& classOfTarget(PyObject* target) {
+  if (PyType_Check(target)) {
+    if (ClassRecord* cls = hostClassOf(target)) return *cls;
+  } else if (const ObjectRecord* object = ObjectRecord::behind(hostArrayOf(target))) {
+    return object->cls();
+  }
+  PyErr_Format(PyExc_TypeError, "%R is neither a host object nor a host class", target);
+  throw PythonErrorSet();
+}
+
+const MethodRecord& find(ClassRecord& cls, const std::string& name) {
+  const MethodRecord* method = cls.findMethod(name);
+  if (method == nullptr) {
+    throw CallRefused("NoSuchMethod", "the class " + cls.fullName() + " has no method " + name);
+  }
+  return *method;
+}
+
+// A constructor has no object yet.
+std::vector<PyObject*> inputsOf(const MethodRecord& method, PyObject* target, PyObject* arguments) {
+  std::vector<PyObject*> inputs;
+  if (!PyType_Check(target) && !method.isConstructor()) inputs.push_back(target);
+  for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(arguments); ++i) {
+    inputs.push_back(PyTuple_GET_ITEM(arguments, i));
+  }
+  return inputs;
+}
+
+Ref cellAsLeft(CallFrame& call, std::size_t cell) {
+  if (OwnedArray array = call.takeArray(cell)) return wrapArray(std::move(array));
+  return outputValue(call, cell);
+}
+
+pybind11::tuple run(const MethodRecord& method, const std::vector<PyObject*>& inputs,
+                    std::int64_t nargout) {
+  CallFrame call(method, inputs.size(), nargout);
+  for (std::size_t i = 0; i < inputs.size(); ++i) setInput(call, i, inputs[i]);
+  call.run();
+  const std::size_t count = std::max(static_cast<std::size_t>(nargout), method.outputs().size());
+  pybind11::list cells;
+  for (std::size_t cell = 0; cell < count; ++cell) cells.append(cellAsLeft(call, cell));
+  return pybind11::make_tuple(call.outputCount(), cells);
+}
+
+}  // namespace
+
+pybind11::tuple invoke(const pybind11::object& target, const std::string& name,
+                       const pybind11::tuple& arguments, const pybind11::object& nargout) {
+  const MethodRecord& method = find(classOfTarget(target.ptr()), name);
+  PyObject* outcome = nullptr;
+  try {
+    const auto inputs = inputsOf(method, target.ptr(), arguments.ptr());
+    outcome = run(method, inputs, readOutputCount(nargout.ptr())).release().ptr();
+  } catch (...) {
+    setPythonError(method.name().c_str());
+  }
+  return checked(interruptedInstead(outcome));
+}
+
+}  // namespace vormel::python

@@ -1,0 +1,23 @@
+// Texts across the border: Python's str on one side, UTF-16 units on the other.
+//
+// A unit without its partner is kept as it is, in both directions.
+#pragma once
+
+#include <cstddef>
+
+#include "embedded_host/arrays/arrays.h"
+#include "python/src/python_api.h"
+
+namespace vormel::python {
+
+// A character row of the str; 0-by-0 for an empty one.
+OwnedArray characterRow(PyObject* text);
+
+// The units as a str. Throws PythonErrorSet.
+Ref textFromUnits(const char16_t* units, std::size_t count);
+
+// The str as UTF-8, valid as long as the str. Refuses, as a thing called `what`, a str that holds a
+// NUL or a lone surrogate.
+const char* plainUtf8(PyObject* text, const char* what);
+
+}  // namespace vormel::python

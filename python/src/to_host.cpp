@@ -1,0 +1,52 @@
+#include "python/src/to_host.h"
+
+#include <string>
+
+#include "embedded_host/messages/host_exception.h"
+#include "kvrntob/host/ntob.h"
+#include "python/src/host_value.h"
+#include "python/src/nesting.h"
+#include "python/src/numbers_in.h"
+#include "python/src/text.h"
+
+namespace vormel::python {
+namespace {
+
+OwnedArray scalarOrText(PyObject* value) {
+  if (PyUnicode_Check(value)) return characterRow(value);
+  return numberScalar(value);
+}
+
+bool isScalarOrText(PyObject* value) {
+  return PyUnicode_Check(value) || kindOfNumber(value) != NumberKind::None;
+}
+
+OwnedArray container(PyObject* value) {
+  const Nesting nesting(" while making a host array");
+  if (PyDict_Check(value)) return toHostFromDict(value);
+  return toHostFromSequence(value);
+}
+
+}  // namespace
+
+OwnedArray makeNumeric(std::size_t rows, std::size_t columns, int classID, bool isComplex) {
+  OwnedArray array(vrCreateNumericMatrix_730(rows, columns, classID, isComplex ? 1 : 0));
+  if (!array) throw ntob::TOBOutOfMemoryException();
+  return array;
+}
+
+OwnedArray toHost(PyObject* value) {
+  if (value == Py_None) return makeNumeric(0, 0, vrDOUBLE_CLASS);
+  if (const vrArray* array = hostArrayOf(value)) return OwnedArray(detachedCopy(array));
+  if (PyArray_Check(value)) return toHostFromNumpy(reinterpret_cast<PyArrayObject*>(value));
+  if (PyArray_IsScalar(value, Generic) && !PyUnicode_Check(value)) {
+    const Ref array = checked(PyArray_FromScalar(value, nullptr));
+    return toHostFromNumpy(reinterpret_cast<PyArrayObject*>(array.ptr()));
+  }
+  if (isScalarOrText(value)) return scalarOrText(value);
+  if (PyDict_Check(value) || PyList_Check(value) || PyTuple_Check(value)) return container(value);
+  throw CallRefused("NotConvertible", std::string("a value of the Python class ") +
+                                          Py_TYPE(value)->tp_name + " has no host array");
+}
+
+}  // namespace vormel::python

@@ -1,0 +1,153 @@
+"""Python as the interpreter of the host Vormel.
+
+Importing this package starts the embedded host and loads the module that lies in the package's
+folder. What the module registers appears as packages and classes below this one:
+
+    >>> import vormel
+    >>> from vormel.Dravik.kvr import SignalRepository, Map
+    >>> repo = SignalRepository()
+    >>> run = repo.createEmptyRun("Monday", 1)
+    >>> repo.getRunName(run)
+    'Monday'
+
+Arguments are positional. ``nargout=`` says how many outputs are asked for; without it, as many as
+the method declares. No output comes back as None, one as the value, several as a tuple.
+
+One host lives in a process, and one thread calls it. Everything is gone when the process ends.
+"""
+
+from __future__ import annotations
+
+import atexit as _atexit
+import importlib as _importlib
+from dataclasses import dataclass as _dataclass
+from pathlib import Path as _Path
+from typing import Any as _Any
+
+from vormel import _vormel
+from vormel._errors import CallError, Error, MethodError, OutOfMemoryError
+from vormel._functions import HostFunctions as _HostFunctions
+from vormel._packages import PackageFinder as _PackageFinder
+from vormel._vormel import Array, HostObject, Method, Object
+
+__all__ = [
+    "Array",
+    "CallError",
+    "Error",
+    "HostObject",
+    "Invocation",
+    "Method",
+    "MethodError",
+    "MethodInfo",
+    "Object",
+    "OutOfMemoryError",
+    "array",
+    "delete",
+    "function_handle",
+    "functions",
+    "invoke",
+    "live_arrays",
+    "methods",
+    "timeseries",
+]
+
+if not _vormel.has_modules():
+    _vormel.load_module(str(_Path(__file__).with_name("kvrntob.so")))
+_PackageFinder.install()
+
+for _error in (Error, CallError, MethodError, OutOfMemoryError):
+    _error.__module__ = __name__
+
+functions = _HostFunctions()
+"""The functions that modules call by name, as a mapping from names to callables without arguments.
+
+Setting an entry replaces the host's own function; deleting it puts the host's own back.
+"""
+
+# Callables must not be called, nor kept, beyond the end of the interpreter.
+_atexit.register(functions.clear)
+
+
+@_dataclass(frozen=True)
+class MethodInfo:
+    """One registration of a method: its name, and the type names of its signature."""
+
+    name: str
+    inputs: list[str]
+    outputs: list[str]
+
+
+@_dataclass(frozen=True)
+class Invocation:
+    """A call as the descriptor saw it.
+
+    count   the output count as the body left it
+    cells   max(nargout, number of declared outputs) entries: a vormel.Array for an "any" output,
+            an int for "int32 scalar", a bool for "logical scalar", None for a cell that the body
+            did not write
+    """
+
+    count: int
+    cells: list[_Any]
+
+
+def methods(cls: type[HostObject]) -> list[MethodInfo]:
+    """List the registrations of a host class in their order.
+
+    A name that is registered twice is listed twice; the constructor is one of the methods.
+    """
+    return [MethodInfo(*entry) for entry in _vormel.registered_methods(cls)]
+
+
+def invoke(
+    obj: HostObject | type[HostObject], name: str, *args: _Any, nargout: int = 1
+) -> Invocation:
+    """Call a method of `obj` and return the output count and the cells as the body left them.
+
+    `obj` may also be a host class: nothing goes before `args` then.
+    """
+    return Invocation(*_vormel.invoke(obj, name, args, nargout))
+
+
+def delete(obj: HostObject) -> None:
+    """End a host object. Its handles stay, and are dead; nothing happens to one that has ended."""
+    _vormel.end_object(obj)
+
+
+def array(value: _Any, cls: str | None = None) -> Array:
+    """Make a host array of a Python value.
+
+    `cls` names the host class where the value should not decide: a numeric class, "logical",
+    "char", "cell", "struct" or "function_handle". Numbers must fit the class. Empty lists give
+    0-by-0 arrays, nested lists of equal lengths matrices, and NumPy object arrays cells of their
+    shape.
+    """
+    return _vormel.make_array(value, cls)
+
+
+def timeseries(data: _Any, time: _Any, **properties: _Any) -> Object:
+    """Make a value object of class "timeseries" with Data, Time and whatever else is named."""
+    for name in ("Data", "Time"):
+        if name in properties:
+            raise TypeError(f"timeseries() got multiple values for {name}")
+    return _vormel.make_value_object("timeseries", {"Data": data, "Time": time, **properties})
+
+
+def function_handle(name: str) -> Array:
+    """Make a function handle value."""
+    return _vormel.make_array(name, "function_handle")
+
+
+def live_arrays() -> int:
+    """Count the host arrays that are alive, parts of other arrays included."""
+    return _vormel.live_arrays()
+
+
+def __getattr__(name: str) -> _Any:
+    if name in _vormel.package_names(""):
+        return _importlib.import_module(f"{__name__}.{name}")
+    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
+
+
+def __dir__() -> list[str]:
+    return sorted({*globals(), *_vormel.package_names("")})
