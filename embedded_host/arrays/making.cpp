@@ -1,5 +1,7 @@
 // libvr: making arrays.
+#include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "embedded_host/arrays/call_scope.h"
 #include "embedded_host/arrays/class_table.h"
@@ -60,18 +62,46 @@ vrArray* vrCreateCharArray_730(std::size_t dimensionCount, const std::size_t* di
 }
 
 vrArray* vrCreateString(const char* text) {
-  const std::size_t count = utf16FromUtf8(text, nullptr);
+  const std::size_t length = std::strlen(text);
+  const bool plain = isAscii(text, length);
+  const std::size_t count = plain ? length : utf16FromUtf8(text, nullptr);
   const std::size_t dimensions[] = {count == 0 ? 0U : 1U, count};
   vrArray* array = vrCreateCharArray_730(2, dimensions);
-  utf16FromUtf8(text, static_cast<std::uint16_t*>(vrGetData(array)));
+  auto* units = static_cast<std::uint16_t*>(vrGetData(array));
+  if (plain) {
+    std::copy_n(text, length, units);
+  } else {
+    utf16FromUtf8(text, units);
+  }
   return array;
 }
+
+namespace {
+
+// The names of the structure that was made last, for makers of many alike.
+Names* lastFieldNames = nullptr;
+
+// Field names, one reference to them the caller's.
+Names* sharedFieldNames(std::size_t count, const char* const* names) {
+  const auto isLast = [&] {
+    return lastFieldNames != nullptr && lastFieldNames->fields.size() == count &&
+           std::equal(names, names + count, lastFieldNames->fields.begin());
+  };
+  if (!isLast()) {
+    Names* fresh = newNames("", count, names);
+    releaseNames(std::exchange(lastFieldNames, fresh));
+  }
+  ++lastFieldNames->references;
+  return lastFieldNames;
+}
+
+}  // namespace
 
 vrArray* vrCreateStructArray_730(std::size_t dimensionCount, const std::size_t* dimensions,
                                  int fieldCount, const char* const* names) {
   const std::size_t fields = fieldCount > 0 ? static_cast<std::size_t>(fieldCount) : 0;
   return entered(
-      newPartsArray(vrSTRUCT_CLASS, dimensionCount, dimensions, newNames("", fields, names)));
+      newPartsArray(vrSTRUCT_CLASS, dimensionCount, dimensions, sharedFieldNames(fields, names)));
 }
 
 vrArray* vrCreateEmptyCopy(const vrArray* array) {

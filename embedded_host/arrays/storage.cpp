@@ -62,6 +62,10 @@ constinit const vrArray unsetPart = []() constexpr {
 
 std::size_t checkedCount(std::size_t dimensionCount, const std::size_t* dimensions,
                          std::size_t elementSize) {
+  // No product of a matrix this small overflows, whatever its elements.
+  constexpr std::size_t small = std::size_t{1} << 24;
+  if (dimensionCount == 2 && dimensions[0] < small && dimensions[1] < small && elementSize <= 256)
+    return dimensions[0] * dimensions[1];
   constexpr std::size_t mostBytes = PTRDIFF_MAX - sizeof(Block) - 16;
   bool possible =
       dimensionCount >= 2 && dimensionCount <= std::numeric_limits<std::uint32_t>::max();

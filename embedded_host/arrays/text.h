@@ -14,4 +14,12 @@ std::string utf8FromUtf16(const std::uint16_t* units, std::size_t count);
 // null.
 std::size_t utf16FromUtf8(const char* text, std::uint16_t* units) noexcept;
 
+// True if no byte of the text is beyond ASCII: it has as many units as bytes then, and the same
+// ones.
+inline bool isAscii(const char* text, std::size_t length) noexcept {
+  unsigned char all = 0;
+  for (std::size_t i = 0; i < length; ++i) all |= static_cast<unsigned char>(text[i]);
+  return all < 0x80;
+}
+
 }  // namespace vormel

@@ -6,30 +6,38 @@ namespace kvr {
 
 namespace {
 
-vrArray* makeNumeric(const char* className, std::size_t rows, std::size_t columns,
-                     const void* elements) {
+vrArray* makeNumeric(int classID, std::size_t rows, std::size_t columns, const void* elements) {
   const std::size_t dimensions[] = {rows, columns};
-  vrArray* array =
-      vrCreateNumericArray_730(2, dimensions, vrClassIDFromClassName(className), /*complexity=*/0);
+  vrArray* array = vrCreateNumericArray_730(2, dimensions, classID, /*complexity=*/0);
   const std::size_t count = rows * columns;
   if (count != 0) std::memcpy(vrGetData(array), elements, count * vrGetElementSize(array));
   return array;
 }
 
-}  // namespace
-
-vrArray* makeInt32(int32 value) { return makeNumeric("int32", 1, 1, &value); }
-
-vrArray* makeInt32Row(const std::vector<int32>& values) {
-  return makeNumeric("int32", 1, values.size(), values.data());
+int int32Class() {
+  static const int classID = vrClassIDFromClassName("int32");
+  return classID;
 }
 
-vrArray* makeInt32Empty() { return makeNumeric("int32", 0, 0, nullptr); }
+int doubleClass() {
+  static const int classID = vrClassIDFromClassName("double");
+  return classID;
+}
 
-vrArray* makeDouble(double value) { return makeNumeric("double", 1, 1, &value); }
+}  // namespace
+
+vrArray* makeInt32(int32 value) { return makeNumeric(int32Class(), 1, 1, &value); }
+
+vrArray* makeInt32Row(const std::vector<int32>& values) {
+  return makeNumeric(int32Class(), 1, values.size(), values.data());
+}
+
+vrArray* makeInt32Empty() { return makeNumeric(int32Class(), 0, 0, nullptr); }
+
+vrArray* makeDouble(double value) { return makeNumeric(doubleClass(), 1, 1, &value); }
 
 vrArray* makeDoubleRow(const std::vector<double>& values) {
-  return makeNumeric("double", 1, values.size(), values.data());
+  return makeNumeric(doubleClass(), 1, values.size(), values.data());
 }
 
 vrArray* makeString(const std::string& text) { return vrCreateString(text.c_str()); }
