@@ -21,10 +21,10 @@ void setProperty(const OwnedArray& object, const char* name, const OwnedArray& v
 OwnedArray version() { return text("Vormel " VORMEL_VERSION); }
 
 OwnedArray now() {
-  using std::chrono::system_clock;
-  constexpr std::chrono::sys_days yearZero = std::chrono::year{0} / std::chrono::January / 1;
   using Days = std::chrono::duration<double, std::chrono::days::period>;
-  return OwnedArray(vrCreateDoubleScalar(Days(system_clock::now() - yearZero).count()));
+  constexpr std::chrono::sys_days yearZero = std::chrono::year{0} / std::chrono::January / 1;
+  const Days sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+  return OwnedArray(vrCreateDoubleScalar((sinceEpoch - yearZero.time_since_epoch()).count()));
 }
 
 OwnedArray tempdir() { return text(PrivateDirectory::instance().path().c_str()); }

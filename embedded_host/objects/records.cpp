@@ -141,12 +141,15 @@ void forgetRootPackagesAfter(std::size_t count) noexcept {
 
 namespace {
 
-// Takes the part before the first dot off `path`.
-std::string_view takeFirstPart(std::string_view& path) {
-  const std::size_t dot = path.find('.');
-  const std::string_view part = path.substr(0, dot);
-  path.remove_prefix(dot == std::string_view::npos ? path.size() : dot + 1);
-  return part;
+// The names between the dots, empty ones included.
+std::vector<std::string_view> partsOf(std::string_view path) {
+  std::vector<std::string_view> parts;
+  for (std::size_t dot = path.find('.'); dot != std::string_view::npos; dot = path.find('.')) {
+    parts.push_back(path.substr(0, dot));
+    path.remove_prefix(dot + 1);
+  }
+  parts.push_back(path);
+  return parts;
 }
 
 void appendNamed(std::vector<PackageRecord*>& found, const Packages& packages,
@@ -158,12 +161,12 @@ void appendNamed(std::vector<PackageRecord*>& found, const Packages& packages,
 
 // All packages of that full name, since modules may share one.
 std::vector<PackageRecord*> packagesNamed(std::string_view fullName) {
+  const std::vector<std::string_view> parts = partsOf(fullName);
   std::vector<PackageRecord*> level;
-  appendNamed(level, registry(), takeFirstPart(fullName));
-  while (!fullName.empty()) {
-    const std::string_view name = takeFirstPart(fullName);
+  appendNamed(level, registry(), parts.front());
+  for (std::size_t i = 1; i < parts.size(); ++i) {
     std::vector<PackageRecord*> below;
-    for (PackageRecord* package : level) appendNamed(below, package->subPackages(), name);
+    for (PackageRecord* package : level) appendNamed(below, package->subPackages(), parts[i]);
     level = std::move(below);
   }
   return level;

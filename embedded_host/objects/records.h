@@ -137,6 +137,6 @@ VORMEL_HOST_API PackageRecord* findPackage(std::string_view fullName);
 VORMEL_HOST_API ClassRecord* findClass(std::string_view fullName);
 
 // Forgets the root packages registered after the first `count`, and deletes their descriptors.
-void forgetRootPackagesAfter(std::size_t count) noexcept;
+VORMEL_HOST_API void forgetRootPackagesAfter(std::size_t count) noexcept;
 
 }  // namespace vormel

@@ -8,7 +8,7 @@
 namespace vormel {
 
 // What an array is, for people: "a complex double 2-by-3".
-std::string describe(const vrArray* array);
+VORMEL_HOST_API std::string describe(const vrArray* array);
 
 [[noreturn]] void refuseTooFewInputs(const MethodRecord& method, std::size_t count);
 [[noreturn]] void refuseTooManyInputs(const MethodRecord& method, std::size_t count);
