@@ -2,6 +2,7 @@
 
 #include "kvrntob/binding/methods.h"
 #include "kvrntob/store/signal_repository.h"
+#include "kvrntob/typedmap/map_class.h"
 
 void DRAVIKNTOBPackageInfo::loadPackageContents(ntob::TOBPackage* contents) {
   contents->addSubPackage(new KVRNTOBPackageInfo);  // null when memory is exhausted
@@ -9,6 +10,7 @@ void DRAVIKNTOBPackageInfo::loadPackageContents(ntob::TOBPackage* contents) {
 
 void KVRNTOBPackageInfo::loadPackageContents(ntob::TOBPackage* contents) {
   contents->addClass(new kvr::SignalRepositoryTOBClassInfo);
+  contents->addClass(new DataMapTOBClassInfo);
 }
 
 namespace kvr {
