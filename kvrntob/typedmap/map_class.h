@@ -22,23 +22,23 @@ class DataMapWrapper : public MemoryOperationOverloads {
 };
 
 // Descriptor of the class. Created on the heap with its class-scope operator new, never copied.
-class DataMapTOBClassInfo : public ntob::TOBClassInfo {
+class DataMapTOBClassInfo final : public ntob::TOBClassInfo {
  public:
-  const char* getName() const override;                 // "Map"
-  const char* getDescription() const override;          // "Dravik KVR Map Container"
-  const char* getDetailedDescription() const override;  // the same
+  const char* getName() const override { return "Map"; }
+  const char* getDescription() const override { return "Dravik KVR Map Container"; }
+  const char* getDetailedDescription() const override { return "Dravik KVR Map Container"; }
 
   void loadMethods(ntob::TOBClass* cls) override;  // the 13 methods of map_methods.def
 
-  // A new DataMapWrapper; null when memory is exhausted.
+  // A new DataMapWrapper; null when host memory is exhausted.
   void* createNativeInstance() override;
   // Ends a DataMapWrapper. Null is ignored.
   void destroyNativeInstance(void* native) override;
 
-  bool firstFlag() const override;                            // true
-  bool firstNameQuery(ntob::TOBNameID name) const override;   // false
-  bool secondNameQuery(ntob::TOBNameID name) const override;  // false
-  bool secondFlag() const override;                           // true
-  bool thirdFlag() const override;                            // false
-  bool fourthFlag() const override;                           // false
+  bool firstFlag() const override { return true; }
+  bool firstNameQuery(ntob::TOBNameID) const override { return false; }
+  bool secondNameQuery(ntob::TOBNameID) const override { return false; }
+  bool secondFlag() const override { return true; }
+  bool thirdFlag() const override { return false; }
+  bool fourthFlag() const override { return false; }
 };
