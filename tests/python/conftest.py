@@ -1,0 +1,57 @@
+"""What all tests of the package share."""
+
+import gc
+import os
+import subprocess
+import sys
+
+import pytest
+import vormel
+from vormel.Dravik.kvr import Map, SignalRepository
+
+
+@pytest.fixture(autouse=True)
+def live_arrays_return_to_their_number():
+    """Every test ends with as many host arrays alive as it began with."""
+    gc.collect()
+    before = vormel.live_arrays()
+    yield
+    gc.collect()
+    assert vormel.live_arrays() == before
+
+
+@pytest.fixture(autouse=True)
+def host_functions_are_put_back():
+    yield
+    vormel.functions.clear()
+
+
+@pytest.fixture
+def repo():
+    """A handle to a store of its own."""
+    repository = SignalRepository()
+    repository.clean()
+    repository = SignalRepository()
+    yield repository
+    repository.clean()
+
+
+@pytest.fixture
+def any_map():
+    """A map from texts to values of any kind."""
+    return Map("k", {})
+
+
+@pytest.fixture
+def run_python():
+    """Runs a program in a Python process of its own; returns what it prints."""
+
+    def run(program):
+        done = subprocess.run(
+            [sys.executable, "-c", program], capture_output=True, text=True, env=os.environ
+        )
+        assert done.returncode == 0, done.stderr
+        assert done.stderr == ""
+        return done.stdout
+
+    return run
