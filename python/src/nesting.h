@@ -9,7 +9,9 @@ namespace vormel::python {
 // list that holds itself, ends in a RecursionError.
 class Nesting {
  public:
-  explicit Nesting(const char* where) { checked(Py_EnterRecursiveCall(where)); }
+  explicit Nesting(const char* where) {
+    if (Py_EnterRecursiveCall(where) != 0) throw PythonErrorSet();
+  }
   ~Nesting() { Py_LeaveRecursiveCall(); }
   Nesting(const Nesting&) = delete;
   Nesting& operator=(const Nesting&) = delete;

