@@ -2,6 +2,7 @@
 #include "kvrntob/host/libhu.h"
 #include "kvrntob/host/ntob.h"
 
+// Names come by value: the border says so. NOLINTBEGIN(performance-unnecessary-value-param)
 namespace ntob {
 
 // ---- Methods: public, visible, dispatched on their first input, otherwise nothing special ----
@@ -79,3 +80,4 @@ bool TOBPackageInfo::isDestructible() const { return true; }
 bool TOBPackageInfo::isLocked() const { return false; }
 
 }  // namespace ntob
+// NOLINTEND(performance-unnecessary-value-param)

@@ -85,6 +85,7 @@ bool TOBInterface::isInvalid() const noexcept {
 
 const TOBClass* TOBInterface::getClass() const { return &vormel::livingRecordOf(this).cls(); }
 
+// The border passes names by value. NOLINTNEXTLINE(performance-unnecessary-value-param)
 void* TOBInterface::getNativeInstance(TOBNameID className) const {
   const vormel::ObjectRecord& record = vormel::livingRecordOf(this);
   return record.cls().nameID() == className ? record.nativeInstance() : nullptr;

@@ -54,7 +54,7 @@ class VORMEL_HOST_API TOBNameID {
   explicit TOBNameID(const char* name);
   TOBNameID(const TOBNameID& other) noexcept;
   TOBNameID& operator=(const TOBNameID& other) noexcept;
-  ~TOBNameID();
+  ~TOBNameID();  // NOLINT(performance-trivially-destructible): a host may count uses
 
   // The name, valid as long as the process; null if this names nothing.
   const char* characters() const noexcept { return name_; }
