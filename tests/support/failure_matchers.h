@@ -9,7 +9,6 @@
 
 #include <exception>
 #include <optional>
-#include <source_location>
 #include <string>
 #include <typeinfo>
 #include <utility>
@@ -18,14 +17,23 @@
 
 namespace kvr::test {
 
-inline void reportAt(const std::source_location& place, const std::string& text) {
-  ADD_FAILURE_AT(place.file_name(), static_cast<int>(place.line())) << text;
+// Where an expectation stands. Not std::source_location, which clang 14 cannot compile.
+struct Place {
+  const char* file;
+  int line;
+  static Place ofCaller(const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+    return {file, line};
+  }
+};
+
+inline void reportAt(const Place& place, const std::string& text) {
+  ADD_FAILURE_AT(place.file, place.line) << text;
 }
 
 // Expects a failure of exactly this identifier and word (none if nullopt).
 template <class Action>
 void expectIdentifier(const std::string& identifier, const std::optional<std::string>& word,
-                      Action&& action, const std::source_location& place) {
+                      Action&& action, const Place& place) {
   const auto describe = [](const std::string& id, const std::optional<std::string>& given) {
     return id + (given ? " with \"" + *given + "\"" : " without a word");
   };
@@ -47,21 +55,21 @@ void expectIdentifier(const std::string& identifier, const std::optional<std::st
 // A failure of the module that carries a word.
 template <class Action>
 void expectFailure(const std::string& failureClass, const std::string& word, Action&& action,
-                   const std::source_location& place = std::source_location::current()) {
+                   const Place& place = Place::ofCaller()) {
   expectIdentifier("KVR:kvr:" + failureClass, word, std::forward<Action>(action), place);
 }
 
 // A failure of the module that carries none.
 template <class Action>
 void expectFailure(const std::string& failureClass, Action&& action,
-                   const std::source_location& place = std::source_location::current()) {
+                   const Place& place = Place::ofCaller()) {
   expectIdentifier("KVR:kvr:" + failureClass, std::nullopt, std::forward<Action>(action), place);
 }
 
 // A failure of the host itself, refusals among them; `key` is what follows "Vormel:".
 template <class Action>
 void expectHostError(const std::string& key, Action&& action,
-                     const std::source_location& place = std::source_location::current()) {
+                     const Place& place = Place::ofCaller()) {
   expectIdentifier("Vormel:" + key, std::nullopt, std::forward<Action>(action), place);
 }
 
