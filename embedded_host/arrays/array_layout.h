@@ -33,9 +33,10 @@ struct Container {
 
   vrArray** parts() noexcept { return reinterpret_cast<vrArray**>(this + 1); }
 };
+constexpr std::size_t partSize = sizeof(void*);
 
 struct Names {
-  std::size_t references = 1;
+  std::size_t references;
   std::string title;  // class of a value object, subclass of an opaque, name of a function
   std::vector<std::string> fields;
 };

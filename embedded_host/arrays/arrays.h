@@ -47,9 +47,11 @@ VORMEL_HOST_API vrArray* makeCell(std::size_t dimensionCount, const std::size_t*
 // Function handle value, 1-by-1.
 VORMEL_HOST_API vrArray* makeFunctionHandle(const std::string& name);
 
-// Value object array of the class; no properties yet (vrSetProperty_730 adds them).
+// Value object array of the class. Its properties are 0-by-0 doubles; their names must differ.
+// vrSetProperty_730 adds more.
 VORMEL_HOST_API vrArray* makeObject(const std::string& className, std::size_t dimensionCount,
-                                    const std::size_t* dimensions);
+                                    const std::size_t* dimensions,
+                                    const std::vector<std::string>& properties = {});
 
 // Opaque scalar; `subclass` may be null. Holds nothing else.
 VORMEL_HOST_API vrArray* makeOpaque(const char* subclass);

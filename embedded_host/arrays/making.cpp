@@ -1,6 +1,7 @@
 // libvr: making arrays.
 #include <algorithm>
 #include <cstring>
+#include <span>
 #include <utility>
 
 #include "embedded_host/arrays/call_scope.h"
@@ -88,7 +89,7 @@ Names* sharedFieldNames(std::size_t count, const char* const* names) {
            std::equal(names, names + count, lastFieldNames->fields.begin());
   };
   if (!isLast()) {
-    Names* fresh = newNames("", count, names);
+    Names* fresh = newNames("", std::span(names, count));
     releaseNames(std::exchange(lastFieldNames, fresh));
   }
   ++lastFieldNames->references;
@@ -149,8 +150,9 @@ vrArray* makeCell(std::size_t dimensionCount, const std::size_t* dimensions) {
 }
 
 vrArray* makeObject(const std::string& className, std::size_t dimensionCount,
-                    const std::size_t* dimensions) {
-  return entered(newPartsArray(vrOBJECT_CLASS, dimensionCount, dimensions, newNames(className)));
+                    const std::size_t* dimensions, const std::vector<std::string>& properties) {
+  return entered(
+      newPartsArray(vrOBJECT_CLASS, dimensionCount, dimensions, newNames(className, properties)));
 }
 
 vrArray* makeFunctionHandle(const std::string& name) {

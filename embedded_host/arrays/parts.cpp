@@ -49,19 +49,22 @@ Container* widened(Container* old, std::size_t count, std::size_t fields) {
   return wide;
 }
 
-void addProperty(vrArray* object, const char* name) {
-  const std::size_t fields = object->names->fields.size();
-  const std::size_t dimensions[] = {countOf(object), 1};
-  checkedCount(2, dimensions, sizeof(vrArray*) * (fields + 1));
-  makeOwn(object);
-  std::vector<const char*> names;
+std::vector<std::string> withName(const std::vector<std::string>& names, const char* name) {
   try {
-    for (const std::string& field : object->names->fields) names.push_back(field.c_str());
-    names.push_back(name);
+    std::vector<std::string> longer = names;
+    longer.emplace_back(name);
+    return longer;
   } catch (const std::bad_alloc&) {
     throw ntob::TOBOutOfMemoryException();
   }
-  Names* longer = newNames(object->names->title, names.size(), names.data());
+}
+
+void addProperty(vrArray* object, const char* name) {
+  const std::size_t fields = object->names->fields.size();
+  const std::size_t dimensions[] = {countOf(object), 1};
+  checkedCount(2, dimensions, partSize * (fields + 1));
+  makeOwn(object);
+  Names* longer = newNames(object->names->title, withName(object->names->fields, name));
   try {
     Container* wide = widened(object->container, dimensions[0], fields);
     releaseContainer(std::exchange(object->container, wide));

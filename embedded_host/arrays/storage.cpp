@@ -4,14 +4,12 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <new>
 #include <utility>
 
 #include "embedded_host/arrays/class_table.h"
 #include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/libhu.h"
-#include "kvrntob/host/ntob.h"
 
 namespace vormel {
 namespace {
@@ -123,7 +121,7 @@ vrArray* newPartsArray(int classID, std::size_t dimensionCount, const std::size_
   try {
     const std::size_t fields =
         classID == vrCELL_CLASS ? 1 : (names == nullptr ? 0 : names->fields.size());
-    const std::size_t partBytes = sizeof(vrArray*) * (fields == 0 ? 1 : fields);
+    const std::size_t partBytes = partSize * (fields == 0 ? 1 : fields);
     const std::size_t count = checkedCount(dimensionCount, dimensions, partBytes);
     array.reset(newArray(classID, dimensionCount, dimensions));
     if (count * fields > 0) array.get()->container = newContainer(count * fields);
@@ -172,19 +170,8 @@ void replaceByCopy(vrArray* array) {
   }
 }
 
-Names* newNames(const std::string& title, std::size_t fieldCount, const char* const* fields) {
-  try {
-    auto names = std::make_unique<Names>();
-    names->title = title;
-    names->fields.assign(fields, fields + fieldCount);
-    return names.release();
-  } catch (const std::bad_alloc&) {
-    throw ntob::TOBOutOfMemoryException();
-  }
-}
-
 Container* newContainer(std::size_t count) {
-  void* memory = required(huCalloc(1, sizeof(Container) + count * sizeof(vrArray*)));
+  void* memory = required(huCalloc(1, sizeof(Container) + count * partSize));
   return new (memory) Container{1, count};
 }
 

@@ -4,10 +4,12 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "embedded_host/arrays/array_layout.h"
+#include "kvrntob/host/ntob.h"
 
 namespace vormel {
 
@@ -40,8 +42,15 @@ void makeOwn(vrArray* array);
 // The same also where nothing is shared: afterwards no byte of it has its old address.
 void replaceByCopy(vrArray* array);
 
-Names* newNames(const std::string& title, std::size_t fieldCount = 0,
-                const char* const* fields = nullptr);
+// `fields` is a range of texts.
+template <class Fields = std::vector<std::string>>
+Names* newNames(const std::string& title, const Fields& fields = {}) {
+  try {
+    return new Names{1, title, {fields.begin(), fields.end()}};
+  } catch (const std::bad_alloc&) {
+    throw ntob::TOBOutOfMemoryException();
+  }
+}
 Container* newContainer(std::size_t count);
 
 // Giving up one reference.

@@ -1,0 +1,186 @@
+#include "embedded_host/files/file_format.h"
+
+#include <cstdint>
+#include <cstdio>
+
+#include "embedded_host/files/transaction_driver.h"
+#include "kvrntob/host/libvr.h"
+
+namespace vormel {
+namespace {
+
+bool needsEscape(char character) {
+  return static_cast<unsigned char>(character) < 0x20 || character == '/' || character == '%' ||
+         character == '.' || character == 0x7F;
+}
+
+std::string escaped(char character) {
+  constexpr const char* digits = "0123456789ABCDEF";
+  const auto byte = static_cast<unsigned char>(character);
+  return {'%', digits[byte >> 4], digits[byte & 15]};
+}
+
+int hexDigit(char digit) {
+  if (digit >= '0' && digit <= '9') return digit - '0';
+  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+  return -1;
+}
+
+hid_t realType(int classID) {
+  switch (classID) {
+    case vrDOUBLE_CLASS:
+      return H5T_IEEE_F64LE;
+    case vrSINGLE_CLASS:
+      return H5T_IEEE_F32LE;
+    case vrINT8_CLASS:
+      return H5T_STD_I8LE;
+    case vrLOGICAL_CLASS:
+    case vrUINT8_CLASS:
+      return H5T_STD_U8LE;
+    case vrINT16_CLASS:
+      return H5T_STD_I16LE;
+    case vrCHAR_CLASS:
+    case vrUINT16_CLASS:
+      return H5T_STD_U16LE;
+    case vrINT32_CLASS:
+      return H5T_STD_I32LE;
+    case vrUINT32_CLASS:
+      return H5T_STD_U32LE;
+    case vrINT64_CLASS:
+      return H5T_STD_I64LE;
+    default:
+      return H5T_STD_U64LE;
+  }
+}
+
+int integerClass(std::size_t size, bool isSigned) {
+  switch (size) {
+    case 1:
+      return isSigned ? vrINT8_CLASS : vrUINT8_CLASS;
+    case 2:
+      return isSigned ? vrINT16_CLASS : vrUINT16_CLASS;
+    case 4:
+      return isSigned ? vrINT32_CLASS : vrUINT32_CLASS;
+    case 8:
+      return isSigned ? vrINT64_CLASS : vrUINT64_CLASS;
+    default:
+      return vrUNKNOWN_CLASS;
+  }
+}
+
+// The only class that the type may be stored for; whether it is stored so is another question.
+int likelyClass(hid_t type) {
+  const std::size_t size = H5Tget_size(type);
+  switch (H5Tget_class(type)) {
+    case H5T_FLOAT:
+      return size == 8 ? vrDOUBLE_CLASS : vrSINGLE_CLASS;
+    case H5T_INTEGER:
+      return integerClass(size, H5Tget_sign(type) == H5T_SGN_2);
+    default:
+      return vrUNKNOWN_CLASS;
+  }
+}
+
+// Groups keep few members in the group itself, in room for so many of such names, and more in an
+// index.
+Hdf5List groupList(hid_t listClass, unsigned members, unsigned nameLength) {
+  Hdf5List list(H5Pcreate(listClass), "make a property list");
+  require(H5Pset_obj_track_times(list.get(), false), "set a property");
+  require(H5Pset_link_phase_change(list.get(), 64, 48), "set a property");
+  require(H5Pset_est_link_info(list.get(), members, nameLength), "set a property");
+  return list;
+}
+
+}  // namespace
+
+std::string linkName(const std::string& name) {
+  if (name.empty()) return "%";
+  std::string link;
+  for (const char character : name) {
+    if (needsEscape(character)) {
+      link += escaped(character);
+    } else {
+      link += character;
+    }
+  }
+  return link;
+}
+
+std::optional<std::string> nameOfLink(const std::string& link) {
+  std::string name;
+  for (std::size_t i = 0; link != "%" && i < link.size(); ++i) {
+    if (link[i] != '%') {
+      name += link[i];
+      continue;
+    }
+    if (i + 2 >= link.size()) return std::nullopt;
+    const int high = hexDigit(link[i + 1]);
+    const int low = hexDigit(link[i + 2]);
+    if (high < 0 || low < 0) return std::nullopt;
+    name += static_cast<char>(high * 16 + low);
+    i += 2;
+  }
+  return linkName(name) == link ? std::optional(name) : std::nullopt;
+}
+
+std::array<std::string, 2> foldersOf(const std::string& name) {
+  std::uint64_t hash = 0xCBF29CE484222325U;
+  for (const char character : name) {
+    hash = (hash ^ static_cast<unsigned char>(character)) * 0x100000001B3U;
+  }
+  hash ^= hash >> 32;
+  const auto folder = [](std::uint64_t number) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned>(number % 64));
+    return std::string(digits);
+  };
+  return {folder(hash), folder(hash >> 6)};
+}
+
+Hdf5Type elementType(int classID, bool isComplex) {
+  const hid_t real = realType(classID);
+  if (!isComplex) return {H5Tcopy(real), "make a type"};
+  const std::size_t size = H5Tget_size(real);
+  Hdf5Type pair(H5Tcreate(H5T_COMPOUND, 2 * size), "make a type");
+  require(H5Tinsert(pair.get(), "r", 0, real), "make a type");
+  require(H5Tinsert(pair.get(), "i", size, real), "make a type");
+  return pair;
+}
+
+std::optional<ElementKind> kindOfType(const Hdf5Type& type) {
+  const bool isComplex = H5Tget_class(type.get()) == H5T_COMPOUND;
+  if (isComplex && H5Tget_nmembers(type.get()) != 2) return std::nullopt;
+  const Hdf5Type real(isComplex ? H5Tget_member_type(type.get(), 0) : H5Tcopy(type.get()),
+                      "read a type");
+  const int classID = likelyClass(real.get());
+  if (classID == vrUNKNOWN_CLASS) return std::nullopt;
+  if (H5Tequal(type.get(), elementType(classID, isComplex).get()) <= 0) return std::nullopt;
+  return ElementKind{classID, isComplex};
+}
+
+PropertyLists::PropertyLists()
+    : fileAccess(H5Pcreate(H5P_FILE_ACCESS), "make a property list"),
+      fileCreation(groupList(H5P_FILE_CREATE, 64, 2)),
+      outerFolder(groupList(H5P_GROUP_CREATE, 64, 2)),
+      innerFolder(groupList(H5P_GROUP_CREATE, 24, 8)),
+      parts(groupList(H5P_GROUP_CREATE, 8, 8)),
+      elements(H5Pcreate(H5P_DATASET_CREATE), "make a property list"),
+      link(H5Pcreate(H5P_LINK_CREATE), "make a property list") {
+  require(H5Pset_driver(fileAccess.get(), TransactionFile::driver(), nullptr), "set the driver");
+  require(H5Pset_libver_bounds(fileAccess.get(), H5F_LIBVER_V18, H5F_LIBVER_V18),
+          "set the version");
+  require(H5Pset_fclose_degree(fileAccess.get(), H5F_CLOSE_STRONG), "set a property");
+  require(H5Pset_link_creation_order(parts.get(), H5P_CRT_ORDER_TRACKED), "set a property");
+  require(H5Pset_layout(elements.get(), H5D_CONTIGUOUS), "set a property");
+  require(H5Pset_fill_time(elements.get(), H5D_FILL_TIME_NEVER), "set a property");
+  require(H5Pset_obj_track_times(elements.get(), false), "set a property");
+  require(H5Pset_char_encoding(link.get(), H5T_CSET_UTF8), "set a property");
+}
+
+// Never destroyed: at the end of the process the library is gone before it would be.
+const PropertyLists& propertyLists() {
+  static const auto* const lists = new PropertyLists;
+  return *lists;
+}
+
+}  // namespace vormel

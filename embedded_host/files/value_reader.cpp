@@ -1,0 +1,287 @@
+#include "embedded_host/files/value_reader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "embedded_host/files/checksum.h"
+#include "embedded_host/files/file_format.h"
+
+namespace vormel {
+namespace {
+
+using Dimensions = std::vector<std::size_t>;
+
+// The number of elements of that shape, which must be one that a host array can have.
+std::size_t countOf(const Dimensions& dimensions, std::size_t elementSize) {
+  std::size_t room = std::numeric_limits<std::ptrdiff_t>::max() / (4 * elementSize);
+  std::size_t count = 1;
+  bool isEmpty = false;
+  for (const std::size_t dimension : dimensions) {
+    isEmpty = isEmpty || dimension == 0;
+    const std::size_t factor = std::max<std::size_t>(dimension, 1);
+    if (factor > room) throw FileFault("found an impossible size");
+    room /= factor;
+    count *= factor;
+  }
+  if (dimensions.size() < 2) throw FileFault("found an impossible shape");
+  return isEmpty ? 0 : count;
+}
+
+class Reader {
+ public:
+  // Sizes are taken from what a file of `fileSize` bytes can hold, all arrays together.
+  explicit Reader(std::size_t fileSize) : fileSize_(fileSize), budget_(fileSize) {}
+
+  OwnedArray read(const Hdf5Object& object, int depth);
+  std::uint64_t checksum() const { return checksum_.value(); }
+
+ private:
+  void spend(std::size_t bytes);
+  OwnedArray readMember(const Hdf5Object& group, const std::string& name, int depth);
+  OwnedArray readDataset(const Hdf5Object& dataset);
+  OwnedArray readFunction(const Hdf5Object& dataset, const Dimensions& extents);
+  OwnedArray readElements(const Hdf5Object& dataset, const Hdf5Type& type, ElementKind kind,
+                          const Dimensions& dimensions);
+  void readBytes(const Hdf5Object& dataset, const Hdf5Type& type, std::size_t size, void* bytes);
+  OwnedArray readCell(const Hdf5Object& group, const Dimensions& dimensions, int depth);
+  OwnedArray readStructure(const Hdf5Object& group, const Dimensions& dimensions, int depth);
+  OwnedArray readObject(const Hdf5Object& group, const Dimensions& dimensions, int depth);
+  template <class Put>
+  void readRecord(const Hdf5Object& group, const std::vector<std::string>& fields,
+                  const Dimensions& dimensions, int depth, Put&& put);
+
+  std::size_t fileSize_;
+  std::size_t budget_;
+  Checksum checksum_;
+};
+
+void Reader::spend(std::size_t bytes) {
+  if (bytes > budget_) throw FileFault("found more data than the file can hold");
+  budget_ -= bytes;
+}
+
+Dimensions readDimensions(const Hdf5Object& object) {
+  if (!hasAttribute(object.get(), dimensionsAttribute)) return {1, 1};
+  const std::vector<std::uint64_t> numbers = readNumbers(object.get(), dimensionsAttribute);
+  return {numbers.begin(), numbers.end()};
+}
+
+// The extents of a dataset, slowest first.
+Dimensions extentsOf(const Hdf5Object& dataset) {
+  const Hdf5Space space(H5Dget_space(dataset.get()), "read a dataset's space");
+  hsize_t extents[H5S_MAX_RANK];
+  const int rank = H5Sget_simple_extent_ndims(space.get());
+  if (H5Sget_simple_extent_type(space.get()) != H5S_SIMPLE || rank < 1 ||
+      H5Sget_simple_extent_dims(space.get(), extents, nullptr) != rank) {
+    throw FileFault("found a dataset without dimensions");
+  }
+  return {extents, extents + rank};
+}
+
+// What the type leaves open: logicals and characters look like unsigned integers.
+int classOf(const Hdf5Object& dataset, const ElementKind& kind) {
+  const bool isOpen =
+      !kind.isComplex && (kind.classID == vrUINT8_CLASS || kind.classID == vrUINT16_CLASS);
+  if (!isOpen || !hasAttribute(dataset.get(), classAttribute)) return kind.classID;
+  const std::string text = readText(dataset.get(), classAttribute);
+  if (kind.classID == vrUINT16_CLASS && text == "char") return vrCHAR_CLASS;
+  if (kind.classID == vrUINT8_CLASS && text == "logical") return vrLOGICAL_CLASS;
+  if (kind.classID == vrUINT8_CLASS && text == "function_handle") return vrFUNCTION_CLASS;
+  throw FileFault("found a class that does not fit its data");
+}
+
+// Reads what lies in the file itself, in one piece: no other layout and no other file.
+void Reader::readBytes(const Hdf5Object& dataset, const Hdf5Type& type, std::size_t size,
+                       void* bytes) {
+  if (size == 0) return;
+  const haddr_t offset = H5Dget_offset(dataset.get());
+  if (offset == HADDR_UNDEF || offset > fileSize_ || size > fileSize_ - offset) {
+    throw FileFault("found data that lies outside the file");
+  }
+  require(H5Dread(dataset.get(), type.get(), H5S_ALL, H5S_ALL, H5P_DEFAULT, bytes),
+          "read a dataset");
+  checksum_.add(bytes, size);
+}
+
+OwnedArray Reader::readFunction(const Hdf5Object& dataset, const Dimensions& extents) {
+  if (extents.size() != 1) throw FileFault("found a function handle of the wrong shape");
+  spend(extents[0]);
+  std::string name(extents[0], '\0');
+  readBytes(dataset, elementType(vrUINT8_CLASS, false), name.size(), name.data());
+  OwnedArray function(makeFunctionHandle(name));
+  const Dimensions dimensions = readDimensions(dataset);
+  if (dimensions == Dimensions{1, 1}) return function;
+  if (dimensions != Dimensions{0, 0}) throw FileFault("found an impossible function handle");
+  return OwnedArray(vrCreateEmptyCopy(function.get()));
+}
+
+// Takes pairs of parts apart.
+void separate(const std::vector<std::byte>& pairs, vrArray* array) {
+  const std::size_t size = vrGetElementSize(array);
+  const std::size_t count = vrGetNumberOfElements(array);
+  auto* real = static_cast<std::byte*>(vrGetData(array));
+  auto* imaginary = static_cast<std::byte*>(vrGetImagData(array));
+  for (std::size_t i = 0; i < count; ++i) {
+    std::memcpy(real + i * size, &pairs[2 * i * size], size);
+    std::memcpy(imaginary + i * size, &pairs[(2 * i + 1) * size], size);
+  }
+}
+
+OwnedArray Reader::readElements(const Hdf5Object& dataset, const Hdf5Type& type, ElementKind kind,
+                                const Dimensions& dimensions) {
+  const std::size_t elementSize = H5Tget_size(type.get());
+  const std::size_t size = countOf(dimensions, elementSize) * elementSize;
+  spend(size);
+  const bool isText = kind.classID == vrCHAR_CLASS;
+  OwnedArray array(isText ? vrCreateCharArray_730(dimensions.size(), dimensions.data())
+                          : vrCreateNumericArray_730(dimensions.size(), dimensions.data(),
+                                                     kind.classID, kind.isComplex ? 1 : 0));
+  if (kind.isComplex) {
+    std::vector<std::byte> pairs(size);
+    readBytes(dataset, type, size, pairs.data());
+    separate(pairs, array.get());
+  } else {
+    readBytes(dataset, type, size, vrGetData(array.get()));
+  }
+  return array;
+}
+
+OwnedArray Reader::readDataset(const Hdf5Object& dataset) {
+  const Hdf5Type type(H5Dget_type(dataset.get()), "read a dataset's type");
+  std::optional<ElementKind> kind = kindOfType(type);
+  if (!kind) throw FileFault("found elements of a type that no host array has");
+  kind->classID = classOf(dataset, *kind);
+  Dimensions dimensions = extentsOf(dataset);
+  if (kind->classID == vrFUNCTION_CLASS) return readFunction(dataset, dimensions);
+  if (dimensions.size() == 1) {
+    const std::size_t count = dimensions[0];
+    dimensions = readDimensions(dataset);
+    if (countOf(dimensions, 1) != count) throw FileFault("found a shape that does not fit");
+  } else {
+    std::reverse(dimensions.begin(), dimensions.end());
+  }
+  return readElements(dataset, type, *kind, dimensions);
+}
+
+OwnedArray Reader::readMember(const Hdf5Object& group, const std::string& name, int depth) {
+  const std::optional<Hdf5Object> member = openMember(group.get(), name);
+  if (!member) throw FileFault("found a part missing");
+  return read(*member, depth + 1);
+}
+
+void requireMembers(const Hdf5Object& group, std::size_t count) {
+  if (memberCount(group.get()) != count) throw FileFault("found a wrong number of parts");
+}
+
+OwnedArray Reader::readCell(const Hdf5Object& group, const Dimensions& dimensions, int depth) {
+  const std::size_t count = countOf(dimensions, leastObjectSize);
+  requireMembers(group, count);
+  if (count > budget_ / leastObjectSize) throw FileFault("found more parts than the file can hold");
+  OwnedArray cell(makeCell(dimensions.size(), dimensions.data()));
+  for (std::size_t i = 0; i < count; ++i) {
+    OwnedArray element = readMember(group, std::to_string(i), depth);
+    setCellElement(cell.get(), i, element.get());
+    element.release();
+  }
+  return cell;
+}
+
+std::vector<std::string> readFieldNames(const Hdf5Object& group) {
+  std::vector<std::string> names = memberNames(group.get());
+  for (std::string& name : names) {
+    std::optional<std::string> decoded = nameOfLink(name);
+    if (!decoded || decoded->find('\0') != std::string::npos) {
+      throw FileFault("found a name that is none");
+    }
+    name = std::move(*decoded);
+  }
+  return names;
+}
+
+// Reads every field of every element and puts it with put(index, field, value).
+template <class Put>
+void Reader::readRecord(const Hdf5Object& group, const std::vector<std::string>& fields,
+                        const Dimensions& dimensions, int depth, Put&& put) {
+  const bool isSingle = dimensions == Dimensions{1, 1};
+  const std::size_t count = countOf(dimensions, leastObjectSize);
+  for (std::size_t field = 0; field < fields.size(); ++field) {
+    const std::string link = linkName(fields[field]);
+    if (isSingle) {
+      put(std::size_t{0}, field, readMember(group, link, depth));
+      continue;
+    }
+    const std::optional<Hdf5Object> column = openMember(group.get(), link);
+    if (!column || !isGroup(*column)) throw FileFault("found a field that is none");
+    spend(leastObjectSize);
+    requireMembers(*column, count);
+    for (std::size_t i = 0; i < count; ++i) {
+      put(i, field, readMember(*column, std::to_string(i), depth));
+    }
+  }
+}
+
+// Throws unless that many parts fit into what is left of the file.
+void requireRoom(const Dimensions& dimensions, std::size_t fields, std::size_t budget) {
+  const std::size_t count = countOf(dimensions, leastObjectSize);
+  if (fields > 0 && count > budget / leastObjectSize / fields) {
+    throw FileFault("found more parts than the file can hold");
+  }
+}
+
+OwnedArray Reader::readStructure(const Hdf5Object& group, const Dimensions& dimensions, int depth) {
+  const std::vector<std::string> fields = readFieldNames(group);
+  requireRoom(dimensions, fields.size(), budget_);
+  std::vector<const char*> names;
+  for (const std::string& field : fields) names.push_back(field.c_str());
+  OwnedArray structure(vrCreateStructArray_730(dimensions.size(), dimensions.data(),
+                                               static_cast<int>(names.size()), names.data()));
+  readRecord(group, fields, dimensions, depth,
+             [&](std::size_t index, std::size_t field, OwnedArray value) {
+               vrSetFieldByNumber_730(structure.get(), index, static_cast<int>(field), value.get());
+               value.release();
+             });
+  return structure;
+}
+
+OwnedArray Reader::readObject(const Hdf5Object& group, const Dimensions& dimensions, int depth) {
+  const std::vector<std::string> properties = readFieldNames(group);
+  requireRoom(dimensions, properties.size(), budget_);
+  const std::optional<std::string> name = nameOfLink(readText(group.get(), objectClassAttribute));
+  if (!name) throw FileFault("found a class name that is none");
+  OwnedArray object(makeObject(*name, dimensions.size(), dimensions.data(), properties));
+  readRecord(group, properties, dimensions, depth,
+             [&](std::size_t index, std::size_t property, const OwnedArray& value) {
+               vrSetProperty_730(object.get(), index, properties[property].c_str(), value.get());
+             });
+  return object;
+}
+
+OwnedArray Reader::read(const Hdf5Object& object, int depth) {
+  if (depth > deepestNesting) throw FileFault("found arrays nested too deep");
+  spend(leastObjectSize);
+  if (isDataset(object)) return readDataset(object);
+  if (!isGroup(object)) throw FileFault("found something that is no array");
+  const std::string text = readText(object.get(), classAttribute);
+  const Dimensions dimensions = readDimensions(object);
+  if (text == "cell") return readCell(object, dimensions, depth);
+  if (text == "struct") return readStructure(object, dimensions, depth);
+  if (text == "object") return readObject(object, dimensions, depth);
+  throw FileFault("found a class that is none");
+}
+
+}  // namespace
+
+OwnedArray readVariable(const Hdf5Object& variable, std::size_t fileSize) {
+  Reader reader(fileSize);
+  OwnedArray array = reader.read(variable, 1);
+  const std::vector<std::uint64_t> checksum = readNumbers(variable.get(), checksumAttribute);
+  if (checksum.size() != 1 || checksum[0] != reader.checksum()) {
+    throw FileFault("found data that has changed since it was written");
+  }
+  return array;
+}
+
+}  // namespace vormel

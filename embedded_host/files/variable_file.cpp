@@ -1,0 +1,174 @@
+// libvf: variable files.
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "embedded_host/arrays/arrays.h"
+#include "embedded_host/arrays/call_scope.h"
+#include "embedded_host/files/file_error.h"
+#include "embedded_host/files/file_format.h"
+#include "embedded_host/files/transaction_driver.h"
+#include "embedded_host/files/value_reader.h"
+#include "embedded_host/files/value_writer.h"
+#include "embedded_host/messages/host_exception.h"
+#include "kvrntob/host/libvf.h"
+
+using namespace vormel;
+
+struct vfFile final : vormel::CallResource {
+  vfFile(Hdf5File opened, bool isForWriting)
+      : file(std::move(opened)), isWritable(isForWriting), disk(TransactionFile::of(file.get())) {}
+
+  ~vfFile() override { close(); }
+  void reclaim() noexcept override { delete this; }
+
+  // False if something that was written did not get to the disk.
+  bool close() noexcept {
+    if (file.get() < 0) return true;
+    const SilentHdf5 silent;
+    const bool isWritten = !isWritable || !disk.isSound() || flush();
+    return H5Fclose(file.release()) >= 0 && isWritten;
+  }
+
+  // Brings everything written to the disk, or nothing.
+  bool flush() noexcept {
+    if (H5Fflush(file.get(), H5F_SCOPE_LOCAL) < 0) disk.rollBack();
+    return disk.commit();
+  }
+
+  Hdf5File file;
+  bool isWritable;
+  TransactionFile& disk;
+};
+
+namespace {
+
+Hdf5File makeFile(const char* path) {
+  if (unlink(path) != 0 && errno != ENOENT) throw FileFault(std::strerror(errno));
+  Hdf5File file(H5Fcreate(path, H5F_ACC_EXCL, propertyLists().fileCreation.get(),
+                          propertyLists().fileAccess.get()),
+                "make the file");
+  writeNumbers(file.get(), versionAttribute, {layoutVersion});
+  return file;
+}
+
+Hdf5File openFile(const char* path, bool isForWriting) {
+  Hdf5File file(
+      H5Fopen(path, isForWriting ? H5F_ACC_RDWR : H5F_ACC_RDONLY, propertyLists().fileAccess.get()),
+      "open the file");
+  if (!hasAttribute(file.get(), versionAttribute) ||
+      readNumbers(file.get(), versionAttribute) != std::vector<std::uint64_t>{layoutVersion}) {
+    throw FileFault("it is no variable file");
+  }
+  return file;
+}
+
+std::unique_ptr<vfFile> open(const char* path, std::string_view mode) {
+  if (mode == "w7.3") {
+    auto file = std::make_unique<vfFile>(makeFile(path), true);
+    if (!file->flush()) throw FileFault("cannot write to the file");
+    return file;
+  }
+  if (mode == "u") return std::make_unique<vfFile>(openFile(path, true), true);
+  if (mode == "r") return std::make_unique<vfFile>(openFile(path, false), false);
+  throw FileFault("there is no such mode");
+}
+
+// The inner folder of a name; empty if there is none.
+std::optional<Hdf5Object> findFolder(hid_t file, const std::string& name) {
+  const auto [outerName, innerName] = foldersOf(name);
+  const std::optional<Hdf5Object> outer = openMember(file, outerName);
+  if (!outer) return std::nullopt;
+  return openMember(outer->get(), innerName);
+}
+
+Hdf5Object openOrMakeFolder(hid_t group, const std::string& name, const Hdf5List& list) {
+  if (std::optional<Hdf5Object> folder = openMember(group, name)) return std::move(*folder);
+  return {H5Gcreate2(group, name.c_str(), propertyLists().link.get(), list.get(), H5P_DEFAULT),
+          "make a group"};
+}
+
+Hdf5Object openOrMakeFolders(hid_t file, const std::string& name) {
+  const auto [outerName, innerName] = foldersOf(name);
+  const Hdf5Object outer = openOrMakeFolder(file, outerName, propertyLists().outerFolder);
+  return openOrMakeFolder(outer.get(), innerName, propertyLists().innerFolder);
+}
+
+void putVariable(vfFile& file, const std::string& name, const vrArray* array) {
+  requireStorable(array);
+  if (linkName(name).size() > longestName) throw FileFault("the name is too long");
+  if (!file.isWritable) throw FileFault("the file was opened to read");
+  if (!file.disk.isSound()) throw FileFault("an earlier failure made the file unusable");
+  if (!file.disk.isAlone()) throw FileFault("the file was changed by somebody else");
+  try {
+    const Hdf5Object folder = openOrMakeFolders(file.file.get(), name);
+    const std::string link = linkName(name);
+    if (H5Lexists(folder.get(), link.c_str(), H5P_DEFAULT) > 0) {
+      require(H5Ldelete(folder.get(), link.c_str(), H5P_DEFAULT), "replace the variable");
+    }
+    writeVariable(folder.get(), link, array);
+  } catch (...) {
+    file.disk.rollBack();
+    throw;
+  }
+  if (!file.flush()) throw FileFault("cannot write to the file");
+}
+
+OwnedArray getVariable(vfFile& file, const std::string& name) {
+  if (!file.disk.isSound()) throw FileFault("an earlier failure made the file unusable");
+  const std::optional<Hdf5Object> folder = findFolder(file.file.get(), name);
+  std::optional<Hdf5Object> variable;
+  if (folder) variable = openMember(folder->get(), linkName(name));
+  if (!variable) throw FileFault("there is no variable \"" + name + "\"");
+  return readVariable(*variable, file.disk.size());
+}
+
+}  // namespace
+
+vfFile* vfOpen(const char* path, const char* mode) {
+  if (path == nullptr || mode == nullptr) return nullptr;
+  const SilentHdf5 silent;
+  try {
+    return open(path, mode).release();
+  } catch (const std::exception& fault) {
+    setLastFileError(std::string(path) + ": " + fault.what());
+    return nullptr;
+  }
+}
+
+int vfClose(vfFile* file) {
+  if (file == nullptr) return 0;
+  const std::unique_ptr<vfFile> owned(file);
+  return owned->close() ? 0 : 1;
+}
+
+int vfPutVariable(vfFile* file, const char* name, const vrArray* array) {
+  if (file == nullptr || name == nullptr || array == nullptr) return 1;
+  const SilentHdf5 silent;
+  try {
+    putVariable(*file, name, array);
+    return 0;
+  } catch (const std::exception& fault) {
+    setLastFileError(fault.what());
+    return 1;
+  }
+}
+
+vrArray* vfGetVariable(vfFile* file, const char* name) {
+  if (file == nullptr || name == nullptr) return nullptr;
+  const SilentHdf5 silent;
+  try {
+    return getVariable(*file, name).release();
+  } catch (const FileFault& fault) {
+    setLastFileError(fault.what());
+  } catch (const HostError& fault) {
+    setLastFileError(fault.what());
+  }
+  return nullptr;
+}
