@@ -153,11 +153,6 @@ TEST_F(FilesModes, file_made_anew_under_an_open_handle_is_another_file) {
   EXPECT_EQ(stored(), 2);
 }
 
-std::size_t openDescriptors() {
-  const auto list = std::filesystem::directory_iterator("/proc/self/fd");
-  return static_cast<std::size_t>(std::distance(begin(list), end(list)));
-}
-
 TEST_F(FilesModes, file_left_open_is_closed_when_the_call_ends) {
   const std::size_t before = openDescriptors();
   {

@@ -37,6 +37,12 @@ inline vormel::OwnedArray get(const std::string& path, const std::string& name) 
   return vormel::OwnedArray(array);
 }
 
+// Files that the process has open.
+inline std::size_t openDescriptors() {
+  const auto list = std::filesystem::directory_iterator("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(list), end(list)));
+}
+
 // A fixture with an empty variable file.
 class VariableFileTest : public LiveArraysTest {
  protected:

@@ -1,0 +1,92 @@
+// A disk that takes no more: what is in the file stays there, and later calls work.
+#include <sys/resource.h>
+
+#include <csignal>
+#include <fstream>
+#include <iterator>
+
+#include "tests/support/array_builders.h"
+#include "tests/support/variable_files.h"
+
+namespace kvr::test {
+namespace {
+
+// Lets no file of the process grow beyond a size.
+class LargestFile {
+ public:
+  explicit LargestFile(std::size_t size) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{size, before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~LargestFile() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+  LargestFile(const LargestFile&) = delete;
+  LargestFile& operator=(const LargestFile&) = delete;
+
+ private:
+  void (*handler_)(int);
+  rlimit before_{};
+};
+
+class FilesFullDisk : public VariableFileTest {
+ protected:
+  std::string bytes() const {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+};
+
+TEST_F(FilesFullDisk, put_that_does_not_fit_leaves_every_byte_as_it_was) {
+  ASSERT_TRUE(put(path, "x", aRow({1, 2, 3})));
+  const std::string before = bytes();
+  int failures = 0;
+  for (std::size_t room = 0; room < 6000; room += 97) {
+    ScratchDirectory other;
+    std::filesystem::copy(path, other.file("copy"));
+    {
+      const LargestFile limit(before.size() + room);
+      if (put(path, "y", aColumn(std::vector<double>(200, 1.0)))) break;
+    }
+    ++failures;
+    ASSERT_EQ(bytes(), before) << room;
+  }
+  EXPECT_GT(failures, 5);
+  EXPECT_TRUE(get(path, "y"));
+}
+
+TEST_F(FilesFullDisk, replacement_that_does_not_fit_leaves_the_variable_as_it_was) {
+  ASSERT_TRUE(put(path, "x", aRow({1, 2, 3})));
+  {
+    const LargestFile limit(bytes().size() + 500);
+    EXPECT_FALSE(put(path, "x", aColumn(std::vector<double>(100'000, 1.0))));
+  }
+  EXPECT_TRUE(vormel::equal(get(path, "x").get(), aRow({1, 2, 3}).get()));
+  EXPECT_TRUE(put(path, "x", aNumber(4)));
+}
+
+TEST_F(FilesFullDisk, handle_of_a_put_that_failed_takes_and_gives_nothing_more) {
+  const OpenFile file = openFile(path, "u");
+  ASSERT_EQ(vfPutVariable(file.get(), "x", aNumber(1).get()), 0);
+  {
+    const LargestFile limit(bytes().size() + 500);
+    EXPECT_NE(vfPutVariable(file.get(), "y", aColumn(std::vector<double>(100'000)).get()), 0);
+  }
+  EXPECT_NE(vfPutVariable(file.get(), "y", aNumber(1).get()), 0);
+  EXPECT_EQ(vfGetVariable(file.get(), "x"), nullptr);
+  EXPECT_TRUE(get(path, "x"));
+}
+
+TEST_F(FilesFullDisk, file_that_cannot_be_written_is_not_made) {
+  {
+    const LargestFile limit(100);
+    EXPECT_EQ(openFile(path, "w7.3"), nullptr);
+    EXPECT_NE(vormel::lastFileError(), "");
+  }
+  EXPECT_NE(openFile(path, "w7.3"), nullptr);
+}
+
+}  // namespace
+}  // namespace kvr::test
