@@ -9,11 +9,8 @@ namespace {
 
 using Color = std::vector<double>;
 
-class DisplayTest : public StoreTest {
+class DisplayTest : public SignalTest {
  protected:
-  const int32 run = addRun();
-  const int32 id = addTo(run);
-
   Color color() const { return store().copyRecordByID(id).getLineColor(); }
 };
 

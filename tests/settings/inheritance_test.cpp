@@ -4,11 +4,7 @@
 namespace kvr::test {
 namespace {
 
-class InheritanceTest : public StoreTest {
- protected:
-  const int32 run = addRun();
-  const int32 id = addTo(run);
-};
+using InheritanceTest = SignalTest;
 
 TEST_F(InheritanceTest, new_signal_has_the_defaults_by_way_of_its_run) {
   EXPECT_TRUE(store().isToleranceInherited(id));

@@ -6,11 +6,7 @@
 namespace kvr::test {
 namespace {
 
-class SyncTest : public StoreTest {
- protected:
-  const int32 run = addRun();
-  const int32 id = addTo(run);
-};
+using SyncTest = SignalTest;
 
 // ---- Signals ----
 

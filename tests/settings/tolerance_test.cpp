@@ -28,11 +28,7 @@ const FieldRow kFields[] = {
     {"relStep", toleranceField::relStep, &ToleranceSettings::relStep, 1},
 };
 
-class ToleranceTest : public StoreTest {
- protected:
-  const int32 run = addRun();
-  const int32 id = addTo(run);
-};
+using ToleranceTest = SignalTest;
 
 // ---- Signals ----
 

@@ -59,4 +59,11 @@ class StoreTest : public LiveArraysTest {
   std::vector<std::unique_ptr<SignalRepository>> dropped_;
 };
 
+// A store with one signal in one run.
+class SignalTest : public StoreTest {
+ protected:
+  const int32 run = addRun();
+  const int32 id = addTo(run);
+};
+
 }  // namespace kvr::test
