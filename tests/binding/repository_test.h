@@ -97,6 +97,17 @@ class RepositoryTest : public StoreTest {
 
   ArgumentCell handle() const { return cellOf(repository.handle()); }
 
+  // Calls clean and returns the store that it dropped, which is freed with the test.
+  SignalRepository& clean(const Object& object) {
+    cleaned_.emplace_back(&store());
+    object.call("clean");
+    return *cleaned_.back();
+  }
+
+ private:
+  std::vector<std::unique_ptr<SignalRepository>> cleaned_;
+
+ protected:
   Object repository = construct();
 };
 
