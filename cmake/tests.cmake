@@ -20,3 +20,23 @@ function(kvr_add_test name)
     add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
   endif()
 endfunction()
+
+# kvr_add_python_tests(): a test of CTest for each file test_*.py of the current folder.
+function(kvr_add_python_tests)
+  set(environment PYTHONPATH=${CMAKE_BINARY_DIR}/python PYTHONDONTWRITEBYTECODE=1)
+  if(KVR_SANITIZE)
+    # The interpreter itself is built without the sanitizer, and keeps memory to its end.
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libasan.so
+                    OUTPUT_VARIABLE sanitizer OUTPUT_STRIP_TRAILING_WHITESPACE)
+    list(APPEND environment LD_PRELOAD=${sanitizer}
+         "ASAN_OPTIONS=detect_leaks=0:allocator_may_return_null=1")
+  endif()
+  file(GLOB test_files RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} CONFIGURE_DEPENDS test_*.py)
+  foreach(file ${test_files})
+    get_filename_component(name ${file} NAME_WE)
+    add_test(NAME python_${name}
+             COMMAND ${Python3_EXECUTABLE} -m pytest -q -p no:cacheprovider
+                     ${CMAKE_CURRENT_SOURCE_DIR}/${file})
+    set_tests_properties(python_${name} PROPERTIES ENVIRONMENT "${environment}")
+  endforeach()
+endfunction()

@@ -1,0 +1,1 @@
+"""What the demo shows, a module for each subject. Sections yield the lines that they print."""

@@ -1,0 +1,27 @@
+"""The README shows the first example as it is, and what it prints."""
+
+from pathlib import Path
+
+FIRST_STEPS = Path(__file__).parents[2] / "examples" / "first_steps.py"
+
+
+def test_readme_shows_the_first_example(readme_blocks):
+    assert readme_blocks["python"][0] == FIRST_STEPS.read_text()
+
+
+def test_readme_shows_what_the_first_example_prints(readme_blocks, run_example):
+    assert readme_blocks["text"][0] == run_example("first_steps.py")
+
+
+def test_readme_names_commands_that_exist(readme_blocks):
+    root = FIRST_STEPS.parents[1]
+    commands = [line.split()[0] for line in readme_blocks["sh"][0].splitlines()]
+    assert commands == ["scripts/demo", "scripts/test"]
+    assert all((root / command).is_file() for command in commands)
+
+
+def test_folder_map_names_folders_that_exist(readme_blocks):
+    root = FIRST_STEPS.parents[1]
+    named = [line.split()[0] for block in readme_blocks["map"] for line in block.splitlines()]
+    assert named
+    assert [name for name in named if not (root / name).is_dir()] == []
