@@ -3,6 +3,7 @@
 //   record_signals MODULE DATA      such as build/release/kvrntob.so examples/data
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 
 #include "embedded_host/interpreter/interpreter.h"
@@ -78,7 +79,7 @@ bool recordAndReadBack(const std::string& module, const std::string& data) {
   const Object store = host.construct("Dravik.kvr.SignalRepository");
   bool complete = true;
   for (const std::string day : {"2016-06-29", "2016-07-29"}) {
-    const Recording recording = readRecording(data + '/' + day + ".csv");
+    const Recording recording = readRecording(std::filesystem::path(data) / (day + ".csv"));
     const int run = record(store, day, recording);
     const std::size_t equal = countEqual(store, run, recording);
     complete = complete && equal == recording.series.size();

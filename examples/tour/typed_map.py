@@ -19,7 +19,7 @@ def entries(prices: Any) -> str:
 
 
 def typed_map() -> Iterator[str]:
-    prices = Map("a key", 1.0)
+    prices = Map("k", 1.0)
     yield f"made from two samples: keys {prices.getKeyType()}, values {prices.getValueType()}"
     for key, value in (("copper", 2.1), ("oil", 48.3), ("gold", 1322.0)):
         prices.insert(key, value)

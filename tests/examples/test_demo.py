@@ -1,0 +1,84 @@
+"""The demo tells its whole story on one screen and draws its picture."""
+
+import struct
+
+import pytest
+
+
+@pytest.fixture(scope="module")
+def folder(tmp_path_factory):
+    return tmp_path_factory.mktemp("demo")
+
+
+@pytest.fixture(scope="module")
+def output(run_example, folder):
+    return run_example("demo.py", folder)
+
+
+@pytest.fixture(scope="module")
+def sections(output):
+    """The lines under each title, which starts at the margin."""
+    titled = {}
+    for line in output.splitlines():
+        if line.startswith(" "):
+            titled[title].append(line.strip())
+        else:
+            title = line
+            titled[title] = []
+    return titled
+
+
+def test_demo_fits_on_a_screen(output):
+    lines = output.splitlines()
+    assert len(lines) <= 60
+    # The path of the picture is the caller's.
+    assert max(len(line) for line in lines if not line.startswith("Drawn in")) <= 100
+
+
+def test_demo_shows_both_recordings_as_runs(sections):
+    runs = sections["Runs of instance 1"]
+    assert [line.split()[:4] for line in runs] == [
+        ["1", "As", "of", "2016-06-29"],
+        ["2", "As", "of", "2016-07-29"],
+    ]
+    assert all("29 signals" in line for line in runs)
+
+
+def test_demo_reads_back_the_figure_in_the_file(sections):
+    assert "by source 2016-06-29/UNRATE   13 nowcast/labor/UNRATE            May 2016: 4.7" in (
+        sections["Read back"]
+    )
+
+
+def test_demo_shows_a_failure_with_class_method_and_text(sections):
+    assert sections["An id that is not there"] == [
+        "KVR:kvr:NON_EXISTENT in getSignal: 'ID' does not exist."
+    ]
+
+
+def test_demo_draws_a_picture(folder):
+    content = (folder / "TTLCONS.png").read_bytes()
+    assert content.startswith(b"\x89PNG\r\n\x1a\n")
+    assert struct.unpack(">II", content[16:24]) == (1080, 600)
+
+
+def test_demo_tells_own_settings_from_those_of_the_run(sections):
+    plain, tolerant, uniform = sections["Settings in force in run 1"]
+    assert plain.count("(run)") == 2
+    assert tolerant.index("(own)") < tolerant.index("(run)")
+    assert uniform.index("(run)") < uniform.index("(own)")
+
+
+def test_demo_reads_values_back_from_the_scratch_file(sections):
+    assert sections["Scratch file"] == [
+        "run 4 recorded in file mode: 29 signals read back equal to run 1"
+    ]
+
+
+def test_demo_keeps_the_index_of_a_replaced_entry_and_closes_a_gap(sections):
+    made, inserted, replaced, deleted, failed = sections["A typed map"]
+    assert made == "made from two samples: keys char, values double"
+    assert inserted == "inserted    1: copper = 2.1  2: oil = 48.3  3: gold = 1322"
+    assert replaced == "replaced    1: copper = 2.1  2: oil = 41.6  3: gold = 1322"
+    assert deleted == "deleted     1: oil = 41.6  2: gold = 1322"
+    assert failed.startswith("KVR:kvr:KEY_NOT_IN_MAP in getDataByKey:")
