@@ -11,6 +11,7 @@ Run with the package on the path:  PYTHONPATH=build/release/python bench/python_
 """
 
 import sys
+import time
 import timeit
 
 import numpy as np
@@ -51,7 +52,8 @@ def cases():
 
 
 def nanoseconds(call, number):
-    return min(timeit.repeat(call, number=number, repeat=7)) / number * 1e9
+    seconds = timeit.repeat(call, number=number, repeat=7, timer=time.process_time)
+    return min(seconds) / number * 1e9
 
 
 def main():
