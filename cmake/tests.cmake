@@ -25,10 +25,15 @@ endfunction()
 function(kvr_add_python_tests)
   set(environment PYTHONPATH=${CMAKE_BINARY_DIR}/python PYTHONDONTWRITEBYTECODE=1)
   if(KVR_SANITIZE)
-    # The interpreter itself is built without the sanitizer, and keeps memory to its end.
-    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=libasan.so
-                    OUTPUT_VARIABLE sanitizer OUTPUT_STRIP_TRAILING_WHITESPACE)
-    list(APPEND environment LD_PRELOAD=${sanitizer}
+    # The interpreter is built without the sanitizer, and keeps memory to its end. The sanitizer
+    # looks for what it intercepts, exceptions too, before the package brings the C++ library.
+    foreach(library libasan.so libstdc++.so)
+      execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${library}
+                      OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+      list(APPEND preloaded ${path})
+    endforeach()
+    list(JOIN preloaded ":" preloaded)
+    list(APPEND environment LD_PRELOAD=${preloaded}
          "ASAN_OPTIONS=detect_leaks=0:allocator_may_return_null=1")
   endif()
   file(GLOB test_files RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} CONFIGURE_DEPENDS test_*.py)
