@@ -1,0 +1,116 @@
+// Host memory that runs out while the module registers its packages, classes and methods. The host
+// memory of this program is its own, and each of its tests runs in a process of its own.
+#include <cstddef>
+#include <cstdlib>
+
+#include "embedded_host/objects/records.h"
+#include "kvrntob/binding/methods.h"
+#include "kvrntob/binding/packages.h"
+#include "kvrntob/host/libhu.h"
+#include "kvrntob/typedmap/map_methods.h"
+#include "tests/support/failure_matchers.h"
+
+namespace {
+
+// Blocks of this size are given out as often as the allowance says; all others always.
+std::size_t scarceSize = 0;
+std::size_t allowance = 0;
+std::size_t refusals = 0;
+
+bool isRefused(std::size_t size) {
+  if (size != scarceSize) return false;
+  if (allowance == 0) {
+    ++refusals;
+    return true;
+  }
+  --allowance;
+  return false;
+}
+
+}  // namespace
+
+VORMEL_HOST_API void* huMalloc(std::size_t size) noexcept {
+  return isRefused(size) ? nullptr : std::malloc(size);
+}
+
+VORMEL_HOST_API void* huCalloc(std::size_t size, std::size_t count) noexcept {
+  return isRefused(size) ? nullptr : std::calloc(count, size);
+}
+
+namespace kvr::test {
+namespace {
+
+void allow(std::size_t count, std::size_t size) {
+  scarceSize = size;
+  allowance = count;
+}
+
+vormel::PackageRecord& registered() {
+  ntob::TOBPackage::addPackage(new DRAVIKNTOBPackageInfo);
+  return *vormel::findPackage("Dravik.kvr");
+}
+
+TEST(ExhaustedMemory, for_the_root_package_registers_nothing) {
+  allow(0, sizeof(DRAVIKNTOBPackageInfo));
+  ntob::TOBPackage::addPackage(new DRAVIKNTOBPackageInfo);
+  EXPECT_EQ(refusals, 1U);
+  EXPECT_TRUE(vormel::rootPackages().empty());
+}
+
+TEST(ExhaustedMemory, for_the_inner_package_leaves_the_root_package_without_it) {
+  ntob::TOBPackage::addPackage(new DRAVIKNTOBPackageInfo);
+  allow(0, sizeof(KVRNTOBPackageInfo));
+  EXPECT_TRUE(vormel::rootPackages().at(0)->subPackages().empty());
+  EXPECT_EQ(refusals, 1U);
+}
+
+TEST(ExhaustedMemory, for_the_first_class_is_thrown) {
+  vormel::PackageRecord& package = registered();
+  allow(0, sizeof(SignalRepositoryTOBClassInfo));
+  EXPECT_THROW(package.classes(), ntob::TOBOutOfMemoryException);
+  EXPECT_TRUE(package.classes().empty());
+}
+
+TEST(ExhaustedMemory, for_the_second_class_is_thrown_and_the_first_stays) {
+  vormel::PackageRecord& package = registered();
+  allow(1, sizeof(SignalRepositoryTOBClassInfo));
+  EXPECT_THROW(package.classes(), ntob::TOBOutOfMemoryException);
+  ASSERT_EQ(package.classes().size(), 1U);
+  EXPECT_EQ(package.classes()[0]->name(), "SignalRepository");
+}
+
+// A repository's method fails loudly ...
+TEST(ExhaustedMemory, for_a_repository_method_is_thrown_and_the_earlier_methods_stay) {
+  vormel::ClassRecord& repository = *registered().classes().at(0);
+  allow(40, sizeof(SignalRepositoryDestructor));
+  EXPECT_THROW(repository.methods(), ntob::TOBOutOfMemoryException);
+  EXPECT_EQ(refusals, 1U) << "nothing is tried again";
+  EXPECT_EQ(repository.methods().size(), 40U);
+  EXPECT_EQ(repository.methods().back()->name(), "setInitRelTolValByRun");
+}
+
+TEST(ExhaustedMemory, exception_is_caught_as_each_of_its_bases) {
+  vormel::ClassRecord& repository = *registered().classes().at(0);
+  allow(0, sizeof(SignalRepositoryDestructor));
+  try {
+    repository.methods();
+    FAIL() << "nothing thrown";
+  } catch (const std::exception& failure) {
+    EXPECT_NE(dynamic_cast<const ntob::TOBOutOfMemoryException*>(&failure), nullptr);
+    EXPECT_NE(dynamic_cast<const ntob::TOBMsgException*>(&failure), nullptr);
+    EXPECT_NE(dynamic_cast<const ntob::TOBException*>(&failure), nullptr);
+    EXPECT_NE(dynamic_cast<const Quenrath::System::IUserException*>(&failure), nullptr);
+    EXPECT_NE(dynamic_cast<const Quenrath::System::IException*>(&failure), nullptr);
+  }
+}
+
+// ... a map's is passed on as null.
+TEST(ExhaustedMemory, for_a_map_method_leaves_the_class_without_it) {
+  vormel::ClassRecord& map = *registered().classes().at(1);
+  allow(3, sizeof(DataMapClear));
+  EXPECT_EQ(map.methods().size(), 3U);
+  EXPECT_EQ(refusals, 10U);
+}
+
+}  // namespace
+}  // namespace kvr::test
