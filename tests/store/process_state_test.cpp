@@ -72,6 +72,7 @@ TEST_F(ProcessState, sixty_four_signals_take_the_styles_sixteen_at_a_time) {
 
 TEST_F(ProcessState, palette_goes_on_in_a_new_store) {
   addSignals(1);
+  const std::unique_ptr<SignalRepository> old(&store());  // frees what drop() does not
   SignalRepository::drop();
   EXPECT_EQ(addSignals(1).getLineColor(), (std::vector<double>{1, 0, 0}));
 }
