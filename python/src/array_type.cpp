@@ -81,10 +81,10 @@ PyObject* arrayRepr(PyObject* self) {
   });
 }
 
-PyTypeObject* makeType(PyType_Spec& spec) {
+PyTypeObject* makeType(PyType_Spec& typeDescription) {
   auto* base = reinterpret_cast<PyObject*>(hostValueType());
   return reinterpret_cast<PyTypeObject*>(
-      checked(PyType_FromSpecWithBases(&spec, base)).release().ptr());
+      checked(PyType_FromSpecWithBases(&typeDescription, base)).release().ptr());
 }
 
 PyTypeObject* makeArrayType() {
@@ -108,9 +108,10 @@ PyTypeObject* makeArrayType() {
                                 {Py_tp_richcompare, reinterpret_cast<void*>(compare)},
                                 {Py_tp_hash, reinterpret_cast<void*>(PyObject_HashNotImplemented)},
                                 {0, nullptr}};
-  static PyType_Spec spec = {"vormel.Array", sizeof(HostValue), 0,
-                             Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION, slots};
-  return makeType(spec);
+  static PyType_Spec typeDescription = {"vormel.Array", sizeof(HostValue), 0,
+                                        Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION,
+                                        slots};
+  return makeType(typeDescription);
 }
 
 // ---- Object ----
@@ -188,9 +189,10 @@ PyTypeObject* makeObjectType() {
                                 {Py_tp_richcompare, reinterpret_cast<void*>(compare)},
                                 {Py_tp_hash, reinterpret_cast<void*>(PyObject_HashNotImplemented)},
                                 {0, nullptr}};
-  static PyType_Spec spec = {"vormel.Object", sizeof(HostValue), 0,
-                             Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION, slots};
-  return makeType(spec);
+  static PyType_Spec typeDescription = {"vormel.Object", sizeof(HostValue), 0,
+                                        Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION,
+                                        slots};
+  return makeType(typeDescription);
 }
 
 }  // namespace

@@ -153,11 +153,11 @@ void addHostObjectType(PyObject* module) {
                                 {Py_tp_dealloc, reinterpret_cast<void*>(deallocHostObject)},
                                 {Py_tp_repr, reinterpret_cast<void*>(represent)},
                                 {0, nullptr}};
-  static PyType_Spec spec = {"vormel.HostObject", sizeof(HostObject), 0,
-                             Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE, slots};
+  static PyType_Spec typeDescription = {"vormel.HostObject", sizeof(HostObject), 0,
+                                        Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE, slots};
   PyObject* base = asObject(hostValueType());
   hostObjectType = reinterpret_cast<PyTypeObject*>(
-      checked(PyType_FromSpecWithBases(&spec, base)).release().ptr());
+      checked(PyType_FromSpecWithBases(&typeDescription, base)).release().ptr());
   checked(PyModule_AddType(module, hostObjectType));
 }
 

@@ -9,10 +9,11 @@ namespace {
 PyTypeObject* makeType() {
   static PyType_Slot slots[] = {{Py_tp_dealloc, reinterpret_cast<void*>(deallocHostValue)},
                                 {0, nullptr}};
-  static PyType_Spec spec = {
+  static PyType_Spec typeDescription = {
       "vormel._vormel._HostValue", sizeof(HostValue), 0,
       Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | Py_TPFLAGS_DISALLOW_INSTANTIATION, slots};
-  return reinterpret_cast<PyTypeObject*>(checked(PyType_FromSpec(&spec)).release().ptr());
+  return reinterpret_cast<PyTypeObject*>(
+      checked(PyType_FromSpec(&typeDescription)).release().ptr());
 }
 
 HostValue* asHostValue(PyObject* object) { return reinterpret_cast<HostValue*>(object); }

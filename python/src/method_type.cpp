@@ -131,11 +131,13 @@ void addMethodType(PyObject* module) {
                                 {Py_tp_dealloc, reinterpret_cast<void*>(dealloc)},
                                 {Py_tp_repr, reinterpret_cast<void*>(represent)},
                                 {0, nullptr}};
-  static PyType_Spec spec = {"vormel.Method", sizeof(Method), 0,
-                             Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_VECTORCALL |
-                                 Py_TPFLAGS_METHOD_DESCRIPTOR | Py_TPFLAGS_DISALLOW_INSTANTIATION,
-                             slots};
-  methodType = reinterpret_cast<PyTypeObject*>(checked(PyType_FromSpec(&spec)).release().ptr());
+  static PyType_Spec typeDescription = {"vormel.Method", sizeof(Method), 0,
+                                        Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_VECTORCALL |
+                                            Py_TPFLAGS_METHOD_DESCRIPTOR |
+                                            Py_TPFLAGS_DISALLOW_INSTANTIATION,
+                                        slots};
+  methodType =
+      reinterpret_cast<PyTypeObject*>(checked(PyType_FromSpec(&typeDescription)).release().ptr());
   checked(PyModule_AddType(module, methodType));
 }
 

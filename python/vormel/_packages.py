@@ -64,10 +64,10 @@ class PackageFinder(MetaPathFinder, Loader):
             return None
         return ModuleSpec(fullname, self, origin="host", is_package=True) if known else None
 
-    def create_module(self, spec: ModuleSpec) -> ModuleType:
-        full_name = spec.name.removeprefix(_PREFIX)
+    def create_module(self, sought: ModuleSpec) -> ModuleType:
+        full_name = sought.name.removeprefix(_PREFIX)
         doc = _vormel.package_description(full_name) or f"The host package {full_name}."
-        module = HostPackage(spec.name, doc)
+        module = HostPackage(sought.name, doc)
         module.__all__ = _vormel.package_names(full_name) + _vormel.class_names(full_name)
         return module
 
