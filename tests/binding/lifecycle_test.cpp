@@ -1,17 +1,10 @@
-// Objects of the class, the one store behind them, clean, and the switch of file mode.
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
+// Objects of the class, the one store behind them, and clean.
 #include <memory>
 
 #include "embedded_host/objects/object_record.h"
-#include "kvrntob/exchange/scratch_file.h"
 #include "tests/binding/add_inputs.h"
 #include "tests/binding/repository_test.h"
-#include "tests/binding/setting_methods.h"
 #include "tests/binding/store_state.h"
-#include "tests/support/replaced_function.h"
 
 namespace kvr::test {
 namespace {
@@ -182,82 +175,6 @@ TEST_F(Lifecycle, palette_goes_on_after_clean) {
   clean(construct());
   EXPECT_EQ(colorOfNext(), cycle[3]);
   EXPECT_EQ(colorOfNext(), cycle[4]);
-}
-
-// ---- File mode ----
-
-// With a folder of the test's own for the scratch file.
-class FileMode : public Lifecycle {
- protected:
-  FileMode() { std::filesystem::create_directories(folder); }
-  ~FileMode() override {
-    kvr::scratchFileName = " ";
-    std::filesystem::remove_all(folder);
-  }
-
-  const std::filesystem::path folder =
-      std::filesystem::temp_directory_path() / ("kvr_lifecycle_" + std::to_string(::getpid()));
-  std::string answer = folder.string() + "/";
-  const ReplacedFunction tempdir{"tempdir", [this] { return aText(answer); }};
-};
-
-TEST_F(FileMode, scratch_file_is_named_by_the_directory_and_a_fixed_name) {
-  call("writeToFile");
-  EXPECT_EQ(kvr::scratchFileName, folder.string() + "/KVR.vdf");
-}
-
-TEST_F(FileMode, directory_without_a_separator_runs_on_into_the_file_name) {
-  answer = folder.string() + "/part";
-  call("writeToFile");
-  EXPECT_EQ(kvr::scratchFileName, folder.string() + "/partKVR.vdf");
-}
-
-TEST_F(FileMode, empty_directory_reports_timeseries_and_leaves_the_mode_on) {
-  answer = "";
-  expectFailure("INPUT_MISMATCH", "timeseries", [&] { call("writeToFile"); });
-  EXPECT_EQ(kvr::scratchFileName, " ");
-  const int32 run = addRun();
-  expectFailure("INPUT_MISMATCH", "timeseries",
-                [&] { callWithArrays("add", AddInputs(run).arrays()); });
-  call("stopWritingToFile");
-  EXPECT_NO_THROW(callWithArrays("add", AddInputs(run).arrays()));
-}
-
-TEST_F(FileMode, values_that_are_no_timeseries_report_it_and_use_up_an_id) {
-  call("writeToFile");
-  const int32 run = addRun();
-  const AddInputs inputs = AddInputs(run).with(AddInputs::Values, aNumber(1));
-  expectFailure("INPUT_MISMATCH", "timeseries", [&] { callWithArrays("add", inputs.arrays()); });
-  EXPECT_EQ(store().signalCount(), 0);
-  call("stopWritingToFile");
-  EXPECT_EQ(callWithArrays("add", AddInputs(run).arrays()).toInt32(), 2);
-}
-
-TEST_F(FileMode, clean_deletes_the_scratch_file_and_keeps_its_name) {
-  call("writeToFile");
-  std::ofstream(kvr::scratchFileName).put('x');
-  clean(repository);
-  EXPECT_FALSE(std::filesystem::exists(folder / "KVR.vdf"));
-  EXPECT_EQ(kvr::scratchFileName, folder.string() + "/KVR.vdf");
-}
-
-TEST_F(FileMode, store_after_clean_keeps_values_in_memory) {
-  call("writeToFile");
-  clean(repository);
-  repository = construct();
-  const int32 id = addTo(addRun());
-  EXPECT_FALSE(store().copyRecordByID(id).isStoredInFile());
-}
-
-TEST_F(FileMode, clean_without_a_scratch_file_succeeds) { EXPECT_NO_THROW(clean(repository)); }
-
-TEST_F(FileMode, switching_leaves_the_output_count_alone_and_writes_nothing) {
-  for (const char* method : {"writeToFile", "stopWritingToFile"})
-    for (const int count : {0, 1, 2}) {
-      const CallResult result = invoke(method, count);
-      EXPECT_EQ(result.count, count) << method;
-      EXPECT_TRUE(result.cells.at(0).isNothing()) << method;
-    }
 }
 
 }  // namespace
