@@ -21,7 +21,15 @@ TEST_F(ScratchFileTest, write_to_file_makes_the_file_at_once) {
   writeToFile();
   EXPECT_EQ(scratchFileName, path);
   EXPECT_TRUE(std::filesystem::exists(path));
-  EXPECT_EQ(openDescriptors(), 0);
+}
+
+TEST_F(ScratchFileTest, write_to_file_leaves_nothing_to_the_end_of_the_call) {
+  const std::size_t before = vormel::liveArrayCount();
+  call([&] {
+    store().writeToFile();
+    EXPECT_EQ(openDescriptors(), 0);
+    EXPECT_EQ(vormel::liveArrayCount(), before);
+  });
 }
 
 TEST_F(ScratchFileTest, write_to_file_puts_no_separator_after_the_directory) {
@@ -71,7 +79,17 @@ TEST_F(ScratchFileTest, signal_in_the_file_releases_the_values_it_was_given) {
   const std::size_t before = vormel::liveArrayCount();
   addInCall(aSignal().inRun(run).withMetaData(metaData));
   EXPECT_EQ(vormel::liveArrayCount(), before);
-  EXPECT_EQ(openDescriptors(), 0);
+}
+
+TEST_F(ScratchFileTest, write_leaves_nothing_to_the_end_of_the_call) {
+  writeToFile();
+  const OwnedArray series = aTimeseries({1}, {0});
+  const std::size_t before = vormel::liveArrayCount();
+  call([&] {
+    writeScratchVariable(series.get(), 1);
+    EXPECT_EQ(openDescriptors(), 0);
+    EXPECT_EQ(vormel::liveArrayCount(), before);
+  });
 }
 
 TEST_F(ScratchFileTest, variable_is_a_structure_of_time_and_data_named_by_the_id) {
@@ -178,11 +196,15 @@ TEST_F(ScratchFileTest, signals_are_told_apart_by_their_ids) {
   EXPECT_EQ(readData(2), Numbers{2});
 }
 
-TEST_F(ScratchFileTest, read_leaves_no_file_open) {
+TEST_F(ScratchFileTest, read_leaves_nothing_to_the_end_of_the_call) {
   writeToFile();
   const int32 id = addSeries({1});
-  const OwnedArray series = read(id);
-  EXPECT_EQ(openDescriptors(), 0);
+  const std::size_t before = vormel::liveArrayCount();
+  call([&] {
+    owned(readScratchVariable(id));
+    EXPECT_EQ(openDescriptors(), 0);
+    EXPECT_EQ(vormel::liveArrayCount(), before);
+  });
 }
 
 TEST_F(ScratchFileTest, failing_timeseries_function_passes) {
