@@ -21,6 +21,11 @@ void Checksum::mix(std::uint64_t word) noexcept {
 
 void Checksum::add(const void* bytes, std::size_t size) noexcept {
   const auto* next = static_cast<const std::byte*>(bytes);
+  for (; size > piece; size -= piece, next += piece) addPiece(next, piece);
+  addPiece(next, size);
+}
+
+void Checksum::addPiece(const std::byte* next, std::size_t size) noexcept {
   Lanes sums{};
   Lanes weighed{};
   Lanes words{};

@@ -26,33 +26,6 @@ int hexDigit(char digit) {
   return -1;
 }
 
-hid_t realType(int classID) {
-  switch (classID) {
-    case vrDOUBLE_CLASS:
-      return H5T_IEEE_F64LE;
-    case vrSINGLE_CLASS:
-      return H5T_IEEE_F32LE;
-    case vrINT8_CLASS:
-      return H5T_STD_I8LE;
-    case vrLOGICAL_CLASS:
-    case vrUINT8_CLASS:
-      return H5T_STD_U8LE;
-    case vrINT16_CLASS:
-      return H5T_STD_I16LE;
-    case vrCHAR_CLASS:
-    case vrUINT16_CLASS:
-      return H5T_STD_U16LE;
-    case vrINT32_CLASS:
-      return H5T_STD_I32LE;
-    case vrUINT32_CLASS:
-      return H5T_STD_U32LE;
-    case vrINT64_CLASS:
-      return H5T_STD_I64LE;
-    default:
-      return H5T_STD_U64LE;
-  }
-}
-
 int integerClass(std::size_t size, bool isSigned) {
   switch (size) {
     case 1:
@@ -137,9 +110,35 @@ std::array<std::string, 2> foldersOf(const std::string& name) {
   return {folder(hash), folder(hash >> 6)};
 }
 
-Hdf5Type elementType(int classID, bool isComplex) {
+hid_t realType(int classID) {
+  switch (classID) {
+    case vrDOUBLE_CLASS:
+      return H5T_IEEE_F64LE;
+    case vrSINGLE_CLASS:
+      return H5T_IEEE_F32LE;
+    case vrINT8_CLASS:
+      return H5T_STD_I8LE;
+    case vrLOGICAL_CLASS:
+    case vrUINT8_CLASS:
+      return H5T_STD_U8LE;
+    case vrINT16_CLASS:
+      return H5T_STD_I16LE;
+    case vrCHAR_CLASS:
+    case vrUINT16_CLASS:
+      return H5T_STD_U16LE;
+    case vrINT32_CLASS:
+      return H5T_STD_I32LE;
+    case vrUINT32_CLASS:
+      return H5T_STD_U32LE;
+    case vrINT64_CLASS:
+      return H5T_STD_I64LE;
+    default:
+      return H5T_STD_U64LE;
+  }
+}
+
+Hdf5Type complexType(int classID) {
   const hid_t real = realType(classID);
-  if (!isComplex) return {H5Tcopy(real), "make a type"};
   const std::size_t size = H5Tget_size(real);
   Hdf5Type pair(H5Tcreate(H5T_COMPOUND, 2 * size), "make a type");
   require(H5Tinsert(pair.get(), "r", 0, real), "make a type");
@@ -148,14 +147,17 @@ Hdf5Type elementType(int classID, bool isComplex) {
 }
 
 std::optional<ElementKind> kindOfType(const Hdf5Type& type) {
-  const bool isComplex = H5Tget_class(type.get()) == H5T_COMPOUND;
-  if (isComplex && H5Tget_nmembers(type.get()) != 2) return std::nullopt;
-  const Hdf5Type real(isComplex ? H5Tget_member_type(type.get(), 0) : H5Tcopy(type.get()),
-                      "read a type");
+  if (H5Tget_class(type.get()) != H5T_COMPOUND) {
+    const int classID = likelyClass(type.get());
+    const bool isStored = classID != vrUNKNOWN_CLASS && H5Tequal(type.get(), realType(classID)) > 0;
+    return isStored ? std::optional(ElementKind{classID, false}) : std::nullopt;
+  }
+  if (H5Tget_nmembers(type.get()) != 2) return std::nullopt;
+  const Hdf5Type real(H5Tget_member_type(type.get(), 0), "read a type");
   const int classID = likelyClass(real.get());
-  if (classID == vrUNKNOWN_CLASS) return std::nullopt;
-  if (H5Tequal(type.get(), elementType(classID, isComplex).get()) <= 0) return std::nullopt;
-  return ElementKind{classID, isComplex};
+  const bool isStored =
+      classID != vrUNKNOWN_CLASS && H5Tequal(type.get(), complexType(classID).get()) > 0;
+  return isStored ? std::optional(ElementKind{classID, true}) : std::nullopt;
 }
 
 PropertyLists::PropertyLists()

@@ -41,16 +41,19 @@ std::array<std::string, 2> foldersOf(const std::string& name);
 
 // ---- Types ----
 
-// The stored type of a class with elements.
-Hdf5Type elementType(int classID, bool isComplex);
+// The stored type of a class with real elements; it belongs to the library.
+hid_t realType(int classID);
+
+// The stored type of a class with complex elements.
+Hdf5Type complexType(int classID);
 
 struct ElementKind {
   int classID;
   bool isComplex;
 };
 
-// The class of that type: logicals read as uint8, characters as uint16. Empty for a type that
-// elementType never gives.
+// The class of a stored type: logicals read as uint8, characters as uint16. Empty for a type that
+// is not stored.
 std::optional<ElementKind> kindOfType(const Hdf5Type& type);
 
 // ---- Property lists, made once ----

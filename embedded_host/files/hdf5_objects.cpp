@@ -87,7 +87,7 @@ std::string readText(hid_t object, const char* name) {
     throw FileFault("found an attribute that is no text");
   }
   std::string text(size, '\0');
-  require(H5Aread(attribute.get(), textType(size).get(), text.data()), "read an attribute");
+  require(H5Aread(attribute.get(), stored.get(), text.data()), "read an attribute");
   text.resize(std::min(text.size(), text.find('\0')));
   return text;
 }

@@ -101,7 +101,7 @@ void TransactionFile::rollBack() noexcept {
   isSound_ = false;
 }
 
-bool TransactionFile::read(haddr_t address, std::size_t size, char* buffer) noexcept {
+bool TransactionFile::read(haddr_t address, std::size_t size, char* buffer) const noexcept {
   if (!readDisk(descriptor_, address, size, buffer)) return false;
   const haddr_t end = address + size;
   for (auto page = heldPages_.lower_bound(address / pageSize);

@@ -43,6 +43,9 @@ class TransactionFile : public H5FD_t {
   // Bytes of the file.
   haddr_t size() const noexcept { return size_; }
 
+  // Reads bytes, changes that wait included; those beyond the end are zero.
+  bool read(haddr_t address, std::size_t size, char* buffer) const noexcept;
+
  private:
   friend struct TransactionDriver;
 
@@ -51,7 +54,6 @@ class TransactionFile : public H5FD_t {
 
   explicit TransactionFile(int descriptor) : H5FD_t{}, descriptor_(descriptor) {}
 
-  bool read(haddr_t address, std::size_t size, char* buffer) noexcept;
   void write(haddr_t address, std::size_t size, const char* buffer);
   void writeHeld(haddr_t address, std::size_t size, const char* buffer);
 

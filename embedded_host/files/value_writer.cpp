@@ -87,11 +87,11 @@ Hdf5Object makeGroup(hid_t group, const std::string& name) {
           "make a group"};
 }
 
-Hdf5Object makeDataset(hid_t group, const std::string& name, const Hdf5Type& type,
+Hdf5Object makeDataset(hid_t group, const std::string& name, hid_t type,
                        const std::vector<hsize_t>& extents) {
   const Hdf5Space space(H5Screate_simple(static_cast<int>(extents.size()), extents.data(), nullptr),
                         "make a space");
-  return {H5Dcreate2(group, name.c_str(), type.get(), space.get(), propertyLists().link.get(),
+  return {H5Dcreate2(group, name.c_str(), type, space.get(), propertyLists().link.get(),
                      propertyLists().elements.get(), H5P_DEFAULT),
           "make a dataset"};
 }
@@ -133,25 +133,25 @@ Hdf5Object Writer::writeElements(hid_t group, const std::string& name, const vrA
     std::reverse(extents.begin(), extents.end());
   }
   const bool isComplex = vrIsComplex(array);
-  const Hdf5Type type = elementType(vrGetClassID(array), isComplex);
+  const Hdf5Type pairType = isComplex ? complexType(vrGetClassID(array)) : Hdf5Type();
+  const hid_t type = isComplex ? pairType.get() : realType(vrGetClassID(array));
   Hdf5Object dataset = makeDataset(group, name, type, extents);
   writeFacts(dataset, array, tellsShape);
   if (count == 0) return dataset;
   const std::vector<std::byte> pairs = isComplex ? interleaved(array) : std::vector<std::byte>();
   const void* data = isComplex ? pairs.data() : vrGetData(array);
-  require(H5Dwrite(dataset.get(), type.get(), H5S_ALL, H5S_ALL, H5P_DEFAULT, data),
-          "write a dataset");
+  require(H5Dwrite(dataset.get(), type, H5S_ALL, H5S_ALL, H5P_DEFAULT, data), "write a dataset");
   checksum_.add(data, count * vrGetElementSize(array) * (isComplex ? 2 : 1));
   return dataset;
 }
 
 Hdf5Object Writer::writeFunction(hid_t group, const std::string& name, const vrArray* array) {
   const std::string& text = functionName(array);
-  const Hdf5Type type = elementType(vrUINT8_CLASS, false);
+  const hid_t type = realType(vrUINT8_CLASS);
   Hdf5Object dataset = makeDataset(group, name, type, {text.size()});
   writeFacts(dataset, array, isSingle(array));
   if (text.empty()) return dataset;
-  require(H5Dwrite(dataset.get(), type.get(), H5S_ALL, H5S_ALL, H5P_DEFAULT, text.data()),
+  require(H5Dwrite(dataset.get(), type, H5S_ALL, H5S_ALL, H5P_DEFAULT, text.data()),
           "write a dataset");
   checksum_.add(text.data(), text.size());
   return dataset;

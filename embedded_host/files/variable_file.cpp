@@ -58,14 +58,21 @@ Hdf5File makeFile(const char* path) {
   return file;
 }
 
+void requireVersion(const Hdf5File& file) {
+  try {
+    const std::vector<std::uint64_t> version = readNumbers(file.get(), versionAttribute);
+    if (version == std::vector<std::uint64_t>{layoutVersion}) return;
+  } catch (const FileFault&) {
+    throw FileFault("it is no variable file");
+  }
+  throw FileFault("it is a variable file of another version");
+}
+
 Hdf5File openFile(const char* path, bool isForWriting) {
   Hdf5File file(
       H5Fopen(path, isForWriting ? H5F_ACC_RDWR : H5F_ACC_RDONLY, propertyLists().fileAccess.get()),
       "open the file");
-  if (!hasAttribute(file.get(), versionAttribute) ||
-      readNumbers(file.get(), versionAttribute) != std::vector<std::uint64_t>{layoutVersion}) {
-    throw FileFault("it is no variable file");
-  }
+  requireVersion(file);
   return file;
 }
 
@@ -126,7 +133,7 @@ OwnedArray getVariable(vfFile& file, const std::string& name) {
   std::optional<Hdf5Object> variable;
   if (folder) variable = openMember(folder->get(), linkName(name));
   if (!variable) throw FileFault("there is no variable \"" + name + "\"");
-  return readVariable(*variable, file.disk.size());
+  return readVariable(*variable, file.disk);
 }
 
 }  // namespace

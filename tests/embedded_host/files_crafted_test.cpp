@@ -96,6 +96,7 @@ TEST_F(FilesCrafted, file_of_another_version_is_refused) {
   setNumbers(file, "variable_file_version", {2});
   H5Fclose(file);
   EXPECT_EQ(openFile(path, "r"), nullptr);
+  EXPECT_EQ(vormel::lastFileError(), path + ": it is a variable file of another version");
 }
 
 TEST_F(FilesCrafted, dataset_that_claims_more_than_the_file_holds_is_refused) {
