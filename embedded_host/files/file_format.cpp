@@ -1,7 +1,6 @@
 #include "embedded_host/files/file_format.h"
 
 #include <cstdint>
-#include <cstdio>
 
 #include "embedded_host/files/transaction_driver.h"
 #include "kvrntob/host/libvr.h"
@@ -96,18 +95,18 @@ std::optional<std::string> nameOfLink(const std::string& link) {
   return linkName(name) == link ? std::optional(name) : std::nullopt;
 }
 
-std::array<std::string, 2> foldersOf(const std::string& name) {
+std::array<std::string, folderLevels> foldersOf(const std::string& name) {
   std::uint64_t hash = 0xCBF29CE484222325U;
   for (const char character : name) {
     hash = (hash ^ static_cast<unsigned char>(character)) * 0x100000001B3U;
   }
   hash ^= hash >> 32;
-  const auto folder = [](std::uint64_t number) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned>(number % 64));
-    return std::string(digits);
-  };
-  return {folder(hash), folder(hash >> 6)};
+  std::array<std::string, folderLevels> folders;
+  for (std::string& folder : folders) {
+    folder = "0123456789abcdef"[hash % 16];
+    hash /= 16;
+  }
+  return folders;
 }
 
 hid_t realType(int classID) {
@@ -162,9 +161,9 @@ std::optional<ElementKind> kindOfType(const Hdf5Type& type) {
 
 PropertyLists::PropertyLists()
     : fileAccess(H5Pcreate(H5P_FILE_ACCESS), "make a property list"),
-      fileCreation(groupList(H5P_FILE_CREATE, 64, 2)),
-      outerFolder(groupList(H5P_GROUP_CREATE, 64, 2)),
-      innerFolder(groupList(H5P_GROUP_CREATE, 24, 8)),
+      fileCreation(groupList(H5P_FILE_CREATE, 16, 8)),
+      folders{groupList(H5P_GROUP_CREATE, 16, 8), groupList(H5P_GROUP_CREATE, 16, 8),
+              groupList(H5P_GROUP_CREATE, 40, 12)},
       parts(groupList(H5P_GROUP_CREATE, 8, 8)),
       elements(H5Pcreate(H5P_DATASET_CREATE), "make a property list"),
       link(H5Pcreate(H5P_LINK_CREATE), "make a property list") {

@@ -36,8 +36,9 @@ std::string linkName(const std::string& name);
 // The name of a link. Empty optional for what linkName never gives.
 std::optional<std::string> nameOfLink(const std::string& link);
 
-// The two groups, one in the other, among which the variables are spread by name.
-std::array<std::string, 2> foldersOf(const std::string& name);
+// The groups, each in the one before, among which the variables are spread by name.
+inline constexpr std::size_t folderLevels = 3;
+std::array<std::string, folderLevels> foldersOf(const std::string& name);
 
 // ---- Types ----
 
@@ -62,8 +63,7 @@ struct PropertyLists {
   PropertyLists();
   Hdf5List fileAccess;
   Hdf5List fileCreation;
-  Hdf5List outerFolder;
-  Hdf5List innerFolder;
+  std::array<Hdf5List, folderLevels> folders;
   Hdf5List parts;
   Hdf5List elements;
   Hdf5List link;

@@ -87,24 +87,30 @@ std::unique_ptr<vfFile> open(const char* path, std::string_view mode) {
   throw FileFault("there is no such mode");
 }
 
-// The inner folder of a name; empty if there is none.
+// The folder of a name; empty if there is none.
 std::optional<Hdf5Object> findFolder(hid_t file, const std::string& name) {
-  const auto [outerName, innerName] = foldersOf(name);
-  const std::optional<Hdf5Object> outer = openMember(file, outerName);
-  if (!outer) return std::nullopt;
-  return openMember(outer->get(), innerName);
+  std::optional<Hdf5Object> folder;
+  for (const std::string& level : foldersOf(name)) {
+    folder = openMember(folder ? folder->get() : file, level);
+    if (!folder) break;
+  }
+  return folder;
 }
 
-Hdf5Object openOrMakeFolder(hid_t group, const std::string& name, const Hdf5List& list) {
-  if (std::optional<Hdf5Object> folder = openMember(group, name)) return std::move(*folder);
-  return {H5Gcreate2(group, name.c_str(), propertyLists().link.get(), list.get(), H5P_DEFAULT),
-          "make a group"};
-}
-
-Hdf5Object openOrMakeFolders(hid_t file, const std::string& name) {
-  const auto [outerName, innerName] = foldersOf(name);
-  const Hdf5Object outer = openOrMakeFolder(file, outerName, propertyLists().outerFolder);
-  return openOrMakeFolder(outer.get(), innerName, propertyLists().innerFolder);
+Hdf5Object openOrMakeFolder(hid_t file, const std::string& name) {
+  const auto levels = foldersOf(name);
+  Hdf5Object folder;
+  for (std::size_t i = 0; i < levels.size(); ++i) {
+    const hid_t group = i == 0 ? file : folder.get();
+    std::optional<Hdf5Object> next = openMember(group, levels[i]);
+    if (!next) {
+      next.emplace(H5Gcreate2(group, levels[i].c_str(), propertyLists().link.get(),
+                              propertyLists().folders[i].get(), H5P_DEFAULT),
+                   "make a group");
+    }
+    folder = std::move(*next);
+  }
+  return folder;
 }
 
 void putVariable(vfFile& file, const std::string& name, const vrArray* array) {
@@ -114,7 +120,7 @@ void putVariable(vfFile& file, const std::string& name, const vrArray* array) {
   if (!file.disk.isSound()) throw FileFault("an earlier failure made the file unusable");
   if (!file.disk.isAlone()) throw FileFault("the file was changed by somebody else");
   try {
-    const Hdf5Object folder = openOrMakeFolders(file.file.get(), name);
+    const Hdf5Object folder = openOrMakeFolder(file.file.get(), name);
     const std::string link = linkName(name);
     if (H5Lexists(folder.get(), link.c_str(), H5P_DEFAULT) > 0) {
       require(H5Ldelete(folder.get(), link.c_str(), H5P_DEFAULT), "replace the variable");

@@ -1,6 +1,7 @@
 """The scratch file of the store, read with standard tools."""
 
 import os
+import re
 import stat
 import subprocess
 
@@ -41,13 +42,12 @@ def scratch(tmp_path):
 
 
 def variable(file, name):
-    """The variable of that name, which lies in the second group down."""
-    return next(
-        file[outer][inner][name]
-        for outer in file
-        for inner in file[outer]
-        if name in file[outer][inner]
-    )
+    """The variable of that name, wherever it lies."""
+    found = []
+    file.visit(lambda path: found.append(path) if path.endswith(f"/{name}") else None)
+    assert len(found) == 1
+    assert re.fullmatch(f"[0-9a-f]/[0-9a-f]/[0-9a-f]/{name}", found[0])
+    return file[found[0]]
 
 
 def test_time_and_data_of_a_signal_are_plain_datasets(repo, record, scratch):
