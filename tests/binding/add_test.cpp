@@ -141,7 +141,6 @@ TEST_F(Add, unknown_parent_reports_id_and_uses_up_an_id) {
 }
 
 TEST_F(Add, id_comes_as_an_int32_cell_whatever_is_asked_for) {
-  std::vector<OwnedArray> none;
   for (const int nargout : {0, 1, 2}) {
     vormel::CallFrame frame(repositoryMethod("add"), AddInputs::kCount, nargout);
     const AddInputs inputs(run);
