@@ -100,8 +100,13 @@ void declare(std::unique_ptr<ntob::TOBMethodSignature>& signature, TypeNames inp
 #undef IN
 #undef OUT
 
+template <class Method>
+static void add(ntob::TOBClass* cls) {
+  cls->addMethod(new Method);
+}
+
 void addMapMethods(ntob::TOBClass* cls) {
-#define MAP_METHOD(Class, name, inputs, outputs) cls->addMethod(new Class);
+#define MAP_METHOD(Class, name, inputs, outputs) add<Class>(cls);
 #include "kvrntob/typedmap/map_methods.def"
 }
 

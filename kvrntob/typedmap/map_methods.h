@@ -14,7 +14,7 @@ struct MapCall;
 
 // Each class keeps nothing but its signature. execute bundles its arguments and runs the body.
 #define MAP_METHOD(Class, name, inputs, outputs)                                              \
-  class Class : public ntob::TOBMethodInfo {                                                  \
+  class Class final : public ntob::TOBMethodInfo {                                            \
    public:                                                                                    \
     Class();                                                                                  \
     const char* getName() const override { return name; }                                     \

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "kvrntob/typedmap/any_value.h"
+#include "tests/support/left_behind.h"
 #include "tests/typedmap/map_fixture.h"
 
 namespace kvr::test {
@@ -95,6 +96,7 @@ TEST_F(AnyMap, ending_the_object_releases_all_values) {
 }
 
 TEST_F(AnyMap, clear_leaves_the_values_behind) {
+  const LeftBehind values;
   for (int i = 0; i < 3; ++i) insert(map, aNumber(i), row);
   execute("Clear", 0, {cell(map)});
   map.reset();
