@@ -237,6 +237,7 @@ OwnedArray Reader::readStructure(const Hdf5Object& group, const Dimensions& dime
   const std::vector<std::string> fields = readFieldNames(group);
   requireRoom(dimensions, fields.size(), budget_);
   std::vector<const char*> names;
+  names.reserve(fields.size());
   for (const std::string& field : fields) names.push_back(field.c_str());
   OwnedArray structure(vrCreateStructArray_730(dimensions.size(), dimensions.data(),
                                                static_cast<int>(names.size()), names.data()));
