@@ -4,6 +4,7 @@
 //   binding_call/get_run_count     the same with an array to give back
 //   binding_call/get_signal        a signal of 1e5, out as a structure of 19 fields; beside it
 //   binding_call/plain_values      the same 19 values made as plain C++ objects on the heap
+//   binding_call/add_1000          add of a series of 1000 samples
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -11,13 +12,15 @@
 #include <tuple>
 #include <vector>
 
+#include "bench/sizes.h"
 #include "embedded_host/interpreter/interpreter.h"
 #include "kvrntob/binding/packages.h"
 #include "kvrntob/store/signal_repository.h"
 
 namespace {
 
-constexpr kvr::int32 kSignals = 100'000;
+const auto kSignals = static_cast<kvr::int32>(bench::sized(100'000));
+constexpr std::size_t kSamples = 1000;
 
 // The store of the process behind a host object, filled once.
 const vormel::Object& filledStore() {
@@ -40,6 +43,21 @@ const vormel::Object& filledStore() {
     return store;
   }();
   return object;
+}
+
+vormel::OwnedArray detached(vrArray* array) {
+  const vormel::OwnedArray owned(array);
+  return vormel::OwnedArray(vormel::detachedCopy(array));
+}
+
+vormel::OwnedArray makeSeries(std::size_t samples) {
+  const std::size_t one[] = {1, 1};
+  vormel::OwnedArray series = detached(vormel::makeObject("timeseries", 2, one));
+  for (const char* property : {"Data", "Time"}) {
+    const vormel::OwnedArray values(vrCreateNumericMatrix_730(1, samples, vrDOUBLE_CLASS, 0));
+    vrSetProperty_730(series.get(), 0, property, values.get());
+  }
+  return series;
 }
 
 void call_without_arguments(benchmark::State& state, const char* name) {
@@ -109,5 +127,36 @@ void make_plain_values(benchmark::State& state) {
   }
 }
 BENCHMARK(make_plain_values)->Name("binding_call/plain_values");
+
+// As a caller does who holds the arguments: strings as text, the rest as arrays.
+void call_add(benchmark::State& state) {
+  const vormel::Object& store = filledStore();
+  const vormel::MethodRecord& method = *store.cls().findMethod("add");
+  const auto run = store.call("createEmptyRun", {"series", 1}).toInt32();
+  const vormel::OwnedArray series = makeSeries(kSamples);
+  const vormel::OwnedArray none(vrCreateNumericMatrix_730(0, 0, vrDOUBLE_CLASS, 0));
+  const vormel::OwnedArray sid(vrCreateString("sid"));
+  const vormel::OwnedArray one(vrCreateNumericMatrix_730(1, 1, vrINT32_CLASS, 0));
+  *static_cast<kvr::int32*>(vrGetData(one.get())) = 1;
+  for (auto _ : state) {
+    vormel::CallFrame call(method, 18, 1);
+    call.setInput(0, store.handle());
+    call.setInput(1, none.get());
+    call.setInt32(2, run);
+    const std::pair<std::size_t, const char*> texts[] = {{3, "root"},  {4, "time"},  {5, "data"},
+                                                         {7, "block"}, {8, "model"}, {9, "label"},
+                                                         {17, "root"}};
+    for (const auto& [position, text] : texts) call.setBorrowedText(position, text);
+    call.setInput(6, series.get());
+    for (const std::size_t position : {10, 11, 12, 13}) call.setInput(position, one.get());
+    call.setInput(14, sid.get());
+    call.setInput(15, none.get());
+    call.setInput(16, none.get());
+    call.run();
+    if (call.int32At(0) < 1) state.SkipWithError("no signal");
+  }
+  store.call("removeRun", {run});
+}
+BENCHMARK(call_add)->Name("binding_call/add_1000")->Iterations(bench::sized(2000));
 
 }  // namespace

@@ -1,102 +1,123 @@
-// The yardstick of adding a signal: the same tables, filled with the same copies of strings and the
-// same inserts, and nothing else. No ids, palette, tests or inheritance.
+// The yardstick of adding a signal: the same tables, and each step written down as one would tell
+// it, without thought for what the steps cost. Arguments are passed by value from step to step.
 #pragma once
 
 #include <boost/shared_ptr.hpp>
-#include <boost/smart_ptr/make_shared.hpp>
 #include <boost/unordered_map.hpp>
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "kvrntob/store/array_owners.h"
+#include "bench/signal_input.h"
 
 namespace bench {
 
-// What a caller hands over, as a method body has it: texts that are not yet strings.
-struct SignalInput {
-  std::string rootSource, timeSource, dataSource, blockSource, modelSource, label, sid, rootDataSrc;
-};
-
-// The members of a record of the store, in size and kind.
-struct PlainRecord {
-  std::vector<std::int32_t> children;
-  std::int32_t id, run;
-  std::string rootSource, timeSource, dataSource;
-  kvr::SharedArray values;
-  std::string blockSource, modelSource, label;
-  std::int32_t timeDim;
-  std::vector<std::int32_t> sampleDims;
-  std::int32_t port;
-  std::vector<std::int32_t> channel;
-  std::string sid;
-  bool visible;
-  std::vector<double> color;
-  std::string style;
-  bool inheritsTolerance, inheritsSync;
-  struct {
-    std::int32_t type;
-    double numbers[9];
-    std::string text;
-  } tolerance;
-  struct {
-    std::int32_t method, interpolation;
-    double interval;
-    std::string text;
-    std::int32_t type;
-  } sync;
-  kvr::SharedArray metaData;
-  bool inFile, hasParent;
-  std::string rootDataSrc;
-  std::int32_t parent, instance;
-};
+// NOLINTBEGIN(performance-unnecessary-value-param): the copies are what is measured.
 
 class PlainStore {
  public:
-  void add(std::int32_t id, const SignalInput& input, const kvr::SharedArray& values) {
-    auto record = boost::make_shared<PlainRecord>();
-    record->id = id;
-    record->run = 1;
-    record->rootSource = input.rootSource.c_str();
-    record->timeSource = input.timeSource.c_str();
-    record->dataSource = input.dataSource.c_str();
-    record->values = values;
-    record->blockSource = input.blockSource.c_str();
-    record->modelSource = input.modelSource.c_str();
-    record->label = input.label.c_str();
-    record->sampleDims = {1};
-    record->sid = input.sid.c_str();
-    record->color = {0, 0, 0};
-    record->style = "-";
-    record->metaData = values;
-    record->rootDataSrc = input.rootDataSrc.c_str();
-    bySource_[record->dataSource] = record;
-    enter(blocks_, blockNames_, record->blockSource, id);
-    enter(sources_, sourceNames_, record->dataSource, id);
-    enter(labels_, labelNames_, record->label, id);
-    enter(models_, modelNames_, record->modelSource, id);
-    byID_[id] = record;
-    byRun_[1].push_back(record);
+  using Record = boost::shared_ptr<PlainRecord>;
+  using IDs = std::vector<std::int32_t>;
+
+  void createRun(std::int32_t run, std::int32_t instance) {
+    runs_[run] = true;
+    instanceByRun_[run] = instance;
+  }
+
+  std::int32_t addSignal(std::string rootSource, std::string timeSource, std::string dataSource,
+                         kvr::SharedArray values, std::string blockSource, std::string modelSource,
+                         std::string label, std::int32_t timeDim, IDs sampleDims, std::int32_t port,
+                         IDs channel, std::string sid, std::int32_t run, kvr::SharedArray metaData,
+                         std::int32_t parent, std::string rootDataSrc) {
+    if (runs_.find(run) == runs_.end()) throw std::out_of_range("run");
+    std::int32_t instance = -1;
+    if (instanceByRun_.find(run) != instanceByRun_.end()) instance = instanceByRun_[run];
+    const Record record(makeRecord(rootSource, timeSource, dataSource, values, blockSource,
+                                   modelSource, label, timeDim, sampleDims, port, channel, sid, run,
+                                   metaData, rootDataSrc, instance));
+    if (parent != 0) {
+      if (byID_.find(parent) == byID_.end()) throw std::out_of_range("parent");
+      byID_[parent]->children.push_back(record->id);
+      record->hasParent = true;
+      record->parent = parent;
+    }
+    return insertRecord(dataSource, record, blockSource, label, modelSource, run);
   }
 
   std::size_t size() const { return byID_.size(); }
 
  private:
-  using Record = boost::shared_ptr<PlainRecord>;
-  using Groups = boost::unordered_map<std::string, std::vector<std::int32_t>>;
+  using Groups = boost::unordered_map<std::string, IDs>;
+  using Names = std::vector<std::string>;
 
-  static void enter(Groups& groups, std::vector<std::string>& names, const std::string& key,
-                    std::int32_t id) {
-    const auto [entry, isNew] = groups.try_emplace(key);
-    if (isNew) names.push_back(key);
-    entry->second.push_back(id);
+  PlainRecord* makeRecord(std::string rootSource, std::string timeSource, std::string dataSource,
+                          kvr::SharedArray values, std::string blockSource, std::string modelSource,
+                          std::string label, std::int32_t timeDim, IDs sampleDims,
+                          std::int32_t port, IDs channel, std::string sid, std::int32_t run,
+                          kvr::SharedArray metaData, std::string rootDataSrc,
+                          std::int32_t instance) {
+    auto* record = new PlainRecord;
+    record->id = ++lastID_;
+    record->run = run;
+    record->rootSource = rootSource;
+    record->timeSource = timeSource;
+    record->dataSource = dataSource;
+    record->values = values;
+    record->blockSource = blockSource;
+    record->modelSource = modelSource;
+    record->label = label;
+    record->timeDim = timeDim;
+    record->sampleDims = sampleDims;
+    record->port = port;
+    record->channel = channel;
+    record->sid = sid;
+    record->metaData = metaData;
+    record->rootDataSrc = rootDataSrc;
+    record->instance = instance;
+    record->color.push_back(0);
+    record->color.push_back(0);
+    record->color.push_back(0);
+    record->style = "-";
+    return record;
   }
 
+  std::int32_t insertRecord(std::string dataSource, Record record, std::string blockSource,
+                            std::string label, std::string modelSource, std::int32_t run) {
+    bySource_[dataSource] = record;
+    const std::int32_t id = record->id;
+    enter(blocks_, blockNames_, blockSource, id);
+    enter(sources_, sourceNames_, dataSource, id);
+    enter(labels_, labelNames_, label, id);
+    enter(models_, modelNames_, modelSource, id);
+    if (tolerances_.find(run) == tolerances_.end()) tolerances_[run] = PlainTolerance();
+    if (syncOptions_.find(run) == syncOptions_.end()) syncOptions_[run] = PlainSync();
+    byID_[id] = record;
+    if (byRun_.find(run) == byRun_.end()) {
+      byRun_[run] = std::vector<Record>(1, record);
+    } else {
+      byRun_[run].push_back(record);
+    }
+    return id;
+  }
+
+  static void enter(Groups& groups, Names& names, std::string key, std::int32_t id) {
+    if (groups.find(key) == groups.end()) names.push_back(key);
+    groups[key].push_back(id);
+  }
+
+  std::int32_t lastID_ = 0;
+  boost::unordered_map<std::int32_t, bool> runs_;
+  boost::unordered_map<std::int32_t, std::int32_t> instanceByRun_;
   boost::unordered_map<std::string, Record> bySource_;
   boost::unordered_map<std::int32_t, Record> byID_;
   boost::unordered_map<std::int32_t, std::vector<Record>> byRun_;
+  boost::unordered_map<std::int32_t, PlainTolerance> tolerances_;
+  boost::unordered_map<std::int32_t, PlainSync> syncOptions_;
   Groups blocks_, sources_, labels_, models_;
-  std::vector<std::string> blockNames_, sourceNames_, labelNames_, modelNames_;
+  Names blockNames_, sourceNames_, labelNames_, modelNames_;
 };
+
+// NOLINTEND(performance-unnecessary-value-param)
 
 }  // namespace bench

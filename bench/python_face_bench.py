@@ -1,69 +1,120 @@
 #!/usr/bin/python3
-"""What a call from Python costs, beside a bare pybind11 function without arguments.
+"""What a call from Python costs, beside a bare pybind11 method without arguments.
 
-Run with the package on the path:  PYTHONPATH=build/release/python bench/python_face_bench.py [n]
+Run with the package and the module bare_pybind on the path; scripts/bench does. Times are processor
+time in nanoseconds, from repetitions in which all cases take turns.
 
+    bare            a method without arguments, bound with pybind11
     no_argument     a method without arguments: getCount of a map
     map_get         getDataByKey, a double by a text key
-    get_signal      getSignal by id, a dict of 19 fields
+    get_signal      getSignal by id among n signals, a dict of 19 fields
     failing_lookup  getDataByKey of a missing key, raised and caught
     add_1000        add of a series of 1000 samples
+    dict_get        a look-up in a dict, by a method call
+    sqlite_select   a select of 19 columns by id among n rows, in memory, with Python's sqlite3
 """
 
-import sys
+import argparse
+import json
+import os
+import sqlite3
 import time
 import timeit
 
+import bare_pybind
 import numpy as np
 import vormel
-from vormel import _vormel
 from vormel.Dravik.kvr import Map, SignalRepository
 
 SAMPLES = 1000
+COLUMNS = 19
 
 
-def signal_arguments(run, series):
+def series():
+    return vormel.timeseries(np.arange(float(SAMPLES)), np.arange(float(SAMPLES)))
+
+
+def signal_arguments(run, number, values):
     """The 17 arguments of add."""
-    return (None, run, "root", "time", "data", series, "block", "model", "label",
-            1, [1], 1, [1], "sid", None, None, "root")  # fmt: skip
+    return (None, run, f"root/{number}", f"time/{number}", f"recorder/data/{number}", values,
+            "model/subsystem/block", "model", f"signal {number}", 1, [1], 1, [1], f"sid:{number}",
+            None, None, f"recorder/data/{number}")  # fmt: skip
 
 
-def fail(entries):
-    try:
-        entries.getDataByKey("missing")
-    except vormel.Error:
-        pass
-
-
-def cases():
-    entries = Map("k", 1.0)
-    entries.insert("a", 2.0)
+def filled_repository(count):
     repo = SignalRepository()
     run = repo.createEmptyRun("bench", 1)
-    series = vormel.timeseries(np.arange(float(SAMPLES)), np.arange(float(SAMPLES)))
-    yield "no_argument", entries.getCount
-    yield "map_get", lambda: entries.getDataByKey("a")
-    yield "failing_lookup", lambda: fail(entries)
-    arguments = signal_arguments(run, series)
-    signal = repo.add(*arguments)
-    handle = np.int32(signal)
-    yield "get_signal", lambda: repo.getSignal(handle)
-    yield "add_1000", lambda: repo.add(*arguments)
+    values = vormel.timeseries(0.0, 0.0)
+    ids = [repo.add(*signal_arguments(run, number, values)) for number in range(count)]
+    assert repo.getSignalCount() == count
+    return repo, ids
 
 
-def nanoseconds(call, number):
-    seconds = timeit.repeat(call, number=number, repeat=7, timer=time.process_time)
-    return min(seconds) / number * 1e9
+def filled_database(count):
+    database = sqlite3.connect(":memory:")
+    columns = ", ".join(f"c{i} text" for i in range(1, COLUMNS))
+    database.execute(f"create table signals(id integer primary key, {columns})")
+    marks = ", ".join("?" * COLUMNS)
+    rows = ((number, *[f"recorder/data/{number}"] * (COLUMNS - 1)) for number in range(count))
+    database.executemany(f"insert into signals values ({marks})", rows)
+    return database
+
+
+FAILING_LOOKUP = """
+try:
+    get("missing")
+except Error:
+    pass
+"""
+
+
+def cases(count):
+    """Of each case the statement to time and the names in it."""
+    entries = Map("k", 1.0)
+    entries.insert("a", 2.0)
+    assert entries.getDataByKey("a") == 2.0 and not entries.isKey("missing")
+    repo, ids = filled_repository(count)
+    asked = np.int32(ids[count // 2])
+    assert len(repo.getSignal(asked)) == COLUMNS
+    arguments = signal_arguments(repo.createEmptyRun("series", 1), 0, series())
+    select = f"select * from signals where id = {count // 2}"
+    return {
+        "bare": ("call()", {"call": bare_pybind.Counter().getCount}),
+        "no_argument": ("call()", {"call": entries.getCount}),
+        "map_get": ("get('a')", {"get": entries.getDataByKey}),
+        "get_signal": ("get(asked)", {"get": repo.getSignal, "asked": asked}),
+        "failing_lookup": (FAILING_LOOKUP, {"get": entries.getDataByKey, "Error": vormel.Error}),
+        "add_1000": ("add(*arguments)", {"add": repo.add, "arguments": arguments}),
+        "dict_get": ("get('a')", {"get": {"a": 2.0}.get}),
+        "sqlite_select": (
+            "execute(select).fetchone()",
+            {"execute": filled_database(count).execute, "select": select},
+        ),
+    }
+
+
+def samples(count, seconds, repetitions):
+    """A dict for each repetition: of each case the nanoseconds that it takes once."""
+    timers, numbers = {}, {}
+    for name, (statement, names) in cases(count).items():
+        timers[name] = timeit.Timer(statement, timer=time.process_time, globals=names)
+        once = max(timers[name].timeit(10) / 10, 1e-8)
+        numbers[name] = max(int(seconds / once), 1)
+    return [
+        {name: timer.timeit(numbers[name]) / numbers[name] * 1e9 for name, timer in timers.items()}
+        for _ in range(repetitions)
+    ]
 
 
 def main():
-    number = int(sys.argv[1]) if len(sys.argv) > 1 else 20_000
-    bare = nanoseconds(_vormel.has_modules, number)
-    print(f"{'call':<16}{'ns':>10}{'x bare':>10}")
-    print(f"{'bare':<16}{bare:>10.0f}{1:>10.2f}")
-    for name, call in cases():
-        cost = nanoseconds(call, number)
-        print(f"{name:<16}{cost:>10.0f}{cost / bare:>10.2f}")
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--signals", type=int, default=100_000)
+    parser.add_argument("--seconds", type=float, default=0.05, help="of each call and repetition")
+    parser.add_argument("--repetitions", type=int, default=5)
+    options = parser.parse_args()
+    tiny = "KVR_BENCH_TINY" in os.environ
+    count = 64 if tiny else options.signals
+    print(json.dumps(samples(count, options.seconds, options.repetitions), indent=1))
 
 
 if __name__ == "__main__":

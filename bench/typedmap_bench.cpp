@@ -9,7 +9,8 @@
 //   map_delete/.../front        one of the first entries; so middle and back
 //   map_execute/...             the same through the methods of Dravik.kvr.Map
 //
-// Names end in the container that is measured, "ours" or "plain". Times are per pass over a map, or
+// Names end in the container that is measured: "ours", "plain", and "tsl" (tsl::ordered_map) and
+// "multi_index" (boost::multi_index) where those can do the same. Times are per pass over a map, or
 // per batch; items_per_second counts entries.
 #include <benchmark/benchmark.h>
 
@@ -19,7 +20,9 @@
 #include <string>
 #include <vector>
 
+#include "bench/map_peers.h"
 #include "bench/plain_data_map.h"
+#include "bench/sizes.h"
 #include "embedded_host/arrays/arrays.h"
 #include "embedded_host/objects/object_record.h"
 #include "kvrntob/binding/packages.h"
@@ -177,26 +180,41 @@ void deleteEntries(benchmark::State& state) {
   perEntry(state, kBatch);
 }
 
-// One operation on both containers and both kinds of keys.
+// One operation on a container with both kinds of keys.
+class Registration {
+ public:
+  explicit Registration(std::string container) : container_(std::move(container)) {}
+
+  void operator()(const std::string& name, auto numbers, auto texts) const {
+    add(name, "/number_keys", numbers);
+    add(name, "/string_keys", texts);
+  }
+
+ private:
+  void add(const std::string& name, const char* keys, auto function) const {
+    const auto slash = name.find('/');
+    const std::string full = name.substr(0, slash) + keys + name.substr(slash) + "/" + container_;
+    benchmark::RegisterBenchmark(full.c_str(), function)
+        ->Apply(bench::at<1'000, 100'000, 1'000'000>);
+  }
+
+  std::string container_;
+};
+
+// What the ordered maps of other libraries do as well.
 template <template <class, class> class Map>
-void registerContainer(const std::string& container) {
-  const auto add = [&](const std::string& name, auto numbers, auto texts) {
-    for (const auto& [keys, function] :
-         {std::pair<std::string, void (*)(benchmark::State&)>("number_keys", numbers),
-          {"string_keys", texts}}) {
-      const auto slash = name.find('/');
-      const std::string full =
-          name.substr(0, slash) + "/" + keys + name.substr(slash) + "/" + container;
-      benchmark::RegisterBenchmark(full.c_str(), function)
-          ->Arg(1'000)
-          ->Arg(100'000)
-          ->Arg(1'000'000);
-    }
-  };
+void registerPeer(const std::string& container) {
+  const Registration add(container);
   add("map_put/new", putNew<Map, double>, putNew<Map, std::string>);
   add("map_put/overwrite", overwrite<Map, double>, overwrite<Map, std::string>);
   add("map_lookup/by_key", lookUpByKey<Map, double>, lookUpByKey<Map, std::string>);
   add("map_lookup/index", lookUpIndex<Map, double>, lookUpIndex<Map, std::string>);
+}
+
+template <template <class, class> class Map>
+void registerContainer(const std::string& container) {
+  registerPeer<Map>(container);
+  const Registration add(container);
   add("map_lookup/by_index", lookUpByIndex<Map, double>, lookUpByIndex<Map, std::string>);
   add("map_iterate/all", iterate<Map, double>, iterate<Map, std::string>);
   add("map_delete/front", deleteEntries<Map, double, kFront>,
@@ -284,6 +302,16 @@ void executeGetCount(benchmark::State& state) {
   }
 }
 
+// The container's part of the same; so for getDataByKey below.
+void containerGetCount(benchmark::State& state) {
+  DataMap<double, double> map;
+  for (std::int64_t i = 0; i < state.range(0); ++i) map.put(static_cast<double>(i), 0);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(map);
+    if (map.getCount() != state.range(0)) state.SkipWithError("wrong count");
+  }
+}
+
 void executeGetDataByKey(benchmark::State& state) {
   HostMap map(state.range(0));
   auto& method = HostMap::find("getDataByKey");
@@ -295,7 +323,6 @@ void executeGetDataByKey(benchmark::State& state) {
   }
 }
 
-// The container's part of the same.
 void containerGetDataByKey(benchmark::State& state) {
   DataMap<double, double> map;
   for (std::int64_t i = 0; i < state.range(0); ++i) map.put(static_cast<double>(i), 0);
@@ -367,11 +394,10 @@ void executeDelete(benchmark::State& state, Place place) {
 void registerMethods() {
   const auto add = [](const char* name, auto function, auto... arguments) {
     benchmark::RegisterBenchmark(name, function, arguments...)
-        ->Arg(1'000)
-        ->Arg(100'000)
-        ->Arg(1'000'000);
+        ->Apply(bench::at<1'000, 100'000, 1'000'000>);
   };
   add("map_execute/getCount", executeGetCount);
+  add("map_execute/getCount/container", containerGetCount);
   add("map_execute/getDataByKey", executeGetDataByKey);
   add("map_execute/getDataByKey/container", containerGetDataByKey);
   add("map_execute/getIndexByKey", executeGetIndexByKey);
@@ -387,6 +413,8 @@ void registerMethods() {
 const bool registered = [] {
   registerContainer<DataMap>("ours");
   registerContainer<bench::PlainDataMap>("plain");
+  registerPeer<bench::TslOrderedMap>("tsl");
+  registerPeer<bench::MultiIndexMap>("multi_index");
   registerMethods();
   return true;
 }();

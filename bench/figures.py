@@ -1,0 +1,146 @@
+"""The figures that are aimed at: which benchmarks each compares, and what it should be at most."""
+
+from dataclasses import dataclass
+
+PROGRAMS = ("typedmap_bench", "store_bench", "binding_bench", "scratch_bench")
+PYTHON = "python:"  # begins the names of the cases of python_face_bench.py
+
+
+@dataclass(frozen=True)
+class Row:
+    """One figure. The kind of relation says how the times of the benchmarks become a value."""
+
+    operation: str
+    at: str
+    limit: float
+    kind: str  # ratio, growth, more or value
+    program: str
+    names: tuple
+    unit: str = "x"
+    rounds: int = 0  # 0: as many as the others
+
+    def value(self, sample):
+        numbers = [sample[name] for name in self.names]
+        if self.kind == "growth":
+            return max(numbers[1:]) / numbers[0]
+        if self.kind == "ratio":
+            return numbers[0] / numbers[1]
+        if self.kind == "more":
+            return numbers[0] - numbers[1]
+        return numbers[0]
+
+    @property
+    def figure(self):
+        if self.kind == "growth":
+            return "the cost at the smallest size"
+        if self.kind == "value":
+            return ""
+        return ("more than " if self.kind == "more" else "") + self.names[1].split("#")[0]
+
+
+def ratio(operation, at, limit, program, ours, peer, **more):
+    return Row(operation, at, limit, "ratio", program, (ours, peer), **more)
+
+
+def growth(operation, at, limit, program, *names, **more):
+    return Row(operation, at, limit, "growth", program, names, **more)
+
+
+def extra(operation, at, limit, program, ours, peer):
+    return Row(operation, at, limit, "more", program, (ours, peer), "ns")
+
+
+def value(operation, at, limit, program, name, unit="ns"):
+    return Row(operation, at, limit, "value", program, (name,), unit)
+
+
+def map_rows():
+    def against_plain(operation, keys, name, sizes, limit):
+        for label, size in sizes:
+            ours, plain = (f"{name[0]}/{keys}/{name[1]}/{who}/{size}" for who in ("ours", "plain"))
+            yield ratio(operation, label, limit, "typedmap_bench", ours, plain)
+
+    small, middle = ("1e3", 1000), ("1e5", 100_000)
+    new, overwrite = ("map_put", "new"), ("map_put", "overwrite")
+    yield from against_plain("map put new, numbers", "number_keys", new, (small, middle), 0.95)
+    yield from against_plain("map put new, strings", "string_keys", new, (middle,), 0.85)
+    yield from against_plain("map overwrite, numbers", "number_keys", overwrite, (small, middle), 0.65)
+    yield from against_plain("map overwrite, strings", "string_keys", overwrite, (small, middle), 0.6)
+    index = ("map_lookup", "index")
+    yield from against_plain("map index by key, numbers", "number_keys", index, (middle,), 0.7)
+    yield from against_plain("map index by key, strings", "string_keys", index, (middle,), 0.7)
+    by_key = "map_lookup/number_keys/by_key/"
+    yield ratio("map look-up by key, numbers", "1e5", 1.0, "typedmap_bench",
+                by_key + "ours/100000", by_key + "tsl/100000")  # fmt: skip
+    back = "map_delete/number_keys/back/ours/"
+    yield growth("map delete last", "1e3 to 1e6", 1.5, "typedmap_bench",
+                 *(back + size for size in ("1000", "100000", "1000000")), rounds=3)  # fmt: skip
+    yield from against_plain("map delete last", "number_keys", ("map_delete", "back"), (middle,), 0.001)
+    yield from against_plain("map delete middle, numbers", "number_keys", ("map_delete", "middle"),
+                             (middle,), 0.5)  # fmt: skip
+    for method in ("getDataByKey", "getCount"):
+        for label, size in (small, middle):
+            name = f"map_execute/{method}"
+            yield extra(f"{method} over the container", label, 40, "typedmap_bench",
+                        f"{name}/{size}", f"{name}/container/{size}")  # fmt: skip
+
+
+def store_rows(full):
+    def sized(name, size):
+        return f"{name}/{size}"
+
+    store = "store_bench"
+    for peer, limit in (("plain", 0.72), ("floor", 1.15)):
+        for label, size in (("1e4", 10_000), ("1e5", 100_000)):
+            yield ratio("addSignal in memory", label, limit, store,
+                        sized("store_add/signal", size), sized(f"store_add/{peer}", size))  # fmt: skip
+    yield growth("addSignal, per signal", "1e4 to 1e6", 2.8, store, "store_add/signal/10000",
+                 "store_add/signal/1000000", rounds=0 if full else 2)  # fmt: skip
+    yield value("memory of a signal", "1e5", 2200, store, "store_memory/signal/100000", "B")
+    yield value("record copy by id", "1e5", 1000, store, "store_lookup/by_id/100000")
+    yield ratio("record copy by id", "1e5", 0.25, store,
+                "store_lookup/by_id/100000", "store_lookup/sqlite/100000")  # fmt: skip
+    yield ratio("getSignal through execute", "1e5", 2, "binding_bench",
+                "binding_call/get_signal", "binding_call/plain_values")  # fmt: skip
+    yield growth("removal of a run, per signal", "1e4 to 1e5", 1.5, store,
+                 "store_remove/run/10000", "store_remove/run/100000")  # fmt: skip
+    count_and_id = "store_groups/count_and_id/"
+    yield growth("count and id of a group", "1e3 to 1e5", 1.5, store,
+                 *(count_and_id + size for size in ("1000", "10000", "100000")))  # fmt: skip
+    yield value("count and id of a group", "1e5", 500, store, count_and_id + "100000")
+    yield ratio("names of a column, one call", "1e4", 0.06, store,
+                "store_groups/all_names/10000", "store_groups/full_sort/10000")  # fmt: skip
+    yield ratio("copy of a run of 1e5 doubles", "100 signals", 1.2, store,
+                "store_copy/run/100", "store_copy/memcpy/100")  # fmt: skip
+
+
+def scratch_rows(full):
+    program = "scratch_bench"
+    many, label = (100_000, "1e5") if full else (10_000, "1e4")
+    for way in ("put", "get"):
+        name = f"scratch_{way}"
+        yield ratio(f"scratch {way}, 1e3 doubles", "10 variables", 1.15, program,
+                    f"{name}/ours/10", f"{name}/bare/10")  # fmt: skip
+        yield growth(f"scratch {way}", f"10 to {label}", 1.3, program,
+                     f"{name}/ours/10", f"{name}/ours/{many}", rounds=1)  # fmt: skip
+    yield ratio("scratch get", "1e6 doubles", 1.3, program,
+                "scratch_get/large/ours/1000000", "scratch_get/large/raw/1000000")  # fmt: skip
+
+
+def python_rows():
+    def case(name):
+        return PYTHON + name
+
+    for operation, at, name, limit in (
+        ("Python: method without arguments", "", "no_argument", 0.6),
+        ("Python: map get", "", "map_get", 1.2),
+        ("Python: getSignal", "1e5", "get_signal", 12),
+    ):
+        yield ratio(operation, at, limit, "", case(name), case("bare"))
+    yield value("Python: failing look-up", "", 2000, "", case("failing_lookup"))
+    yield extra("Python: add", "1e3 samples", 1500, "binding_bench",
+                case("add_1000"), "binding_call/add_1000")  # fmt: skip
+
+
+def rows(full):
+    return [*map_rows(), *store_rows(full), *scratch_rows(full), *python_rows()]
