@@ -4,8 +4,11 @@
 // not, and neither touches the scratch file, the names of groups or the settings of runs. The id is
 // taken out of the data source column under the record's rootDataSrc, although it was entered there
 // under DataSource: where the two differ, the column goes on listing it.
+//
+// Lists that lose elements are walked once however many they lose: what is to go is noted first and
+// carried out together. Noting may run out of memory, carrying out does not.
 #include <algorithm>
-#include <array>
+#include <functional>
 #include <utility>
 
 #include "kvrntob/binding/failure.h"
@@ -15,16 +18,8 @@ namespace kvr {
 
 namespace {
 
-using IDList = SignalRepository::IDList;
-
-// Takes the first occurrence out, if there is one.
-void eraseFirst(IDList& list, int32 id) {
-  const auto found = std::find(list.begin(), list.end(), id);
-  if (found != list.end()) list.erase(found);
-}
-
-// The same, but drops the last entry if there is none; nothing is taken out of an empty list.
-void eraseFirstOrLast(IDList& list, int32 id) {
+// Takes the first occurrence out, or the last entry if there is none; of an empty list, nothing.
+void eraseFirstOrLast(SignalRepository::IDList& list, int32 id) {
   const auto found = std::find(list.begin(), list.end(), id);
   if (found != list.end()) {
     list.erase(found);
@@ -33,94 +28,145 @@ void eraseFirstOrLast(IDList& list, int32 id) {
   }
 }
 
-// Ids to be taken out of a number of lists, each list walked once however many it is to lose.
-class PendingErasures {
- public:
-  void add(IDList& list, int32 id) { pending_[&list].push_back(id); }
+int32 keyOf(int32 id) { return id; }
+const Data* keyOf(const DataPtr& record) { return record.get(); }
 
-  // Takes the first occurrence of each id out of its list. No id was added twice for one list.
-  void carryOut() {
-    for (auto& [list, ids] : pending_) {
-      std::sort(ids.begin(), ids.end());
-      eraseFirstOfEach(*list, ids);
+// Elements to be taken out of lists, each where it first stands, if it does.
+template <class Element>
+class Erasures {
+ public:
+  using List = std::vector<Element>;
+  using Key = decltype(keyOf(std::declval<const Element&>()));
+
+  // To be called once for a list and key before the next carryOut.
+  void add(List& list, Key key) { byList_[&list].push_back({key, false}); }
+
+  void carryOut() noexcept {
+    for (auto& [list, doomed] : byList_) {
+      std::sort(doomed.begin(), doomed.end());
+      erase(*list, doomed);
     }
+    byList_.clear();
   }
 
  private:
-  static void eraseFirstOfEach(IDList& list, const IDList& sortedIDs) {
-    std::vector<char> taken(sortedIDs.size(), 0);
-    const auto isPending = [&](int32 id) {
-      const auto found = std::lower_bound(sortedIDs.begin(), sortedIDs.end(), id);
-      if (found == sortedIDs.end() || *found != id) return false;
-      return std::exchange(taken[static_cast<std::size_t>(found - sortedIDs.begin())], 1) == 0;
+  struct Doomed {
+    Key key;
+    bool gone;
+    bool operator<(const Doomed& other) const { return std::less<Key>()(key, other.key); }
+  };
+
+  static void erase(List& list, std::vector<Doomed>& sorted) {
+    const auto isDoomed = [&](const Element& element) {
+      const auto found =
+          std::lower_bound(sorted.begin(), sorted.end(), Doomed{keyOf(element), false});
+      return found != sorted.end() && found->key == keyOf(element) &&
+             !std::exchange(found->gone, true);
     };
-    // Unlike remove_if this promises the order of the calls, on which isPending rests.
+    // Unlike remove_if this promises the order of the calls, on which isDoomed rests.
     auto kept = list.begin();
-    for (const int32 id : list)
-      if (!isPending(id)) *kept++ = id;
+    for (auto place = list.begin(); place != list.end(); ++place) {
+      if (isDoomed(*place)) continue;
+      if (kept != place) *kept = std::move(*place);
+      ++kept;
+    }
     list.erase(kept, list.end());
   }
 
-  boost::unordered_map<IDList*, IDList> pending_;
+  boost::unordered_map<List*, std::vector<Doomed>> byList_;
 };
 
 }  // namespace
 
+// What one removal takes out of the store's lists. Carried out at the latest when it ends, also by
+// a failure midway: what was removed before it stays removed.
+class SignalRepository::Removal {
+ public:
+  Removal() = default;
+  Removal(const Removal&) = delete;
+  Removal& operator=(const Removal&) = delete;
+  ~Removal() { carryOut(); }
+
+  void fromList(IDList& list, int32 id) { ids_.add(list, id); }
+  void fromRun(std::vector<DataPtr>& list, const DataPtr& record) {
+    records_.add(list, record.get());
+  }
+  void fromChildren(const DataPtr& parent, int32 child) {
+    ids_.add(parent->ChildIDs, child);
+    if (parents_.empty() || parents_.back() != parent) parents_.push_back(parent);
+  }
+
+  void carryOut() noexcept {
+    ids_.carryOut();
+    records_.carryOut();
+    parents_.clear();
+  }
+
+ private:
+  Erasures<int32> ids_;
+  Erasures<DataPtr> records_;
+  std::vector<DataPtr> parents_;  // kept alive for their lists of children
+};
+
 void SignalRepository::removeSignal(int32 id) {
+  Removal removal;
+  removeSignal(id, removal);
+}
+
+void SignalRepository::removeSignal(int32 id, Removal& removal) {
   const DataPtr record = recordPointerByID(id);
   if (record->hasParent()) {
-    eraseFirst(recordPointerByID(record->ParentID)->ChildIDs, id);
-  } else {
-    removeChildren(id);
+    removal.fromChildren(recordPointerByID(record->ParentID), id);
+  } else if (!record->ChildIDs.empty()) {
+    removeChildren(id, removal);
   }
-  removeFromGroups(id);
-  std::vector<DataPtr>& list = signalsByRun[record->RunID];
-  const auto place = std::find(list.begin(), list.end(), record);
-  if (place != list.end()) list.erase(place);
+  removeFromGroups(id, removal);
+  removal.fromRun(signalsByRun[record->RunID], record);
   signalsBySource.erase(record->DataSource);  // whichever signal holds it; none is put back
   signals.erase(id);
 }
 
-void SignalRepository::removeChildren(int32 id) {
-  const IDList children = recordPointerByID(id)->ChildIDs;  // each child leaves the live list
-  for (const int32 child : children) removeSignal(child);
+void SignalRepository::removeChildren(int32 id, Removal& removal) {
+  removal.carryOut();  // the list of children is to be the one that is left by now
+  const IDList children = recordPointerByID(id)->ChildIDs;
+  for (const int32 child : children) removeSignal(child, removal);
 }
 
-void SignalRepository::removeFromGroups(int32 id) {
+void SignalRepository::removeFromGroups(int32 id, Removal& removal) {
   const auto entry = signals.find(id);
   if (entry == signals.end()) return;
   const Data& record = *entry->second;
-  eraseFirst(blockGroups[record.BlockSource], id);
-  eraseFirst(dataSourceGroups[record.rootDataSrc], id);
-  eraseFirst(signalNameGroups[record.SignalLabel], id);
-  eraseFirst(modelGroups[record.ModelSource], id);
+  removal.fromList(blockGroups[record.BlockSource], id);
+  removal.fromList(dataSourceGroups[record.rootDataSrc], id);
+  removal.fromList(signalNameGroups[record.SignalLabel], id);
+  removal.fromList(modelGroups[record.ModelSource], id);
 }
 
 void SignalRepository::removeRunRecords(int32 run) {
   if (!runs.contains(run)) raiseFromMessage(KVR::kvr::NON_EXISTENT("Run ID"));
-  PendingErasures groups;
-  for (const DataPtr& listed : signalsByRun[run]) {
-    const auto entry = signals.find(listed->DataID);
-    if (entry != signals.end()) {
-      // The record in the table settles the keys; it is another one where an id was given out
-      // twice.
-      const Data& record = *entry->second;
-      groups.add(blockGroups[record.BlockSource], record.DataID);
-      groups.add(dataSourceGroups[record.rootDataSrc], record.DataID);
-      groups.add(signalNameGroups[record.SignalLabel], record.DataID);
-      groups.add(modelGroups[record.ModelSource], record.DataID);
-      signals.erase(entry);
-    }
-    signalsBySource.erase(listed->DataSource);
+  Removal removal;
+  std::vector<DataPtr>& list = signalsByRun[run];
+  IDList ids;  // an id can stand in the list twice where numbers were given out twice
+  for (const DataPtr& record : list) ids.push_back(record->DataID);
+  std::sort(ids.begin(), ids.end());
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+  for (const int32 id : ids) removeFromGroups(id, removal);
+
+  // From here on nothing can run out of memory.
+  removal.carryOut();
+  for (const DataPtr& record : list) {
+    signalsBySource.erase(record->DataSource);
+    signals.erase(record->DataID);
   }
-  groups.carryOut();
   signalsByRun.erase(run);
   runs.erase(run);
   eraseFirstOrLast(runIDs, run);
   // A run that stands in no list reads as instance 0, and costs that list its last entry.
-  const int32 instance = instanceByRun[run];
+  const auto owner = instanceByRun.find(run);
+  const int32 instance = owner != instanceByRun.end() ? owner->second : 0;
   instanceByRun.erase(run);
-  eraseFirstOrLast(runsByInstance[instance], run);
+  const auto siblings = runsByInstance.find(instance);
+  if (siblings != runsByInstance.end()) eraseFirstOrLast(siblings->second, run);
 }
 
 void SignalRepository::removeEmptyRun(int32 run) {

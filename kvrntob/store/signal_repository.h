@@ -225,8 +225,10 @@ class SignalRepository {
                      const std::string& blockSource, const std::string& signalLabel,
                      const std::string& modelSource, int32 run);
   static void enterGroup(Groups& groups, NameList& names, const std::string& key, int32 id);
-  void removeChildren(int32 id);
-  void removeFromGroups(int32 id);
+  class Removal;  // what a removal takes out of lists
+  void removeSignal(int32 id, Removal& removal);
+  void removeChildren(int32 id, Removal& removal);
+  void removeFromGroups(int32 id, Removal& removal);
   void removeRunRecords(int32 run);
   Data* duplicateRecord(const Data& record, bool storedInFile) const;
   int32 insertCopy(int32 run, Data* record);
