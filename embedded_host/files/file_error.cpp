@@ -1,6 +1,7 @@
 #include "embedded_host/files/file_error.h"
 
 #include <new>
+#include <utility>
 
 namespace vormel {
 namespace {
@@ -14,9 +15,11 @@ std::string& lastText() noexcept {
 
 const std::string& lastFileError() noexcept { return lastText(); }
 
-void setLastFileError(const std::string& text) noexcept {
+void setLastFileError(std::string_view what, std::string_view why) noexcept {
   try {
-    lastText() = text;
+    std::string text(what);
+    if (!why.empty()) text.append(": ").append(why);
+    lastText() = std::move(text);
   } catch (const std::bad_alloc&) {
     return;
   }

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include "kvrntob/host/export.h"
 
@@ -12,8 +13,8 @@ namespace vormel {
 // operations themselves only say that they failed.
 VORMEL_HOST_API const std::string& lastFileError() noexcept;
 
-// Replaces it. Kept as it was if there is no memory for the text.
-void setLastFileError(const std::string& text) noexcept;
+// Replaces it by "what", or "what: why". Kept as it was if there is no memory for the text.
+void setLastFileError(std::string_view what, std::string_view why = {}) noexcept;
 
 // A failure on its way out of this folder's code, never beyond it.
 class FileFault : public std::runtime_error {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 namespace vormel {
 namespace {
@@ -22,12 +23,19 @@ void writeAttribute(hid_t object, const char* name, hid_t type, const Hdf5Space&
   require(H5Awrite(attribute.get(), type, value), "write an attribute");
 }
 
+struct NameList {
+  std::vector<std::string> names;
+  std::exception_ptr failure;
+};
+
 // Adds the name to the list. Called by the library, so that nothing may be thrown.
-herr_t addName(hid_t /*group*/, const char* name, const H5L_info_t* /*info*/, void* list) {
+herr_t addName(hid_t /*group*/, const char* name, const H5L_info_t* /*info*/, void* data) {
+  auto& list = *static_cast<NameList*>(data);
   try {
-    static_cast<std::vector<std::string>*>(list)->emplace_back(name);
+    list.names.emplace_back(name);
     return 0;
-  } catch (const std::exception&) {
+  } catch (...) {
+    list.failure = std::current_exception();
     return -1;
   }
 }
@@ -61,10 +69,11 @@ std::size_t memberCount(hid_t group) {
 }
 
 std::vector<std::string> memberNames(hid_t group) {
-  std::vector<std::string> names;
-  require(H5Literate(group, H5_INDEX_CRT_ORDER, H5_ITER_INC, nullptr, addName, &names),
-          "read the names in a group");
-  return names;
+  NameList list;
+  const herr_t status = H5Literate(group, H5_INDEX_CRT_ORDER, H5_ITER_INC, nullptr, addName, &list);
+  if (list.failure != nullptr) std::rethrow_exception(list.failure);  // not a damaged group
+  require(status, "read the names in a group");
+  return std::move(list.names);
 }
 
 bool hasAttribute(hid_t object, const char* name) { return H5Aexists(object, name) > 0; }

@@ -93,7 +93,7 @@ bool TransactionFile::commit() noexcept {
 
 void TransactionFile::rollBack() noexcept {
   if (hasChanged_ && !setLength(descriptor_, committedSize_)) {
-    setLastFileError(std::string("cannot cut the file: ") + std::strerror(errno));
+    setLastFileError("cannot cut the file", std::strerror(errno));
   }
   size_ = committedSize_;
   heldPages_.clear();
@@ -123,7 +123,7 @@ void TransactionFile::write(haddr_t address, std::size_t size, const char* buffe
   writeHeld(address, held, buffer);
   if (held == size) return;
   if (!writeDisk(descriptor_, address + held, size - held, buffer + held)) {
-    setLastFileError(std::string("cannot write to the file: ") + std::strerror(errno));
+    setLastFileError("cannot write to the file", std::strerror(errno));
     return rollBack();
   }
   size_ = std::max(size_, address + size);
@@ -139,7 +139,7 @@ void TransactionFile::writeHeld(haddr_t address, std::size_t size, const char* b
     if (isNew) {
       page->second.resize(length);
       if (!readDisk(descriptor_, number * pageSize, length, page->second.data())) {
-        setLastFileError(std::string("cannot read the file: ") + std::strerror(errno));
+        setLastFileError("cannot read the file", std::strerror(errno));
         return rollBack();
       }
     }

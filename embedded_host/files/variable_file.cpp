@@ -11,8 +11,10 @@
 
 #include "embedded_host/arrays/arrays.h"
 #include "embedded_host/arrays/call_scope.h"
+#include "embedded_host/faults/fault_injection.h"
 #include "embedded_host/files/file_error.h"
 #include "embedded_host/files/file_format.h"
+#include "embedded_host/files/open_files.h"
 #include "embedded_host/files/transaction_driver.h"
 #include "embedded_host/files/value_reader.h"
 #include "embedded_host/files/value_writer.h"
@@ -21,11 +23,27 @@
 
 using namespace vormel;
 
+namespace vormel {
+namespace {
+
+std::size_t openFiles = 0;
+
+}  // namespace
+
+std::size_t openFileCount() noexcept { return openFiles; }
+
+}  // namespace vormel
+
 struct vfFile final : vormel::CallResource {
   vfFile(Hdf5File opened, bool isForWriting)
-      : file(std::move(opened)), isWritable(isForWriting), disk(TransactionFile::of(file.get())) {}
+      : file(std::move(opened)), isWritable(isForWriting), disk(TransactionFile::of(file.get())) {
+    ++openFiles;
+  }
 
-  ~vfFile() override { close(); }
+  ~vfFile() override {
+    close();
+    --openFiles;
+  }
   void reclaim() noexcept override { delete this; }
 
   // False if something that was written did not get to the disk.
@@ -142,15 +160,22 @@ OwnedArray getVariable(vfFile& file, const std::string& name) {
   return readVariable(*variable, file.disk);
 }
 
+bool isDueToFail(const char* name, const char* operation) noexcept {
+  if (!isFaultDue(FaultSite::FileOperation, operation)) return false;
+  setLastFileError(name, "fails on purpose");
+  return true;
+}
+
 }  // namespace
 
 vfFile* vfOpen(const char* path, const char* mode) {
   if (path == nullptr || mode == nullptr) return nullptr;
+  if (isDueToFail(path, "vfOpen")) return nullptr;
   const SilentHdf5 silent;
   try {
     return open(path, mode).release();
   } catch (const std::exception& fault) {
-    setLastFileError(std::string(path) + ": " + fault.what());
+    setLastFileError(path, fault.what());
     return nullptr;
   }
 }
@@ -158,11 +183,13 @@ vfFile* vfOpen(const char* path, const char* mode) {
 int vfClose(vfFile* file) {
   if (file == nullptr) return 0;
   const std::unique_ptr<vfFile> owned(file);
-  return owned->close() ? 0 : 1;
+  const bool isLost = isDueToFail("a file", "vfClose");
+  return owned->close() && !isLost ? 0 : 1;
 }
 
 int vfPutVariable(vfFile* file, const char* name, const vrArray* array) {
   if (file == nullptr || name == nullptr || array == nullptr) return 1;
+  if (isDueToFail(name, "vfPutVariable")) return 1;
   const SilentHdf5 silent;
   try {
     putVariable(*file, name, array);
@@ -175,6 +202,7 @@ int vfPutVariable(vfFile* file, const char* name, const vrArray* array) {
 
 vrArray* vfGetVariable(vfFile* file, const char* name) {
   if (file == nullptr || name == nullptr) return nullptr;
+  if (isDueToFail(name, "vfGetVariable")) return nullptr;
   const SilentHdf5 silent;
   try {
     return getVariable(*file, name).release();

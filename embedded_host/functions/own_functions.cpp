@@ -10,7 +10,10 @@ namespace {
 
 OwnedArray text(const char* characters) { return OwnedArray(vrCreateString(characters)); }
 
-OwnedArray emptyDouble() { return OwnedArray(vrCreateNumericMatrix_730(0, 0, vrDOUBLE_CLASS, 0)); }
+OwnedArray emptyDouble() {
+  const std::size_t nothing[] = {0, 0};
+  return OwnedArray(vrCreateNumericArray_730(2, nothing, vrDOUBLE_CLASS, 0));
+}
 
 void setProperty(const OwnedArray& object, const char* name, const OwnedArray& value) {
   vrSetProperty_730(object.get(), 0, name, value.get());

@@ -8,6 +8,18 @@ namespace vormel {
 
 using ntob::TOBInterfacePtr;
 
+namespace {
+
+std::size_t liveObjects = 0;
+
+}  // namespace
+
+std::size_t liveObjectCount() noexcept { return liveObjects; }
+
+ObjectRecord::ObjectRecord(ClassRecord& cls) noexcept : cls_(cls) { ++liveObjects; }
+
+ObjectRecord::~ObjectRecord() { --liveObjects; }
+
 TOBInterfacePtr ObjectRecord::create(ClassRecord& cls) {
   auto* record = new ObjectRecord(cls);
   TOBInterfacePtr object(record);

@@ -58,8 +58,8 @@ class VORMEL_HOST_API ObjectRecord final : public ntob::TOBInterface, public Han
   };
 
  private:
-  explicit ObjectRecord(ClassRecord& cls) noexcept : cls_(cls) {}
-  ~ObjectRecord() = default;
+  explicit ObjectRecord(ClassRecord& cls) noexcept;
+  ~ObjectRecord();
   void destroyNative() noexcept;
   void destroyUnreferenced() noexcept;
 
@@ -70,6 +70,9 @@ class VORMEL_HOST_API ObjectRecord final : public ntob::TOBInterface, public Han
   std::uint32_t running_ = 0;
   bool ended_ = false;
 };
+
+// Number of objects alive in the process, ended ones that are still referred to included.
+VORMEL_HOST_API std::size_t liveObjectCount() noexcept;
 
 // A new handle array to the object, on the innermost call's list.
 VORMEL_HOST_API vrArray* newHandle(const ntob::TOBInterfacePtr& object);

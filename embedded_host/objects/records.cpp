@@ -95,7 +95,12 @@ void ClassRecord::add(std::unique_ptr<TOBMethodInfo> method) {
   if (method == nullptr) return;
   addTo(methods_, std::move(method), *this);
   const MethodRecord* added = methods_.back().get();
-  firstByName_.try_emplace(added->name(), added);
+  try {
+    firstByName_.try_emplace(added->name(), added);
+  } catch (...) {
+    methods_.pop_back();  // registered and found by name, or neither
+    throw;
+  }
 }
 
 // ---- Packages ----

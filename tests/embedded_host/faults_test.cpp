@@ -1,0 +1,128 @@
+// Faults on purpose: which operation fails, how, and what is counted.
+#include "embedded_host/faults/fault_injection.h"
+
+#include "embedded_host/files/open_files.h"
+#include "embedded_host/functions/host_functions.h"
+#include "kvrntob/host/libhu.h"
+#include "kvrntob/host/ntob.h"
+#include "tests/support/array_builders.h"
+#include "tests/support/failure_matchers.h"
+#include "tests/support/variable_files.h"
+
+namespace kvr::test {
+namespace {
+
+using vormel::FaultPlan;
+using vormel::FaultRepeat;
+using vormel::FaultSite;
+
+class FaultsTest : public VariableFileTest {};
+
+bool memoryIsThere() {
+  void* block = huMalloc(8);
+  huFree(block);
+  return block != nullptr;
+}
+
+TEST_F(FaultsTest, once_fails_the_nth_operation_alone) {
+  const FaultPlan plan(FaultSite::Memory, 2);
+  EXPECT_TRUE(memoryIsThere());
+  EXPECT_FALSE(memoryIsThere());
+  EXPECT_TRUE(memoryIsThere());
+  EXPECT_EQ(plan.seen(), 3U);
+  EXPECT_EQ(plan.injected(), 1U);
+}
+
+TEST_F(FaultsTest, always_fails_the_nth_operation_and_those_after_it) {
+  const FaultPlan plan(FaultSite::Memory, 2, FaultRepeat::Always);
+  EXPECT_TRUE(memoryIsThere());
+  EXPECT_FALSE(memoryIsThere());
+  EXPECT_FALSE(memoryIsThere());
+  EXPECT_EQ(plan.injected(), 2U);
+}
+
+TEST_F(FaultsTest, number_zero_counts_and_fails_nothing) {
+  const FaultPlan plan(FaultSite::Memory, 0, FaultRepeat::Always);
+  EXPECT_TRUE(memoryIsThere());
+  EXPECT_EQ(plan.seen(), 1U);
+  EXPECT_EQ(plan.injected(), 0U);
+  EXPECT_STREQ(plan.lastFault(), "");
+}
+
+TEST_F(FaultsTest, nothing_fails_after_the_plan) {
+  { const FaultPlan plan(FaultSite::Memory, 1, FaultRepeat::Always); }
+  EXPECT_TRUE(memoryIsThere());
+}
+
+TEST_F(FaultsTest, plans_for_two_sites_hold_at_one_time) {
+  const FaultPlan memory(FaultSite::Memory, 1);
+  const FaultPlan files(FaultSite::FileOperation, 1);
+  EXPECT_FALSE(memoryIsThere());
+  EXPECT_EQ(vfOpen(path.c_str(), "r"), nullptr);
+  EXPECT_STREQ(memory.lastFault(), "huMalloc");
+  EXPECT_STREQ(files.lastFault(), "vfOpen");
+}
+
+TEST_F(FaultsTest, an_array_without_memory_is_an_exhausted_memory_exception) {
+  const FaultPlan plan(FaultSite::Memory, 1);
+  EXPECT_THROW(vrCreateDoubleScalar(1), ntob::TOBOutOfMemoryException);
+}
+
+TEST_F(FaultsTest, zeroed_memory_fails_too) {
+  const FaultPlan plan(FaultSite::Memory, 1);
+  EXPECT_EQ(huCalloc(8, 1), nullptr);
+  EXPECT_STREQ(plan.lastFault(), "huCalloc");
+}
+
+TEST_F(FaultsTest, a_file_that_is_not_to_be_opened_is_null) {
+  const FaultPlan plan(FaultSite::FileOperation, 1);
+  EXPECT_EQ(vfOpen(path.c_str(), "u"), nullptr);
+  EXPECT_EQ(vormel::lastFileError(), path + ": fails on purpose");
+}
+
+TEST_F(FaultsTest, a_variable_that_is_not_to_be_written_is_absent) {
+  const OwnedArray number = aNumber(1);
+  {
+    const FaultPlan plan(FaultSite::FileOperation, 2);
+    EXPECT_FALSE(put(path, "x", number));
+  }
+  EXPECT_FALSE(get(path, "x"));
+}
+
+TEST_F(FaultsTest, a_variable_that_is_not_to_be_read_is_null) {
+  ASSERT_TRUE(put(path, "x", aNumber(1)));
+  const FaultPlan plan(FaultSite::FileOperation, 2);
+  EXPECT_FALSE(get(path, "x"));
+  EXPECT_STREQ(plan.lastFault(), "vfGetVariable");
+}
+
+TEST_F(FaultsTest, a_file_whose_close_fails_is_closed) {
+  vfFile* file = vfOpen(path.c_str(), "r");
+  EXPECT_EQ(vormel::openFileCount(), 1U);
+  const FaultPlan plan(FaultSite::FileOperation, 1);
+  EXPECT_NE(vfClose(file), 0);
+  EXPECT_EQ(vormel::openFileCount(), 0U);
+}
+
+TEST_F(FaultsTest, a_host_function_throws) {
+  const FaultPlan plan(FaultSite::HostFunction, 1);
+  expectHostError("InjectedFault", [] { vormel::HostFunctions::instance().call("now"); });
+  EXPECT_STREQ(plan.lastFault(), "now");
+}
+
+// Its empty arrays once were null then, and read.
+TEST_F(FaultsTest, a_timeseries_without_memory_is_an_exhausted_memory_exception) {
+  for (std::uint64_t number = 1;; ++number) {
+    const FaultPlan plan(FaultSite::Memory, number);
+    try {
+      vormel::HostFunctions::instance().call("timeseries");
+      EXPECT_EQ(plan.injected(), 0U);
+      return;
+    } catch (const ntob::TOBOutOfMemoryException&) {
+      EXPECT_EQ(plan.injected(), 1U);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kvr::test

@@ -1,0 +1,39 @@
+#include "tests/reliability/heap_faults.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace kvr::test {
+namespace {
+
+HeapPlan* active = nullptr;
+
+}  // namespace
+
+HeapPlan::HeapPlan(std::uint64_t first, vormel::FaultRepeat repeat) noexcept
+    : first_(first), repeat_(repeat) {
+  active = this;
+}
+
+HeapPlan::~HeapPlan() { active = nullptr; }
+
+bool HeapPlan::isDue() noexcept {
+  ++seen_;
+  const bool isDue =
+      first_ != 0 && (repeat_ == vormel::FaultRepeat::Always ? seen_ >= first_ : seen_ == first_);
+  injected_ += isDue ? 1 : 0;
+  return isDue;
+}
+
+}  // namespace kvr::test
+
+using kvr::test::active;
+
+// NOLINTNEXTLINE(misc-new-delete-overloads): the other forms end in these
+void* operator new(std::size_t size) {
+  void* block = active != nullptr && active->isDue() ? nullptr : std::malloc(size == 0 ? 1 : size);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
