@@ -16,7 +16,7 @@
 #include "tests/reliability/leftovers.h"
 #include "tests/reliability/map_calls.h"
 #include "tests/reliability/sample_store.h"
-#include "tests/support/kept_on_purpose.h"
+#include "tests/support/left_behind.h"
 #include "tests/support/live_arrays.h"
 #include "tests/support/replaced_function.h"
 
@@ -88,6 +88,7 @@ const std::vector<Row>& ledger() {
       {"copy_that_stops_leaves_its_run_and_the_signals_so_far",
        [](SignalRepository& store) {
          store.writeToFile();
+         const vormel::CallScope hostCall;
          const vormel::FaultPlan plan(vormel::FaultSite::FileOperation, 4);  // the second signal's
          failing([&] { store.copyRun(2, 1); });
        },
@@ -228,7 +229,7 @@ const std::vector<Row>& ledger() {
          const OwnedArray map = aMapOf({kKeys[1], kValues[12]}, 0);
          const Arrays keys = rowsOf({1, 2, 3});
          {
-           const KeptOnPurpose values;
+           const LeftBehind values;
            for (const OwnedArray& key : keys) insertInto(map, key, aRow({1, 2, 3}));
          }
          EXPECT_EQ(attemptCall(mapMethod("Clear"), map.get(), Arrays()).failure, "");
