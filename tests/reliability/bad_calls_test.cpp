@@ -76,12 +76,11 @@ TEST_F(BadHandles, no_method_of_the_repository_takes_a_foreign_one) {
     for (const MethodCall& call : repositoryCalls()) {
       const auto& method = repositoryMethod(call);
       if (method.isConstructor()) continue;
-      const std::size_t arrays = vormel::liveArrayCount();
       const Arrays inputs = call.inputs();
-      const std::size_t made = vormel::liveArrayCount();
+      const std::size_t arrays = vormel::liveArrayCount();
       EXPECT_EQ(callWith(method, withHandle(handle.get(), inputs)).failure, "Vormel:WrongObject")
           << kind << ", " << call.method;
-      EXPECT_EQ(vormel::liveArrayCount(), made) << kind << ", " << call.method << arrays;
+      EXPECT_EQ(vormel::liveArrayCount(), arrays) << kind << ", " << call.method;
     }
   }
   EXPECT_TRUE(snapshotOf(sample.store()) == before) << "the store has changed";
