@@ -41,13 +41,14 @@ class Limit {
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: g++ would see free() take what new has given.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   void* block = heap.spend() ? std::malloc(size) : nullptr;
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
-void operator delete(void* block) noexcept { std::free(block); }
-void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 
 void* huMalloc(std::size_t size) noexcept {
   void* block = hostMemory.spend() ? std::malloc(size) : nullptr;
