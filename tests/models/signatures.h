@@ -1,0 +1,42 @@
+// The methods of both classes with their signatures, in the order of registration, and the host's
+// rules about what it lets through to a body.
+#pragma once
+
+#include <functional>
+#include <string_view>
+#include <vector>
+
+#include "tests/models/step.h"
+
+namespace kvr::models {
+
+class Call;
+using Body = void (*)(Call&);
+
+// Types by letter: h a handle of the class, a any, i int32, d double, s string, l logical.
+struct Signature {
+  const char* name;
+  std::string_view inputs;
+  std::string_view outputs;
+  Body body;  // what the model does
+};
+
+const std::vector<Signature>& repositoryMethods();
+const std::vector<Signature>& mapMethods();
+const std::vector<Signature>& signaturesOf(ClassKind cls);
+inline const Signature& signatureAt(ClassKind cls, int place) {
+  return signaturesOf(cls)[static_cast<std::size_t>(place)];
+}
+// The place of the first registration of the name; the name must exist.
+int placeOf(ClassKind cls, std::string_view name);
+
+// Throws the Failure of a call that the host refuses. `isOfClass` answers for a handle array.
+void checkCall(const Signature& signature, const std::vector<PlainArray>& inputs, int nargout,
+               bool constructor, const std::function<bool(const PlainArray&)>& isOfClass);
+
+// Throws a failure of the module, with and without a word, or of the host.
+[[noreturn]] void fail(const char* failureClass);
+[[noreturn]] void fail(const char* failureClass, const char* word);
+[[noreturn]] void failInHost(const char* key);
+
+}  // namespace kvr::models
