@@ -74,8 +74,8 @@ Difference replay(const std::vector<Step>& steps) {
   Counts ignored;
   Episode episode;
   for (const Step& step : steps)
-    if (const Difference difference = episode.take(step, ignored)) return difference;
-  if (const Difference difference = episode.compareAll(ignored)) return difference;
+    if (Difference difference = episode.take(step, ignored)) return difference;
+  if (Difference difference = episode.compareAll(ignored)) return difference;
   return episode.finish();
 }
 

@@ -60,9 +60,8 @@ int32 signalOfFormC(Call& call, Test&& test, const char* indexLabel = "Index") {
 
 // ---- Keywords ----
 
+// ASCII letters alone.
 std::string upper(std::string word);
-int32 parseSyncMethod(const std::string& word);
-int32 parseInterpMethod(const std::string& word);
 
 // ---- Structures ----
 

@@ -415,7 +415,7 @@ std::string elementText(const PlainArray& array, std::size_t index) {
     return std::to_string(elementAt<std::int64_t>(array.real, index));
   if (array.classID == vrUINT64_CLASS)
     return std::to_string(elementAt<std::uint64_t>(array.real, index));
-  const std::string real = shortest(elementAsDouble(array, array.real, index));
+  std::string real = shortest(elementAsDouble(array, array.real, index));
   if (!array.complex) return real;
   return joined({real, "+", shortest(elementAsDouble(array, array.imaginary, index)), "i"});
 }

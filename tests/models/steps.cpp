@@ -302,8 +302,7 @@ Step StepMaker::function() {
   if (process.nowFails) step.function = "now";
   if (process.timeseriesFails) step.function = "timeseries";
   if (process.tempdirFails || process.tempdirEmpty) step.function = "tempdir";
-  const bool broken = process.versionFails || process.nowFails || process.timeseriesFails ||
-                      process.tempdirFails || process.tempdirEmpty;
+  const bool broken = process.anyFails();
   if (!broken) step.mood = Mood::Fails;
   if (!broken && step.function == "tempdir" && random_.percent(50)) step.mood = Mood::Empty;
   return step;
@@ -393,9 +392,7 @@ void StepMaker::spoil(Step& step) {
 
 Step StepMaker::next() {
   const bool fragile = theme_ == Theme::File || theme_ == Theme::Runs;
-  const Process& process = world_.process;
-  const bool broken = process.versionFails || process.nowFails || process.timeseriesFails ||
-                      process.tempdirFails || process.tempdirEmpty;
+  const bool broken = world_.process.anyFails();
   if (random_.percent(broken ? 20 : 0) || (fragile && random_.below(300) == 0)) return function();
   if (random_.below(400) == 0) return end();
   const bool ofMap = random_.percent(theme_ == Theme::Maps         ? 97

@@ -112,6 +112,9 @@ struct Process {
   // The host's functions.
   bool versionFails = false, nowFails = false, timeseriesFails = false, tempdirFails = false;
   bool tempdirEmpty = false;
+  bool anyFails() const {
+    return versionFails || nowFails || timeseriesFails || tempdirFails || tempdirEmpty;
+  }
   double clock = 0;  // the last answer of "now", which counts up
   std::string version = "test host 1";
   PlainArray timeseries;  // what "timeseries" gives

@@ -2,6 +2,7 @@
 #include "tests/models/forms.h"
 
 namespace kvr::models {
+namespace {
 
 int32 parseSyncMethod(const std::string& word) {
   const std::string name = upper(word);
@@ -17,6 +18,8 @@ int32 parseInterpMethod(const std::string& word) {
   if (name == "LINEAR") return 1;
   fail("INVALID_INTERP");
 }
+
+}  // namespace
 
 Sync readSync(const PlainArray& array) {
   const bool structOrObject = array.classID == vrSTRUCT_CLASS || array.classID == vrOBJECT_CLASS;
