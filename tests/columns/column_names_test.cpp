@@ -5,6 +5,13 @@
 namespace kvr::test {
 namespace {
 
+// The codes are those of the keywords below.
+static_assert(static_cast<int>(Column::RunName) == 0 && static_cast<int>(Column::BlockPath) == 1);
+static_assert(static_cast<int>(Column::DataSource) == 2);
+static_assert(static_cast<int>(Column::SignalName) == 3 && static_cast<int>(Column::Model) == 4);
+static_assert(static_cast<int>(SortOrder::Ascending) == 0);
+static_assert(static_cast<int>(SortOrder::Descending) == 1);
+
 TEST(ColumnNames, keywords_of_columns_have_their_codes) {
   EXPECT_EQ(static_cast<int>(parseColumnName("GRUNNAME")), 0);
   EXPECT_EQ(static_cast<int>(parseColumnName("GBLOCKPATH")), 1);

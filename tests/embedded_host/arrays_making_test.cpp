@@ -12,6 +12,16 @@
 namespace kvr::test {
 namespace {
 
+// The class numbers are the host's.
+static_assert(vrUNKNOWN_CLASS == 0 && vrCELL_CLASS == 1 && vrSTRUCT_CLASS == 2);
+static_assert(vrLOGICAL_CLASS == 3 && vrCHAR_CLASS == 4);
+static_assert(vrDOUBLE_CLASS == 6 && vrSINGLE_CLASS == 7);
+static_assert(vrINT8_CLASS == 8 && vrUINT8_CLASS == 9);
+static_assert(vrINT16_CLASS == 10 && vrUINT16_CLASS == 11);
+static_assert(vrINT32_CLASS == 12 && vrUINT32_CLASS == 13);
+static_assert(vrINT64_CLASS == 14 && vrUINT64_CLASS == 15);
+static_assert(vrFUNCTION_CLASS == 16 && vrOPAQUE_CLASS == 17 && vrOBJECT_CLASS == 18);
+
 class ArraysMaking : public LiveArraysTest {};
 
 struct ClassRow {

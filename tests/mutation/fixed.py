@@ -1,0 +1,44 @@
+"""Numbers that the compiler has to know: enumerators. They cannot be chosen at run time; each is
+changed in a header of its own, with which the test that pins them must not compile any more."""
+
+import os
+import re
+import subprocess
+
+from sites import EXPRESSION, Mutant
+
+PINNED_BY = {
+    "kvrntob/host/libvr.h": "tests/embedded_host/arrays_making_test.cpp",
+    "kvrntob/store/column.h": "tests/columns/column_names_test.cpp",
+}
+
+
+def find(root):
+    mutants = []
+    for path in PINNED_BY:
+        with open(os.path.join(root, path), encoding="utf-8") as file:
+            text = file.read()
+        for number in re.finditer(r"(?<=\w = )\d+(?=,?( *//.*)?\n)", text):
+            new = str(int(number.group()) + 20)
+            mutant = Mutant(number.start(), number.end(), EXPRESSION, f"{number.group()} -> {new}", new)
+            mutant.file = path
+            mutant.line = text.count("\n", 0, mutant.start) + 1
+            mutant.code = text.split("\n")[mutant.line - 1].strip()
+            mutants.append(mutant)
+    return mutants
+
+
+def judge(mutant, root, build):
+    """As suite.Suite.judge."""
+    with open(os.path.join(root, mutant.file), encoding="utf-8") as file:
+        text = file.read()
+    overlay = os.path.join(build, "overlay")
+    header = os.path.join(overlay, mutant.file)
+    os.makedirs(os.path.dirname(header), exist_ok=True)
+    with open(header, "w", encoding="utf-8") as file:
+        file.write(text[:mutant.start] + mutant.text + text[mutant.end:])
+    compiles = subprocess.run(
+        ["clang++-14", "-std=c++20", "-fsyntax-only", "-w", f"-I{overlay}", f"-I{root}",
+         os.path.join(root, PINNED_BY[mutant.file])], stderr=subprocess.DEVNULL, check=False)
+    os.remove(header)
+    return "not noticed" if compiles.returncode == 0 else "compiler"

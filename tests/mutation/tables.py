@@ -1,0 +1,100 @@
+"""Finds what can be changed in the *.def tables.
+
+A table is a list of rows, MACRO(first, second, ...). Words are changed as in sources, and so are the
+names of types in the lists of inputs and outputs. The types of maps stand in switches, where a row
+is changed by what it expands to.
+"""
+
+import re
+
+from sites import EXPRESSION, Mutant, respelled
+
+TYPE_NAMES = ("NONE", "HANDLE", "ANY", "INT32", "DOUBLE", "STRING")
+WRAPPER_ROW = re.compile(r"^(KEY|VALUE)\((\w+), (\"\w+\"), ([\w:]+)\)$", re.M)
+
+
+def find_rows(path):
+    """The changes of a table; wrapper_types.def has switch_rows and class_rows beside them."""
+    with open(path, encoding="utf-8") as file:
+        text = file.read()
+    mutants = []
+    for row in re.finditer(r"^\w+\(.*\).*$", text, re.M):
+        at = row.start()
+        for word in re.finditer(r'"(?:[^"\\]|\\.)*"', row.group()):
+            start, end = at + word.start(), at + word.end()
+            other = respelled(word.group())
+            mutants.append(Mutant(start, end, EXPRESSION, f"{word.group()} -> {other}", other))
+        for lists in re.finditer(r"\b(IN|OUT)\(([^()]*)\)", row.group()):
+            mutants += list(list_entries(lists.group(2), at + lists.start(2)))
+    for mutant in mutants:
+        mutant.line = text.count("\n", 0, mutant.start) + 1
+        mutant.code = text.split("\n")[mutant.line - 1].strip()
+    return sorted(mutants, key=lambda m: (m.start, -m.end, m.change))
+
+
+def list_entries(entries, at):
+    """Each type in a list as another, and as none."""
+    for entry in re.finditer(r"\w+", entries):
+        name = entry.group()
+        if name not in TYPE_NAMES:
+            continue
+        others = {"NONE", TYPE_NAMES[TYPE_NAMES.index(name) % (len(TYPE_NAMES) - 1) + 1]} - {name}
+        for other in sorted(others):
+            yield Mutant(at + entry.start(), at + entry.end(), EXPRESSION,
+                         f"{name}, {'input or output'} {entries[:entry.start()].count(',') + 1}"
+                         f" -> {other}", other)
+
+
+def find_wrapper_rows(path):
+    """Rows of wrapper_types.def: gone, or with the native type or the class of another row."""
+    with open(path, encoding="utf-8") as file:
+        text = file.read()
+    rows = list(WRAPPER_ROW.finditer(text))
+    natives = {kind: list(dict.fromkeys(r.group(4) for r in rows if r.group(1) == kind))
+               for kind in ("KEY", "VALUE")}
+    mutants = []
+    for row in rows:
+        kind, name, _, native = row.groups()
+        others = natives[kind]
+        other = others[(others.index(native) + 1) % len(others)]
+        changes = [("gone", "row -> gone", ""), ("type", f"{native} -> {other}", other)]
+        if kind == "VALUE":
+            changes.append(("class", f"{name} -> the next one", name))
+        for what, change, new in changes:
+            mutant = Mutant(row.start(), row.end(), EXPRESSION, change, new)
+            mutant.what = what
+            mutant.line = text.count("\n", 0, row.start()) + 1
+            mutant.code = row.group()
+            mutants.append(mutant)
+    return mutants
+
+
+def switch_rows(text, mutants):
+    """The table as a list of cases, where a changed row breaks out or falls into another type."""
+    by_line = {}
+    for mutant in mutants:
+        by_line.setdefault(mutant.line, {})[mutant.what] = mutant
+    lines = text.split("\n")
+    for line, changes in by_line.items():
+        macro, name, word, native = WRAPPER_ROW.match(lines[line - 1]).groups()
+        gone, other = changes["gone"].number, changes["type"]
+        word = choose(changes.get("word"), word)
+        lines[line - 1] = (
+            f"{macro}({name}: if (kvrMutant({gone})) break; "
+            f"if (kvrMutant({other.number})) case -{gone}, {word}, {other.text})\n"
+            f"{macro}(-{other.number}, {word}, {native})")
+    return "\n".join(lines)
+
+
+def class_rows(text, mutants):
+    """The table as a list of classes by native type."""
+    by_line = {m.line: m for m in mutants if m.what == "class"}
+    lines = text.split("\n")
+    for line, mutant in by_line.items():
+        macro, name, word, native = WRAPPER_ROW.match(lines[line - 1]).groups()
+        lines[line - 1] = f"{macro}((kvrMutant({mutant.number}) ? {name} + 1 : {name}), {word}, {native})"
+    return "\n".join(lines)
+
+
+def choose(mutant, original):
+    return f"(kvrMutant({mutant.number}) ? {mutant.text} : {original})" if mutant else original
