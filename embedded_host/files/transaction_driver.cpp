@@ -10,6 +10,7 @@
 #include <exception>
 #include <limits>
 #include <memory>
+#include <string_view>
 
 #include "embedded_host/files/file_error.h"
 
@@ -68,6 +69,17 @@ int openDisk(const char* path, unsigned flags) noexcept {
 }
 
 }  // namespace
+
+bool isOfOtherLayout(const char* path) noexcept {
+  constexpr std::string_view start = "\x89HDF\r\n\x1a\n\2";  // the format's mark, and its version
+  const int descriptor = openDisk(path, H5F_ACC_RDONLY);
+  if (descriptor < 0) return false;
+  char found[start.size()];
+  haddr_t size = 0;
+  const bool isRead = findLength(descriptor, size) && readDisk(descriptor, 0, sizeof found, found);
+  ::close(descriptor);
+  return isRead && std::string_view(found, sizeof found) != start;
+}
 
 bool TransactionFile::isAlone() const noexcept {
   haddr_t size = 0;

@@ -20,6 +20,11 @@
 
 namespace vormel {
 
+// True for a file that begins otherwise than one of this layout. The library also reads older
+// layouts, whose structure has no sums, and takes what they say on trust. False for what cannot be
+// read, which the library refuses.
+bool isOfOtherLayout(const char* path) noexcept;
+
 class TransactionFile : public H5FD_t {
  public:
   // The driver's identifier in the library; below 0 if it cannot be registered.

@@ -87,6 +87,7 @@ void requireVersion(const Hdf5File& file) {
 }
 
 Hdf5File openFile(const char* path, bool isForWriting) {
+  if (isOfOtherLayout(path)) throw FileFault("it is no variable file");
   Hdf5File file(
       H5Fopen(path, isForWriting ? H5F_ACC_RDWR : H5F_ACC_RDONLY, propertyLists().fileAccess.get()),
       "open the file");

@@ -89,7 +89,18 @@ OwnedArray aFullCell(std::size_t count) {
 }
 
 TEST_F(FilesCrafted, file_without_the_mark_is_refused) {
-  H5Fclose(H5Fcreate(path.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT));
+  const hid_t unmarked = H5Fopen(path.c_str(), H5F_ACC_RDWR, H5P_DEFAULT);
+  H5Adelete(unmarked, "variable_file_version");
+  H5Fclose(unmarked);
+  EXPECT_EQ(openFile(path, "r"), nullptr);
+  EXPECT_EQ(vormel::lastFileError(), path + ": it is no variable file");
+  EXPECT_EQ(openFile(path, "u"), nullptr);
+}
+
+TEST_F(FilesCrafted, file_whose_structure_has_no_sums_is_refused) {
+  const hid_t file = H5Fcreate(path.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
+  setNumbers(file, "variable_file_version", {1});
+  H5Fclose(file);
   EXPECT_EQ(openFile(path, "r"), nullptr);
   EXPECT_EQ(vormel::lastFileError(), path + ": it is no variable file");
   EXPECT_EQ(openFile(path, "u"), nullptr);
