@@ -20,6 +20,12 @@ void setProperty(PlainArray& object, const std::string& name, const PlainArray& 
   }
 }
 
+// Handles and other opaque arrays mean nothing outside the process.
+bool canBeStored(const PlainArray& array) {
+  return array.classID != vrOPAQUE_CLASS &&
+         std::all_of(array.parts.begin(), array.parts.end(), canBeStored);
+}
+
 }  // namespace
 
 void Process::createFile() {
@@ -32,6 +38,7 @@ void Process::writeVariable(const PlainArray& values, int32 id) {
   const PlainArray* time = propertyOf(values, "Time");
   const PlainArray* data = propertyOf(values, "Data");
   if (time == nullptr || data == nullptr || !fileExists) fail("INPUT_MISMATCH", "timeseries");
+  if (!canBeStored(*time) || !canBeStored(*data)) fail("INPUT_MISMATCH", "timeseries");
   file.at(id) = {*time, *data};
 }
 
