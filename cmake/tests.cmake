@@ -31,7 +31,11 @@ function(kvr_add_python_tests)
   if(KVR_SANITIZE)
     # The interpreter is built without the sanitizer, and keeps memory to its end. The sanitizer
     # looks for what it intercepts, exceptions too, before the package brings the C++ library.
-    foreach(library libasan.so libstdc++.so)
+    set(sanitizer libasan.so)
+    if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+      set(sanitizer libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so)
+    endif()
+    foreach(library ${sanitizer} libstdc++.so)
       execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${library}
                       OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
       list(APPEND preloaded ${path})
