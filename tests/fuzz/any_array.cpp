@@ -73,14 +73,13 @@ Dimensions anyShape(Bytes& bytes) {
 
 // Bytes as they come, or one of the numbers over and over.
 std::string anyElements(Bytes& bytes, int classID, std::size_t count) {
-  const std::size_t size = models::elementSize(classID);
+  std::string all;
   if (bytes.below(2) == 0) {
     const PlainArray one = models::number(classID, bytes.oneOf(kNumbers));
-    std::string all;
     for (std::size_t i = 0; i < count; ++i) all += one.real;
-    return all;
+  } else {
+    all = bytes.take(count * models::elementSize(classID));
   }
-  std::string all = bytes.take(count * size);
   if (classID == vrLOGICAL_CLASS)
     for (char& element : all) element = static_cast<char>(element & 1);
   return all;

@@ -18,7 +18,10 @@ constexpr std::size_t kMostSteps = 40;
 class StepReader {
  public:
   StepReader(Bytes& bytes, const World& world)
-      : bytes_(bytes), world_(world), maker_(random_, world, static_cast<Theme>(bytes.below(8))) {}
+      : bytes_(bytes),
+        world_(world),
+        maker_(random_, world, static_cast<Theme>(bytes.below(8))),
+        lastObject_(static_cast<int>(world.objects.size())) {}
 
   Step next() {
     Step step = any();
@@ -95,7 +98,7 @@ class StepReader {
   const World& world_;
   Random random_{0};
   StepMaker maker_;
-  int lastObject_ = 0;
+  int lastObject_;
 };
 
 }  // namespace
@@ -105,6 +108,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace kvr::fuzz;
   Bytes bytes(data, size);
   Trial trial;
+  if (!bytes.onceIn(8)) trial.prepareStore();
   StepReader reader(bytes, trial.world());
   for (std::size_t count = 0; bytes.left() > 0 && count < kMostSteps; ++count)
     trial.take(reader.next());

@@ -17,6 +17,7 @@ namespace {
 using vormel::OwnedArray;
 
 constexpr int kMostChanges = 24;
+constexpr std::size_t kSmall = 1000;  // elements of a dataset that is written
 
 struct CloseFile {
   void operator()(vfFile* file) const { vfClose(file); }
@@ -47,6 +48,7 @@ class Forger {
     H5Pclose(access);
     at_ = H5Oopen(file_, "/", H5P_DEFAULT);
     enterVariable();
+    H5Gclose(H5Gcreate2(file_, "/away", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
   }
   ~Forger() {
     H5Oclose(at_);
@@ -78,7 +80,7 @@ class Forger {
       case 8:
         return linkElsewhere();
       case 9:
-        H5Ldelete(at_, name().c_str(), H5P_DEFAULT);
+        putAway(name());
         return;
       case 10:
         H5Lmove(at_, name().c_str(), at_, bytes_.oneOf(kNames).c_str(), H5P_DEFAULT, H5P_DEFAULT);
@@ -92,6 +94,13 @@ class Forger {
   void goTo(hid_t object) {
     if (object < 0) return;
     H5Oclose(std::exchange(at_, object));
+  }
+
+  // Takes a member out of sight. Not deleted: the library does not bear calls on a deleted object
+  // that is still open.
+  void putAway(const std::string& link) {
+    const std::string place = "/away/" + std::to_string(putAway_++);
+    H5Lmove(at_, link.c_str(), file_, place.c_str(), H5P_DEFAULT, H5P_DEFAULT);
   }
 
   void enter(int member) {
@@ -201,6 +210,15 @@ class Forger {
                      : H5Screate_simple(rank, extents.data(), nullptr);
   }
 
+  static bool isSmall(const std::vector<hsize_t>& extents) {
+    hsize_t count = 1;
+    for (const hsize_t extent : extents) {
+      if (extent > kSmall) return false;
+      count *= extent;
+    }
+    return count <= kSmall;
+  }
+
   hid_t anyLayout(const std::vector<hsize_t>& extents) {
     const hid_t list = H5Pcreate(H5P_DATASET_CREATE);
     const std::vector<hsize_t> ones(std::max<std::size_t>(extents.size(), 1), 1);
@@ -215,7 +233,7 @@ class Forger {
         H5Pset_external(list, "/etc/hostname", 0, H5F_UNLIMITED);
         break;
       case 7:
-        H5Pset_alloc_time(list, H5D_ALLOC_TIME_EARLY);
+        if (isSmall(extents)) H5Pset_alloc_time(list, H5D_ALLOC_TIME_EARLY);
         break;
       default:
         break;
@@ -229,7 +247,7 @@ class Forger {
     const hid_t type = anyType();
     const hid_t space = anySpace(extents);
     const hid_t layout = anyLayout(extents);
-    if (bytes_.below(2) == 0) H5Ldelete(at_, link.c_str(), H5P_DEFAULT);
+    if (bytes_.below(2) == 0) putAway(link);
     const hid_t dataset =
         H5Dcreate2(at_, link.c_str(), type, space, H5P_DEFAULT, layout, H5P_DEFAULT);
     if (dataset >= 0) writeSome(dataset, extents);
@@ -239,11 +257,10 @@ class Forger {
   }
 
   void writeSome(hid_t dataset, const std::vector<hsize_t>& extents) {
-    hsize_t count = 1;
-    for (const hsize_t extent : extents) count *= std::min<hsize_t>(extent, 1000);
-    const std::vector<double> values(std::min<hsize_t>(count, 1000), 1.5);
-    if (count <= 1000)
+    if (isSmall(extents)) {
+      const std::vector<double> values(kSmall, 1.5);
       H5Dwrite(dataset, H5T_NATIVE_DOUBLE, H5S_ALL, H5S_ALL, H5P_DEFAULT, values.data());
+    }
     if (bytes_.below(2) == 0)
       goTo(dataset);
     else
@@ -252,7 +269,7 @@ class Forger {
 
   void addGroup() {
     const std::string link = name();
-    if (bytes_.below(2) == 0) H5Ldelete(at_, link.c_str(), H5P_DEFAULT);
+    if (bytes_.below(2) == 0) putAway(link);
     const hid_t group = H5Gcreate2(at_, link.c_str(), H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
     if (group < 0) return;
     goTo(group);
@@ -266,13 +283,13 @@ class Forger {
       return;
     }
     const std::string link = name();
-    H5Ldelete(at_, link.c_str(), H5P_DEFAULT);
+    putAway(link);
     H5Olink(kept_, at_, link.c_str(), H5P_DEFAULT, H5P_DEFAULT);
   }
 
   void linkElsewhere() {
     const std::string link = name();
-    H5Ldelete(at_, link.c_str(), H5P_DEFAULT);
+    putAway(link);
     switch (bytes_.below(3)) {
       case 0:
         H5Lcreate_soft("/", at_, link.c_str(), H5P_DEFAULT, H5P_DEFAULT);
@@ -292,6 +309,7 @@ class Forger {
   hid_t file_ = -1;
   hid_t at_ = -1;
   hid_t kept_ = -1;
+  int putAway_ = 0;
 };
 
 // Empty if the array cannot be stored.

@@ -9,7 +9,6 @@
 #include "tests/fuzz/any_array.h"
 #include "tests/fuzz/trial.h"
 #include "tests/fuzz/verdict.h"
-#include "tests/models/signatures.h"
 
 namespace kvr::fuzz {
 namespace {
@@ -18,27 +17,6 @@ using namespace models;
 using vormel::OwnedArray;
 
 constexpr int kMostStructures = 8;
-
-Step callOf(const char* method, std::vector<PlainArray> inputs) {
-  Step step;
-  step.place = placeOf(ClassKind::Repository, method);
-  step.inputs = std::move(inputs);
-  step.inputs.insert(step.inputs.begin(), handleOf(1));
-  return step;
-}
-
-// Object 1 with run 1 and signal 1 in it.
-void prepare(Trial& trial) {
-  Step object;
-  object.kind = StepKind::Construct;
-  object.object = 1;
-  trial.take(object);
-  trial.take(callOf("createEmptyRun", {text("run"), int32Scalar(1)}));
-  const PlainArray none = emptyOf(vrDOUBLE_CLASS);
-  const PlainArray word = text("word");
-  trial.take(callOf("add", {number(1), int32Scalar(1), word, word, word, number(1), word, word,
-                            word, none, none, none, none, text("sid"), none, number(0), word}));
-}
 
 class NoObjects : public Objects {
   const vrArray* handle(int /*object*/) const override { return nullptr; }
@@ -77,11 +55,11 @@ void takeStructure(Trial& trial, Bytes& bytes) {
                                             : syncLike(bytes, 1);
   const int form = bytes.below(3);
   const std::string name = ofTolerance ? "Tolerance" : "SyncOptions";
-  if (form == 0) trial.take(callOf(("set" + name).c_str(), {int32Scalar(1), array}));
-  if (form == 1) trial.take(callOf(("set" + name).c_str(), {run, index, array}));
-  if (form == 2) trial.take(callOf(("set" + name + "ByRun").c_str(), {run, array}));
-  trial.take(callOf(("get" + name).c_str(), {int32Scalar(1)}));
-  trial.take(callOf(("get" + name + "ByRun").c_str(), {run}));
+  if (form == 0) trial.take(callOf("set" + name, {int32Scalar(1), array}));
+  if (form == 1) trial.take(callOf("set" + name, {run, index, array}));
+  if (form == 2) trial.take(callOf("set" + name + "ByRun", {run, array}));
+  trial.take(callOf("get" + name, {int32Scalar(1)}));
+  trial.take(callOf("get" + name + "ByRun", {run}));
   requireSameAgain(array, readToleranceStruct, writeToleranceStruct);
   requireSameAgain(array, readSyncOptionsStruct, writeSyncOptionsStruct);
 }
@@ -93,7 +71,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace kvr::fuzz;
   Bytes bytes(data, size);
   Trial trial;
-  prepare(trial);
+  trial.prepareStore();
   for (int count = 0; bytes.left() > 0 && count < kMostStructures; ++count)
     takeStructure(trial, bytes);
   trial.finish();

@@ -3,15 +3,22 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "tests/models/episode.h"
 
 namespace kvr::fuzz {
 
+// A call of a method of the store by object 1.
+models::Step callOf(const std::string& method, std::vector<models::PlainArray> inputs);
+
 class Trial {
  public:
   Trial();
+
+  // Object 1, a repository, with run 1 and signal 1 in it, all of whose names are "alpha".
+  void prepareStore();
 
   void take(const models::Step& step);
 
