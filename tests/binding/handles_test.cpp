@@ -153,7 +153,9 @@ TEST_F(Handles, good_text_and_keywords_report_the_handle_ahead_of_the_run) {
     for (const auto& [method, text] : {std::pair("setSyncMethodByRun", "union"),
                                        {"setInterpMethodByRun", "zoh"},
                                        {"setCustomSyncMethodByRun", "anything"}})
-      expectFailure("INVALID_OBJ", [&] { executeByHand(method, {bad, cellOf(99), cellOf(text)}); });
+      expectFailure("INVALID_OBJ", [&, method = method, text = text] {
+        executeByHand(method, {bad, cellOf(99), cellOf(text)});
+      });
 }
 
 // The fifth, add, is in add_test.cpp.

@@ -382,7 +382,9 @@ TEST_F(SettingsMethods, sync_setters_of_a_run_without_settings_report_run_id) {
     for (const auto& [method, word] : {std::pair("setSyncMethodByRun", "union"),
                                        {"setInterpMethodByRun", "zoh"},
                                        {"setCustomSyncMethodByRun", "own"}})
-      expectFailure("NON_EXISTENT", "Run ID", [&] { call(method, {unknown, word}); });
+      expectFailure("NON_EXISTENT", "Run ID", [&, method = method, word = word] {
+        call(method, {unknown, word});
+      });
     expectFailure("NON_EXISTENT", "Run ID", [&] {
       call("setUniformTimeIntervalByRun", {unknown, 0.5});
     });
