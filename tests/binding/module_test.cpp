@@ -17,6 +17,7 @@
 
 #include "embedded_host/interpreter/interpreter.h"
 #include "embedded_host/objects/object_record.h"
+#include "kvrntob/binding/module.h"
 #include "tests/binding/add_inputs.h"
 #include "tests/support/failure_matchers.h"
 #include "tests/support/live_arrays.h"
@@ -51,11 +52,13 @@ class Exports : public ::testing::Test {
   T* find(const char* symbol) const {
     return reinterpret_cast<T*>(dlsym(library, symbol));
   }
+  // Called as what they are, and read as words.
   const std::uint64_t* functionTable() const {
-    return find<const std::uint64_t*()>("QueryVMFcnTable_kvrntob")();
+    const void* table = find<const ModuleFunctionTable*()>("QueryVMFcnTable_kvrntob")();
+    return static_cast<const std::uint64_t*>(table);
   }
   const std::uint64_t* functionList() const {
-    return find<const std::uint64_t*()>("QueryVMFcns_kvrntob")();
+    return static_cast<const std::uint64_t*>(find<const void*()>("QueryVMFcns_kvrntob")());
   }
   std::string text(const char* symbol) const { return *find<const char*>(symbol); }
 
