@@ -30,6 +30,8 @@ bool HeapPlan::isDue() noexcept {
 using kvr::test::active;
 
 // All forms, also those that would end in these by themselves: the sanitizer has its own of each.
+// They are for the libraries as well; clang++ would hide those that it does not declare by itself.
+#pragma GCC visibility push(default)
 void* operator new(std::size_t size) {
   void* block = active != nullptr && active->isDue() ? nullptr : std::malloc(size == 0 ? 1 : size);
   if (block == nullptr) throw std::bad_alloc();
@@ -52,3 +54,4 @@ void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(bl
 void operator delete[](void* block) noexcept { std::free(block); }
 void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
 void operator delete[](void* block, const std::nothrow_t&) noexcept { std::free(block); }
+#pragma GCC visibility pop
