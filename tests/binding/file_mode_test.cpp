@@ -2,10 +2,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 
+#include "embedded_host/files/open_files.h"
 #include "kvrntob/exchange/scratch_file.h"
 #include "tests/binding/add_inputs.h"
 #include "tests/binding/repository_test.h"
+#include "tests/support/largest_file.h"
 #include "tests/support/replaced_function.h"
 
 namespace kvr::test {
@@ -146,6 +149,52 @@ TEST_F(SignalInFile, unknown_parent_reports_id_and_uses_up_the_id) {
   expectFailure("NON_EXISTENT", "ID", [&] {
     callWithArrays("add", AddInputs(1).with(AddInputs::Parent, anInt32(99)).arrays());
   });
+  EXPECT_EQ(addSeries(), 3);
+}
+
+// ---- A full disk ----
+
+class SignalOnAFullDisk : public SignalInFile {
+ protected:
+  // No file may grow beyond what the scratch file holds by now.
+  const std::size_t size = std::filesystem::file_size(kvr::scratchFileName);
+  std::optional<LargestFile> disk{std::in_place, size};
+};
+
+TEST_F(SignalOnAFullDisk, is_not_stored_reports_timeseries_and_uses_up_an_id) {
+  const std::size_t arrays = vormel::liveArrayCount();
+  expectFailure("INPUT_MISMATCH", "timeseries", [&] { addSeries(); });
+  EXPECT_EQ(vormel::liveArrayCount(), arrays);
+  EXPECT_EQ(vormel::openFileCount(), 0U);
+  EXPECT_EQ(store().signalCount(), 1);
+  EXPECT_EQ(store().signalCount(1), 1);
+  disk.reset();
+  EXPECT_EQ(addSeries(), 3);
+}
+
+TEST_F(SignalOnAFullDisk, leaves_the_signals_before_it_readable) {
+  EXPECT_ANY_THROW(addSeries());
+  const Value series = call("getSignal", {1}).field("DataValues");
+  EXPECT_EQ(series.field("Data").toDoubles(), (std::vector<double>{5, 6}));
+  EXPECT_EQ(series.field("Time").toDoubles(), (std::vector<double>{0, 1}));
+}
+
+TEST_F(SignalOnAFullDisk, copied_with_its_run_stops_the_copy_behind_the_new_run) {
+  expectFailure("INPUT_MISMATCH", "timeseries", [&] { call("copyRun", {1, 1}); });
+  EXPECT_EQ(store().runCount(), 2);
+  EXPECT_EQ(store().signalCount(2), 0);
+  EXPECT_EQ(store().signalCount(1), 1);
+}
+
+// Nobody asks whether the file could be made.
+TEST_F(SignalOnAFullDisk, is_gone_when_the_file_is_made_anew) {
+  disk.emplace(0);
+  EXPECT_NO_THROW(call("writeToFile"));
+  expectFailure("FILE_NOT_LOCATED", [&] { call("getSignal", {1}); });
+  expectFailure("INPUT_MISMATCH", "timeseries", [&] { addSeries(); });
+  disk.reset();
+  call("writeToFile");
+  expectFailure("NON_EXISTENT", "ID", [&] { call("getSignal", {1}); });
   EXPECT_EQ(addSeries(), 3);
 }
 

@@ -15,6 +15,7 @@
 #include <sstream>
 #include <string>
 
+#include "embedded_host/faults/fault_injection.h"
 #include "embedded_host/interpreter/interpreter.h"
 #include "embedded_host/objects/object_record.h"
 #include "kvrntob/binding/module.h"
@@ -143,6 +144,15 @@ class LoadedModule : public Exports {
 TEST_F(LoadedModule, registers_one_root_package) {
   ASSERT_EQ(vormel::rootPackages().size(), 1U);
   EXPECT_STREQ(vormel::rootPackages()[0]->descriptor().getName(), "Dravik");
+}
+
+// Descriptors lie in host memory: the root package's is the only one that loading asks for.
+TEST(Loading, pulls_nothing_beyond_the_root_package) {
+  const vormel::FaultPlan counting(vormel::FaultSite::Memory, 0);
+  Interpreter::instance().loadModule(kModule);
+  EXPECT_EQ(counting.seen(), 1U);
+  EXPECT_THAT(Interpreter::instance().classNames(), ElementsAre(kRepository, "Dravik.kvr.Map"));
+  EXPECT_EQ(counting.seen(), 4U) << "the inner package and two classes, once they are asked for";
 }
 
 TEST_F(LoadedModule, holds_two_packages_and_two_classes_in_order) {

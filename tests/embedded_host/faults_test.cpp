@@ -5,6 +5,7 @@
 #include "embedded_host/functions/host_functions.h"
 #include "kvrntob/host/libhu.h"
 #include "kvrntob/host/ntob.h"
+#include "tests/reliability/heap_faults.h"
 #include "tests/support/array_builders.h"
 #include "tests/support/failure_matchers.h"
 #include "tests/support/variable_files.h"
@@ -108,6 +109,29 @@ TEST_F(FaultsTest, a_host_function_throws) {
   const FaultPlan plan(FaultSite::HostFunction, 1);
   expectHostError("InjectedFault", [] { vormel::HostFunctions::instance().call("now"); });
   EXPECT_STREQ(plan.lastFault(), "now");
+}
+
+// ---- Failures for whose text there is no heap ----
+
+// The text of the failure was once made outside of all care, and its bad_alloc got out.
+TEST_F(FaultsTest, a_file_that_cannot_be_opened_for_want_of_heap_is_null_all_the_same) {
+  const std::string missing = directory.file("a name that is too long to lie in a string itself");
+  for (std::uint64_t number = 1, injected = 1; injected > 0; ++number) {
+    HeapPlan plan(number, FaultRepeat::Always);
+    EXPECT_NO_THROW(EXPECT_EQ(vfOpen(missing.c_str(), "r"), nullptr)) << number;
+    injected = plan.injected();
+  }
+}
+
+TEST_F(FaultsTest, a_variable_that_cannot_be_put_for_want_of_heap_is_absent_all_the_same) {
+  const OwnedArray number = aNumber(1);
+  const std::string name(100'000, 'x');  // refused by itself
+  for (std::uint64_t fault = 1, injected = 1; injected > 0; ++fault) {
+    const OpenFile file = openFile(path, "u");
+    HeapPlan plan(fault, FaultRepeat::Always);
+    EXPECT_NO_THROW(EXPECT_NE(vfPutVariable(file.get(), name.c_str(), number.get()), 0)) << fault;
+    injected = plan.injected();
+  }
 }
 
 // Its empty arrays once were null then, and read.

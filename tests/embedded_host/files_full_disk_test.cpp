@@ -1,35 +1,13 @@
 // A disk that takes no more: what is in the file stays there, and later calls work.
-#include <sys/resource.h>
-
-#include <csignal>
 #include <fstream>
 #include <iterator>
 
 #include "tests/support/array_builders.h"
+#include "tests/support/largest_file.h"
 #include "tests/support/variable_files.h"
 
 namespace kvr::test {
 namespace {
-
-// Lets no file of the process grow beyond a size.
-class LargestFile {
- public:
-  explicit LargestFile(std::size_t size) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{size, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~LargestFile() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-  LargestFile(const LargestFile&) = delete;
-  LargestFile& operator=(const LargestFile&) = delete;
-
- private:
-  void (*handler_)(int);
-  rlimit before_{};
-};
 
 class FilesFullDisk : public VariableFileTest {
  protected:
