@@ -10,7 +10,7 @@ namespace ntob {
 void* TOBMethodInfo::operator new(std::size_t size) noexcept { return huMalloc(size); }
 void TOBMethodInfo::operator delete(void* pointer) noexcept { huFree(pointer); }
 
-TOBMethodInfo::TOBMethodInfo() = default;
+TOBMethodInfo::TOBMethodInfo() noexcept = default;
 TOBMethodInfo::~TOBMethodInfo() = default;
 
 const char* TOBMethodInfo::getDescription() const { return ""; }
@@ -34,7 +34,7 @@ void* TOBClassInfo::operator new(std::size_t size) {
 }
 void TOBClassInfo::operator delete(void* pointer) noexcept { huFree(pointer); }
 
-TOBClassInfo::TOBClassInfo() = default;
+TOBClassInfo::TOBClassInfo() noexcept = default;
 TOBClassInfo::~TOBClassInfo() = default;
 
 TOBAccess TOBClassInfo::getAccess() const { return TOBAccess::Public; }
@@ -66,7 +66,7 @@ bool TOBClassInfo::doEventsHaveSeparateNamespace() const { return false; }
 void* TOBPackageInfo::operator new(std::size_t size) noexcept { return huMalloc(size); }
 void TOBPackageInfo::operator delete(void* pointer) noexcept { huFree(pointer); }
 
-TOBPackageInfo::TOBPackageInfo() = default;
+TOBPackageInfo::TOBPackageInfo() noexcept = default;
 TOBPackageInfo::~TOBPackageInfo() = default;
 
 const char* TOBPackageInfo::getDescription() const { return ""; }

@@ -129,10 +129,9 @@ class VORMEL_HOST_API TOBMethodInfo {
  public:
   // Host memory. Null when it is exhausted, which makes a new expression null too.
   static void* operator new(std::size_t size) noexcept;
-  static void* operator new(std::size_t, void* place) noexcept { return place; }
   static void operator delete(void* pointer) noexcept;
 
-  TOBMethodInfo();
+  TOBMethodInfo() noexcept;
   TOBMethodInfo(const TOBMethodInfo&) = delete;
   TOBMethodInfo& operator=(const TOBMethodInfo&) = delete;
 
@@ -166,10 +165,9 @@ class VORMEL_HOST_API TOBClassInfo {
  public:
   // Zeroed host memory (huCalloc). Throws TOBOutOfMemoryException when it is exhausted.
   static void* operator new(std::size_t size);
-  static void* operator new(std::size_t, void* place) noexcept { return place; }
   static void operator delete(void* pointer) noexcept;
 
-  TOBClassInfo();
+  TOBClassInfo() noexcept;
   TOBClassInfo(const TOBClassInfo&) = delete;
   TOBClassInfo& operator=(const TOBClassInfo&) = delete;
 
@@ -256,7 +254,7 @@ class VORMEL_HOST_API TOBPackageInfo {
   static void* operator new(std::size_t size) noexcept;
   static void operator delete(void* pointer) noexcept;
 
-  TOBPackageInfo();
+  TOBPackageInfo() noexcept;
   TOBPackageInfo(const TOBPackageInfo&) = delete;
   TOBPackageInfo& operator=(const TOBPackageInfo&) = delete;
 

@@ -16,8 +16,8 @@ class AnyValue {
 
   // Takes over an array made by store(), or null.
   explicit AnyValue(vrArray* stored) noexcept : stored_(stored) {}
-  AnyValue(AnyValue&& other) noexcept : stored_(other.release()) {}
-  AnyValue& operator=(AnyValue&&) = delete;
+  AnyValue(const AnyValue&) = delete;
+  AnyValue& operator=(const AnyValue&) = delete;
   ~AnyValue();
 
   vrArray* get() const noexcept { return stored_; }

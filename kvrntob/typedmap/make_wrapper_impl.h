@@ -4,13 +4,18 @@
 #include "kvrntob/typedmap/make_wrapper.h"
 #include "kvrntob/typedmap/wrapper.h"
 
+template <class K, class V>
+AbstractVrWrapperDataMap* makeWrapper(const char* keyTypeName, const char* valueTypeName) {
+  return new VrWrapperDataMap<K, V>(keyTypeName, valueTypeName);
+}
+
 template <class K>
 AbstractVrWrapperDataMap* makeWrapperForValueClass(int valueClass, const char* keyTypeName) {
   switch (valueClass) {
 #define VALUE(hostClass, typeName, Native) \
   case hostClass:                          \
-    return new VrWrapperDataMap<K, Native>(keyTypeName, typeName);
+    return makeWrapper<K, Native>(keyTypeName, typeName);
 #include "kvrntob/typedmap/wrapper_types.def"
   }
-  return new VrWrapperDataMap<K, vrArray*>(keyTypeName, "any");
+  return makeWrapper<K, vrArray*>(keyTypeName, "any");
 }

@@ -17,8 +17,8 @@
 template <class K, class V>
 class VrWrapperDataMap final : public AbstractVrWrapperDataMap {
  public:
-  VrWrapperDataMap(std::string keyType, std::string valueType)
-      : keyTypeName(std::move(keyType)), valueTypeName(std::move(valueType)) {}
+  VrWrapperDataMap(const char* keyType, const char* valueType)
+      : keyTypeName(keyType), valueTypeName(valueType) {}
 
   // Releases the arrays that an "any" map keeps, in the order of their indices.
   ~VrWrapperDataMap() override {

@@ -155,6 +155,15 @@ TEST(Loading, pulls_nothing_beyond_the_root_package) {
   EXPECT_EQ(counting.seen(), 4U) << "the inner package and two classes, once they are asked for";
 }
 
+TEST(Loading, without_memory_for_the_root_package_registers_nothing) {
+  {
+    const vormel::FaultPlan exhausted(vormel::FaultSite::Memory, 1);
+    Interpreter::instance().loadModule(kModule);
+    EXPECT_EQ(exhausted.injected(), 1U);
+  }
+  EXPECT_TRUE(vormel::rootPackages().empty());
+}
+
 TEST_F(LoadedModule, holds_two_packages_and_two_classes_in_order) {
   EXPECT_THAT(host().packageNames(), ElementsAre("Dravik", "Dravik.kvr"));
   EXPECT_THAT(host().classNames(), ElementsAre(kRepository, "Dravik.kvr.Map"));

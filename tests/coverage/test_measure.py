@@ -58,6 +58,18 @@ def test_files_outside_the_project_do_not_count():
     assert not measured(outside).lines
 
 
+def test_lines_of_closing_brackets_are_left_out():
+    one = measured(report((4, 0, []), (5, 0, [])))
+    one.leave_out_lines(lambda name: {5})
+    assert one.lines_not_run("kvrntob") == [("kvrntob/x.cpp", 4)]
+
+
+@pytest.mark.parametrize("line, is_code", [("  }", False), ("  });", False), ("", False),
+                                           ("  } else {", True), ("  x;", True)])
+def test_a_line_is_code_if_it_holds_more_than_closing_brackets(line, is_code):
+    assert (measure.NO_CODE.fullmatch(line) is None) == is_code
+
+
 def test_other_folders_do_not_count():
     assert measured(report((4, 0, []))).lines_not_run("embedded_host") == []
 

@@ -409,6 +409,21 @@ TEST_F(ScratchFileTest, copy_run_that_fails_to_read_keeps_the_new_run_and_the_co
   EXPECT_EQ(paletteCounter, palette + 1);
 }
 
+// Reading the values calls the host, which may call back.
+TEST_F(ScratchFileTest, copy_run_whose_new_run_goes_away_meanwhile_reports_the_run) {
+  writeToFile();
+  addSeries({1});
+  store().stopWritingToFile();
+  const ReplacedFunction series("timeseries", [this] {
+    store().removeRun(run + 1);
+    return aTimeseries({}, {});
+  });
+  expectFailure("NON_EXISTENT", "Run ID", [&] { call([&] { store().copyRun(run, 1); }); });
+  EXPECT_EQ(store().runCount(), 1);
+  EXPECT_EQ(idsOfRun(run), std::vector<int32>{1});
+  EXPECT_EQ(store().signalCount(), 1);
+}
+
 TEST_F(ScratchFileTest, copy_run_that_fails_to_write_keeps_the_new_run_and_uses_up_an_id) {
   const int32 last = addNoSeries();
   writeToFile();

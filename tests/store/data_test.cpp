@@ -164,6 +164,40 @@ TEST(SettingsRecords, sync_options_made_by_default_are_union_by_zero_order_hold)
   EXPECT_EQ(defaultSyncOptions, options);
 }
 
+TEST(SettingsRecords, tolerances_that_differ_in_any_one_field_are_not_equal) {
+  const auto expectUnequal = [](const auto& change) {
+    ToleranceSettings changed;
+    change(changed);
+    EXPECT_NE(changed, ToleranceSettings());
+  };
+  expectUnequal([](ToleranceSettings& settings) { settings.toleranceType = 1; });
+  for (const auto number :
+       {&ToleranceSettings::absolute, &ToleranceSettings::relative, &ToleranceSettings::timeStart,
+        &ToleranceSettings::timeEnd, &ToleranceSettings::timeStep,
+        &ToleranceSettings::initAbsTolVal, &ToleranceSettings::absStep,
+        &ToleranceSettings::initRelTolVal, &ToleranceSettings::relStep})
+    expectUnequal([number](ToleranceSettings& settings) { settings.*number = 1; });
+  expectUnequal([](ToleranceSettings& settings) { settings.fcnCall = "f"; });
+}
+
+TEST(SettingsRecords, sync_options_that_differ_in_any_one_field_are_not_equal) {
+  const SyncOptions byDefault;
+  for (const auto number :
+       {&SyncOptions::SyncMethod, &SyncOptions::InterpMethod, &SyncOptions::syncType}) {
+    SyncOptions changed;
+    changed.*number = 1;
+    EXPECT_NE(changed, byDefault);
+  }
+  EXPECT_NE((SyncOptions{.UniformTimeInterval = 1, .customSyncMethod = {}}), byDefault);
+  EXPECT_NE((SyncOptions{.customSyncMethod = "c"}), byDefault);
+}
+
+TEST(ArrayOwners, holder_of_no_array_ends_none) {
+  const LiveArraysGuard live;
+  const SharedArray none(static_cast<vrArray*>(nullptr), ArrayDeleter());
+  EXPECT_EQ(none.use_count(), 1);
+}
+
 TEST(SettingsRecords, default_interval_is_the_double_nearest_to_a_hundredth) {
   EXPECT_EQ(std::bit_cast<std::uint64_t>(SyncOptions().UniformTimeInterval), 0x3F847AE147AE147BU);
 }

@@ -197,5 +197,32 @@ TEST_F(RemovalTest, delete_instance_that_is_unknown_does_nothing) {
   EXPECT_EQ(store().runCount(), 1);
 }
 
+// ---- Numbers given out twice, which a store that outlives clean does ----
+
+TEST_F(RemovalTest, remove_signal_of_a_number_given_out_twice_takes_one_entry_out_of_each_group) {
+  addTo(run);
+  lastSignalID = 0;
+  ASSERT_EQ(addTo(run), 1);
+  store().removeSignal(1);
+  for (const auto& [group, column] :
+       {std::pair("block", Column::BlockPath), std::pair("data source", Column::DataSource),
+        std::pair("label", Column::SignalName), std::pair("model", Column::Model)})
+    EXPECT_EQ(store().groupIDCount(group, column), 1) << group;
+  EXPECT_EQ(store().signalCount(run), 1) << "the older record stays in the run";
+}
+
+TEST_F(RemovalTest, remove_signal_takes_a_child_that_is_another_by_now_from_its_new_parent) {
+  const int32 parent = addTo(run);
+  const int32 child = addUnder(parent);
+  const int32 again = addUnder(parent);
+  const int32 stranger = addTo(run);
+  lastSignalID = again - 1;
+  ASSERT_EQ(addUnder(stranger), again);
+  store().removeSignal(parent);
+  for (const int32 id : {parent, child, again}) EXPECT_FALSE(isStored(id)) << id;
+  EXPECT_TRUE(isStored(stranger));
+  EXPECT_FALSE(store().hasChildren(stranger));
+}
+
 }  // namespace
 }  // namespace kvr::test

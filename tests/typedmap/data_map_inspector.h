@@ -29,6 +29,9 @@ struct DataMapInspector {
     return "";
   }
 
+  // Breaks the first invariant: the key keeps its value and loses its index.
+  static void loseIndex(Map& map, const K& key) { map.indicesByKey.erase(key); }
+
   static std::size_t buckets(const Map& map) { return map.valuesByKey.bucket_count(); }
   static std::size_t capacity(const Map& map) { return map.keysByIndex.capacity(); }
 };

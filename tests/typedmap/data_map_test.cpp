@@ -138,6 +138,15 @@ TEST(DataMap, putting_nan_over_nan_leaves_nan) {
   EXPECT_EQ(map.getDataByID(1), 2.0);
 }
 
+TEST(DataMap, putting_a_key_that_has_lost_its_index_reports_it_and_changes_nothing) {
+  Texts map;
+  putAll(map, "AB");
+  DataMapInspector<std::string, std::string>::loseIndex(map, "A");
+  expectFailure("KEY_NOT_IN_MAP", [&] { map.put("A", "changed"); });
+  EXPECT_EQ(map.getDataByID("A"), "AA");
+  EXPECT_EQ(map.getDataByIndex(0), "AA");
+}
+
 TEST(DataMap, what_is_read_is_a_copy) {
   Texts map;
   putAll(map, "A");

@@ -2,6 +2,7 @@
 // the place of the ordinary heap's operator new and of host memory.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -226,6 +227,24 @@ TEST_F(ExhaustedMemory, a_constructor_without_host_memory_leaves_an_instance_wit
   }
   EXPECT_EQ(liveArrays.made(), 1);  // the old map has gone, its values with it
   EXPECT_THROW(countOf(map), ntob::TOBOutOfMemoryException);
+}
+
+TEST_F(ExhaustedMemory, a_class_whose_methods_find_no_heap_keeps_those_before) {
+  std::unique_ptr<vormel::ClassRecord> cls;
+  const auto load = [&] {
+    cls = std::make_unique<vormel::ClassRecord>("Test", std::make_unique<DataMapTOBClassInfo>());
+    cls->methods();
+  };
+  std::size_t most = 0;
+  failEachAllocation(load, [&] {
+    if (cls == nullptr) return;
+    ASSERT_LT(cls->methods().size(), 13U);
+    for (std::size_t i = 0; i < cls->methods().size(); ++i)
+      EXPECT_EQ(cls->methods()[i]->name(), mapClass().methods()[i]->name());
+    most = std::max(most, cls->methods().size());
+  });
+  EXPECT_EQ(cls->methods().size(), 13U);
+  EXPECT_EQ(most, 12U);
 }
 
 TEST_F(ExhaustedMemory, a_method_whose_descriptor_has_no_memory_is_left_out) {

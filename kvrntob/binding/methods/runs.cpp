@@ -31,7 +31,7 @@ void SignalRepositoryDeepCopyRun::run(const Call& call) {
 void SignalRepositoryGetRunID::run(const Call& call) {
   SignalRepository& store = call.store();
   const vrArray* position = call.in[1].array;
-  if (!isIntegerScalar(position) || (vrIsNumeric(position) && vrGetImagData(position) != nullptr))
+  if (!isIntegerScalar(position) || vrGetImagData(position) != nullptr)
     raiseFromMessage(KVR::kvr::INPUT_MISMATCH("integer"));
   putInt32Array(call.out[0], store.runIDAt(readValue(position)));
 }
