@@ -5,7 +5,7 @@ import os
 import re
 import subprocess
 
-from sites import EXPRESSION, Mutant
+from sites import EXPRESSION, Mutant, placed
 
 PINNED_BY = {
     "kvrntob/host/libvr.h": "tests/embedded_host/arrays_making_test.cpp",
@@ -22,9 +22,7 @@ def find(root):
             new = str(int(number.group()) + 20)
             mutant = Mutant(number.start(), number.end(), EXPRESSION, f"{number.group()} -> {new}", new)
             mutant.file = path
-            mutant.line = text.count("\n", 0, mutant.start) + 1
-            mutant.code = text.split("\n")[mutant.line - 1].strip()
-            mutants.append(mutant)
+            mutants.append(placed(mutant, text))
     return mutants
 
 

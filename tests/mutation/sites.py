@@ -17,10 +17,11 @@ COMPARISONS = {
 BINARY = {
     **COMPARISONS,
     "&&": ("||",), "||": ("&&",), "+": ("-",), "-": ("+",), "*": ("/",), "/": ("*",), "%": ("*",),
-    "+=": ("-=",), "-=": ("+=",), "=": (),
+    "+=": ("-=",), "-=": ("+=",),
 }
 STEPS = {"++": "--", "--": "++"}
 TWINS = {"min": "max", "max": "min", "true": "false", "false": "true"}
+JUMPS = (CursorKind.BREAK_STMT, CursorKind.CONTINUE_STMT)
 
 # The order in which changes of one and the same region enclose each other.
 STATEMENT, CONDITION, SWITCH, EXPRESSION = range(4)
@@ -33,8 +34,10 @@ class Mutant:
     level: int
     change: str  # what a reader is told
     text: str  # what stands there in its place; of a switch, the label that is taken for the next
+    at: int = -1  # where a reader sees it; the start if not told
     line: int = 0
     code: str = ""  # the line, stripped
+    file: str = ""
     number: int = -1
 
 
@@ -91,7 +94,7 @@ class Source:
     def is_fixed(self, start):
         return any(a <= start < b for a, b in self.fixed)
 
-    def enclosing(self, start, end, before=1, after=1):
+    def enclosing(self, start, end, before, after):
         """The smallest expression that begins `before` and ends `after` the piece, if need be."""
         for a, b in self.expressions:
             if a <= start - before and b >= end + after:
@@ -108,60 +111,60 @@ def find_mutants(source):
     for finder in (of_tokens, of_constants, of_conditions, of_statements, of_switches):
         found += [m for m in finder(source) if not source.is_fixed(m.start)]
     unique = {(m.start, m.end, m.level, m.change, m.text): m for m in found}
-    return [placed(m, source) for m in sorted(unique.values(), key=order)]
+    return [placed(m, source.text) for m in sorted(unique.values(), key=order)]
 
 
 def order(mutant):
     return mutant.start, -mutant.end, mutant.level, mutant.change, mutant.text
 
 
-def placed(mutant, source):
-    at = getattr(mutant, "at", mutant.start)
-    mutant.line = source.text.count("\n", 0, at) + 1
-    mutant.code = source.text.split("\n")[mutant.line - 1].strip()
+def placed(mutant, text):
+    """The mutant with its place in the text of its file."""
+    at = mutant.start if mutant.at < 0 else mutant.at
+    mutant.line = text.count("\n", 0, at) + 1
+    mutant.code = text.split("\n")[mutant.line - 1].strip()
     return mutant
 
 
-def swapped(source, region, start, end, new, level=EXPRESSION):
-    """The region with the piece from start to end replaced."""
-    a, b = region
+def swapped(source, region, piece, new):
+    """The region with a piece of it, from start to end, replaced."""
+    (a, b), (start, end) = region, piece
     text = source.text[a:start] + new + source.text[end:b]
-    mutant = Mutant(a, b, level, f"{source.text[start:end]} -> {new}" if new else "", text)
-    mutant.at = start
-    return mutant
+    return Mutant(a, b, EXPRESSION, f"{source.text[start:end]} -> {new}", text, at=start)
 
 
 def of_tokens(source):
+    """Literals and operators become their neighbours."""
     for token in source.tokens:
-        start, end = span(token)
+        start, end = piece = span(token)
         word = token.spelling
-        if source.is_fixed(start):
-            continue
+        is_binary = source.text[start - 1] == " " and source.text[end:end + 1] in (" ", "\n")
         if token.kind == TokenKind.LITERAL or word in ("true", "false"):
-            for other in neighbours(word):
-                yield swapped(source, (start, end), start, end, other)
+            region, others = piece, neighbours(word)
         elif word == "!":
-            region = source.enclosing(start, end, before=0)
-            if region and region[0] == start:
-                mutant = swapped(source, region, start, end, "")
-                mutant.text = f"static_cast<bool>({mutant.text})"
-                mutant.change = f"{source.text[start:region[1]]} -> without !"
-                yield mutant
+            yield from without_not(source, piece)
+            continue
         elif word in STEPS:
-            region = (source.enclosing(start, end, before=0, after=1) if
-                      source.text[end].isalnum() or source.text[end] == "_"
-                      else source.enclosing(start, end, before=1, after=0))
-            if region:
-                yield swapped(source, region, start, end, STEPS[word])
+            is_prefix = re.match(r"[\w(*]", source.text[end:end + 1]) is not None
+            region = source.enclosing(start, end, int(not is_prefix), int(is_prefix))
+            others = (STEPS[word],)
         elif word in ("min", "max") and source.text[start - 2:start] == "::":
-            region = source.enclosing(start, end, before=1, after=2)
-            if region and source.text[end] == "(":
-                yield swapped(source, region, start, end, TWINS[word])
-        elif word in BINARY and source.text[start - 1] == " " and source.text[end] in " \n":
-            region = source.enclosing(start, end)
-            if region:
-                for other in BINARY[word]:
-                    yield swapped(source, region, start, end, other)
+            region, others = source.enclosing(start, end, 1, 2), (TWINS[word],)
+        elif word in BINARY and is_binary:
+            region, others = source.enclosing(start, end, 1, 1), BINARY[word]
+        else:
+            continue
+        for other in others if region else ():
+            yield swapped(source, region, piece, other)
+
+
+def without_not(source, piece):
+    region = source.enclosing(*piece, 0, 1)
+    if region and region[0] == piece[0]:
+        mutant = swapped(source, region, piece, "")
+        mutant.text = f"static_cast<bool>({mutant.text})"
+        mutant.change = f"{source.text[slice(*region)]} -> without !"
+        yield mutant
 
 
 def neighbours(literal):
@@ -225,7 +228,6 @@ def of_statements(source):
     """Statements that can go: expressions, jumps out of a block, returns of nothing."""
     parents = {CursorKind.COMPOUND_STMT: 0, CursorKind.IF_STMT: 1, CursorKind.FOR_STMT: -1,
                CursorKind.CXX_FOR_RANGE_STMT: -1, CursorKind.WHILE_STMT: 1}
-    jumps = (CursorKind.BREAK_STMT, CursorKind.CONTINUE_STMT)
     for cursor in source.cursors:
         if cursor.kind not in parents:
             continue
@@ -234,7 +236,7 @@ def of_statements(source):
         for child in children[first:] if first >= 0 else children[-1:]:
             start, end = span(child)
             text = source.text[start:end]
-            if not (child.kind.is_expression() or child.kind in jumps or text == "return"):
+            if not (child.kind.is_expression() or child.kind in JUMPS or text == "return"):
                 continue
             if source.text[end:end + 1] != ";" or text.count("{") != text.count("}"):
                 continue

@@ -1,5 +1,6 @@
 """The quick suite: which tests reach which mutant, and whether they notice it."""
 
+import collections
 import concurrent.futures
 import dataclasses
 import os
@@ -41,6 +42,7 @@ class Suite:
         self.programs = programs  # pairs of folder and name
         self.size = size  # mutants have numbers below this
         self.jobs = jobs
+        self.noticed = collections.defaultdict(collections.Counter)  # programs by mutants' files
 
     def record(self):
         """Runs each test by itself and notes what it reaches. Fails if a test fails."""
@@ -101,16 +103,19 @@ class Suite:
                 reaching.setdefault((test.program, test.name if alone else ""), []).append(test)
         if not reaching:
             return "not reached"
-        groups = sorted(reaching.items(), key=lambda item: sum(t.seconds for t in item[1]))
-        for (program, _), tests in groups:
-            limit = 5 + 10 * max(test.seconds for test in tests) + sum(t.seconds for t in tests)
+        noticed = self.noticed[mutant.file]
+        for program, tests in sorted(
+                ((program, tests) for (program, _), tests in reaching.items()),
+                key=lambda group: (-noticed[group[0]], sum(test.seconds for test in group[1]))):
+            limit = 5 + 2 * sum(test.seconds for test in tests)
             if not self.passes(program, tests, {"KVR_MUTANT": str(mutant.number)}, limit):
+                noticed[program] += 1
                 return os.path.basename(program)
         return "not noticed"
 
     def judge_all(self, mutants, report):
-        """Notes the verdict of every mutant, and calls report() after each."""
+        """Notes the verdict of every mutant, and calls report(mutant) after each."""
         with concurrent.futures.ThreadPoolExecutor(self.jobs) as pool:
             for mutant, verdict in zip(mutants, pool.map(self.judge, mutants)):
                 mutant.verdict = verdict
-                report()
+                report(mutant)

@@ -7,7 +7,7 @@ is changed by what it expands to.
 
 import re
 
-from sites import EXPRESSION, Mutant, respelled
+from sites import EXPRESSION, Mutant, order, placed, respelled
 
 TYPE_NAMES = ("NONE", "HANDLE", "ANY", "INT32", "DOUBLE", "STRING")
 WRAPPER_ROW = re.compile(r"^(KEY|VALUE)\((\w+), (\"\w+\"), ([\w:]+)\)$", re.M)
@@ -26,10 +26,7 @@ def find_rows(path):
             mutants.append(Mutant(start, end, EXPRESSION, f"{word.group()} -> {other}", other))
         for lists in re.finditer(r"\b(IN|OUT)\(([^()]*)\)", row.group()):
             mutants += list(list_entries(lists.group(2), at + lists.start(2)))
-    for mutant in mutants:
-        mutant.line = text.count("\n", 0, mutant.start) + 1
-        mutant.code = text.split("\n")[mutant.line - 1].strip()
-    return sorted(mutants, key=lambda m: (m.start, -m.end, m.change))
+    return sorted((placed(m, text) for m in mutants), key=order)
 
 
 def list_entries(entries, at):
@@ -54,18 +51,17 @@ def find_wrapper_rows(path):
                for kind in ("KEY", "VALUE")}
     mutants = []
     for row in rows:
-        kind, name, _, native = row.groups()
+        kind, name, word, native = row.groups()
         others = natives[kind]
         other = others[(others.index(native) + 1) % len(others)]
-        changes = [("gone", "row -> gone", ""), ("type", f"{native} -> {other}", other)]
+        changes = [("gone", "row -> gone", ""), ("type", f"{native} -> {other}", other),
+                   ("word", f"{word} -> {respelled(word)}", respelled(word))]
         if kind == "VALUE":
             changes.append(("class", f"{name} -> the next one", name))
         for what, change, new in changes:
             mutant = Mutant(row.start(), row.end(), EXPRESSION, change, new)
             mutant.what = what
-            mutant.line = text.count("\n", 0, row.start()) + 1
-            mutant.code = row.group()
-            mutants.append(mutant)
+            mutants.append(placed(mutant, text))
     return mutants
 
 
@@ -77,8 +73,8 @@ def switch_rows(text, mutants):
     lines = text.split("\n")
     for line, changes in by_line.items():
         macro, name, word, native = WRAPPER_ROW.match(lines[line - 1]).groups()
-        gone, other = changes["gone"].number, changes["type"]
-        word = choose(changes.get("word"), word)
+        gone, other, renamed = changes["gone"].number, changes["type"], changes["word"]
+        word = f"(kvrMutant({renamed.number}) ? {renamed.text} : {word})"
         lines[line - 1] = (
             f"{macro}({name}: if (kvrMutant({gone})) break; "
             f"if (kvrMutant({other.number})) case -{gone}, {word}, {other.text})\n"
@@ -95,6 +91,3 @@ def class_rows(text, mutants):
         lines[line - 1] = f"{macro}((kvrMutant({mutant.number}) ? {name} + 1 : {name}), {word}, {native})"
     return "\n".join(lines)
 
-
-def choose(mutant, original):
-    return f"(kvrMutant({mutant.number}) ? {mutant.text} : {original})" if mutant else original

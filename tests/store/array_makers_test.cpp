@@ -13,6 +13,7 @@ void expectShape(const OwnedArray& array, int classID, std::size_t rows, std::si
   EXPECT_EQ(vrGetNumberOfDimensions_730(array.get()), 2U);
   EXPECT_EQ(vrGetM(array.get()), rows);
   EXPECT_EQ(vrGetN(array.get()), columns);
+  EXPECT_FALSE(vrIsComplex(array.get()));
 }
 
 TEST_F(ArrayMakersTest, make_int32_gives_a_scalar) {

@@ -19,6 +19,10 @@ TEST(Keyword, case_of_letters_does_not_matter) {
   EXPECT_EQ(keywordCode("linEAR", kKeywords), 1);
 }
 
+TEST(Keyword, every_letter_matches_its_capital) {
+  EXPECT_TRUE(isKeyword("abcdefghijklmnopqrstuvwxyz", "ABCDEFGHIJKLMNOPQRSTUVWXYZ"));
+}
+
 TEST(Keyword, nothing_is_trimmed) {
   for (const char* text : {" zoh", "zoh ", "zoh\n"})
     EXPECT_EQ(keywordCode(text, kKeywords), std::nullopt) << text;

@@ -164,6 +164,22 @@ TEST_F(RemovalTest, remove_run_that_stands_in_no_list_leaves_empty_lists_alone) 
   EXPECT_EQ(store().runIDsOfInstance(0), IDs());
 }
 
+TEST_F(RemovalTest, remove_run_that_stands_in_no_list_costs_instance_0_its_last_run) {
+  const int32 first = addRun("first", 0);
+  addRun("second", 0);
+  store().setDateCreated(77, 1.0);
+  store().removeRun(77);
+  EXPECT_EQ(store().runIDsOfInstance(0), IDs{first});
+  EXPECT_EQ(store().runIDsOfInstance(1), IDs{run});
+  expectFailure("INDEX_OUT_OF_BOUNDS", [&] { store().runIDAt(3); });
+}
+
+TEST_F(RemovalTest, remove_run_forgets_its_instance) {
+  store().removeRun(run);
+  store().setDateCreated(run, 1.0);
+  EXPECT_EQ(store().instanceID(addTo(run)), -1);
+}
+
 // ---- Empty runs and instances ----
 
 TEST_F(RemovalTest, remove_empty_run_gives_its_number_out_again) {
