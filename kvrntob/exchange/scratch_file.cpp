@@ -33,9 +33,8 @@ vrArray* makeVariable(const vrArray* values) {
 }  // namespace
 
 void createScratchFile() {
-  OwnedArray answer = callHostFunction("tempdir", FunctionFailure::GivesNull);
+  const OwnedArray answer = callHostFunction("tempdir", FunctionFailure::GivesNull);
   const std::string directory = vrArrayToStdString(answer.get());
-  answer.reset();
   if (directory.empty()) raiseFromMessage(KVR::kvr::INPUT_MISMATCH("timeseries"));
   scratchFileName = directory + "KVR.vdf";  // no separator: the directory's name ends in one
   vfClose(vfOpen(scratchFileName.c_str(), "w7.3"));

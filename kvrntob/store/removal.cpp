@@ -39,7 +39,7 @@ class Erasures {
   using Key = decltype(keyOf(std::declval<const Element&>()));
 
   // To be called once for a list and key before the next carryOut.
-  void add(List& list, Key key) { byList_[&list].push_back({key, false}); }
+  void add(List& list, Key key) { byList_[&list].push_back({key}); }
 
   void carryOut() noexcept {
     for (auto& [list, doomed] : byList_) {
@@ -52,14 +52,13 @@ class Erasures {
  private:
   struct Doomed {
     Key key;
-    bool gone;
+    bool gone = false;
     bool operator<(const Doomed& other) const { return std::less<Key>()(key, other.key); }
   };
 
   static void erase(List& list, std::vector<Doomed>& sorted) {
     const auto isDoomed = [&](const Element& element) {
-      const auto found =
-          std::lower_bound(sorted.begin(), sorted.end(), Doomed{keyOf(element), false});
+      const auto found = std::lower_bound(sorted.begin(), sorted.end(), Doomed{keyOf(element)});
       return found != sorted.end() && found->key == keyOf(element) &&
              !std::exchange(found->gone, true);
     };

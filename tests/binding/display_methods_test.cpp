@@ -45,6 +45,13 @@ TEST_F(DisplayMethods, visibility_by_run_and_index_is_true_whatever_the_flag_say
   EXPECT_FALSE(isVisible(1));
 }
 
+TEST_F(DisplayMethods, visibility_by_run_and_index_does_not_look_at_the_number_of_the_run) {
+  call("setDateCreated", {0, 1.5});  // makes run 0
+  const int32 id = addTo(0);
+  call("setVisibility", {0, 1, false});
+  EXPECT_TRUE(isVisible(id));
+}
+
 TEST_F(DisplayMethods, visibility_by_run_and_index_still_tests_the_flag) {
   const UnchangedStore unchanged;
   expectFailure("NOT_LOGICAL_SCALAR", "Visibility", [&] { call("setVisibility", {run, 1, 1}); });

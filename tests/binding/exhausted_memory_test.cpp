@@ -16,6 +16,7 @@ namespace {
 std::size_t scarceSize = 0;
 std::size_t allowance = 0;
 std::size_t refusals = 0;
+void* lastFreed = nullptr;
 
 bool isRefused(std::size_t size) {
   if (size != scarceSize) return false;
@@ -34,7 +35,12 @@ VORMEL_HOST_API void* huMalloc(std::size_t size) noexcept {
 }
 
 VORMEL_HOST_API void* huCalloc(std::size_t size, std::size_t count) noexcept {
-  return isRefused(size) ? nullptr : std::calloc(count, size);
+  return isRefused(size * count) ? nullptr : std::calloc(count, size);
+}
+
+VORMEL_HOST_API void huFree(void* pointer) noexcept {
+  lastFreed = pointer;
+  std::free(pointer);
 }
 
 namespace kvr::test {
@@ -102,6 +108,13 @@ TEST(ExhaustedMemory, exception_is_caught_as_each_of_its_bases) {
     EXPECT_NE(dynamic_cast<const Quenrath::System::IUserException*>(&failure), nullptr);
     EXPECT_NE(dynamic_cast<const Quenrath::System::IException*>(&failure), nullptr);
   }
+}
+
+TEST(ExhaustedMemory, descriptor_that_ends_gives_its_block_back) {
+  auto* descriptor = new SignalRepositoryDestructor;
+  const void* block = descriptor;
+  delete descriptor;
+  EXPECT_EQ(lastFreed, block);
 }
 
 // ... a map's is passed on as null.

@@ -123,6 +123,17 @@ TEST_F(SignalInFile, values_are_a_new_timeseries_of_data_and_time_at_each_read) 
   EXPECT_TRUE(vormel::equal(first.array(), second.array()));
 }
 
+TEST_F(SignalInFile, comes_out_as_it_was_before_a_host_function_changed_it) {
+  const auto style = [&] { return call("getSignal", {1}).field("LineDashed").toString(); };
+  const std::string before = style();
+  const ReplacedFunction timeseries("timeseries", [] {
+    store().setLineStyle(1, "changed");
+    return anObject("timeseries");
+  });
+  EXPECT_EQ(style(), before);
+  EXPECT_EQ(style(), "changed");
+}
+
 TEST_F(SignalInFile, second_switch_empties_the_file_and_the_read_reports_id) {
   call("writeToFile");
   expectFailure("NON_EXISTENT", "ID", [&] { call("getSignal", {1}); });

@@ -71,6 +71,13 @@ TEST_F(Lifecycle, clean_ends_the_object_it_was_called_on) {
   expectFailure("INVALID_OBJ", [&] { call("getRunCount"); });
 }
 
+TEST_F(Lifecycle, clean_ends_its_object_and_none_of_its_surplus_inputs) {
+  const Object other = construct();
+  executeByHand("clean", {cellOf(repository.handle()), cellOf(other.handle())});
+  EXPECT_TRUE(repository.isEnded());
+  EXPECT_FALSE(other.isEnded());
+}
+
 TEST_F(Lifecycle, clean_ends_all_handles_of_the_object) {
   const Object copy = repository;
   clean(repository);

@@ -224,6 +224,13 @@ TEST_F(Runs, position_that_is_no_real_integer_scalar_reports_integer) {
     expectFailure("INPUT_MISMATCH", "integer", [&] { call("getRunID", {aComplex(cls, {1, 1})}); });
 }
 
+TEST_F(Runs, position_of_the_class_behind_the_integers_reports_integer) {
+  make();
+  const OwnedArray handle = owned(vormel::makeFunctionHandle("sin"));
+  ASSERT_EQ(vrGetClassID(handle.get()), vrUINT64_CLASS + 1);
+  expectFailure("INPUT_MISMATCH", "integer", [&] { call("getRunID", {handle}); });
+}
+
 TEST_F(Runs, position_outside_the_list_reports_index_out_of_bounds) {
   make();
   const UnchangedStore unchanged;

@@ -72,6 +72,44 @@ TEST(Messages, word_stands_in_the_text) {
                "The structure must have exactly 11 fields.");
 }
 
+void expectText(const hf::i18n::BaseMsgID& message, const char* text) {
+  EXPECT_STREQ(caught([&] { raiseFromMessage(message); }).what(), text);
+}
+
+TEST(Messages, each_class_has_its_text) {
+  expectText(INVALID_OBJ(), "The object is null or has been deleted.");
+  expectText(INVALID_SIGNATURE(),
+             "The number or kind of the arguments is not one that this method takes.");
+  expectText(NOT_INTEGER_SCALAR("w"), "'w' must be a scalar of an integer class.");
+  expectText(NOT_INTEGER("w"), "'w' must be of an integer class.");
+  expectText(NOT_NUMERIC_SCALAR("w"), "'w' must be a numeric scalar.");
+  expectText(NOT_NUMERIC("w"), "'w' must be a real numeric scalar.");
+  expectText(NOT_LOGICAL_SCALAR("w"), "'w' must be a logical scalar.");
+  expectText(NOT_POSITIVE("w"), "'w' must not be negative.");
+  expectText(NOT_VECTOR("w"), "'w' must be a vector.");
+  expectText(NOT_1BY2VECTOR("w"), "'w' must be a vector.");
+  expectText(INPUT_MISMATCH("w"), "The input must be a value of the kind 'w'.");
+  expectText(NUMBER_OF_FIELDS("w"), "The structure must have exactly w fields.");
+  expectText(MISSING_FIELD(), "A field of the structure is missing or has the wrong class.");
+  expectText(TOL_TYPE(), "The tolerance type must be 0, 1 or 2.");
+  expectText(SYNC_TYPE(), "The type of the synchronization must be 0 or 1.");
+  expectText(INVALID_SYNC(),
+             "The synchronization method must be 'union', 'intersection' or 'uniform'.");
+  expectText(INVALID_INTERP(), "The interpolation method must be 'zoh' or 'linear'.");
+  expectText(INVALID_ORDER(), "The sort order must be 'ASC' or 'DESC'.");
+  expectText(INVALID_COLOR(), "Each component of a line color must lie between 0 and 1.");
+  expectText(NON_EXISTENT("w"), "'w' does not exist.");
+  expectText(INDEX_OUT_OF_BOUNDS(), "The index is out of bounds.");
+  expectText(FILE_NOT_LOCATED(), "The file that holds the signal's data cannot be opened.");
+  expectText(TYPE_MISMATCH("w"), "The w does not fit the type that the map was made with.");
+  expectText(EMPTY_MAP(), "The map has no entries.");
+  expectText(KEY_NOT_IN_MAP(), "The map does not hold this key.");
+  expectText(UNSUPPORTED_KEY(), "A map cannot have keys of this class.");
+  expectText(KEY_NEEDS_VALUE(), "A sample key needs a sample value that is not empty.");
+  expectText(ARRAY_KEYS_NOT_ALLOWED(), "The sample key must be a single element.");
+  expectText(EMPTY_KEY(), "The sample key must not be empty.");
+}
+
 TEST(Messages, word_with_a_gap_in_it_is_not_filled_again) {
   EXPECT_STREQ(caught([] { raiseFromMessage(NON_EXISTENT("{0}")); }).what(),
                "'{0}' does not exist.");

@@ -1,5 +1,6 @@
 // Signals whose values are kept in the scratch file.
 #include "kvrntob/exchange/scratch_file.h"
+#include "embedded_host/faults/fault_injection.h"
 
 #include <stdexcept>
 
@@ -322,6 +323,13 @@ TEST_F(ScratchFileTest, spoiled_file_cannot_be_located_for_a_read_and_takes_no_w
   }
 }
 
+TEST_F(ScratchFileTest, variable_that_cannot_be_written_reports_timeseries) {
+  writeToFile();
+  const vormel::FaultPlan second(vormel::FaultSite::FileOperation, 2);  // opens, then writes
+  expectFailure("INPUT_MISMATCH", "timeseries", [&] { addSeries({1}); });
+  EXPECT_STREQ(second.lastFault(), "vfPutVariable");
+}
+
 TEST_F(ScratchFileTest, store_recovers_with_the_next_write_to_file) {
   writeToFile();
   std::filesystem::resize_file(path, 0);
@@ -394,6 +402,17 @@ TEST_F(ScratchFileTest, copy_run_of_signals_in_the_file_writes_them_again_in_fil
   addSeries({1, 2});
   const int32 copy = call([&] { return store().copyRun(run, 4); });
   EXPECT_EQ(readData(store().signalIDByRunIndex(copy, 1)), (Numbers{1, 2}));
+}
+
+TEST_F(ScratchFileTest, copy_run_whose_new_run_a_host_function_removes_reports_the_run_id) {
+  writeToFile();
+  addSeries({1, 2});
+  store().stopWritingToFile();
+  const ReplacedFunction timeseries("timeseries", [this] {
+    store().removeRun(run + 1);
+    return aTimeseries({}, {});
+  });
+  expectFailure("NON_EXISTENT", "Run ID", [&] { call([&] { store().copyRun(run, 4); }); });
 }
 
 TEST_F(ScratchFileTest, copy_run_that_fails_to_read_keeps_the_new_run_and_the_copies_so_far) {

@@ -6,6 +6,7 @@ import re
 import subprocess
 
 from sites import EXPRESSION, Mutant, placed
+from tree import COMPILER_OPTIONS
 
 PINNED_BY = {
     "kvrntob/host/libvr.h": "tests/embedded_host/arrays_making_test.cpp",
@@ -36,7 +37,8 @@ def judge(mutant, root, build):
     with open(header, "w", encoding="utf-8") as file:
         file.write(text[:mutant.start] + mutant.text + text[mutant.end:])
     compiles = subprocess.run(
-        ["clang++-14", "-std=c++20", "-fsyntax-only", "-w", f"-I{overlay}", f"-I{root}",
+        ["clang++-14", "-std=c++20", *COMPILER_OPTIONS.split(), "-fsyntax-only",
+         "-include", os.path.join(build, "prefix.h"), f"-I{overlay}", f"-I{root}",
          os.path.join(root, PINNED_BY[mutant.file])], stderr=subprocess.DEVNULL, check=False)
     os.remove(header)
     return "not noticed" if compiles.returncode == 0 else "compiler"

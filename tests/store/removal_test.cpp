@@ -180,6 +180,55 @@ TEST_F(RemovalTest, remove_run_forgets_its_instance) {
   EXPECT_EQ(store().instanceID(addTo(run)), -1);
 }
 
+// ---- Numbers given out twice: ids restart with a new store, and the old one goes on ----
+
+class RepeatedNumberTest : public RemovalTest {
+ protected:
+  // The store that was dropped, with signals 1, 2 and again 1 in its run.
+  SignalRepository& old = prepare();
+
+  IDs idsOfBlock() const {
+    IDs ids;
+    for (int32 i = 1; i <= old.groupIDCount("block", Column::BlockPath); ++i)
+      ids.push_back(old.groupIDAt(i, "block", Column::BlockPath));
+    return ids;
+  }
+
+ private:
+  SignalRepository& prepare() {
+    addSignals(run, 2);
+    SignalRepository& dropped = drop();
+    aSignal().inRun(run).addTo(dropped);
+    return dropped;
+  }
+};
+
+TEST_F(RepeatedNumberTest, remove_signal_takes_the_first_occurrence_out_of_its_groups) {
+  EXPECT_EQ(idsOfBlock(), (IDs{1, 2, 1}));
+  old.removeSignal(1);
+  EXPECT_EQ(idsOfBlock(), (IDs{2, 1}));
+}
+
+TEST_F(RepeatedNumberTest, remove_signal_takes_the_newer_signal_out_of_the_run) {
+  old.removeSignal(1);
+  EXPECT_EQ(old.signalCount(run), 2);
+  EXPECT_EQ(old.signalIDByRunIndex(run, 1), 1);
+  EXPECT_EQ(old.signalIDByRunIndex(run, 2), 2);
+  expectFailure("NON_EXISTENT", "ID", [&] { old.removeSignal(1); });
+}
+
+TEST_F(RepeatedNumberTest, remove_run_takes_each_number_out_of_its_groups_once) {
+  old.removeRun(run);
+  EXPECT_EQ(idsOfBlock(), IDs{1});
+}
+
+TEST_F(RepeatedNumberTest, remove_run_passes_over_a_number_that_is_gone) {
+  old.removeSignal(1);
+  old.removeRun(run);
+  EXPECT_EQ(idsOfBlock(), IDs{1});
+  EXPECT_EQ(old.signalCount(), 0);
+}
+
 // ---- Empty runs and instances ----
 
 TEST_F(RemovalTest, remove_empty_run_gives_its_number_out_again) {

@@ -50,7 +50,6 @@ DataPtr askedRecord(const SignalRepository& store, const Call& call) {
     if (isIntegerScalar(a)) return store.recordPointerByID(readStorage(a));
     if (isCharacterClass(a) && !vrIsEmpty(a))
       return store.recordPointerBySource(vrArrayToStdString(a));
-    raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
   }
   if (call.inputCount != 3) raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
   const vrArray* b = call.in[2].array;
