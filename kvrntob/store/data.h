@@ -118,7 +118,7 @@ class Data {
   std::string SID;
   bool Visible = false;
   std::vector<double> LineColor;  // red, green, blue
-  std::string LineDashed = " ";
+  std::string LineDashed;
   bool toleranceInherited = true;
   bool syncOptionsInherited = true;
   ToleranceSettings Tolerance;

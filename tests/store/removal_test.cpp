@@ -229,6 +229,19 @@ TEST_F(RepeatedNumberTest, remove_run_passes_over_a_number_that_is_gone) {
   EXPECT_EQ(old.signalCount(), 0);
 }
 
+TEST_F(RemovalTest, remove_signal_looks_at_the_children_that_a_child_has_left_by_then) {
+  const int32 top = addTo(run);
+  for (int i = 0; i < 2; ++i) addUnder(top);  // 2 and 3
+  SignalRepository& old = drop();
+  addSignals(addRun(), 2);          // 1 and 2, elsewhere
+  aSignal().inRun(run).addTo(old);  // 3, under none
+  drop();
+  addTo(addRun());                           // 1, elsewhere
+  aSignal().inRun(run).under(3).addTo(old);  // 2, under 3
+  old.removeSignal(top);
+  EXPECT_EQ(old.signalCount(), 0);
+}
+
 // ---- Empty runs and instances ----
 
 TEST_F(RemovalTest, remove_empty_run_gives_its_number_out_again) {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "embedded_host/faults/fault_injection.h"
 #include "kvrntob/typedmap/make_wrapper.h"
 #include "tests/support/array_builders.h"
 #include "tests/support/failure_matchers.h"
@@ -252,6 +253,26 @@ TEST_F(Conversion, integer_values_of_every_class_keep_their_limits) {
   expectStored(13, aNumber(1e10), aScalar<std::uint32_t>(13, 4294967295U));
   expectStored(14, aNumber(-1e30), aScalar(14, std::numeric_limits<std::int64_t>::min()));
   expectStored(15, aNumber(1e30), aScalar(15, std::numeric_limits<std::uint64_t>::max()));
+}
+
+TEST_F(Conversion, keys_of_the_integer_types_keep_their_lowest_number) {
+  const auto expectKept = [](int keyClass, const OwnedArray& key) {
+    const Map map = aMap(keyClass, vrDOUBLE_CLASS);
+    map->put(key.get(), aNumber(1).get());
+    EXPECT_TRUE(vormel::equal(OwnedArray(map->getIDByIndex(0)).get(), key.get())) << keyClass;
+  };
+  expectKept(12, aScalar(12, std::numeric_limits<std::int32_t>::min()));
+  expectKept(13, aScalar(13, std::uint32_t{0}));
+  expectKept(14, aScalar(14, std::numeric_limits<std::int64_t>::min()));
+  expectKept(15, aScalar(15, std::uint64_t{0}));
+}
+
+TEST_F(Conversion, number_for_which_the_host_has_no_memory_is_null) {
+  const Map map = aMap(vrDOUBLE_CLASS, vrINT8_CLASS);
+  const OwnedArray number = aNumber(1);
+  map->put(number.get(), number.get());
+  const vormel::FaultPlan first(vormel::FaultSite::Memory, 1);
+  EXPECT_EQ(map->getDataByIndex(0), nullptr);
 }
 
 TEST_F(Conversion, wide_integer_values_lose_their_low_bits) {
