@@ -136,7 +136,7 @@ class Forger {
     H5Sclose(space);
   }
 
-  void setTextAs(const std::string& attribute, std::string value) {
+  void setTextAs(const std::string& attribute, const std::string& value) {
     const hid_t type = H5Tcopy(H5T_C_S1);
     H5Tset_size(type, value.size() + 1);
     setAttribute(attribute, type, H5Screate(H5S_SCALAR), value.c_str());
