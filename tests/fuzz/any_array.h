@@ -20,4 +20,10 @@ models::PlainArray fitting(Bytes& bytes, char type, int objects);
 models::PlainArray toleranceLike(Bytes& bytes, int objects);
 models::PlainArray syncLike(Bytes& bytes, int objects);
 
+// For arrays without handles of objects.
+class NoObjects : public models::Objects {
+  const vrArray* handle(int /*object*/) const override { return nullptr; }
+  int numberOf(const vrArray* /*handle*/) const override { return 0; }
+};
+
 }  // namespace kvr::fuzz

@@ -18,11 +18,6 @@ using vormel::OwnedArray;
 
 constexpr int kMostStructures = 8;
 
-class NoObjects : public Objects {
-  const vrArray* handle(int /*object*/) const override { return nullptr; }
-  int numberOf(const vrArray* /*handle*/) const override { return 0; }
-};
-
 // Empty if the reader refuses the array.
 template <class Settings>
 std::optional<Settings> readBy(Settings (*reader)(const vrArray*), const vrArray* array) {
