@@ -99,22 +99,15 @@ def survived(mutant):
 
 
 def progress(total):
-    """A function that tells of a survivor and, on a terminal, how far it is."""
+    """A function to be called after each change: on a terminal it tells how far it is."""
     count = 0
 
-    def report(mutant):
+    def report():
         nonlocal count
         count += 1
         if sys.stderr.isatty():
             print(f"\r{100 * count // total} % ", end="", file=sys.stderr, flush=True)
-        if survived(mutant):
-            tell(mutant)
     return report
-
-
-def tell(mutant):
-    print(f"{mutant.file}:{mutant.line}: {mutant.change}: {mutant.verdict}\n    {mutant.code}",
-          flush=True)
 
 
 def counts(mutants):

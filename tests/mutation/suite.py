@@ -115,8 +115,8 @@ class Suite:
         return "not noticed"
 
     def judge_all(self, mutants, report):
-        """Notes the verdict of every mutant, and calls report(mutant) after each."""
+        """Notes the verdict of every mutant, and calls report() after each."""
         with concurrent.futures.ThreadPoolExecutor(self.jobs) as pool:
             for mutant, verdict in zip(mutants, pool.map(self.judge, mutants)):
                 mutant.verdict = verdict
-                report(mutant)
+                report()
