@@ -243,20 +243,22 @@ void getLarge(benchmark::State& state) {
 }
 BENCHMARK(getLarge)->Name("scratch_get/large/ours")->Apply(bench::at<1'000'000>);
 
-// Time and data: two blocks of fresh memory, and the bytes of the file into them.
+// Time and data: two new blocks of memory, and bytes of the file into them.
 void getRaw(benchmark::State& state) {
   const auto bytes = static_cast<std::size_t>(state.range(0)) * sizeof(double);
   const OwnedArray values = makeSeries(static_cast<std::size_t>(state.range(0)));
   fillScratchFile(1, values.get());
   for (auto _ : state) {
     const int file = open(kvr::scratchFileName.c_str(), O_RDONLY | O_CLOEXEC);
-    for (off_t part = 0; part < 2; ++part) {
-      const std::unique_ptr<char[]> block(new char[bytes]);
-      const auto offset = part * static_cast<off_t>(bytes);
+    std::unique_ptr<char[]> blocks[2];
+    off_t offset = 0;
+    for (auto& block : blocks) {
+      block.reset(new char[bytes]);
       if (pread(file, block.get(), bytes, offset) != static_cast<ssize_t>(bytes))
         state.SkipWithError("cannot read");
-      benchmark::DoNotOptimize(block.get());
+      offset += static_cast<off_t>(bytes);
     }
+    benchmark::DoNotOptimize(blocks);
     close(file);
   }
 }

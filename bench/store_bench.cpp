@@ -250,13 +250,16 @@ void store_copy_run(benchmark::State& state) {
 BENCHMARK(store_copy_run)->Name("store_copy/run")->Apply(bench::at<100>);
 
 void store_copy_memcpy(benchmark::State& state) {
-  const std::vector<double> source(kSamples, 1.0);
+  const std::vector<std::vector<double>> sources(static_cast<std::size_t>(state.range(0)),
+                                                 std::vector<double>(kSamples, 1.0));
   for (auto _ : state) {
     // Values and metadata of each signal.
     std::vector<std::unique_ptr<double[]>> copies;
-    for (std::int64_t i = 0; i < 2 * state.range(0); ++i) {
-      copies.emplace_back(new double[kSamples]);
-      std::memcpy(copies.back().get(), source.data(), kSamples * sizeof(double));
+    for (const auto& source : sources) {
+      for (int array = 0; array < 2; ++array) {
+        copies.emplace_back(new double[kSamples]);
+        std::memcpy(copies.back().get(), source.data(), kSamples * sizeof(double));
+      }
     }
     benchmark::DoNotOptimize(copies.data());
     state.PauseTiming();

@@ -83,6 +83,10 @@ VORMEL_HOST_API void setCellElement(vrArray* array, std::size_t index, vrArray* 
 // Field names of a structure array, property names of a value object, in order; else empty.
 VORMEL_HOST_API const std::vector<std::string>& fieldNames(const vrArray* array);
 
+// Field of a structure array, property of a value object, by its number in that order. Borrowed.
+// Throws HostError for another class, index or number.
+VORMEL_HOST_API const vrArray* fieldAt(const vrArray* array, std::size_t index, std::size_t field);
+
 // Name of a function handle ("" for other classes).
 VORMEL_HOST_API const std::string& functionName(const vrArray* array);
 

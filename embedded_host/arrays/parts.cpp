@@ -127,6 +127,14 @@ const vrArray* cellElement(const vrArray* array, std::size_t index) {
   return partAt(array, index);
 }
 
+const vrArray* fieldAt(const vrArray* array, std::size_t index, std::size_t field) {
+  const std::size_t fields = fieldNames(array).size();
+  if (field >= fields || index >= countOf(array)) {
+    throw HostError("NoSuchField", "There is no such field or element of a structure.");
+  }
+  return partAt(array, index * fields + field);
+}
+
 void setCellElement(vrArray* array, std::size_t index, vrArray* value) {
   requireCellElement(array, index);
   setPart(array, index, value);

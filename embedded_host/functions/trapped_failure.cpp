@@ -11,6 +11,10 @@ std::exception_ptr waiting;
 
 void setTrappedFailure(std::exception_ptr failure) noexcept { waiting = std::move(failure); }
 
+void forgetTrappedFailure() noexcept {
+  if (waiting != nullptr) waiting = nullptr;  // each call ends with this
+}
+
 void rethrowTrappedFailure() {
   if (waiting != nullptr) std::rethrow_exception(std::exchange(waiting, nullptr));
 }

@@ -10,6 +10,7 @@ namespace vormel {
 
 // Replaces what waited. Null forgets it.
 VORMEL_HOST_API void setTrappedFailure(std::exception_ptr failure) noexcept;
+VORMEL_HOST_API void forgetTrappedFailure() noexcept;
 
 // Rethrows the waiting failure and forgets it. Returns if there is none.
 VORMEL_HOST_API void rethrowTrappedFailure();

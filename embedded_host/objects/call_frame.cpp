@@ -41,7 +41,7 @@ CallFrame::CallFrame(const MethodRecord& method, std::size_t inputCount, std::in
 
 CallFrame::~CallFrame() {
   releaseOutputs();
-  setTrappedFailure(nullptr);
+  forgetTrappedFailure();
 }
 
 void CallFrame::placeCells() {
@@ -170,14 +170,18 @@ void CallFrame::runConstructor() {
 }
 
 void CallFrame::execute() {
+  // Released by unwinding: to catch a failure and throw it again would cost as much as the failure.
+  struct Outputs {
+    CallFrame* unfinished;
+    ~Outputs() {
+      if (unfinished != nullptr) unfinished->releaseOutputs();
+    }
+  };
   const RunningFunction running(method_.functionHandle());
-  try {
-    method_.descriptor().execute(this, &outputCount_, outputs_,
-                                 static_cast<std::int32_t>(inputCount_), inputs_);
-  } catch (...) {
-    releaseOutputs();
-    throw;
-  }
+  Outputs outputs{this};
+  method_.descriptor().execute(this, &outputCount_, outputs_,
+                               static_cast<std::int32_t>(inputCount_), inputs_);
+  outputs.unfinished = nullptr;
 }
 
 // ---- Outputs ----

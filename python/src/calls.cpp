@@ -127,7 +127,8 @@ Ref run(const MethodRecord& method, PyObject* const* arguments, std::size_t coun
 
 void setInput(CallFrame& call, std::size_t position, PyObject* value) {
   if (setDirectly(call, position, value)) return;
-  if (const vrArray* array = hostArrayOf(value)) {
+  const vrArray* array = PyUnicode_CheckExact(value) ? nullptr : hostArrayOf(value);
+  if (array != nullptr) {
     call.setInput(position, array);
   } else {
     OwnedArray made = toHost(value);
@@ -166,6 +167,8 @@ PyObject* callMethod(const MethodRecord& method, PyObject* const* arguments, std
   PyObject* result = nullptr;
   try {
     result = run(method, arguments, count, keywordNames).release().ptr();
+  } catch (const HostException& failure) {
+    setPythonError(failure);  // known by its type, it need not be thrown again to be told apart
   } catch (...) {
     setPythonError(method.name().c_str());
   }

@@ -2,6 +2,7 @@
 
 #include <new>
 #include <optional>
+#include <typeinfo>
 #include <utility>
 
 #include "kvrntob/host/ntob.h"
@@ -76,17 +77,24 @@ void setOtherError(PyObject* cls, const char* identifier, const char* function, 
   setError(makeError(cls, identifier, std::nullopt, name, text));
 }
 
+void translateHostException(const HostException& failure) {
+  if (typeid(failure) == typeid(HostException)) return setHostError(classes.error, failure);
+  if (const auto* callable = dynamic_cast<const CallableFailed*>(&failure)) {
+    setCallableFailed(*callable);
+  } else if (const auto* refusal = dynamic_cast<const CallRefused*>(&failure)) {
+    setHostError(classOfRefusal(*refusal), failure);
+  } else {
+    setHostError(classes.error, failure);
+  }
+}
+
 void translate(const char* function) {
   try {
     throw;
   } catch (const PythonErrorSet&) {
     return;
-  } catch (const CallableFailed& failure) {
-    setCallableFailed(failure);
-  } catch (const CallRefused& failure) {
-    setHostError(classOfRefusal(failure), failure);
   } catch (const HostException& failure) {
-    setHostError(classes.error, failure);
+    translateHostException(failure);
   } catch (const ntob::TOBOutOfMemoryException& failure) {
     setOtherError(classes.outOfMemory, "Vormel:OutOfMemory", function, failure.what());
   } catch (const std::bad_alloc&) {
@@ -155,6 +163,16 @@ PyObject* interruptedInstead(PyObject* result) noexcept {
   PyErr_Clear();
   setError(steal(std::exchange(interruption, nullptr)));
   return nullptr;
+}
+
+void setPythonError(const HostException& failure) noexcept {
+  try {
+    translateHostException(failure);
+  } catch (const PythonErrorSet&) {  // as above
+    return;
+  } catch (...) {
+    PyErr_NoMemory();
+  }
 }
 
 CallableFailed::CallableFailed(const std::string& name) : CallableFailed(name, takePythonError()) {}

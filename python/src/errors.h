@@ -18,6 +18,9 @@ void loadErrorClasses();
 // for failures that do not know it themselves; may be null. To be called in a catch block.
 void setPythonError(const char* function = nullptr) noexcept;
 
+// The same for a failure of the host, at hand.
+void setPythonError(const HostException& failure) noexcept;
+
 // A failed call of a Python callable, on its way through the host with the Python error it carries.
 class CallableFailed : public HostError {
  public:

@@ -27,9 +27,37 @@ Ref text(const vrArray* array) {
                        vrGetNumberOfElements(array));
 }
 
+// A dict with the names as keys, in order, and None everywhere: a copy, of its final size, of the
+// one made for the names that came last. Readers read many structures alike.
+Ref emptyDict(const std::vector<std::string>& names) {
+  struct Known {
+    std::vector<std::string> names;
+    Ref dict;
+  };
+  static auto* known = new Known{{}, checked(PyDict_New())};  // never freed, as in names.cpp
+  if (known->names != names) {
+    const Ref dict = checked(PyDict_New());
+    for (const std::string& name : names) {
+      checked(PyDict_SetItem(dict.ptr(), nameFor(name).ptr(), Py_None));
+    }
+    *known = {names, dict};
+  }
+  return checked(PyDict_Copy(known->dict.ptr()));
+}
+
 Ref dictOfElement(const vrArray* structure, std::size_t index) {
-  Ref dict = checked(PyDict_New());
-  for (const std::string& name : fieldNames(structure)) {
+  const std::vector<std::string>& names = fieldNames(structure);
+  Ref dict = emptyDict(names);
+  if (static_cast<std::size_t>(PyDict_GET_SIZE(dict.ptr())) == names.size()) {
+    Py_ssize_t position = 0;
+    PyObject* key = nullptr;
+    for (std::size_t field = 0; PyDict_Next(dict.ptr(), &position, &key, nullptr) != 0; ++field) {
+      const Ref value = fromHost(fieldAt(structure, index, field));
+      checked(PyDict_SetItem(dict.ptr(), key, value.ptr()));
+    }
+    return dict;
+  }
+  for (const std::string& name : names) {  // a name stands twice
     const Ref value = fromHost(vrGetField_730(structure, index, name.c_str()));
     checked(PyDict_SetItem(dict.ptr(), nameFor(name).ptr(), value.ptr()));
   }

@@ -8,6 +8,7 @@
 #include "python/src/from_host.h"
 #include "python/src/host_value.h"
 #include "python/src/numpy_classes.h"
+#include "python/src/numpy_scalars.h"
 
 namespace vormel::python {
 namespace {
@@ -80,6 +81,7 @@ Ref numpyFromHost(OwnedArray array) {
 }
 
 Ref numpyScalar(const vrArray* array) {
+  if (Ref plain = plainNumpyScalar(array)) return plain;
   const Ref dtype = dtypeOf(array);
   double pair[2];
   const void* value = vrGetData(array);

@@ -7,6 +7,7 @@
 #include "python/src/host_value.h"
 #include "python/src/nesting.h"
 #include "python/src/numbers_in.h"
+#include "python/src/numpy_scalars.h"
 #include "python/src/text.h"
 
 namespace vormel::python {
@@ -37,6 +38,10 @@ OwnedArray makeNumeric(std::size_t rows, std::size_t columns, int classID, bool 
 
 OwnedArray toHost(PyObject* value) {
   if (value == Py_None) return makeNumeric(0, 0, vrDOUBLE_CLASS);
+  // What most arguments are goes first: exact types are told by one comparison.
+  if (PyUnicode_CheckExact(value)) return characterRow(value);
+  if (PyFloat_CheckExact(value) || PyLong_CheckExact(value)) return numberScalar(value);
+  if (OwnedArray scalar = fromPlainNumpyScalar(value)) return scalar;
   if (const vrArray* array = hostArrayOf(value)) return OwnedArray(detachedCopy(array));
   if (PyArray_Check(value)) return toHostFromNumpy(reinterpret_cast<PyArrayObject*>(value));
   if (PyArray_IsScalar(value, Generic) && !PyUnicode_Check(value)) {
