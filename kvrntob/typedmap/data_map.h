@@ -19,6 +19,7 @@
 
 #include <boost/container_hash/hash.hpp>
 #include <boost/unordered_map.hpp>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -33,8 +34,9 @@
 template <class K, class V>
 class DataMap {
  public:
-  // How a key is named for a look-up: bytes that lie elsewhere need not become a string for it.
-  using KeyView = std::conditional_t<std::is_same_v<K, std::string>, std::string_view, K>;
+  // How a key is named: bytes that lie elsewhere become a string only to be stored.
+  static constexpr bool keysAreStrings = std::is_same_v<K, std::string>;
+  using KeyView = std::conditional_t<keysAreStrings, std::string_view, K>;
 
   DataMap() = default;
   DataMap(const DataMap&) = delete;
@@ -87,8 +89,13 @@ class DataMap {
 
   // Appends an entry if the key is absent. Otherwise gives its entry the value and leaves index and
   // key alone; a value that equals the stored one changes nothing.
-  void put(const K& key, V value) { putEntry(key, std::move(value)); }
-  void put(K&& key, V value) { putEntry(std::move(key), std::move(value)); }
+  void put(KeyView key, V value) { putEntry(key, std::move(value)); }
+
+  // The same with a string that the caller gives up.
+  template <std::same_as<std::string> Key>
+  void put(Key&& key, V value) {
+    putEntry(std::forward<Key>(key), std::move(value));
+  }
 
   // Removes the entry; the indices of later entries fall by one. `key` may lie in the map itself.
   // Fails with EMPTY_MAP if there are no entries, then with KEY_NOT_IN_MAP if the key is absent.
@@ -144,13 +151,20 @@ class DataMap {
     if (index >= count || index < 0) kvr::raiseFromMessage(KVR::kvr::INDEX_OUT_OF_BOUNDS());
   }
 
+  // A number is hashed in no time, and one probe finds it or enters it. A string is looked up
+  // first: its hash then serves both maps, and no string is made for a key that is there.
   template <class Key>
   void putEntry(Key&& key, V&& value) {
-    const auto [entry, isNew] = valuesByKey.emplace(std::forward<Key>(key), std::as_const(value));
-    if (isNew) {
+    if constexpr (keysAreStrings) {
+      const std::size_t hash = hashOf(key);
+      const auto entry = find(valuesByKey, key, hash);
+      if (entry != valuesByKey.end()) return replace(entry, hash, std::move(value));
+      append(valuesByKey.emplace(K(std::forward<Key>(key)), std::as_const(value)).first,
+             std::move(value));
+    } else {
+      const auto [entry, isNew] = valuesByKey.emplace(key, std::as_const(value));
+      if (!isNew) return replace(entry, hashOf(key), std::move(value));
       append(entry, std::move(value));
-    } else if (!(entry->second == value)) {
-      replace(entry, std::move(value));
     }
   }
 
@@ -178,9 +192,11 @@ class DataMap {
     ++count;
   }
 
-  // Fails with KEY_NOT_IN_MAP if the entry has no index, which invariant (1) excludes.
-  void replace(typename Values::iterator entry, V&& value) {
-    const auto index = indicesByKey.find(entry->first);
+  // Gives the entry another value; an equal one changes nothing. Fails with KEY_NOT_IN_MAP if the
+  // entry has no index, which invariant (1) excludes.
+  void replace(typename Values::iterator entry, std::size_t hash, V&& value) {
+    if (entry->second == value) return;
+    const auto index = find(indicesByKey, entry->first, hash);
     if (index == indicesByKey.end()) kvr::raiseFromMessage(KVR::kvr::KEY_NOT_IN_MAP());
     entry->second = std::as_const(value);  // the only step that can run out of memory
     valuesByIndex[position(index->second)] = std::move(value);
@@ -198,7 +214,7 @@ class DataMap {
 
   // What looking up one key costs, measured in steps of a walk. Look-ups of numbers overlap in the
   // processor, the steps of a walk do not; a string has to be hashed and compared.
-  static constexpr std::int32_t walkStepsPerLookUp = std::is_same_v<K, std::string> ? 6 : 1;
+  static constexpr std::int32_t walkStepsPerLookUp = keysAreStrings ? 6 : 1;
 
   void setIndex(KeyView key, std::int32_t newIndex) {
     const auto entry = find(indicesByKey, key, hashOf(key));

@@ -30,12 +30,12 @@ class VrWrapperDataMap final : public AbstractVrWrapperDataMap {
   bool isKey(const vrArray* key) const override { return container->isKey(readKey(key)); }
 
   void put(const vrArray* key, const vrArray* value) override {
-    K nativeKey(readKey(key));
+    const auto nativeKey = readKey(key);
     auto nativeValue = typedmap::readValue<V>(value, valueLabel);
     if constexpr (keepsArrays) {
-      putArray(std::move(nativeKey), std::move(nativeValue));
+      putArray(nativeKey, std::move(nativeValue));
     } else {
-      container->put(std::move(nativeKey), std::move(nativeValue));
+      container->put(nativeKey, std::move(nativeValue));
     }
   }
 
@@ -93,10 +93,10 @@ class VrWrapperDataMap final : public AbstractVrWrapperDataMap {
   // A stored array that leaves is released after the container has let go of it, so that nothing
   // that its release sets off can find it there. If the container runs out of memory, which it can
   // for a new key alone, the new array is released and the map as it was.
-  void putArray(K&& key, AnyValue&& value) {
+  void putArray(typename Container::KeyView key, AnyValue&& value) {
     vrArray* const* present = container->findValue(key);
     const AnyValue replaced(present != nullptr ? *present : nullptr);
-    container->put(std::move(key), value.get());
+    container->put(key, value.get());
     value.release();
   }
 
