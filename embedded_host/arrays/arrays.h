@@ -44,6 +44,11 @@ VORMEL_HOST_API std::size_t liveArrayCount() noexcept;
 // Cell array; its elements are 0-by-0 doubles until set.
 VORMEL_HOST_API vrArray* makeCell(std::size_t dimensionCount, const std::size_t* dimensions);
 
+// Numeric, logical or character array, real, whose elements the caller writes, all of them, before
+// anything else; they are not zeroed first.
+VORMEL_HOST_API vrArray* makeUnfilled(int classID, std::size_t dimensionCount,
+                                      const std::size_t* dimensions);
+
 // Function handle value, 1-by-1.
 VORMEL_HOST_API vrArray* makeFunctionHandle(const std::string& name);
 

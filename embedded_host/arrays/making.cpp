@@ -67,14 +67,14 @@ vrArray* vrCreateString(const char* text) {
   const bool plain = isAscii(text, length);
   const std::size_t count = plain ? length : utf16FromUtf8(text, nullptr);
   const std::size_t dimensions[] = {count == 0 ? 0U : 1U, count};
-  vrArray* array = vrCreateCharArray_730(2, dimensions);
+  vrArray* array = newUnfilledArray(vrCHAR_CLASS, 2, dimensions);
   auto* units = static_cast<std::uint16_t*>(vrGetData(array));
   if (plain) {
     std::copy_n(text, length, units);
   } else {
     utf16FromUtf8(text, units);
   }
-  return array;
+  return entered(array);
 }
 
 namespace {
@@ -147,6 +147,10 @@ namespace vormel {
 
 vrArray* makeCell(std::size_t dimensionCount, const std::size_t* dimensions) {
   return entered(newPartsArray(vrCELL_CLASS, dimensionCount, dimensions, nullptr));
+}
+
+vrArray* makeUnfilled(int classID, std::size_t dimensionCount, const std::size_t* dimensions) {
+  return entered(newUnfilledArray(classID, dimensionCount, dimensions));
 }
 
 vrArray* makeObject(const std::string& className, std::size_t dimensionCount,

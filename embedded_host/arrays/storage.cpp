@@ -100,8 +100,10 @@ vrArray* newArray(int classID, std::size_t dimensionCount, const std::size_t* di
   return owned.release();
 }
 
-vrArray* newElementArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions,
-                         bool isComplex) {
+namespace {
+
+vrArray* newElements(int classID, std::size_t dimensionCount, const std::size_t* dimensions,
+                     bool isComplex, void* (*allocate)(std::size_t bytes)) {
   const std::size_t bytes = elementSize(classID);
   const std::size_t partBytes =
       padded(bytes * checkedCount(dimensionCount, dimensions, isComplex ? 2 * bytes : bytes));
@@ -109,10 +111,27 @@ vrArray* newElementArray(int classID, std::size_t dimensionCount, const std::siz
   array.get()->isComplex = isComplex;
   if (partBytes > sizeof(array.get()->small)) {
     const std::size_t allBytes = isComplex ? 2 * partBytes : partBytes;
-    array.get()->block = blockIn(required(huCalloc(1, sizeof(Block) + allBytes)), allBytes);
+    array.get()->block = blockIn(required(allocate(sizeof(Block) + allBytes)), allBytes);
     array.get()->isSmall = false;
   }
   return array.release();
+}
+
+}  // namespace
+
+vrArray* newElementArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions,
+                         bool isComplex) {
+  return newElements(classID, dimensionCount, dimensions, isComplex,
+                     [](std::size_t bytes) { return huCalloc(1, bytes); });
+}
+
+vrArray* newUnfilledArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions) {
+  return newElements(classID, dimensionCount, dimensions, false, [](std::size_t bytes) {
+    void* memory = huMalloc(bytes);
+    constexpr std::size_t word = 8;  // the last one may be padding in part
+    if (memory != nullptr) std::memset(static_cast<std::byte*>(memory) + bytes - word, 0, word);
+    return memory;
+  });
 }
 
 vrArray* newPartsArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions,

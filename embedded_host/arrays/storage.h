@@ -29,6 +29,10 @@ vrArray* newArray(int classID, std::size_t dimensionCount, const std::size_t* di
 vrArray* newElementArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions,
                          bool isComplex);
 
+// The same, real, with elements of any value for makers that write all of them; the padding is
+// zero.
+vrArray* newUnfilledArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions);
+
 // A zero-filled cell, structure or value object that takes over `names`, on no array list.
 vrArray* newPartsArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions,
                        Names* names);

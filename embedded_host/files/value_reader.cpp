@@ -137,17 +137,15 @@ OwnedArray Reader::readElements(const Hdf5Object& dataset, const Hdf5Type& type,
   const std::size_t elementSize = H5Tget_size(type.get());
   const std::size_t size = countOf(dimensions, elementSize) * elementSize;
   spend(size);
-  const bool isText = kind.classID == vrCHAR_CLASS;
-  OwnedArray array(isText ? vrCreateCharArray_730(dimensions.size(), dimensions.data())
-                          : vrCreateNumericArray_730(dimensions.size(), dimensions.data(),
-                                                     kind.classID, kind.isComplex ? 1 : 0));
-  if (kind.isComplex) {
-    std::vector<std::byte> pairs(size);
-    readBytes(dataset, size, pairs.data());
-    separate(pairs, array.get());
-  } else {
+  if (!kind.isComplex) {
+    OwnedArray array(makeUnfilled(kind.classID, dimensions.size(), dimensions.data()));
     readBytes(dataset, size, vrGetData(array.get()));
+    return array;
   }
+  OwnedArray array(vrCreateNumericArray_730(dimensions.size(), dimensions.data(), kind.classID, 1));
+  std::vector<std::byte> pairs(size);
+  readBytes(dataset, size, pairs.data());
+  separate(pairs, array.get());
   return array;
 }
 

@@ -69,10 +69,19 @@ drsvDiagnosticImpl* drsvCreateDiagnosticFromMessageID(const hf::i18n::BaseMsgID&
   return new drsvDiagnosticImpl{message.identifier(), std::move(word), vormel::textOf(message)};
 }
 
-void drsvThrowIExceptionFromDiagnostic(drsvDiagnosticImpl*& diagnostic, const char* functionName) {
+namespace {
+
+vormel::HostException madeFrom(drsvDiagnosticImpl*& diagnostic, const char* functionName) {
   const std::unique_ptr<drsvDiagnosticImpl> owned(std::exchange(diagnostic, nullptr));
   std::optional<std::string> function;
   if (functionName != nullptr) function = functionName;
-  throw vormel::HostException(std::move(owned->identifier), std::move(owned->word),
-                              std::move(owned->text), std::move(function));
+  return {std::move(owned->identifier), std::move(owned->word), std::move(owned->text),
+          std::move(function)};
+}
+
+}  // namespace
+
+// Holds nothing itself that unwinding would have to stop for.
+void drsvThrowIExceptionFromDiagnostic(drsvDiagnosticImpl*& diagnostic, const char* functionName) {
+  throw madeFrom(diagnostic, functionName);
 }

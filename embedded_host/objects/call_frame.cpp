@@ -58,11 +58,6 @@ void CallFrame::placeCells() {
 
 // ---- Inputs ----
 
-const SignatureType& CallFrame::inputType(std::size_t position) const noexcept {
-  const auto& declared = method_.inputs();
-  return declared[std::min(position, declared.size() - 1)];
-}
-
 void CallFrame::setInput(std::size_t position, const vrArray* array) {
   if (position == 0 && method_.isDispatchedOnObject()) return setDispatchObject(array);
   if (array == nullptr) refuseInput(position, describe(array));
@@ -185,11 +180,6 @@ void CallFrame::execute() {
 }
 
 // ---- Outputs ----
-
-const SignatureType* CallFrame::outputType(std::size_t cell) const noexcept {
-  const auto& declared = method_.outputs();
-  return declared.empty() ? nullptr : &declared[std::min(cell, declared.size() - 1)];
-}
 
 bool CallFrame::isWritten(std::size_t cell) const noexcept {
   const SignatureType* type = outputType(cell);

@@ -18,6 +18,7 @@
 // they are kept or taken. Frames live on the stack, innermost last.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -43,7 +44,10 @@ class VORMEL_HOST_API CallFrame {
   std::size_t inputCount() const noexcept { return inputCount_; }
 
   // What the position is to hold: its declared type, the last declared one for those beyond.
-  const SignatureType& inputType(std::size_t position) const noexcept;
+  const SignatureType& inputType(std::size_t position) const noexcept {
+    const auto& declared = method_.inputs();
+    return declared[std::min(position, declared.size() - 1)];
+  }
 
   // Sets an input of any type from a host array:
   //   Any            the array as it is
@@ -85,7 +89,10 @@ class VORMEL_HOST_API CallFrame {
 
   // The cell's declared type, the last declared one for those beyond. Null if nothing is declared:
   // such a cell is never read.
-  const SignatureType* outputType(std::size_t cell) const noexcept;
+  const SignatureType* outputType(std::size_t cell) const noexcept {
+    const auto& declared = method_.outputs();
+    return declared.empty() ? nullptr : &declared[std::min(cell, declared.size() - 1)];
+  }
 
   // False for a cell that the body did not write, and for one that cannot be read: of type String
   // or of no declared type. The object of a constructor counts as written in cell 0.

@@ -42,7 +42,7 @@ OwnedArray characterRow(PyObject* text) {
   const int kind = PyUnicode_KIND(text);
   const void* characters = PyUnicode_DATA(text);
   const std::size_t dimensions[] = {length == 0 ? 0U : 1U, unitCount(kind, characters, length)};
-  OwnedArray row(vrCreateCharArray_730(2, dimensions));
+  OwnedArray row(makeUnfilled(vrCHAR_CLASS, 2, dimensions));
   auto* units = static_cast<char16_t*>(vrGetData(row.get()));
   if (kind == PyUnicode_1BYTE_KIND) {
     std::copy_n(static_cast<const Py_UCS1*>(characters), length, units);
