@@ -149,6 +149,16 @@ void CallFrame::run() {
   execute();
 }
 
+bool CallFrame::runOrReport(void (*report)(const HostException& failure)) {
+  try {
+    run();
+    return true;
+  } catch (const HostException& failure) {
+    report(failure);
+    return false;
+  }
+}
+
 void CallFrame::runConstructor() {
   const ntob::TOBInterfacePtr object = ObjectRecord::create(method_.owner());
   constructed_ = OwnedArray(newHandle(object));

@@ -26,6 +26,7 @@
 
 #include "embedded_host/arrays/arrays.h"
 #include "embedded_host/arrays/call_scope.h"
+#include "embedded_host/messages/host_exception.h"
 #include "embedded_host/objects/object_record.h"
 #include "embedded_host/objects/records.h"
 
@@ -78,6 +79,10 @@ class VORMEL_HOST_API CallFrame {
   // body. After a failure arrays that the body wrote are released and a constructor's object has
   // ended. To be called once.
   void run();
+
+  // The same, but what a module raised goes to `report` instead of being thrown on: false then. The
+  // shorter the way of a failure, the less it costs.
+  bool runOrReport(void (*report)(const HostException& failure));
 
   // ---- Outputs, after run() ----
 

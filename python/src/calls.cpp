@@ -114,13 +114,13 @@ Ref results(CallFrame& call, std::int64_t nargout) {
   return values;
 }
 
+// Null if the body failed, with the Python error set.
 Ref run(const MethodRecord& method, PyObject* const* arguments, std::size_t count,
         PyObject* keywordNames) {
   const std::int64_t nargout = outputsAskedFor(method, arguments + count, keywordNames);
   CallFrame call(method, count, nargout);
   for (std::size_t i = 0; i < count; ++i) setInput(call, i, arguments[i]);
-  call.run();
-  return results(call, nargout);
+  return call.runOrReport(setPythonError) ? results(call, nargout) : Ref();
 }
 
 }  // namespace
@@ -167,8 +167,6 @@ PyObject* callMethod(const MethodRecord& method, PyObject* const* arguments, std
   PyObject* result = nullptr;
   try {
     result = run(method, arguments, count, keywordNames).release().ptr();
-  } catch (const HostException& failure) {
-    setPythonError(failure);  // known by its type, it need not be thrown again to be told apart
   } catch (...) {
     setPythonError(method.name().c_str());
   }
