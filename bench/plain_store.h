@@ -47,6 +47,9 @@ class PlainStore {
 
   std::size_t size() const { return byID_.size(); }
 
+  // The names of the data source column, where they stand in memory among the records.
+  std::vector<std::string>& sourceNames() { return sourceNames_; }
+
  private:
   using Groups = boost::unordered_map<std::string, IDs>;
   using Names = std::vector<std::string>;

@@ -5,9 +5,10 @@
     report.py BUILD --full     more repetitions, larger sizes
     report.py BUILD --smoke    every benchmark once with tiny tables; prints no figures
 
-A figure is a relation between benchmarks, such as ours to a peer. Its benchmarks run side by side in
-one process, again and again in new processes; what is shown is the median of the relations, and the
-JSON beside the table (BUILD/bench/figures.json) keeps them all. Times are processor time.
+A figure is a relation between benchmarks, such as ours to a peer. Its benchmarks take turns in one
+process, each after a run that warms it up, and that in several new processes; what is shown is the
+median of the relations. BUILD/bench/figures.json keeps them all, figures.md the table for a document.
+Times are processor time.
 """
 
 import argparse
@@ -36,29 +37,35 @@ class Runner:
         command = [os.path.join(self.build, "bench", name), *options]
         return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout
 
-    def sample(self, program, names):
-        """Time of each benchmark, per entry if it counts entries; and its counters."""
+    def samples(self, program, names, repetitions):
+        """Of each repetition: time of each benchmark, per entry if it counts entries; or its counter."""
         pattern = "^(" + "|".join(re.escape(name) for name in names) + ")(/iterations:.*)?$"
         options = [
             f"--benchmark_filter={pattern}",
             f"--benchmark_min_time={self.min_time}",
+            f"--benchmark_min_warmup_time={self.min_time}",
+            f"--benchmark_repetitions={repetitions}",
+            "--benchmark_enable_random_interleaving=true",
             "--benchmark_format=json",
         ]
-        values = {}
+        samples = [{} for _ in range(repetitions)]
         for run in json.loads(self.program(program, options))["benchmarks"]:
             if run.get("error_occurred"):
                 sys.exit(f"{run['name']}: {run['error_message']}")
-            name = re.sub("/iterations:.*", "", run["name"])
+            if run["run_type"] != "iteration":
+                continue  # a mean of the repetitions
+            name = re.sub("/(iterations|repeats):.*", "", run["run_name"])
+            values = samples[run["repetition_index"]]
             if "items_per_second" in run:
                 values[name] = 1e9 / run["items_per_second"]
             else:
                 values[name] = run["cpu_time"] * NANOSECONDS[run["time_unit"]]
             if "bytes_per_signal" in run:
                 values[name] = run["bytes_per_signal"]
-        missing = set(names) - set(values)
+        missing = set(names) - set(samples[-1])
         if missing:
             sys.exit(f"no benchmark in {program}: {', '.join(sorted(missing))}")
-        return values
+        return samples
 
     def python_samples(self, repetitions):
         options = [f"--seconds={self.min_time}", f"--repetitions={repetitions}"]
@@ -69,38 +76,43 @@ class Runner:
         return json.loads(output)
 
 
-def measure(runner, rows, rounds, progress):
-    """Of each row the values of its figure, one a round."""
+def measure(runner, rows, rounds, repetitions, progress):
+    """Of each row the values of its figure, one a repetition."""
     values = {row: [] for row in rows}
     for number in range(rounds):
+        python = None
         for row in rows:
             if number >= (row.rounds or rounds):
                 continue
             progress(f"round {number + 1} of {rounds}: {row.operation}")
-            sample = {}
-            if any(name.startswith(figures.PYTHON) for name in row.names):
-                python = measure.python.setdefault(number, None) or runner.python_samples(1)[0]
-                measure.python[number] = python
-                sample.update({figures.PYTHON + name: value for name, value in python.items()})
+            often = 1 if row.rounds else repetitions
+            samples = [{} for _ in range(often)]
             native = [name for name in row.names if not name.startswith(figures.PYTHON)]
             if native:
-                sample.update(runner.sample(row.program, native))
-            values[row].append(row.value(sample))
+                samples = runner.samples(row.program, native, often)
+            if len(native) < len(row.names):
+                python = python or runner.python_samples(repetitions)
+                for sample, more in zip(samples, python):
+                    sample.update({figures.PYTHON + name: value for name, value in more.items()})
+            values[row] += [row.value(sample) for sample in samples]
     return values
 
 
-measure.python = {}
+def load():
+    return f"{os.getloadavg()[0]:.1f}"
 
 
-def machine():
+def machine(form):
     with open("/proc/cpuinfo", encoding="utf-8") as info:
         model = next((line for line in info if line.startswith("model name")), ": unknown")
     return {
+        "form": form,
+        "date": datetime.datetime.now().isoformat(sep=" ", timespec="minutes"),
         "processor": model.split(":", 1)[1].strip(),
         "cores": os.cpu_count(),
-        "load": [round(load, 1) for load in os.getloadavg()],
         "system": " ".join((os.uname().sysname, os.uname().release)),
-        "date": datetime.datetime.now().isoformat(timespec="minutes"),
+        "python": "Python " + sys.version.split()[0],
+        "load at start": load(),
     }
 
 
@@ -123,24 +135,40 @@ def results(values):
     return table
 
 
-def print_table(table):
-    def line(*cells):
-        print("{:<44} {:<12} {:>10}  {:>9} {:<8}  {}".format(*cells))
+def shown(row):
+    """A row of the table as texts: operation, at, is, at most, verdict, what it relates to."""
+    unit = {"x": "", "ns": " ns", "B": " B"}[row["unit"]]
+    value = f"{row['is']:.4f}" if row["is"] < 0.01 else f"{row['is']:.2f}"
+    if row["unit"] != "x":
+        value = f"{row['is']:.0f}"
+    return (row["operation"], row["at"], value + unit, f"{row['limit']:g}{unit}", row["verdict"],
+            row["figure"])  # fmt: skip
 
-    line("operation", "at", "is", "at most", "", "of")
+
+def print_table(table):
+    layout = "{:<42} {:<12} {:>9}  {:>8}  {:<8}  {}"
+    print(layout.format("operation", "at", "is", "at most", "", "of"))
     for row in table:
-        unit = {"x": " x", "ns": " ns", "B": " B"}[row["unit"]]
-        shown = f"{row['is']:.4f}" if row["is"] < 0.01 else f"{row['is']:.2f}"
-        line(
-            row["operation"],
-            row["at"],
-            shown + unit,
-            f"{row['limit']:g}{unit}",
-            row["verdict"],
-            row["figure"],
-        )
-    missed = sum(row["verdict"] == "missed" for row in table)
-    print(f"{len(table) - missed} of {len(table)} figures reached")
+        print(layout.format(*shown(row)))
+    print(count_of_reached(table))
+
+
+def count_of_reached(table):
+    reached = sum(row["verdict"] == "reached" for row in table)
+    return f"{reached} of {len(table)} figures reached"
+
+
+def write_document(path, facts, table):
+    """The table and where it comes from, for a Markdown document."""
+    with open(path, "w", encoding="utf-8") as file:
+        print(f"\n{facts['form'].capitalize()} form, {facts['date']}, on {facts['processor']}, "
+              f"{facts['cores']} cores, {facts['system']}, {facts['python']}; load "
+              f"{facts['load at start']} at the start, {facts['load at end']} at the end. "
+              f"{count_of_reached(table)}.\n", file=file)  # fmt: skip
+        print("| operation | at | is | at most | |\n|---|---|---|---|---|", file=file)
+        for row in table:
+            print("| " + " | ".join(shown(row)[:5]) + " |", file=file)
+        print(file=file)
 
 
 def show_progress(text):
@@ -174,18 +202,21 @@ def main():
     options = parser.parse_args()
     if options.smoke:
         return smoke(options.build)
-    runner = Runner(options.build, 0.2 if options.full else 0.02)
+    rounds, repetitions, min_time = (5, 4, 0.1) if options.full else (3, 2, 0.02)
+    facts = machine("full" if options.full else "quick")
     rows = [row for row in figures.rows(options.full) if options.only in row.operation]
-    values = measure(runner, rows, 11 if options.full else 5, show_progress)
+    runner = Runner(options.build, min_time)
+    values = measure(runner, rows, rounds, repetitions, show_progress)
     show_progress("")
     table = results(values)
-    facts = machine()
+    facts["load at end"] = load()
     print(", ".join(f"{name}: {value}" for name, value in facts.items()))
     print_table(table)
-    path = os.path.join(options.build, "bench", "figures.json")
-    with open(path, "w", encoding="utf-8") as file:
+    path = os.path.join(options.build, "bench", "figures")
+    with open(path + ".json", "w", encoding="utf-8") as file:
         json.dump({"machine": facts, "figures": table}, file, indent=1)
-    print(f"all values: {path}")
+    write_document(path + ".md", facts, table)
+    print(f"all values: {path}.json")
 
 
 if __name__ == "__main__":
