@@ -42,8 +42,12 @@ OwnedArray makeSeries(std::size_t samples) {
   return series;
 }
 
+// Whose variables a benchmark left in the file for its next turn: that many of ours, 0 for others.
+std::int64_t filled = 0;
+
 // A scratch file with so many variables, "id1" and on.
 void fillScratchFile(std::int64_t count, const vrArray* values) {
+  filled = 0;
   const CallScope scope;
   kvr::createScratchFile();
   for (std::int64_t i = 1; i <= count; ++i)
@@ -175,9 +179,8 @@ BENCHMARK_CAPTURE(put, bare, putBare)
 
 void getOurs(benchmark::State& state) {
   const OwnedArray values = makeSeries(kSamples);
-  static std::int64_t filled = 0;  // nobody else writes while this is timed again and again
-  if (std::exchange(filled, state.range(0)) != state.range(0))
-    fillScratchFile(state.range(0), values.get());
+  if (filled != state.range(0)) fillScratchFile(state.range(0), values.get());
+  filled = state.range(0);
   kvr::int32 id = 0;
   for (auto _ : state) {
     const CallScope call;
@@ -214,6 +217,7 @@ void getBare(benchmark::State& state) {
     const CallScope call;
     kvr::createScratchFile();
   }
+  filled = 0;
   for (kvr::int32 id = 1; id <= state.range(0); ++id) putBare(id, values.get());
   kvr::int32 next = 0;
   for (auto _ : state) {
