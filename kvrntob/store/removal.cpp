@@ -39,40 +39,56 @@ class Erasures {
   using Key = decltype(keyOf(std::declval<const Element&>()));
 
   // To be called once for a list and key before the next carryOut.
-  void add(List& list, Key key) { byList_[&list].push_back({key}); }
+  void add(List& list, Key key) { doomed_.push_back({&list, key}); }
 
   void carryOut() noexcept {
-    for (auto& [list, doomed] : byList_) {
-      std::sort(doomed.begin(), doomed.end());
-      erase(*list, doomed);
+    std::sort(doomed_.begin(), doomed_.end());
+    for (auto first = doomed_.begin(); first != doomed_.end();) {
+      List& list = *first->list;
+      const auto isOfList = [&](const Doomed& doomed) { return doomed.list == &list; };
+      const auto last = std::find_if_not(first, doomed_.end(), isOfList);
+      erase(list, first, last);
+      first = last;
     }
-    byList_.clear();
+    doomed_.clear();
   }
 
  private:
   struct Doomed {
+    List* list;
     Key key;
     bool gone = false;
-    bool operator<(const Doomed& other) const { return std::less<Key>()(key, other.key); }
+    bool operator<(const Doomed& other) const {
+      return list != other.list ? std::less<>()(list, other.list) : std::less<>()(key, other.key);
+    }
   };
+  using Place = typename std::vector<Doomed>::iterator;
 
-  static void erase(List& list, std::vector<Doomed>& sorted) {
-    const auto isDoomed = [&](const Element& element) {
-      const auto found = std::lower_bound(sorted.begin(), sorted.end(), Doomed{keyOf(element)});
-      return found != sorted.end() && found->key == keyOf(element) &&
-             !std::exchange(found->gone, true);
+  // `first` to `last` are those of the list, by their keys.
+  static void erase(List& list, Place first, Place last) {
+    const auto isBelow = [](const Doomed& doomed, Key key) {
+      return std::less<>()(doomed.key, key);
+    };
+    Place found = first;
+    Key previous{};
+    const auto isDoomed = [&](Key key) {
+      // Most lists rise: the search goes on from where the last one ended.
+      if (std::less<>()(key, std::exchange(previous, key)))
+        found = std::lower_bound(first, last, key, isBelow);
+      while (found != last && isBelow(*found, key)) ++found;
+      return found != last && found->key == key && !std::exchange(found->gone, true);
     };
     // Unlike remove_if this promises the order of the calls, on which isDoomed rests.
     auto kept = list.begin();
     for (auto place = list.begin(); place != list.end(); ++place) {
-      if (isDoomed(*place)) continue;
+      if (isDoomed(keyOf(*place))) continue;
       if (kept != place) *kept = std::move(*place);
       ++kept;
     }
     list.erase(kept, list.end());
   }
 
-  boost::unordered_map<List*, std::vector<Doomed>> byList_;
+  std::vector<Doomed> doomed_;
 };
 
 }  // namespace
