@@ -11,7 +11,7 @@
 #include <hdf5.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <array>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -100,8 +100,7 @@ hid_t groupList(unsigned members, unsigned nameLength) {
 struct Lists {
   hid_t access = H5Pcreate(H5P_FILE_ACCESS);
   hid_t elements = H5Pcreate(H5P_DATASET_CREATE);
-  hid_t outer = groupList(64, 2);
-  hid_t inner = groupList(24, 8);
+  hid_t folders[3] = {groupList(16, 8), groupList(16, 8), groupList(40, 12)};
   hid_t group = groupList(8, 8);
   Lists() {
     H5Pset_libver_bounds(access, H5F_LIBVER_V18, H5F_LIBVER_V18);
@@ -117,11 +116,12 @@ const Lists& lists() {
   return made;
 }
 
-std::string folderOf(kvr::int32 id) {
-  char name[16];
-  std::snprintf(name, sizeof name, "/%02x/%02x", static_cast<unsigned>(id) % 64,
-                static_cast<unsigned>(id) / 64 % 64);
-  return name;
+// Three levels of 16 folders each.
+std::array<std::string, 3> foldersOf(kvr::int32 id) {
+  const auto digit = [id](int place) {
+    return std::string(1, "0123456789abcdef"[id >> place & 15]);
+  };
+  return {digit(0), digit(4), digit(8)};
 }
 
 void writeAttribute(hid_t object, const char* name, hid_t type, const void* value) {
@@ -148,9 +148,10 @@ hid_t folder(hid_t parent, const std::string& name, hid_t list) {
 
 void putBare(kvr::int32 id, const vrArray* values) {
   const Bare file(H5Fopen(kvr::scratchFileName.c_str(), H5F_ACC_RDWR, lists().access), H5Fclose);
-  const std::string path = folderOf(id);
-  const Bare outer(folder(file.id, path.substr(1, 2), lists().outer), H5Gclose);
-  const Bare inner(folder(outer.id, path.substr(4), lists().inner), H5Gclose);
+  const auto folders = foldersOf(id);
+  const Bare outer(folder(file.id, folders[0], lists().folders[0]), H5Gclose);
+  const Bare middle(folder(outer.id, folders[1], lists().folders[1]), H5Gclose);
+  const Bare inner(folder(middle.id, folders[2], lists().folders[2]), H5Gclose);
   const std::string name = "id" + std::to_string(id);
   const Bare group(H5Gcreate2(inner.id, name.c_str(), H5P_DEFAULT, lists().group, H5P_DEFAULT),
                    H5Gclose);
@@ -224,7 +225,8 @@ void getBare(benchmark::State& state) {
     const kvr::int32 id = next + 1;
     const Bare file(H5Fopen(kvr::scratchFileName.c_str(), H5F_ACC_RDONLY, lists().access),
                     H5Fclose);
-    const std::string path = folderOf(id) + "/id" + std::to_string(id);
+    const auto [outer, middle, inner] = foldersOf(id);
+    const std::string path = outer + '/' + middle + '/' + inner + "/id" + std::to_string(id);
     const Bare group(H5Gopen2(file.id, path.c_str(), H5P_DEFAULT), H5Gclose);
     const OwnedArray time = readDoubles(group.id, "Time");
     const OwnedArray data = readDoubles(group.id, "Data");
