@@ -83,6 +83,14 @@ TEST_F(RemovalTest, remove_signal_at_the_top_takes_its_children_along) {
   EXPECT_EQ(store().signalCount(), 0);
 }
 
+TEST_F(RemovalTest, remove_signal_takes_itself_and_its_children_out_of_the_run) {
+  const int32 top = addTo(run);
+  for (int i = 0; i < 8; ++i) addUnder(top);
+  const int32 kept = addTo(run);
+  store().removeSignal(top);
+  EXPECT_EQ(idsOfRun(run), IDs{kept});
+}
+
 TEST_F(RemovalTest, remove_signal_takes_children_of_other_runs_along) {
   const int32 parent = addTo(run);
   const int32 other = addRun();
