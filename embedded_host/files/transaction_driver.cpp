@@ -60,6 +60,15 @@ bool findLength(int descriptor, haddr_t& size) noexcept {
   return true;
 }
 
+// The library also reads older layouts, whose structure has no sums, and takes what they say on
+// trust.
+bool isOfThisLayout(int descriptor) noexcept {
+  constexpr std::string_view start = "\x89HDF\r\n\x1a\n\2";  // the format's mark, and its version
+  char found[start.size()];
+  return readDisk(descriptor, 0, sizeof found, found) &&
+         std::string_view(found, sizeof found) == start;
+}
+
 // New files are the user's alone and are no file that was there. Links are not followed, and
 // opening a pipe does not wait.
 int openDisk(const char* path, unsigned flags) noexcept {
@@ -68,18 +77,14 @@ int openDisk(const char* path, unsigned flags) noexcept {
   return open(path, always | ((flags & H5F_ACC_RDWR) != 0 ? O_RDWR : O_RDONLY));
 }
 
-}  // namespace
-
-bool isOfOtherLayout(const char* path) noexcept {
-  constexpr std::string_view start = "\x89HDF\r\n\x1a\n\2";  // the format's mark, and its version
-  const int descriptor = openDisk(path, H5F_ACC_RDONLY);
-  if (descriptor < 0) return false;
-  char found[start.size()];
-  haddr_t size = 0;
-  const bool isRead = findLength(descriptor, size) && readDisk(descriptor, 0, sizeof found, found);
-  ::close(descriptor);
-  return isRead && std::string_view(found, sizeof found) != start;
+// Null if nothing is wrong; sets the length of the file then.
+const char* whyRefused(int descriptor, bool isNew, haddr_t& size) noexcept {
+  if (descriptor < 0) return std::strerror(errno);
+  if (!findLength(descriptor, size)) return "it is no regular file";
+  return isNew || isOfThisLayout(descriptor) ? nullptr : "it is no variable file";
 }
+
+}  // namespace
 
 bool TransactionFile::isAlone() const noexcept {
   haddr_t size = 0;
@@ -172,8 +177,9 @@ struct TransactionDriver {
   static H5FD_t* open(const char* path, unsigned flags, hid_t /*fapl*/, haddr_t /*longest*/) {
     const int descriptor = openDisk(path, flags);
     haddr_t size = 0;
-    if (descriptor < 0 || !findLength(descriptor, size)) {
-      setLastFileError(descriptor < 0 ? std::strerror(errno) : "it is no regular file");
+    const char* why = whyRefused(descriptor, (flags & H5F_ACC_CREAT) != 0, size);
+    if (why != nullptr) {
+      TransactionFile::refusal = why;
       if (descriptor >= 0) ::close(descriptor);
       return nullptr;
     }

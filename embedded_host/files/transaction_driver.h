@@ -20,15 +20,13 @@
 
 namespace vormel {
 
-// True for a file that begins otherwise than one of this layout. The library also reads older
-// layouts, whose structure has no sums, and takes what they say on trust. False for what cannot be
-// read, which the library refuses.
-bool isOfOtherLayout(const char* path) noexcept;
-
 class TransactionFile : public H5FD_t {
  public:
   // The driver's identifier in the library; below 0 if it cannot be registered.
   static hid_t driver();
+
+  // Why the driver refused the last file that it refused; may be set beforehand. Borrowed.
+  static inline const char* refusal = nullptr;
 
   // The open file behind a file identifier. Throws FileFault.
   static TransactionFile& of(hid_t file);

@@ -87,10 +87,11 @@ void requireVersion(const Hdf5File& file) {
 }
 
 Hdf5File openFile(const char* path, bool isForWriting) {
-  if (isOfOtherLayout(path)) throw FileFault("it is no variable file");
-  Hdf5File file(
-      H5Fopen(path, isForWriting ? H5F_ACC_RDWR : H5F_ACC_RDONLY, propertyLists().fileAccess.get()),
-      "open the file");
+  TransactionFile::refusal = "HDF5 cannot open it";
+  const hid_t id =
+      H5Fopen(path, isForWriting ? H5F_ACC_RDWR : H5F_ACC_RDONLY, propertyLists().fileAccess.get());
+  if (id < 0) throw FileFault(TransactionFile::refusal);
+  Hdf5File file(id, "open the file");
   requireVersion(file);
   return file;
 }
