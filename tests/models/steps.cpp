@@ -233,13 +233,15 @@ class InputMaker {
   int32 signal() {
     if (store_ != nullptr && store_->signals.size() > 0 && random_.percent(88))
       return random_.oneOf(store_->signals.pairs()).first;
-    return random_.below((store_ == nullptr ? 0 : store_->process.lastSignal) + 4) - 1;
+    return aroundUpTo(store_ == nullptr ? 0 : store_->process.lastSignal);
   }
   int32 run() {
     if (store_ != nullptr && store_->runs.size() > 0 && random_.percent(88))
       return random_.oneOf(store_->runs.pairs()).first;
-    return random_.below((store_ == nullptr ? 0 : store_->process.lastRun) + 4) - 1;
+    return aroundUpTo(store_ == nullptr ? 0 : store_->process.lastRun);
   }
+  // A number given out or just beside. Empty runs taken back bring the last one below 0.
+  int32 aroundUpTo(int32 last) { return random_.below(std::max(last, 0) + 4) - 1; }
   int32 index() { return random_.percent(75) ? 1 + random_.below(3) : random_.below(12) - 1; }
 
   Random& random_;
