@@ -72,6 +72,7 @@ TEST_F(Lifecycle, clean_ends_the_object_it_was_called_on) {
 }
 
 TEST_F(Lifecycle, clean_ends_its_object_and_none_of_its_surplus_inputs) {
+  const std::unique_ptr<SignalRepository> dropped(&store());
   const Object other = construct();
   executeByHand("clean", {cellOf(repository.handle()), cellOf(other.handle())});
   EXPECT_TRUE(repository.isEnded());
