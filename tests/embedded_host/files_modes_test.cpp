@@ -68,6 +68,16 @@ TEST_F(FilesModes, update_and_read_of_a_file_that_is_not_there_give_null_and_mak
   EXPECT_EQ(vormel::lastFileError(), missing + ": " + std::strerror(ENOENT));
 }
 
+TEST_F(FilesModes, file_that_does_not_open_is_reported_with_the_reason) {
+  const std::string folder = directory.file("folder");
+  std::filesystem::create_directory(folder);
+  EXPECT_EQ(openFile(folder, "r"), nullptr);
+  EXPECT_EQ(vormel::lastFileError(), folder + ": it is no regular file");
+  std::filesystem::resize_file(path, 20);
+  EXPECT_EQ(openFile(path, "r"), nullptr);
+  EXPECT_EQ(vormel::lastFileError(), path + ": HDF5 cannot open it");
+}
+
 TEST_F(FilesModes, other_modes_and_null_give_null) {
   for (const char* mode : {"", "w", "rw", "R", "w7", "w7.30"}) {
     EXPECT_EQ(openFile(path, mode), nullptr) << mode;
