@@ -165,6 +165,13 @@ TEST_F(GetSignal, other_counts_than_two_or_three_report_invalid_signature) {
   expectFailure("INVALID_SIGNATURE", [&] { call("getSignal", {"own", 1, 1, 1, 1}); });
 }
 
+// The one declared input is the handle, so that a host may give a single cell. The sanitizers
+// watch.
+TEST_F(GetSignal, handle_alone_reports_invalid_signature_without_a_look_behind_it) {
+  expectFailure("INVALID_SIGNATURE", [&] { executeByHand("getSignal", {handle()}); });
+  EXPECT_EQ(executeByHand("getSignalCount", {handle()}).outputCount, 1);
+}
+
 TEST_F(GetSignal, output_count_of_none_becomes_one_and_others_stay) {
   EXPECT_EQ(invoke("getSignal", 0, {1}).count, 1);
   EXPECT_EQ(invoke("getSignal", 0, {1}).cells.at(0).className(), "struct");

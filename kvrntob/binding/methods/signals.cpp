@@ -43,15 +43,15 @@ void SignalRepositoryRemove::run(const Call& call) {
 
 namespace {
 
-// The record that getSignal asks for.
+// The record that getSignal asks for. Only the handle is declared: cell 1 need not be there.
 DataPtr askedRecord(const SignalRepository& store, const Call& call) {
+  if (call.inputCount != 2 && call.inputCount != 3) raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
   const vrArray* a = call.in[1].array;
   if (call.inputCount == 2) {
     if (isIntegerScalar(a)) return store.recordPointerByID(readStorage(a));
-    if (isCharacterClass(a) && !vrIsEmpty(a))
-      return store.recordPointerBySource(vrArrayToStdString(a));
+    if (!isCharacterClass(a) || vrIsEmpty(a)) raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
+    return store.recordPointerBySource(vrArrayToStdString(a));
   }
-  if (call.inputCount != 3) raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
   const vrArray* b = call.in[2].array;
   // The run alone must be a scalar, and that is required: a longer index gives its first element.
   if (!isIntegerScalar(a) || !isIntegerClass(b))
