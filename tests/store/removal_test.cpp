@@ -130,6 +130,21 @@ TEST_F(RemovalTest, remove_run_takes_its_signals_out_of_every_table) {
   expectFailure("NON_EXISTENT", "Signal source", [&] { store().copyRecordBySource("gone"); });
 }
 
+TEST_F(RemovalTest, remove_run_erases_its_sources_though_signals_of_other_runs_hold_them) {
+  add(aSignal().inRun(run).withSource("s"));
+  const int32 newer = add(aSignal().inRun(addRun()).withSource("s"));
+  store().removeRun(run);
+  EXPECT_TRUE(isStored(newer));
+  expectFailure("NON_EXISTENT", "Signal source", [&] { store().copyRecordBySource("s"); });
+}
+
+TEST_F(RemovalTest, remove_run_leaves_ids_of_another_root_data_source_in_the_column) {
+  const int32 id = add(aSignal().inRun(run).withSource("s").withRootDataSource("root"));
+  store().removeRun(run);
+  EXPECT_EQ(store().groupIDAt(1, "s", Column::DataSource), id);
+  EXPECT_EQ(store().groupIDCount("root", Column::DataSource), 0);
+}
+
 TEST_F(RemovalTest, remove_run_of_an_unknown_run_changes_nothing) {
   expectFailure("NON_EXISTENT", "Run ID", [&] { store().removeRun(run + 1); });
   EXPECT_EQ(store().runCount(), 1);
@@ -248,6 +263,43 @@ TEST_F(RemovalTest, remove_signal_looks_at_the_children_that_a_child_has_left_by
   aSignal().inRun(run).under(3).addTo(old);  // 2, under 3
   old.removeSignal(top);
   EXPECT_EQ(old.signalCount(), 0);
+}
+
+// Run 2, of instance 1, overwritten by another one of instance 7: its number stands twice in the
+// list of runs and once in either instance's.
+class RepeatedRunTest : public RemovalTest {
+ protected:
+  RepeatedRunTest() {
+    addRun();
+    store().removeEmptyRun(run);
+    EXPECT_EQ(addRun("again", 7), 2);
+  }
+};
+
+TEST_F(RepeatedRunTest, remove_run_takes_its_number_out_of_the_lists_once) {
+  store().removeRun(2);
+  EXPECT_EQ(store().groupCount(Column::RunName), 1);
+  EXPECT_EQ(store().runIDAt(1), 2);
+  EXPECT_EQ(store().runIDsOfInstance(7), IDs());
+  EXPECT_EQ(store().runIDsOfInstance(1), IDs{2});
+}
+
+TEST_F(RepeatedRunTest, number_that_is_left_behind_names_no_run) {
+  store().removeRun(2);
+  expectFailure("NON_EXISTENT", "Run ID",
+                [&] { store().groupName(1, Column::RunName, SortOrder::Ascending); });
+  expectFailure("NON_EXISTENT", "Run ID", [&] { store().deleteInstanceID(1); });
+  EXPECT_EQ(store().runIDsOfInstance(1), IDs{2});
+}
+
+TEST_F(RepeatedRunTest, delete_instance_that_lists_a_number_twice_fails_behind_the_first) {
+  addRun("third", 7);
+  store().removeEmptyRun(2);
+  ASSERT_EQ(addRun("again", 7), 3);
+  ASSERT_EQ(store().runIDsOfInstance(7), (IDs{3, 3}));
+  expectFailure("NON_EXISTENT", "Run ID", [&] { store().deleteInstanceID(7); });
+  EXPECT_EQ(store().runIDsOfInstance(7), IDs{3});
+  EXPECT_EQ(store().runCount(), 0);
 }
 
 // ---- Empty runs and instances ----

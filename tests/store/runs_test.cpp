@@ -49,6 +49,20 @@ TEST_F(RunsTest, create_empty_run_takes_version_and_date_from_the_host) {
   EXPECT_EQ(store().dateCreated(run), 738000.25);
 }
 
+TEST_F(RunsTest, create_empty_run_asks_for_the_version_before_the_date) {
+  std::string asked;
+  const ReplacedFunction version("version", [&] {
+    asked += "version ";
+    return aText("");
+  });
+  const ReplacedFunction now("now", [&] {
+    asked += "now";
+    return aNumber(1);
+  });
+  addRun();
+  EXPECT_EQ(asked, "version now");
+}
+
 TEST_F(RunsTest, create_empty_run_with_a_failing_version_loses_the_number_alone) {
   {
     const ReplacedFunction version("version", fails);
@@ -67,6 +81,19 @@ TEST_F(RunsTest, create_empty_run_with_a_failing_now_loses_the_number_alone) {
   }
   EXPECT_EQ(store().runCount(), 0);
   EXPECT_EQ(addRun(), 2);
+}
+
+// A number in use is given out when the counter fell below it.
+TEST_F(RunsTest, create_empty_run_under_a_number_in_use_leaves_the_signals_there) {
+  addRun("first", 3);
+  const int32 used = addRun("second", 3);
+  const int32 older = addTo(used);
+  store().removeEmptyRun(1);
+  ASSERT_EQ(addRun("again", 4), used);
+  const int32 newer = addTo(used);
+  EXPECT_EQ(idsOfRun(used), (IDs{older, newer}));
+  EXPECT_EQ(store().instanceID(older), 3) << "a signal's own, never updated";
+  EXPECT_EQ(store().instanceID(newer), 4);
 }
 
 TEST_F(RunsTest, run_id_at_counts_positions_from_the_oldest_run) {
