@@ -35,11 +35,8 @@ OwnedArray tempdir() { return text(PrivateDirectory::instance().path().c_str());
 OwnedArray timeseries() {
   const std::size_t scalar[] = {1, 1};
   OwnedArray object(makeObject("timeseries", 2, scalar));
-  setProperty(object, "Name", text(""));
-  setProperty(object, "Time", emptyDouble());
   setProperty(object, "Data", emptyDouble());
-  setProperty(object, "TimeUnits", text("seconds"));
-  setProperty(object, "DataUnits", text(""));
+  setProperty(object, "Time", emptyDouble());
   return object;
 }
 

@@ -14,8 +14,7 @@ OwnedArray now();
 // The private directory of the process.
 OwnedArray tempdir();
 
-// A scalar value object with the properties Name, Time, Data, TimeUnits and DataUnits, without
-// data.
+// A scalar value object with the properties Data and Time, both empty.
 OwnedArray timeseries();
 
 }  // namespace vormel

@@ -56,10 +56,11 @@ TEST_F(Functions, now_is_days_since_year_zero) {
   EXPECT_EQ(vrGetClassID(now.get()), vrDOUBLE_CLASS);
 }
 
-TEST_F(Functions, timeseries_is_a_new_object_without_data) {
+TEST_F(Functions, timeseries_is_a_new_object_of_empty_data_and_time_alone) {
   const OwnedArray series = functions().call("timeseries");
   EXPECT_EQ(vormel::className(series.get()), "timeseries");
   EXPECT_TRUE(vrIsScalar(series.get()));
+  EXPECT_THAT(vormel::fieldNames(series.get()), ElementsAre("Data", "Time"));
   for (const char* name : {"Time", "Data"}) {
     EXPECT_TRUE(vrIsEmpty(vrGetField_730(series.get(), 0, name))) << name;
   }
