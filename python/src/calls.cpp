@@ -70,9 +70,9 @@ bool setDirectly(CallFrame& call, std::size_t position, PyObject* value) {
 // ---- Keywords ----
 
 [[noreturn]] void refuseKeyword(const MethodRecord& method, PyObject* name) {
-  PyErr_Format(PyExc_TypeError, "%s() got an unexpected keyword argument %R; only nargout is one",
-               method.name().c_str(), name);
-  throw PythonErrorSet();
+  const std::string shown = pybind11::repr(borrow(name));
+  throw CallRefused("InvalidKeyword", method.name() + "() got an unexpected keyword argument " +
+                                          shown + "; only nargout is one");
 }
 
 bool isNargout(PyObject* name) { return PyUnicode_CompareWithASCIIString(name, "nargout") == 0; }
@@ -153,8 +153,8 @@ Ref outputValue(CallFrame& call, std::size_t cell) {
 
 std::int64_t readOutputCount(PyObject* value) {
   if (PyIndex_Check(value) == 0) {
-    PyErr_Format(PyExc_TypeError, "nargout must be an int, not %.100s", Py_TYPE(value)->tp_name);
-    throw PythonErrorSet();
+    throw CallRefused("InvalidOutputCount",
+                      std::string("nargout must be an int, not ") + Py_TYPE(value)->tp_name);
   }
   const Ref number = checked(PyNumber_Index(value));
   int overflow = 0;

@@ -16,7 +16,7 @@ void setInput(CallFrame& call, std::size_t position, PyObject* value);
 // What a cell holds after the call; None if the body did not write it.
 Ref outputValue(CallFrame& call, std::size_t cell);
 
-// The value of the keyword nargout. Throws PythonErrorSet with a TypeError for no integer.
+// The value of the keyword nargout. Refuses what is no integer.
 std::int64_t readOutputCount(PyObject* value);
 
 // A whole call, as a method of Python is called: positional arguments, and `nargout` as the only

@@ -1,6 +1,7 @@
 #include "python/src/invoke.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -21,8 +22,9 @@ ClassRecord& classOfTarget(PyObject* target) {
   } else if (const ObjectRecord* object = ObjectRecord::behind(hostArrayOf(target))) {
     return object->cls();
   }
-  PyErr_Format(PyExc_TypeError, "%R is neither a host object nor a host class", target);
-  throw PythonErrorSet();
+  throw CallRefused("WrongObject", std::string("a value of the Python class ") +
+                                       Py_TYPE(target)->tp_name +
+                                       " is neither a host object nor a host class");
 }
 
 const MethodRecord& find(ClassRecord& cls, const std::string& name) {

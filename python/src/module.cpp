@@ -73,11 +73,7 @@ std::vector<MethodTypes> registeredMethods(const py::type& type) {
 
 // ---- Objects and values ----
 
-void endHostObject(const py::object& object) {
-  const vrArray* handle = hostArrayOf(object.ptr());
-  if (handle == nullptr) throw py::type_error("only host objects can be ended");
-  endObject(handle);
-}
+void endHostObject(const py::object& object) { endObject(hostArrayOf(object.ptr())); }
 
 Ref makeArray(const py::object& value, const std::optional<py::str>& cls) {
   if (!cls) return wrapArray(toHost(value.ptr()));

@@ -1,12 +1,15 @@
-// Host memory that runs out while the module registers its packages, classes and methods. The host
-// memory of this program is its own, and each of its tests runs in a process of its own.
+// The host memory in which the module's descriptors lie, and what happens when it runs out while
+// they are registered. The host memory of this program is its own, and each of its tests runs in a
+// process of its own.
 #include <cstddef>
 #include <cstdlib>
+#include <memory>
 
 #include "embedded_host/objects/records.h"
 #include "kvrntob/binding/methods.h"
 #include "kvrntob/binding/packages.h"
 #include "kvrntob/host/libhu.h"
+#include "kvrntob/typedmap/map_class.h"
 #include "kvrntob/typedmap/map_methods.h"
 #include "tests/support/failure_matchers.h"
 
@@ -16,6 +19,8 @@ namespace {
 std::size_t scarceSize = 0;
 std::size_t allowance = 0;
 std::size_t refusals = 0;
+void* lastPlain = nullptr;   // of huMalloc
+void* lastZeroed = nullptr;  // of huCalloc
 void* lastFreed = nullptr;
 
 bool isRefused(std::size_t size) {
@@ -31,11 +36,11 @@ bool isRefused(std::size_t size) {
 }  // namespace
 
 VORMEL_HOST_API void* huMalloc(std::size_t size) noexcept {
-  return isRefused(size) ? nullptr : std::malloc(size);
+  return lastPlain = isRefused(size) ? nullptr : std::malloc(size);
 }
 
 VORMEL_HOST_API void* huCalloc(std::size_t size, std::size_t count) noexcept {
-  return isRefused(size * count) ? nullptr : std::calloc(count, size);
+  return lastZeroed = isRefused(size * count) ? nullptr : std::calloc(count, size);
 }
 
 VORMEL_HOST_API void huFree(void* pointer) noexcept {
@@ -110,11 +115,39 @@ TEST(ExhaustedMemory, exception_is_caught_as_each_of_its_bases) {
   }
 }
 
-TEST(ExhaustedMemory, descriptor_that_ends_gives_its_block_back) {
-  auto* descriptor = new SignalRepositoryDestructor;
-  const void* block = descriptor;
-  delete descriptor;
+// Where an object lies, and that it gives its block back when it is deleted through its base.
+template <class Base, class Object>
+void expectBlockOf(void* const& lastBlock) {
+  std::unique_ptr<Base> object(new Object);
+  const void* block = object.get();
+  EXPECT_EQ(lastBlock, block);
+  object.reset();
   EXPECT_EQ(lastFreed, block);
+}
+
+TEST(DescriptorMemory, of_classes_and_repository_methods_is_zeroed) {
+  expectBlockOf<ntob::TOBClassInfo, SignalRepositoryTOBClassInfo>(lastZeroed);
+  expectBlockOf<ntob::TOBClassInfo, DataMapTOBClassInfo>(lastZeroed);
+  expectBlockOf<ntob::TOBMethodInfo, SignalRepositoryDestructor>(lastZeroed);
+  expectBlockOf<ntob::TOBMethodInfo, SignalRepositoryPutData>(lastZeroed);
+}
+
+TEST(DescriptorMemory, of_packages_and_map_methods_is_the_hosts_own) {
+  expectBlockOf<ntob::TOBPackageInfo, DRAVIKNTOBPackageInfo>(lastPlain);
+  expectBlockOf<ntob::TOBPackageInfo, KVRNTOBPackageInfo>(lastPlain);
+  expectBlockOf<ntob::TOBMethodInfo, DataMapConstructor>(lastPlain);
+  expectBlockOf<ntob::TOBMethodInfo, DataMapClear>(lastPlain);
+}
+
+TEST(NativeMemory, of_a_map_object_and_of_its_map_is_the_hosts_own) {
+  auto native = std::make_unique<DataMapWrapper>();
+  const void* map = native->wrapper.get();
+  EXPECT_EQ(lastPlain, map);
+  native->wrapper.reset();
+  EXPECT_EQ(lastFreed, map);
+  const void* object = native.get();
+  native.reset();
+  EXPECT_EQ(lastFreed, object);
 }
 
 // ... a map's is passed on as null.

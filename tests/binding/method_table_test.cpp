@@ -188,6 +188,19 @@ TEST_F(DoubledMethod, both_registrations_of_get_sync_options_behave_alike) {
     expectFailure("NON_EXISTENT", "ID", [&] { callAt(place, signal + 1); });
 }
 
+// A descriptor with neither name nor signature.
+class Nameless final : public KVRTOBMethodInfo {
+ public:
+  Nameless() : KVRTOBMethodInfo(nullptr) {}
+  void execute(void*, int32*, ArgumentCell*, int32, ArgumentCell*) override {}
+};
+
+TEST_F(MethodTable, descriptor_reports_null_for_a_name_and_a_signature_that_it_has_not) {
+  const Nameless descriptor;
+  EXPECT_EQ(descriptor.getName(), nullptr);
+  EXPECT_EQ(descriptor.getSignature(), nullptr);
+}
+
 TEST_F(MethodTable, name_that_is_none_finds_nothing) {
   EXPECT_EQ(repositoryClass().findMethod("GetSignal"), nullptr);
   EXPECT_EQ(repositoryClass().findMethod(""), nullptr);

@@ -1,5 +1,7 @@
 """Calls of methods: arguments, outputs, refusals."""
 
+import functools
+
 import numpy as np
 import pytest
 import vormel
@@ -44,11 +46,12 @@ def test_truth_comes_back_as_bool():
 
 
 @pytest.mark.parametrize("nargout", [1.0, "1", None, [1]])
-def test_nargout_that_is_no_int_is_a_type_error(repo, nargout):
-    with pytest.raises(TypeError, match="nargout"):
-        repo.getRunCount(nargout=nargout)
-    with pytest.raises(TypeError, match="nargout"):
-        vormel.invoke(repo, "getRunCount", nargout=nargout)
+def test_nargout_that_is_no_int_is_refused(repo, nargout):
+    invoke = functools.partial(vormel.invoke, repo, "getRunCount")
+    for call in (repo.getRunCount, invoke):
+        with pytest.raises(vormel.CallError, match="nargout") as error:
+            call(nargout=nargout)
+        assert error.value.identifier == "Vormel:InvalidOutputCount"
 
 
 @pytest.mark.parametrize("nargout", [-1, 2**31, 2**63, -(2**80)])
@@ -143,9 +146,11 @@ def test_more_arguments_are_passed_on_under_the_last_type(repo):
 
 
 @pytest.mark.parametrize("keywords", [{"name": "a"}, {"nargout": 1, "other": 2}, {"Nargout": 1}])
-def test_unknown_keyword_is_a_type_error(repo, keywords):
-    with pytest.raises(TypeError, match="keyword"):
-        repo.getRunCount(**keywords)
+def test_unknown_keyword_is_refused(repo, keywords):
+    for call in (repo.getRunCount, SignalRepository):
+        with pytest.raises(vormel.CallError, match="keyword argument '") as error:
+            call(**keywords)
+        assert error.value.identifier == "Vormel:InvalidKeyword"
 
 
 def test_unknown_method_is_an_attribute_error(repo):
@@ -234,6 +239,7 @@ def test_invoke_on_a_class_passes_the_arguments_alone(repo):
 
 
 @pytest.mark.parametrize("target", [5, None, "Map", int, vormel.array(1)], ids=repr)
-def test_invoke_without_a_host_object_is_a_type_error(target):
-    with pytest.raises(TypeError):
+def test_invoke_without_a_host_object_is_refused(target):
+    with pytest.raises(vormel.CallError) as error:
         vormel.invoke(target, "getCount")
+    assert error.value.identifier == "Vormel:WrongObject"

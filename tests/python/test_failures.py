@@ -65,9 +65,10 @@ def test_delete_twice_does_nothing():
 
 
 @pytest.mark.parametrize("value", [5, None, "a", Map, vormel.array(1), vormel.timeseries(1, 2)])
-def test_delete_of_what_is_no_host_object_is_a_type_error(value):
-    with pytest.raises(TypeError):
+def test_delete_of_what_is_no_host_object_is_refused(value):
+    with pytest.raises(vormel.CallError) as error:
         vormel.delete(value)
+    assert error.value.identifier == "Vormel:InvalidInput"
 
 
 def test_errors_can_be_made_and_pickled():
