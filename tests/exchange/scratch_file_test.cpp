@@ -180,6 +180,33 @@ TEST_F(ScratchFileTest, properties_beyond_data_and_time_are_lost) {
   EXPECT_EQ(vrGetField_730(back.get(), 0, "Mine"), nullptr);
 }
 
+TEST_F(ScratchFileTest, read_sets_data_then_time_and_leaves_the_hosts_other_properties) {
+  writeToFile();
+  const int32 id = addSeries({1});
+  const ReplacedFunction timeseries("timeseries", [] {
+    OwnedArray object = anObject("timeseries");
+    vrSetProperty_730(object.get(), 0, "Kept", aText("by the host").get());
+    return object;
+  });
+  const OwnedArray series = read(id);
+  EXPECT_EQ(vormel::fieldNames(series.get()), (std::vector<std::string>{"Kept", "Data", "Time"}));
+  EXPECT_EQ(property(series, "Data"), Numbers{1});
+}
+
+TEST_F(ScratchFileTest, each_switch_asks_for_the_directory_and_each_read_for_an_object) {
+  int directories = 0, objects = 0;
+  const ReplacedFunction tempdirCounted("tempdir", [&] { return ++directories, aText(answer); });
+  const ReplacedFunction counted("timeseries", [&] { return ++objects, anObject("timeseries"); });
+  writeToFile();
+  const int32 id = addSeries({1});
+  EXPECT_EQ(objects, 0);
+  read(id);
+  read(id);
+  EXPECT_EQ(objects, 2);
+  writeToFile();
+  EXPECT_EQ(directories, 2);
+}
+
 TEST_F(ScratchFileTest, exported_structure_holds_what_the_file_holds) {
   writeToFile();
   const int32 id = addSeries({8, 9});
@@ -269,6 +296,30 @@ TEST_F(ScratchFileTest, removed_signal_leaves_its_variable) {
   const int32 id = addSeries({4});
   store().removeSignal(id);
   EXPECT_EQ(readData(id), Numbers{4});
+}
+
+TEST_F(ScratchFileTest, removed_run_leaves_its_variables) {
+  writeToFile();
+  const int32 id = addSeries({4});
+  store().removeRun(run);
+  EXPECT_EQ(readData(id), Numbers{4});
+}
+
+TEST_F(ScratchFileTest, failed_switch_leaves_the_file_before_in_use) {
+  writeToFile();
+  const int32 id = addSeries({1});
+  answer.clear();
+  expectFailure("INPUT_MISMATCH", "timeseries", [&] { writeToFile(); });
+  EXPECT_EQ(readData(addSeries({2})), Numbers{2});
+  EXPECT_EQ(readData(id), Numbers{1});
+}
+
+TEST_F(ScratchFileTest, signal_of_a_dropped_store_finds_no_file) {
+  writeToFile();
+  const int32 id = addSeries({1});
+  SignalRepository& old = drop();
+  expectFailure("FILE_NOT_LOCATED",
+                [&] { call([&] { owned(exportSignal(old.copyRecordByID(id))); }); });
 }
 
 TEST_F(ScratchFileTest, drop_deletes_the_file_and_keeps_its_name) {

@@ -1,9 +1,12 @@
 // What belongs to the process and not to a store: counters and palette. Each test runs in a process
 // of its own.
 #include <array>
+#include <filesystem>
+#include <fstream>
 
 #include "kvrntob/exchange/scratch_file.h"
 #include "kvrntob/store/palette.h"
+#include "tests/support/scratch_directory.h"
 #include "tests/support/store_test.h"
 
 namespace kvr::test {
@@ -86,6 +89,15 @@ TEST_F(ProcessState, palette_step_is_lost_with_a_failed_signal) {
   const int32 run = store().createEmptyRun("run", 1);
   expectFailure("NON_EXISTENT", "ID", [&] { aSignal().inRun(run).under(99).addTo(store()); });
   EXPECT_EQ(addSignals(1).getLineColor(), (std::vector<double>{1, 0, 0}));
+}
+
+// The name of the scratch file before there is one.
+TEST_F(ProcessState, drop_deletes_a_file_named_by_one_blank) {
+  const ScratchDirectory directory;
+  std::filesystem::current_path(directory.path());
+  std::ofstream(" ").put('x');
+  SignalRepository::drop();
+  EXPECT_FALSE(std::filesystem::exists(" "));
 }
 
 TEST_F(ProcessState, drop_before_the_first_store_does_no_harm) {
