@@ -43,20 +43,27 @@ void SignalRepositoryRemove::run(const Call& call) {
 
 namespace {
 
-// The record that getSignal asks for. Only the handle is declared: cell 1 need not be there.
-DataPtr askedRecord(const SignalRepository& store, const Call& call) {
-  if (call.inputCount != 2 && call.inputCount != 3) raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
-  const vrArray* a = call.in[1].array;
-  if (call.inputCount == 2) {
-    if (isIntegerScalar(a)) return store.recordPointerByID(readStorage(a));
-    if (!isCharacterClass(a) || vrIsEmpty(a)) raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
-    return store.recordPointerBySource(vrArrayToStdString(a));
-  }
-  const vrArray* b = call.in[2].array;
-  // The run alone must be a scalar, and that is required: a longer index gives its first element.
-  if (!isIntegerScalar(a) || !isIntegerClass(b))
+// The record that getSignal asks for, by id or by data source.
+DataPtr recordOf(const SignalRepository& store, const vrArray* id) {
+  if (isIntegerScalar(id)) return store.recordPointerByID(readStorage(id));
+  if (isCharacterClass(id) && !vrIsEmpty(id))
+    return store.recordPointerBySource(vrArrayToStdString(id));
+  raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
+}
+
+// The same by run and index. The run alone must be a scalar, and that is required: a longer index
+// gives its first element.
+DataPtr recordOf(const SignalRepository& store, const vrArray* run, const vrArray* index) {
+  if (!isIntegerScalar(run) || !isIntegerClass(index))
     raiseFromMessage(KVR::kvr::NOT_INTEGER_SCALAR("Index or Data Run ID"));
-  return store.recordPointerByRunIndex(readValue(a), readValue(b));
+  return store.recordPointerByRunIndex(readValue(run), readValue(index));
+}
+
+DataPtr askedRecord(const SignalRepository& store, const Call& call) {
+  const ArgumentCell* in = call.in;
+  if (call.inputCount == 2) return recordOf(store, in[1].array);
+  if (call.inputCount == 3) return recordOf(store, in[1].array, in[2].array);
+  raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
 }
 
 // Reading values from the scratch file calls the host, which may call back and change the record:
