@@ -66,6 +66,17 @@ TEST_F(FileMode, values_that_are_no_timeseries_report_it_and_use_up_an_id) {
   EXPECT_EQ(callWithArrays("add", AddInputs(run).arrays()).toInt32(), 2);
 }
 
+TEST_F(FileMode, of_run_values_and_parent_the_earlier_fault_is_reported) {
+  call("writeToFile");
+  const int32 run = addRun();
+  AddInputs inputs(run + 1);
+  inputs.with(AddInputs::Values, aNumber(1)).with(AddInputs::Parent, anInt32(99));
+  expectFailure("NON_EXISTENT", "Run ID", [&] { callWithArrays("add", inputs.arrays()); });
+  inputs.with(AddInputs::Run, anInt32(run));
+  expectFailure("INPUT_MISMATCH", "timeseries", [&] { callWithArrays("add", inputs.arrays()); });
+  EXPECT_EQ(lastSignalID, 1) << "used up by the values alone";
+}
+
 TEST_F(FileMode, clean_deletes_the_scratch_file_and_keeps_its_name) {
   call("writeToFile");
   std::ofstream(kvr::scratchFileName).put('x');
