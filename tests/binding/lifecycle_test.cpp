@@ -118,6 +118,43 @@ TEST_F(Lifecycle, object_that_outlives_clean_hands_out_ids_that_its_store_holds)
   EXPECT_EQ(call("getSignalCount", {run}).toInt32(), 3);
 }
 
+// Its run lists two signals of one id: a look-up by id finds the newer, or none once that is gone,
+// and settings by run and index go by the id.
+class RepeatedID : public Lifecycle {
+ protected:
+  RepeatedID() {
+    add(aSignal().inRun(run).withLabel("older"));
+    clean(construct());
+    callWithArrays("add", AddInputs(run).with(AddInputs::SignalLabel, aText("newer")).arrays());
+  }
+
+  std::string label(Inputs inputs) const {
+    return call("getSignal", inputs).field("SignalLabel").toString();
+  }
+
+  const int32 run = addRun();
+};
+
+TEST_F(RepeatedID, is_read_at_its_index_and_set_by_its_number) {
+  EXPECT_EQ(label({run, 1}), "older");
+  EXPECT_EQ(label({run, 2}), "newer");
+  EXPECT_EQ(label({1}), "newer");
+  call("setMetaData", {run, 1, "set at index 1"});
+  EXPECT_EQ(call("getSignal", {run, 2}).field("MetaData").toString(), "set at index 1");
+  EXPECT_EQ(call("getSignal", {run, 1}).field("MetaData").toString(), "metadata");
+}
+
+TEST_F(RepeatedID, once_removed_is_listed_in_its_run_and_unknown_by_its_number) {
+  call("remove", {run, 1});
+  EXPECT_EQ(label({run, 1}), "older");
+  EXPECT_EQ(call("getID", {run, 1}).toInt32(), 1);
+  for (const char* method : {"getTolerance", "getSyncOptions", "isToleranceInherited",
+                             "resetSyncOptions", "getVisibility", "getRootDataSource", "remove"})
+    expectFailure("NON_EXISTENT", "ID", [&] { call(method, {run, 1}); });
+  expectFailure("NON_EXISTENT", "ID", [&] { call("setTimeStart", {run, 1, 0.5}); });
+  expectFailure("NON_EXISTENT", "ID", [&] { call("setMetaData", {run, 1, 0.5}); });
+}
+
 TEST_F(Lifecycle, object_that_outlives_clean_reads_inherited_settings_from_the_new_store) {
   const int32 signal = addTo(addRun("old"));
   call("setAbsoluteToleranceByRun", {1, 0.25});
