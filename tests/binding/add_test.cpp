@@ -208,6 +208,15 @@ TEST_F(Add, values_are_not_looked_into_and_metadata_never) {
       EXPECT_NO_THROW(addWith(position, any()));
 }
 
+TEST_F(Add, values_are_duplicated_and_metadata_shares_its_elements) {
+  AddInputs inputs(run);
+  inputs.with(In::Values, aRow({1, 2})).with(In::MetaData, aRow({3, 4}));
+  const Data signal = record(add(inputs));
+  const auto elements = [](const vrArray* array) { return vrGetData(array); };
+  EXPECT_NE(elements(signal.getDataValues().get()), elements(inputs.at(In::Values)));
+  EXPECT_EQ(elements(signal.getMetaData().get()), elements(inputs.at(In::MetaData)));
+}
+
 TEST_F(Add, empty_inputs_of_any_class_stand_for_nothing) {
   AddInputs inputs(run);
   for (const std::size_t position :

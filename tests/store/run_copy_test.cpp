@@ -101,11 +101,13 @@ TEST_F(RunCopyTest, copied_signal_has_duplicates_of_both_arrays) {
 }
 
 TEST_F(RunCopyTest, copied_signal_shares_no_element_with_the_source) {
-  const int32 id = add(aSignal().inRun(source).withValues(kept(aRow({1, 2}))));
+  const int32 id =
+      add(aSignal().inRun(source).withValues(kept(aRow({1, 2}))).withMetaData(kept(aRow({3, 4}))));
   const Data copy = copyOfOne();
-  const vrArray* original = store().copyRecordByID(id).getDataValues().get();
-  EXPECT_NE(vrGetData(static_cast<const vrArray*>(copy.getDataValues().get())),
-            vrGetData(original));
+  const Data original = store().copyRecordByID(id);
+  const auto elements = [](const vrArray* array) { return vrGetData(array); };
+  EXPECT_NE(elements(copy.getDataValues().get()), elements(original.getDataValues().get()));
+  EXPECT_NE(elements(copy.getMetaData().get()), elements(original.getMetaData().get()));
 }
 
 TEST_F(RunCopyTest, copied_signal_takes_the_next_color_and_is_hidden) {
