@@ -301,7 +301,10 @@ TEST_F(Family, removing_a_child_leaves_the_parent) {
 TEST_F(Family, signal_whose_parent_is_gone_goes_only_with_its_run) {
   const int32 grandchild = add(aSignal().inRun(run).under(4));
   call("remove", {4});
-  expectFailure("NON_EXISTENT", "ID", [&] { call("remove", {grandchild}); });
+  {
+    const UnchangedStore unchanged;
+    expectFailure("NON_EXISTENT", "ID", [&] { call("remove", {grandchild}); });
+  }
   EXPECT_EQ(family({grandchild})[2].toInt32(), 4);
   call("removeRun", {run});
   EXPECT_EQ(call("getSignalCount").toInt32(), 0);
@@ -312,6 +315,7 @@ TEST_F(Family, parent_with_a_child_in_a_removed_run_cannot_be_removed) {
   const int32 away = addRun();
   const int32 child = add(aSignal().inRun(away).under(parent));
   call("removeRun", {away});
+  const UnchangedStore unchanged;
   expectFailure("NON_EXISTENT", "ID", [&] { call("remove", {parent}); });
   EXPECT_EQ(family({parent})[1].toInt32s(), std::vector<int32>{child});
 }
@@ -319,6 +323,17 @@ TEST_F(Family, parent_with_a_child_in_a_removed_run_cannot_be_removed) {
 TEST_F(Family, removal_closes_the_gap_in_the_run) {
   call("remove", {run, 1});
   EXPECT_EQ(call("getID", {run, 1}).toInt32(), 2);
+}
+
+TEST_F(Family, removal_of_what_is_not_there_changes_nothing) {
+  const int32 empty = addRun();
+  const UnchangedStore unchanged;
+  for (const int32 unknown : {0, -1, 6})
+    expectFailure("NON_EXISTENT", "ID", [&] { call("remove", {unknown}); });
+  for (const int32 unknown : {0, empty, 99})
+    expectFailure("NON_EXISTENT", "Run ID", [&] { call("remove", {unknown, 1}); });
+  for (const int32 index : {0, -1, 6})
+    expectFailure("NON_EXISTENT", "Index", [&] { call("remove", {run, index}); });
 }
 
 // ---- setParent ----
