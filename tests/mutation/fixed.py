@@ -37,7 +37,7 @@ def judge(mutant, root, build):
     with open(header, "w", encoding="utf-8") as file:
         file.write(text[:mutant.start] + mutant.text + text[mutant.end:])
     compiles = subprocess.run(
-        ["clang++-14", "-std=c++20", *COMPILER_OPTIONS.split(), "-fsyntax-only",
+        ["clang++-14", *COMPILER_OPTIONS.split(), "-fsyntax-only",
          "-include", os.path.join(build, "prefix.h"), f"-I{overlay}", f"-I{root}",
          os.path.join(root, PINNED_BY[mutant.file])], stderr=subprocess.DEVNULL, check=False)
     os.remove(header)

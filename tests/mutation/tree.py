@@ -22,8 +22,8 @@ import tables
 
 NUMBERS_PER_FILE = 2000
 PARSER_OPTIONS = ["-x", "c++", "-std=c++20"]
-COMPILER_OPTIONS = ("-O0 -w -Wno-c++11-narrowing -ferror-limit=0 -D_GLIBCXX_ASSERTIONS -fPIC "
-                    "-fvisibility=hidden -fvisibility-inlines-hidden")
+COMPILER_OPTIONS = ("-std=c++20 -O0 -w -Wno-c++11-narrowing -ferror-limit=0 -D_GLIBCXX_ASSERTIONS "
+                    "-fPIC -fvisibility=hidden -fvisibility-inlines-hidden")
 ALSO_FREED = ["embedded_host/messages/catalogue.cpp"]  # expands a table of kvrntob/host
 TYPE_TABLE = "kvrntob/typedmap/wrapper_types.def"
 CLASS_TABLE = "kvrntob/typedmap/wrapper_classes.def"
@@ -171,8 +171,7 @@ class Tree:
                      os.path.join(HERE, "switch.cpp")])
         if not os.path.isfile(prefix + ".pch") or read(prefix) != read(os.path.join(HERE, "prefix.h")):
             shutil.copy(os.path.join(HERE, "prefix.h"), prefix)
-            run_quietly(["clang++-14", "-std=c++20", *options, "-x", "c++-header", prefix,
-                         "-o", prefix + ".pch"])
+            run_quietly(["clang++-14", *options, "-x", "c++-header", prefix, "-o", prefix + ".pch"])
         run_quietly(["cmake", "-S", self.copy, "-B", self.binary, "-G", "Ninja",
                      "-DCMAKE_CXX_COMPILER=clang++-14", "-DCMAKE_BUILD_TYPE=", "-DCCACHE=OFF",
                      "-DPython3_EXECUTABLE=/usr/bin/python3",
