@@ -4,19 +4,11 @@
 
 #include "kvrntob/host/libqnKVR_res.h"
 
-namespace hf::i18n {
-
-BaseMsgID::~BaseMsgID() = default;
-
-}  // namespace hf::i18n
-
 namespace KVR::kvr {
 
-#define MESSAGE(Class, text)                       \
-  Class::Class() : BaseMsgID("KVR:kvr:" #Class) {} \
-  Class::~Class() = default;
-#define MESSAGE_WITH_WORD(Class, text)                                          \
-  Class::Class(const std::string& word) : BaseMsgID("KVR:kvr:" #Class, word) {} \
+#define MESSAGE(Class, text)
+#define MESSAGE_WITH_WORD(Class, text)                                                        \
+  Class::Class(const std::string& word) : OwnWord{word}, BaseMsgID("KVR:kvr:" #Class, own) {} \
   Class::~Class() = default;
 #include "kvrntob/host/kvr_messages.def"
 
@@ -40,15 +32,17 @@ constexpr Entry entries[] = {
 
 std::string textOf(const hf::i18n::BaseMsgID& message) {
   constexpr std::string_view gap = "{0}";
+  const std::string_view identifier = message.identifier();
   for (const Entry& entry : entries) {
-    if (entry.identifier != message.identifier()) continue;
+    if (entry.identifier != identifier) continue;
     std::string text(entry.text);
     const std::size_t place = text.find(gap);
     if (place != std::string::npos) text.replace(place, gap.size(), message.word());
     return text;
   }
-  const std::string identifier = message.identifier();
-  return message.takesWord() ? identifier + ": " + message.word() : identifier;
+  std::string text(identifier);
+  if (message.takesWord()) text.append(": ").append(message.word());
+  return text;
 }
 
 }  // namespace vormel

@@ -141,7 +141,24 @@ void CallFrame::refuseInput(std::size_t position, const std::string& given) cons
 
 // ---- The call ----
 
-void CallFrame::run() {
+// Unwinding stops once in each function that has something to release on the way of a failure. All
+// that a method's call has to release lies in one function, the one where the failure is caught.
+[[gnu::always_inline]] inline void CallFrame::execute() {
+  // Released by unwinding: to catch a failure and throw it again would cost as much as the failure.
+  struct Outputs {
+    CallFrame* unfinished;
+    ~Outputs() {
+      if (unfinished != nullptr) unfinished->releaseOutputs();
+    }
+  };
+  const RunningFunction running(method_.functionHandle());
+  Outputs outputs{this};
+  method_.descriptor().execute(this, &outputCount_, outputs_,
+                               static_cast<std::int32_t>(inputCount_), inputs_);
+  outputs.unfinished = nullptr;
+}
+
+[[gnu::always_inline]] inline void CallFrame::runMethod() {
   if (method_.isConstructor()) return runConstructor();
   if (method_.isDispatchedOnObject() && object_ == nullptr) refuseObject(method_, "nothing");
   if (object_ == nullptr) return execute();
@@ -149,9 +166,11 @@ void CallFrame::run() {
   execute();
 }
 
+void CallFrame::run() { runMethod(); }
+
 bool CallFrame::runOrReport(void (*report)(const HostException& failure)) {
   try {
-    run();
+    runMethod();
     return true;
   } catch (const HostException& failure) {
     report(failure);
@@ -172,21 +191,6 @@ void CallFrame::runConstructor() {
     constructed_.reset();
     throw;
   }
-}
-
-void CallFrame::execute() {
-  // Released by unwinding: to catch a failure and throw it again would cost as much as the failure.
-  struct Outputs {
-    CallFrame* unfinished;
-    ~Outputs() {
-      if (unfinished != nullptr) unfinished->releaseOutputs();
-    }
-  };
-  const RunningFunction running(method_.functionHandle());
-  Outputs outputs{this};
-  method_.descriptor().execute(this, &outputCount_, outputs_,
-                               static_cast<std::int32_t>(inputCount_), inputs_);
-  outputs.unfinished = nullptr;
 }
 
 // ---- Outputs ----

@@ -123,6 +123,7 @@ class VORMEL_HOST_API CallFrame {
   void setObject(std::size_t position, const vrArray* handle);
   void setString(std::size_t position, const vrArray* array);
   void setNumber(std::size_t position, const vrArray* array);
+  void runMethod();
   void runConstructor();
   void execute();
   void releaseOutputs() noexcept;

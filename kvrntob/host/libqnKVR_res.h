@@ -14,17 +14,21 @@
 
 namespace KVR::kvr {
 
+// The string of a message that takes one; made before the message that shows it.
+struct OwnWord {
+  std::string own;
+};
+
 #define MESSAGE(Class, text)                                 \
   class VORMEL_HOST_API Class : public hf::i18n::BaseMsgID { \
    public:                                                   \
-    Class();                                                 \
-    ~Class() override;                                       \
+    Class() noexcept : BaseMsgID("KVR:kvr:" #Class) {}       \
   };
-#define MESSAGE_WITH_WORD(Class, text)                       \
-  class VORMEL_HOST_API Class : public hf::i18n::BaseMsgID { \
-   public:                                                   \
-    explicit Class(const std::string& word);                 \
-    ~Class() override;                                       \
+#define MESSAGE_WITH_WORD(Class, text)                                        \
+  class VORMEL_HOST_API Class : private OwnWord, public hf::i18n::BaseMsgID { \
+   public:                                                                    \
+    explicit Class(const std::string& word);                                  \
+    ~Class();                                                                 \
   };
 #include "kvrntob/host/kvr_messages.def"
 
