@@ -5,12 +5,32 @@
 namespace vormel {
 namespace {
 
-// Words are dealt out to lanes, which are summed side by side, two in a register of any processor.
-// The second sum of a lane weighs each word by its place.
+// Words are dealt out to lanes, which are summed side by side. The second sum of a lane weighs each
+// word by its place.
 constexpr std::size_t laneCount = 8;
 constexpr std::size_t stripe = laneCount * sizeof(std::uint64_t);
-constexpr std::size_t pairSize = 2 * sizeof(std::uint64_t);
-using Pair [[gnu::vector_size(pairSize)]] = std::uint64_t;
+
+struct Lanes {
+  std::uint64_t sums[laneCount]{};
+  std::uint64_t weighed[laneCount]{};
+};
+
+// Written so that compilers keep the lanes in registers, as wide ones as the processor has.
+#ifdef __x86_64__
+[[gnu::target_clones("avx512f", "default")]]
+#endif
+void addStripes(Lanes& lanes, const std::byte* next, std::size_t count) noexcept {
+  Lanes inRegisters = lanes;
+  for (; count > 0; --count, next += stripe) {
+    std::uint64_t words[laneCount];
+    std::memcpy(words, next, stripe);
+    for (std::size_t i = 0; i < laneCount; ++i) {
+      inRegisters.sums[i] += words[i];
+      inRegisters.weighed[i] += inRegisters.sums[i];
+    }
+  }
+  lanes = inRegisters;
+}
 
 }  // namespace
 
@@ -26,30 +46,17 @@ void Checksum::add(const void* bytes, std::size_t size) noexcept {
 }
 
 void Checksum::addPiece(const std::byte* next, std::size_t size) noexcept {
-  Pair sums[laneCount / 2]{};
-  Pair weighed[laneCount / 2]{};
-  const auto addStripe = [&](const std::byte* bytes) {
-    for (std::size_t i = 0; i < laneCount / 2; ++i) {
-      Pair words;
-      std::memcpy(&words, bytes + i * pairSize, pairSize);
-      sums[i] += words;
-      weighed[i] += sums[i];
-    }
-  };
-  std::size_t left = size;
-  for (; left >= stripe; left -= stripe, next += stripe) addStripe(next);
-  if (left > 0) {
+  Lanes lanes;
+  addStripes(lanes, next, size / stripe);
+  if (const std::size_t left = size % stripe; left > 0) {
     std::byte last[stripe]{};
-    std::memcpy(last, next, left);
-    addStripe(last);
+    std::memcpy(last, next + (size - left), left);
+    addStripes(lanes, last, 1);
   }
   mix(size);
-  std::uint64_t lanes[2][laneCount];
-  std::memcpy(lanes[0], sums, stripe);
-  std::memcpy(lanes[1], weighed, stripe);
   for (std::size_t i = 0; i < laneCount; ++i) {
-    mix(lanes[0][i]);
-    mix(lanes[1][i]);
+    mix(lanes.sums[i]);
+    mix(lanes.weighed[i]);
   }
 }
 
