@@ -46,12 +46,14 @@ struct vfFile final : vormel::CallResource {
   }
   void reclaim() noexcept override { delete this; }
 
-  // False if something that was written did not get to the disk.
+  // Every change has been flushed or dropped: what the library writes as it closes says nothing
+  // new, and something old if another handle has changed the file since. False if the disk reports
+  // a failure.
   bool close() noexcept {
     if (file.get() < 0) return true;
     const SilentHdf5 silent;
-    const bool isWritten = !isWritable || !disk.isSound() || flush();
-    return H5Fclose(file.release()) >= 0 && isWritten;
+    disk.rollBack();
+    return H5Fclose(file.release()) >= 0;
   }
 
   // Brings everything written to the disk, or nothing.

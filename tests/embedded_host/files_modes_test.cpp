@@ -156,6 +156,17 @@ TEST_F(FilesModes, handle_whose_file_another_changed_takes_no_variable_and_does_
   EXPECT_EQ(stored(), 1);
 }
 
+TEST_F(FilesModes, handle_that_put_first_does_no_harm_when_it_closes_after_another_put) {
+  OpenFile first = openFile(path, "u");
+  EXPECT_EQ(vfPutVariable(first.get(), "x", aNumber(1).get()), 0);
+  EXPECT_TRUE(put(path, "y", aNumber(2)));
+  first.reset();
+  EXPECT_TRUE(put(path, "z", aNumber(3)));
+  EXPECT_EQ(stored("x"), 1);
+  EXPECT_EQ(stored("y"), 2);
+  EXPECT_EQ(stored("z"), 3);
+}
+
 TEST_F(FilesModes, file_made_anew_under_an_open_handle_is_another_file) {
   const OpenFile old = openFile(path, "u");
   EXPECT_NE(openFile(path, "w7.3"), nullptr);
