@@ -40,17 +40,13 @@ int integerClass(std::size_t size, bool isSigned) {
   }
 }
 
-// The only class that the type may be stored for; whether it is stored so is another question.
-int likelyClass(hid_t type) {
-  const std::size_t size = H5Tget_size(type);
-  switch (H5Tget_class(type)) {
-    case H5T_FLOAT:
-      return size == 8 ? vrDOUBLE_CLASS : vrSINGLE_CLASS;
-    case H5T_INTEGER:
-      return integerClass(size, H5Tget_sign(type) == H5T_SGN_2);
-    default:
-      return vrUNKNOWN_CLASS;
-  }
+// The class whose real elements are stored as that type, which is of that family and size.
+int classOfReal(hid_t type, H5T_class_t family, std::size_t size) {
+  int classID = vrUNKNOWN_CLASS;
+  if (family == H5T_FLOAT) classID = size == 8 ? vrDOUBLE_CLASS : vrSINGLE_CLASS;
+  if (family == H5T_INTEGER) classID = integerClass(size, H5Tget_sign(type) == H5T_SGN_2);
+  const bool isStored = classID != vrUNKNOWN_CLASS && H5Tequal(type, realType(classID)) > 0;
+  return isStored ? classID : vrUNKNOWN_CLASS;
 }
 
 // Groups keep few members in the group itself, in room for so many of such names, and more in an
@@ -95,18 +91,18 @@ std::optional<std::string> nameOfLink(const std::string& link) {
   return linkName(name) == link ? std::optional(name) : std::nullopt;
 }
 
-std::array<std::string, folderLevels> foldersOf(const std::string& name) {
+std::string folderOf(const std::string& name) {
   std::uint64_t hash = 0xCBF29CE484222325U;
   for (const char character : name) {
     hash = (hash ^ static_cast<unsigned char>(character)) * 0x100000001B3U;
   }
   hash ^= hash >> 32;
-  std::array<std::string, folderLevels> folders;
-  for (std::string& folder : folders) {
-    folder = "0123456789abcdef"[hash % 16];
-    hash /= 16;
+  std::string path;
+  for (std::size_t level = 0; level < folderLevels; ++level, hash /= 16) {
+    if (level > 0) path += '/';
+    path += "0123456789abcdef"[hash % 16];
   }
-  return folders;
+  return path;
 }
 
 hid_t realType(int classID) {
@@ -146,22 +142,25 @@ Hdf5Type complexType(int classID) {
 }
 
 std::optional<ElementKind> kindOfType(const Hdf5Type& type) {
-  if (H5Tget_class(type.get()) != H5T_COMPOUND) {
-    const int classID = likelyClass(type.get());
-    const bool isStored = classID != vrUNKNOWN_CLASS && H5Tequal(type.get(), realType(classID)) > 0;
-    return isStored ? std::optional(ElementKind{classID, false}) : std::nullopt;
+  const H5T_class_t family = H5Tget_class(type.get());
+  const std::size_t size = H5Tget_size(type.get());
+  int classID = vrUNKNOWN_CLASS;
+  if (family != H5T_COMPOUND) {
+    classID = classOfReal(type.get(), family, size);
+  } else if (H5Tget_nmembers(type.get()) == 2) {
+    const Hdf5Type real(H5Tget_member_type(type.get(), 0), "read a type");
+    classID = classOfReal(real.get(), H5Tget_class(real.get()), size / 2);
+    if (classID != vrUNKNOWN_CLASS && H5Tequal(type.get(), complexType(classID).get()) <= 0) {
+      classID = vrUNKNOWN_CLASS;
+    }
   }
-  if (H5Tget_nmembers(type.get()) != 2) return std::nullopt;
-  const Hdf5Type real(H5Tget_member_type(type.get(), 0), "read a type");
-  const int classID = likelyClass(real.get());
-  const bool isStored =
-      classID != vrUNKNOWN_CLASS && H5Tequal(type.get(), complexType(classID).get()) > 0;
-  return isStored ? std::optional(ElementKind{classID, true}) : std::nullopt;
+  if (classID == vrUNKNOWN_CLASS) return std::nullopt;
+  return ElementKind{classID, family == H5T_COMPOUND, size};
 }
 
 PropertyLists::PropertyLists()
     : fileAccess(H5Pcreate(H5P_FILE_ACCESS), "make a property list"),
-      fileCreation(groupList(H5P_FILE_CREATE, 16, 8)),
+      fileCreation(groupList(H5P_FILE_CREATE, 20, 8)),
       folders{groupList(H5P_GROUP_CREATE, 16, 8), groupList(H5P_GROUP_CREATE, 16, 8),
               groupList(H5P_GROUP_CREATE, 40, 12)},
       parts(groupList(H5P_GROUP_CREATE, 8, 8)),

@@ -36,9 +36,10 @@ std::string linkName(const std::string& name);
 // The name of a link. Empty optional for what linkName never gives.
 std::optional<std::string> nameOfLink(const std::string& link);
 
-// The groups, each in the one before, among which the variables are spread by name.
+// The groups among which the variables are spread by name, each in the one before and named by one
+// digit. The path of a variable's folder is the digits with slashes between.
 inline constexpr std::size_t folderLevels = 3;
-std::array<std::string, folderLevels> foldersOf(const std::string& name);
+std::string folderOf(const std::string& name);
 
 // ---- Types ----
 
@@ -51,6 +52,7 @@ Hdf5Type complexType(int classID);
 struct ElementKind {
   int classID;
   bool isComplex;
+  std::size_t size;  // of one element in the file
 };
 
 // The class of a stored type: logicals read as uint8, characters as uint16. Empty for a type that

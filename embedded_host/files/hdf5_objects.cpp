@@ -9,6 +9,10 @@ namespace {
 
 constexpr std::size_t longestText = 60'000;
 
+void requireHard(const H5L_info_t& link) {
+  if (link.type != H5L_TYPE_HARD) throw FileFault("found a link that leads elsewhere");
+}
+
 Hdf5Type textType(std::size_t size) {
   Hdf5Type type(H5Tcopy(H5T_C_S1), "make a text type");
   require(H5Tset_size(type.get(), std::max<std::size_t>(size, 1)), "size a text type");
@@ -23,16 +27,41 @@ void writeAttribute(hid_t object, const char* name, hid_t type, const Hdf5Space&
   require(H5Awrite(attribute.get(), type, value), "write an attribute");
 }
 
-struct NameList {
-  std::vector<std::string> names;
+// For opening over hard links alone: the library gives up at any other, whether it would stay in
+// the file or not. A limit of none can be set by the property's name only.
+hid_t hardLinksOnly() {
+  static const hid_t list = [] {
+    Hdf5List made(H5Pcreate(H5P_LINK_ACCESS), "make a property list");
+    const std::size_t none = 0;
+    require(H5Pset(made.get(), "max soft links", &none), "set a property");
+    return made.release();
+  }();
+  return list;
+}
+
+// True if every link of a path that did not open is there, the last of which then leads to nothing.
+// Throws for a link that leads elsewhere.
+bool hasAllLinks(hid_t group, const std::string& path) {
+  std::size_t end = 0;
+  do {
+    end = path.find('/', end + 1);
+    H5L_info_t link;
+    if (H5Lget_info(group, path.substr(0, end).c_str(), &link, hardLinksOnly()) < 0) return false;
+    requireHard(link);
+  } while (end != std::string::npos);
+  return true;
+}
+
+struct MemberList {
+  std::vector<Member> members;
   std::exception_ptr failure;
 };
 
-// Adds the name to the list. Called by the library, so that nothing may be thrown.
-herr_t addName(hid_t /*group*/, const char* name, const H5L_info_t* /*info*/, void* data) {
-  auto& list = *static_cast<NameList*>(data);
+// Adds the member to the list. Called by the library, so that nothing may be thrown.
+herr_t addMember(hid_t /*group*/, const char* name, const H5L_info_t* link, void* data) {
+  auto& list = *static_cast<MemberList*>(data);
   try {
-    list.names.emplace_back(name);
+    list.members.push_back({name, *link});
     return 0;
   } catch (...) {
     list.failure = std::current_exception();
@@ -52,11 +81,15 @@ SilentHdf5::~SilentHdf5() {
   H5Eset_auto2(H5E_DEFAULT, function_, data_);
 }
 
-std::optional<Hdf5Object> openMember(hid_t group, const std::string& name) {
-  H5L_info_t link;
-  if (H5Lget_info(group, name.c_str(), &link, H5P_DEFAULT) < 0) return std::nullopt;
-  if (link.type != H5L_TYPE_HARD) throw FileFault("found a link that leads elsewhere");
-  return Hdf5Object(H5Oopen_by_addr(group, link.u.address), "open an object");
+std::optional<Hdf5Object> openMember(hid_t group, const std::string& path) {
+  const hid_t object = H5Oopen(group, path.c_str(), hardLinksOnly());
+  if (object < 0 && !hasAllLinks(group, path)) return std::nullopt;
+  return Hdf5Object(object, "open an object");
+}
+
+Hdf5Object openMember(hid_t group, const Member& member) {
+  requireHard(member.link);
+  return {H5Oopen_by_addr(group, member.link.u.address), "open an object"};
 }
 
 bool isGroup(const Hdf5Object& object) { return H5Iget_type(object.get()) == H5I_GROUP; }
@@ -68,12 +101,13 @@ std::size_t memberCount(hid_t group) {
   return info.nlinks;
 }
 
-std::vector<std::string> memberNames(hid_t group) {
-  NameList list;
-  const herr_t status = H5Literate(group, H5_INDEX_CRT_ORDER, H5_ITER_INC, nullptr, addName, &list);
+std::vector<Member> membersOf(hid_t group) {
+  MemberList list;
+  const herr_t status =
+      H5Literate(group, H5_INDEX_CRT_ORDER, H5_ITER_INC, nullptr, addMember, &list);
   if (list.failure != nullptr) std::rethrow_exception(list.failure);  // not a damaged group
   require(status, "read the names in a group");
-  return std::move(list.names);
+  return std::move(list.members);
 }
 
 bool hasAttribute(hid_t object, const char* name) { return H5Aexists(object, name) > 0; }
@@ -89,10 +123,9 @@ void writeText(hid_t object, const char* name, const std::string& text) {
 std::string readText(hid_t object, const char* name) {
   const Hdf5Attribute attribute(H5Aopen(object, name, H5P_DEFAULT), "open an attribute");
   const Hdf5Type stored(H5Aget_type(attribute.get()), "read an attribute's type");
-  const Hdf5Space space(H5Aget_space(attribute.get()), "read an attribute's space");
   const std::size_t size = H5Tget_size(stored.get());
   if (H5Tget_class(stored.get()) != H5T_STRING || H5Tis_variable_str(stored.get()) != 0 ||
-      H5Sget_simple_extent_npoints(space.get()) != 1 || size == 0 || size > longestText) {
+      size == 0 || size > longestText || H5Aget_storage_size(attribute.get()) != size) {
     throw FileFault("found an attribute that is no text");
   }
   std::string text(size, '\0');
@@ -110,13 +143,11 @@ void writeNumbers(hid_t object, const char* name, const std::vector<std::uint64_
 std::vector<std::uint64_t> readNumbers(hid_t object, const char* name) {
   const Hdf5Attribute attribute(H5Aopen(object, name, H5P_DEFAULT), "open an attribute");
   const Hdf5Type stored(H5Aget_type(attribute.get()), "read an attribute's type");
-  const Hdf5Space space(H5Aget_space(attribute.get()), "read an attribute's space");
-  const hssize_t count = H5Sget_simple_extent_npoints(space.get());
-  if (H5Tequal(stored.get(), H5T_STD_U64LE) <= 0 || count <= 0 ||
-      static_cast<std::size_t>(count) > longestText / sizeof(std::uint64_t)) {
+  const hsize_t size = H5Aget_storage_size(attribute.get());
+  if (H5Tequal(stored.get(), H5T_STD_U64LE) <= 0 || size == 0 || size > longestText) {
     throw FileFault("found an attribute that is no list of numbers");
   }
-  std::vector<std::uint64_t> numbers(static_cast<std::size_t>(count));
+  std::vector<std::uint64_t> numbers(size / sizeof(std::uint64_t));
   require(H5Aread(attribute.get(), H5T_STD_U64LE, numbers.data()), "read an attribute");
   return numbers;
 }

@@ -66,17 +66,31 @@ class SilentHdf5 {
   void* data_ = nullptr;
 };
 
-// The group or dataset that a hard link of the group leads to; empty if there is no such link.
-// Other links, which may lead out of the file, are refused.
-std::optional<Hdf5Object> openMember(hid_t group, const std::string& name);
+// True if the group has a link of that name. Quicker than opening what is not there.
+inline bool hasMember(hid_t group, const std::string& name) {
+  return H5Lexists(group, name.c_str(), H5P_DEFAULT) > 0;
+}
+
+// The group or dataset that the path, names with slashes between, leads to from the group; empty if
+// there is none. Links that are not hard, which may lead out of the file, are refused.
+std::optional<Hdf5Object> openMember(hid_t group, const std::string& path);
+
+// A link of a group.
+struct Member {
+  std::string name;
+  H5L_info_t link;
+};
+
+// The links of a group in the order in which they were made.
+std::vector<Member> membersOf(hid_t group);
+
+// What a link of the group leads to. A link that is not hard is refused.
+Hdf5Object openMember(hid_t group, const Member& member);
 
 bool isGroup(const Hdf5Object& object);
 bool isDataset(const Hdf5Object& object);
 
 std::size_t memberCount(hid_t group);
-
-// Names of the members in the order in which they were made.
-std::vector<std::string> memberNames(hid_t group);
 
 bool hasAttribute(hid_t object, const char* name);
 

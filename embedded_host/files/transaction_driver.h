@@ -52,7 +52,7 @@ class TransactionFile : public H5FD_t {
  private:
   friend struct TransactionDriver;
 
-  static constexpr std::size_t pageSize = 512;
+  static constexpr std::size_t pageSize = 4096;
   using Page = std::vector<char>;
 
   explicit TransactionFile(int descriptor) : H5FD_t{}, descriptor_(descriptor) {}

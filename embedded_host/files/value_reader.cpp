@@ -43,14 +43,14 @@ class Reader {
   OwnedArray readMember(const Hdf5Object& group, const std::string& name, int depth);
   OwnedArray readDataset(const Hdf5Object& dataset);
   OwnedArray readFunction(const Hdf5Object& dataset, const Dimensions& extents);
-  OwnedArray readElements(const Hdf5Object& dataset, const Hdf5Type& type, ElementKind kind,
+  OwnedArray readElements(const Hdf5Object& dataset, const ElementKind& kind,
                           const Dimensions& dimensions);
   void readBytes(const Hdf5Object& dataset, std::size_t size, void* bytes);
   OwnedArray readCell(const Hdf5Object& group, const Dimensions& dimensions, int depth);
   OwnedArray readStructure(const Hdf5Object& group, const Dimensions& dimensions, int depth);
   OwnedArray readObject(const Hdf5Object& group, const Dimensions& dimensions, int depth);
   template <class Put>
-  void readRecord(const Hdf5Object& group, const std::vector<std::string>& fields,
+  void readRecord(const Hdf5Object& group, const std::vector<Member>& fields,
                   const Dimensions& dimensions, int depth, Put&& put);
 
   const TransactionFile& disk_;
@@ -73,11 +73,8 @@ Dimensions readDimensions(const Hdf5Object& object) {
 Dimensions extentsOf(const Hdf5Object& dataset) {
   const Hdf5Space space(H5Dget_space(dataset.get()), "read a dataset's space");
   hsize_t extents[H5S_MAX_RANK];
-  const int rank = H5Sget_simple_extent_ndims(space.get());
-  if (H5Sget_simple_extent_type(space.get()) != H5S_SIMPLE || rank < 1 ||
-      H5Sget_simple_extent_dims(space.get(), extents, nullptr) != rank) {
-    throw FileFault("found a dataset without dimensions");
-  }
+  const int rank = H5Sget_simple_extent_dims(space.get(), extents, nullptr);
+  if (rank < 1) throw FileFault("found a dataset without dimensions");  // one element, or no space
   return {extents, extents + rank};
 }
 
@@ -132,10 +129,9 @@ void separate(const std::vector<std::byte>& pairs, vrArray* array) {
   }
 }
 
-OwnedArray Reader::readElements(const Hdf5Object& dataset, const Hdf5Type& type, ElementKind kind,
+OwnedArray Reader::readElements(const Hdf5Object& dataset, const ElementKind& kind,
                                 const Dimensions& dimensions) {
-  const std::size_t elementSize = H5Tget_size(type.get());
-  const std::size_t size = countOf(dimensions, elementSize) * elementSize;
+  const std::size_t size = countOf(dimensions, kind.size) * kind.size;
   spend(size);
   if (!kind.isComplex) {
     OwnedArray array(makeUnfilled(kind.classID, dimensions.size(), dimensions.data()));
@@ -163,7 +159,7 @@ OwnedArray Reader::readDataset(const Hdf5Object& dataset) {
   } else {
     std::reverse(dimensions.begin(), dimensions.end());
   }
-  return readElements(dataset, type, *kind, dimensions);
+  return readElements(dataset, *kind, dimensions);
 }
 
 OwnedArray Reader::readMember(const Hdf5Object& group, const std::string& name, int depth) {
@@ -189,36 +185,36 @@ OwnedArray Reader::readCell(const Hdf5Object& group, const Dimensions& dimension
   return cell;
 }
 
-std::vector<std::string> readFieldNames(const Hdf5Object& group) {
-  std::vector<std::string> names = memberNames(group.get());
-  for (std::string& name : names) {
-    std::optional<std::string> decoded = nameOfLink(name);
+// The members of a group, with the names of the fields that they are.
+std::vector<Member> fieldsOf(const Hdf5Object& group) {
+  std::vector<Member> fields = membersOf(group.get());
+  for (Member& field : fields) {
+    std::optional<std::string> decoded = nameOfLink(field.name);
     if (!decoded || decoded->find('\0') != std::string::npos) {
       throw FileFault("found a name that is none");
     }
-    name = std::move(*decoded);
+    field.name = std::move(*decoded);
   }
-  return names;
+  return fields;
 }
 
 // Reads every field of every element and puts it with put(index, field, value).
 template <class Put>
-void Reader::readRecord(const Hdf5Object& group, const std::vector<std::string>& fields,
+void Reader::readRecord(const Hdf5Object& group, const std::vector<Member>& fields,
                         const Dimensions& dimensions, int depth, Put&& put) {
   const bool isSingle = dimensions == Dimensions{1, 1};
   const std::size_t count = countOf(dimensions, leastObjectSize);
   for (std::size_t field = 0; field < fields.size(); ++field) {
-    const std::string link = linkName(fields[field]);
+    const Hdf5Object object = openMember(group.get(), fields[field]);
     if (isSingle) {
-      put(std::size_t{0}, field, readMember(group, link, depth));
+      put(std::size_t{0}, field, read(object, depth + 1));
       continue;
     }
-    const std::optional<Hdf5Object> column = openMember(group.get(), link);
-    if (!column || !isGroup(*column)) throw FileFault("found a field that is none");
+    if (!isGroup(object)) throw FileFault("found a field that is none");
     spend(leastObjectSize);
-    requireMembers(*column, count);
+    requireMembers(object, count);
     for (std::size_t i = 0; i < count; ++i) {
-      put(i, field, readMember(*column, std::to_string(i), depth));
+      put(i, field, readMember(object, std::to_string(i), depth));
     }
   }
 }
@@ -232,11 +228,11 @@ void requireRoom(const Dimensions& dimensions, std::size_t fields, std::size_t b
 }
 
 OwnedArray Reader::readStructure(const Hdf5Object& group, const Dimensions& dimensions, int depth) {
-  const std::vector<std::string> fields = readFieldNames(group);
+  const std::vector<Member> fields = fieldsOf(group);
   requireRoom(dimensions, fields.size(), budget_);
   std::vector<const char*> names;
   names.reserve(fields.size());
-  for (const std::string& field : fields) names.push_back(field.c_str());
+  for (const Member& field : fields) names.push_back(field.name.c_str());
   OwnedArray structure(vrCreateStructArray_730(dimensions.size(), dimensions.data(),
                                                static_cast<int>(names.size()), names.data()));
   readRecord(group, fields, dimensions, depth,
@@ -248,14 +244,16 @@ OwnedArray Reader::readStructure(const Hdf5Object& group, const Dimensions& dime
 }
 
 OwnedArray Reader::readObject(const Hdf5Object& group, const Dimensions& dimensions, int depth) {
-  const std::vector<std::string> properties = readFieldNames(group);
+  const std::vector<Member> properties = fieldsOf(group);
   requireRoom(dimensions, properties.size(), budget_);
   const std::optional<std::string> name = nameOfLink(readText(group.get(), objectClassAttribute));
   if (!name) throw FileFault("found a class name that is none");
-  OwnedArray object(makeObject(*name, dimensions.size(), dimensions.data(), properties));
+  std::vector<std::string> names;
+  for (const Member& property : properties) names.push_back(property.name);
+  OwnedArray object(makeObject(*name, dimensions.size(), dimensions.data(), names));
   readRecord(group, properties, dimensions, depth,
              [&](std::size_t index, std::size_t property, const OwnedArray& value) {
-               vrSetProperty_730(object.get(), index, properties[property].c_str(), value.get());
+               vrSetProperty_730(object.get(), index, names[property].c_str(), value.get());
              });
   return object;
 }

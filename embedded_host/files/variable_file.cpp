@@ -109,28 +109,22 @@ std::unique_ptr<vfFile> open(const char* path, std::string_view mode) {
   throw FileFault("there is no such mode");
 }
 
-// The folder of a name; empty if there is none.
-std::optional<Hdf5Object> findFolder(hid_t file, const std::string& name) {
-  std::optional<Hdf5Object> folder;
-  for (const std::string& level : foldersOf(name)) {
-    folder = openMember(folder ? folder->get() : file, level);
-    if (!folder) break;
-  }
-  return folder;
+Hdf5Object makeFolder(hid_t outer, const std::string& name, std::size_t level) {
+  return {H5Gcreate2(outer, name.c_str(), propertyLists().link.get(),
+                     propertyLists().folders[level].get(), H5P_DEFAULT),
+          "make a group"};
 }
 
-Hdf5Object openOrMakeFolder(hid_t file, const std::string& name) {
-  const auto levels = foldersOf(name);
+Hdf5Object openOrMakeFolder(hid_t file, const std::string& path) {
   Hdf5Object folder;
-  for (std::size_t i = 0; i < levels.size(); ++i) {
-    const hid_t group = i == 0 ? file : folder.get();
-    std::optional<Hdf5Object> next = openMember(group, levels[i]);
-    if (!next) {
-      next.emplace(H5Gcreate2(group, levels[i].c_str(), propertyLists().link.get(),
-                              propertyLists().folders[i].get(), H5P_DEFAULT),
-                   "make a group");
-    }
-    folder = std::move(*next);
+  bool isNew = false;
+  for (std::size_t level = 0; level < folderLevels; ++level) {
+    const hid_t outer = level == 0 ? file : folder.get();
+    const std::string digit(1, path[2 * level]);
+    std::optional<Hdf5Object> next;
+    if (!isNew && hasMember(outer, digit)) next = openMember(outer, digit);
+    isNew = !next;
+    folder = isNew ? makeFolder(outer, digit, level) : std::move(*next);
   }
   return folder;
 }
@@ -142,9 +136,9 @@ void putVariable(vfFile& file, const std::string& name, const vrArray* array) {
   if (!file.disk.isSound()) throw FileFault("an earlier failure made the file unusable");
   if (!file.disk.isAlone()) throw FileFault("the file was changed by somebody else");
   try {
-    const Hdf5Object folder = openOrMakeFolder(file.file.get(), name);
+    const Hdf5Object folder = openOrMakeFolder(file.file.get(), folderOf(name));
     const std::string link = linkName(name);
-    if (H5Lexists(folder.get(), link.c_str(), H5P_DEFAULT) > 0) {
+    if (hasMember(folder.get(), link)) {
       require(H5Ldelete(folder.get(), link.c_str(), H5P_DEFAULT), "replace the variable");
     }
     writeVariable(folder.get(), link, array);
@@ -157,9 +151,8 @@ void putVariable(vfFile& file, const std::string& name, const vrArray* array) {
 
 OwnedArray getVariable(vfFile& file, const std::string& name) {
   if (!file.disk.isSound()) throw FileFault("an earlier failure made the file unusable");
-  const std::optional<Hdf5Object> folder = findFolder(file.file.get(), name);
-  std::optional<Hdf5Object> variable;
-  if (folder) variable = openMember(folder->get(), linkName(name));
+  const std::optional<Hdf5Object> variable =
+      openMember(file.file.get(), folderOf(name) + '/' + linkName(name));
   if (!variable) throw FileFault("there is no variable \"" + name + "\"");
   return readVariable(*variable, file.disk);
 }

@@ -10,15 +10,6 @@ namespace {
 
 OwnedArray text(const char* characters) { return OwnedArray(vrCreateString(characters)); }
 
-OwnedArray emptyDouble() {
-  const std::size_t nothing[] = {0, 0};
-  return OwnedArray(vrCreateNumericArray_730(2, nothing, vrDOUBLE_CLASS, 0));
-}
-
-void setProperty(const OwnedArray& object, const char* name, const OwnedArray& value) {
-  vrSetProperty_730(object.get(), 0, name, value.get());
-}
-
 }  // namespace
 
 OwnedArray version() { return text("Vormel " VORMEL_VERSION); }
@@ -34,10 +25,7 @@ OwnedArray tempdir() { return text(PrivateDirectory::instance().path().c_str());
 
 OwnedArray timeseries() {
   const std::size_t scalar[] = {1, 1};
-  OwnedArray object(makeObject("timeseries", 2, scalar));
-  setProperty(object, "Data", emptyDouble());
-  setProperty(object, "Time", emptyDouble());
-  return object;
+  return OwnedArray(makeObject("timeseries", 2, scalar, {"Data", "Time"}));
 }
 
 }  // namespace vormel

@@ -368,6 +368,18 @@ TEST_F(FilesCrafted, function_handle_of_many_elements_is_refused) {
   expectRefused("found an impossible function handle");
 }
 
+TEST_F(FilesCrafted, folder_that_is_a_soft_link_is_refused_though_it_stays_in_the_file) {
+  craft(aNumber(1));
+  const std::string outer = firstMember(file_);
+  H5Gclose(folder_);
+  H5Lmove(file_, outer.c_str(), file_, "moved", H5P_DEFAULT, H5P_DEFAULT);
+  H5Lcreate_soft("/moved", file_, outer.c_str(), H5P_DEFAULT, H5P_DEFAULT);
+  H5Fclose(file_);
+  EXPECT_FALSE(get(path, "x"));
+  EXPECT_EQ(vormel::lastFileError(), "found a link that leads elsewhere");
+  EXPECT_FALSE(put(path, "x", aNumber(1)));
+}
+
 TEST_F(FilesCrafted, folder_that_is_a_link_elsewhere_is_refused) {
   craft(aNumber(1));
   const std::string outer = firstMember(file_);
