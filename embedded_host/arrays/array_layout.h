@@ -39,6 +39,9 @@ struct Names {
   std::size_t references;
   std::string title;  // class of a value object, subclass of an opaque, name of a function
   std::vector<std::string> fields;
+  std::uint64_t number = ++lastNumber;  // no two lists have the same
+
+  static inline std::uint64_t lastNumber = 0;
 };
 
 }  // namespace vormel

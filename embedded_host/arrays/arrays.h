@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -74,7 +75,18 @@ class VORMEL_HOST_API HandleTarget {
 // Opaque scalar of subclass "handle". Adds a reference.
 VORMEL_HOST_API vrArray* makeHandle(HandleTarget* target);
 
-// ---- Reading them ----
+// ---- Reading arrays ----
+
+// What readers of many arrays ask of each, all at once.
+struct ArrayFacts {
+  int classID;
+  bool isComplex;
+  bool isMatrix;  // of two dimensions
+  std::size_t rows;
+  std::size_t count;     // of elements
+  const void* elements;  // null for classes without
+};
+VORMEL_HOST_API ArrayFacts factsOf(const vrArray* array) noexcept;
 
 // The target of a handle array's element; null for other arrays and elements. Borrowed.
 VORMEL_HOST_API HandleTarget* handleTarget(const vrArray* array, std::size_t index) noexcept;
@@ -87,6 +99,10 @@ VORMEL_HOST_API void setCellElement(vrArray* array, std::size_t index, vrArray* 
 
 // Field names of a structure array, property names of a value object, in order; else empty.
 VORMEL_HOST_API const std::vector<std::string>& fieldNames(const vrArray* array);
+
+// Tells lists of field names apart: arrays with one number, which is not 0, have the same names. 0
+// for an array that has none.
+VORMEL_HOST_API std::uint64_t fieldNamesNumber(const vrArray* array) noexcept;
 
 // Field of a structure array, property of a value object, by its number in that order. Borrowed.
 // Throws HostError for another class, index or number.

@@ -12,12 +12,7 @@ namespace {
 vrArray* doomed = nullptr;
 bool isDraining = false;
 
-void doom(vrArray* array) noexcept {
-  array->next = doomed;
-  doomed = array;
-}
-
-void freeArray(vrArray* array) noexcept {
+void releaseContents(vrArray* array) noexcept {
   if (hasElements(array)) {
     if (!array->isSmall) releaseBlock(array->block);
   } else {
@@ -29,12 +24,23 @@ void freeArray(vrArray* array) noexcept {
     }
   }
   if (array->dimensionCount != 2) huFree(array->list);
-  huFree(array);
   --liveArrays;
 }
 
+void freeArray(vrArray* array) noexcept {
+  releaseContents(array);
+  huFree(array);
+}
+
+// Elements end nothing else: they need not wait.
+void doom(vrArray* array) noexcept {
+  if (hasElements(array)) return freeArray(array);
+  array->next = doomed;
+  doomed = array;
+}
+
 void drain() noexcept {
-  if (std::exchange(isDraining, true)) return;
+  if (doomed == nullptr || std::exchange(isDraining, true)) return;
   while (doomed != nullptr) freeArray(std::exchange(doomed, doomed->next));
   isDraining = false;
 }

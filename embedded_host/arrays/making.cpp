@@ -86,7 +86,10 @@ Names* lastFieldNames = nullptr;
 Names* sharedFieldNames(std::size_t count, const char* const* names) {
   const auto isLast = [&] {
     return lastFieldNames != nullptr && lastFieldNames->fields.size() == count &&
-           std::equal(names, names + count, lastFieldNames->fields.begin());
+           std::equal(names, names + count, lastFieldNames->fields.begin(),
+                      [](const char* name, const std::string& field) {
+                        return std::strcmp(name, field.c_str()) == 0;
+                      });
   };
   if (!isLast()) {
     Names* fresh = newNames("", std::span(names, count));

@@ -1,8 +1,8 @@
 // libvr: what an array is.
 #include <cstring>
 
-#include "embedded_host/arrays/array_layout.h"
 #include "embedded_host/arrays/class_table.h"
+#include "embedded_host/arrays/storage.h"
 
 using namespace vormel;
 
@@ -41,10 +41,25 @@ std::size_t vrGetElementSize(const vrArray* array) { return elementSize(array->c
 
 namespace vormel {
 
+namespace {
+
+const std::vector<std::string> none;
+
+}  // namespace
+
 const std::vector<std::string>& fieldNames(const vrArray* array) {
-  static const std::vector<std::string> none;
   const bool hasFields = array->classID == vrSTRUCT_CLASS || array->classID == vrOBJECT_CLASS;
   return hasFields && array->names != nullptr ? array->names->fields : none;
+}
+
+ArrayFacts factsOf(const vrArray* array) noexcept {
+  return {array->classID,         array->isComplex, array->dimensionCount == 2,
+          dimensionsOf(array)[0], countOf(array),   hasElements(array) ? elements(array) : nullptr};
+}
+
+std::uint64_t fieldNamesNumber(const vrArray* array) noexcept {
+  const bool hasFields = array->classID == vrSTRUCT_CLASS || array->classID == vrOBJECT_CLASS;
+  return hasFields && array->names != nullptr ? array->names->number : 0;
 }
 
 const std::string& functionName(const vrArray* array) {

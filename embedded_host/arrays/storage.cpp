@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "embedded_host/arrays/class_table.h"
+#include "embedded_host/arrays/input_array.h"
 #include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/libhu.h"
 
@@ -102,6 +103,13 @@ vrArray* newArray(int classID, std::size_t dimensionCount, const std::size_t* di
 
 namespace {
 
+void* unfilledMemory(std::size_t bytes) {
+  void* memory = huMalloc(bytes);
+  constexpr std::size_t word = 8;  // the last one may be padding in part
+  if (memory != nullptr) std::memset(static_cast<std::byte*>(memory) + bytes - word, 0, word);
+  return memory;
+}
+
 vrArray* newElements(int classID, std::size_t dimensionCount, const std::size_t* dimensions,
                      bool isComplex, void* (*allocate)(std::size_t bytes)) {
   const std::size_t bytes = elementSize(classID);
@@ -126,12 +134,32 @@ vrArray* newElementArray(int classID, std::size_t dimensionCount, const std::siz
 }
 
 vrArray* newUnfilledArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions) {
-  return newElements(classID, dimensionCount, dimensions, false, [](std::size_t bytes) {
-    void* memory = huMalloc(bytes);
-    constexpr std::size_t word = 8;  // the last one may be padding in part
-    if (memory != nullptr) std::memset(static_cast<std::byte*>(memory) + bytes - word, 0, word);
-    return memory;
-  });
+  return newElements(classID, dimensionCount, dimensions, false, unfilledMemory);
+}
+
+vrArray* InputArray::make(int classID, std::size_t rows, std::size_t columns) {
+  static_assert(sizeof(vrArray) == sizeof head_ && alignof(vrArray) == alignof(InputArray));
+  auto* array = new (head_) vrArray{};
+  array->pair[0] = rows;
+  array->pair[1] = columns;
+  array->dimensionCount = 2;
+  array->classID = static_cast<std::uint8_t>(classID);
+  array->isSmall = true;
+  array->isPart = true;  // of the frame: no list and no other array takes it
+  const std::size_t bytes = elementSize(classID);
+  const std::size_t all = padded(bytes * checkedCount(2, array->pair, bytes));
+  if (all > sizeof(array->small)) {
+    array->block = blockIn(required(unfilledMemory(sizeof(Block) + all)), all);
+    array->isSmall = false;
+  }
+  ++liveArrays;
+  return array;
+}
+
+void InputArray::end() noexcept {
+  auto* array = std::launder(reinterpret_cast<vrArray*>(head_));
+  if (!array->isSmall) releaseBlock(array->block);
+  --liveArrays;
 }
 
 vrArray* newPartsArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions,

@@ -41,6 +41,7 @@ CallFrame::CallFrame(const MethodRecord& method, std::size_t inputCount, std::in
 
 CallFrame::~CallFrame() {
   releaseOutputs();
+  while (madeInputCount_ > 0) madeInputs_[--madeInputCount_].end();
   forgetTrappedFailure();
 }
 
@@ -135,6 +136,20 @@ void CallFrame::setBorrowedText(std::size_t position, const char* text) noexcept
   inputs_[position].text = text;
 }
 
+void* CallFrame::makeInput(std::size_t position, int classID, std::size_t rows,
+                           std::size_t columns) {
+  vrArray* array = nullptr;
+  if (madeInputCount_ < kInlineInputs) {
+    array = madeInputs_[madeInputCount_].make(classID, rows, columns);
+    ++madeInputCount_;
+  } else {
+    const std::size_t dimensions[] = {rows, columns};
+    array = makeUnfilled(classID, 2, dimensions);
+  }
+  setInput(position, array);
+  return vrGetData(array);
+}
+
 void CallFrame::refuseInput(std::size_t position, const std::string& given) const {
   refuseInputValue(method_, position, inputType(position), given);
 }
@@ -215,6 +230,7 @@ OwnedArray CallFrame::takeArray(std::size_t cell) noexcept {
 
 void CallFrame::releaseOutputs() noexcept {
   for (std::size_t cell = 0; cell < cellCount_; ++cell) {
+    if (outputs_[cell].array == nullptr || outputs_[cell].word == kUnwritten) continue;
     if (outputType(cell) != nullptr && outputType(cell)->type == CellType::Any) takeArray(cell);
   }
 }

@@ -26,6 +26,7 @@
 
 #include "embedded_host/arrays/arrays.h"
 #include "embedded_host/arrays/call_scope.h"
+#include "embedded_host/arrays/input_array.h"
 #include "embedded_host/messages/host_exception.h"
 #include "embedded_host/objects/object_record.h"
 #include "embedded_host/objects/records.h"
@@ -69,6 +70,11 @@ class VORMEL_HOST_API CallFrame {
   void setText(std::size_t position, std::string_view text);
   // NUL-terminated UTF-8 that lives as long as the frame.
   void setBorrowedText(std::size_t position, const char* text) noexcept;
+
+  // For callers that make an array for this call alone, at a position of type Any: one of real
+  // numbers, truths or characters (InputArray). Returns its elements, all of which the caller
+  // writes. Throws on exhausted memory.
+  void* makeInput(std::size_t position, int classID, std::size_t rows, std::size_t columns);
 
   // Refuses an input as setInput does; `given` says what came, such as "a double 2-by-3".
   [[noreturn]] void refuseInput(std::size_t position, const std::string& given) const;
@@ -139,6 +145,8 @@ class VORMEL_HOST_API CallFrame {
   ObjectRecord* object_ = nullptr;                   // that the method is dispatched on
   OwnedArray constructed_;                           // handle of a constructor's object
   std::unique_ptr<std::string[]> texts_;             // by position, made when first needed
+  std::size_t madeInputCount_ = 0;
+  InputArray madeInputs_[kInlineInputs];
   ntob::ArgumentCell inlineInputs_[kInlineInputs];
   ntob::ArgumentCell inlineOutputs_[kInlineOutputs];
 };

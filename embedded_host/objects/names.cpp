@@ -26,11 +26,7 @@ char* copyOf(const char* text) {
 
 }  // namespace
 
-TOBNameID::TOBNameID() noexcept : name_(nullptr) {}
 TOBNameID::TOBNameID(const char* name) : name_(name != nullptr ? intern(name) : nullptr) {}
-TOBNameID::TOBNameID(const TOBNameID& other) noexcept = default;
-TOBNameID& TOBNameID::operator=(const TOBNameID& other) noexcept = default;
-TOBNameID::~TOBNameID() = default;
 
 TOBString::TOBString() noexcept : text_(nullptr) {}
 TOBString::TOBString(const char* text) : text_(copyOf(text)) {}

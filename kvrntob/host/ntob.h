@@ -50,11 +50,8 @@ class VORMEL_HOST_API TOBOutOfMemoryException : public TOBMsgException {
 // The identifier of a name. Copies name the same thing; equal names give equal identifiers.
 class VORMEL_HOST_API TOBNameID {
  public:
-  TOBNameID() noexcept;  // names nothing
+  TOBNameID() noexcept = default;  // names nothing
   explicit TOBNameID(const char* name);
-  TOBNameID(const TOBNameID& other) noexcept;
-  TOBNameID& operator=(const TOBNameID& other) noexcept;
-  ~TOBNameID();  // NOLINT(performance-trivially-destructible): a host may count uses
 
   // The name, valid as long as the process; null if this names nothing.
   const char* characters() const noexcept { return name_; }
@@ -63,7 +60,7 @@ class VORMEL_HOST_API TOBNameID {
   }
 
  private:
-  const char* name_;  // one address a name
+  const char* name_ = nullptr;  // one address a name
 };
 
 // An immutable text of the host. Copies its argument; may hold nothing.

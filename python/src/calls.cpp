@@ -10,6 +10,8 @@
 #include "python/src/errors.h"
 #include "python/src/from_host.h"
 #include "python/src/host_value.h"
+#include "python/src/numpy_scalars.h"
+#include "python/src/text.h"
 #include "python/src/to_host.h"
 
 namespace vormel::python {
@@ -41,6 +43,20 @@ bool setLogical(CallFrame& call, std::size_t position, PyObject* value) {
   return true;
 }
 
+// What most arguments of type Any are: made in the frame of the call.
+bool setAny(CallFrame& call, std::size_t position, PyObject* value) {
+  if (PyUnicode_CheckExact(value)) {
+    const std::size_t count = unitCount(value);
+    void* units = call.makeInput(position, vrCHAR_CLASS, count == 0 ? 0 : 1, count);
+    writeUnits(value, static_cast<char16_t*>(units));
+    return true;
+  }
+  const auto number = plainNumberIn(value);
+  if (number)
+    std::memcpy(call.makeInput(position, number->classID, 1, 1), number->bytes, number->size);
+  return number.has_value();
+}
+
 // The str keeps its UTF-8 form, and the caller keeps the str.
 bool setText(CallFrame& call, std::size_t position, PyObject* value) {
   if (!PyUnicode_Check(value)) return false;
@@ -62,6 +78,8 @@ bool setDirectly(CallFrame& call, std::size_t position, PyObject* value) {
       return setLogical(call, position, value);
     case CellType::String:
       return setText(call, position, value);
+    case CellType::Any:
+      return setAny(call, position, value);
     default:
       return false;
   }
@@ -127,8 +145,7 @@ Ref run(const MethodRecord& method, PyObject* const* arguments, std::size_t coun
 
 void setInput(CallFrame& call, std::size_t position, PyObject* value) {
   if (setDirectly(call, position, value)) return;
-  const vrArray* array = PyUnicode_CheckExact(value) ? nullptr : hostArrayOf(value);
-  if (array != nullptr) {
+  if (const vrArray* array = hostArrayOf(value)) {
     call.setInput(position, array);
   } else {
     OwnedArray made = toHost(value);
@@ -138,8 +155,13 @@ void setInput(CallFrame& call, std::size_t position, PyObject* value) {
 }
 
 Ref outputValue(CallFrame& call, std::size_t cell) {
+  const SignatureType* type = call.outputType(cell);
+  if (type != nullptr && type->type == CellType::Any) {
+    OwnedArray array = call.takeArray(cell);
+    return array ? fromHost(std::move(array)) : pybind11::none();
+  }
   if (!call.isWritten(cell)) return pybind11::none();
-  switch (call.outputType(cell)->type) {
+  switch (type->type) {
     case CellType::Int32Scalar:
       return checked(PyLong_FromLong(call.int32At(cell)));
     case CellType::LogicalScalar:

@@ -8,58 +8,54 @@
 #include "python/src/host_object.h"
 #include "python/src/names.h"
 #include "python/src/nesting.h"
+#include "python/src/numpy_scalars.h"
 #include "python/src/text.h"
 
 namespace vormel::python {
 namespace {
 
-bool isMatrixOfOne(const vrArray* array) {
-  return vrIsScalar(array) && vrGetNumberOfDimensions_730(array) == 2;
+constexpr char whileReading[] = " while reading a host array";
+
+bool isMatrixOfOne(const ArrayFacts& facts) { return facts.isMatrix && facts.count == 1; }
+
+bool isRow(const ArrayFacts& facts) { return facts.isMatrix && facts.rows == 1; }
+
+Ref text(const vrArray* array, const ArrayFacts& facts) {
+  if (!isRow(facts) && facts.count != 0) return numpyCharacters(array);
+  return textFromUnits(static_cast<const char16_t*>(facts.elements), facts.count);
 }
 
-bool isRow(const vrArray* array) {
-  return vrGetNumberOfDimensions_730(array) == 2 && vrGetM(array) == 1;
-}
+// The field names that came last, for readers of many structures alike.
+struct KnownFields {
+  std::uint64_t number;  // of the names; 0 for none
+  Ref keys;              // tuple
+  Ref dict;              // of the keys, all None: a copy of it has its final size
+};
 
-Ref text(const vrArray* array) {
-  if (!isRow(array) && !vrIsEmpty(array)) return numpyCharacters(array);
-  return textFromUnits(static_cast<const char16_t*>(vrGetData(array)),
-                       vrGetNumberOfElements(array));
-}
-
-// A dict with the names as keys, in order, and None everywhere: a copy, of its final size, of the
-// one made for the names that came last. Readers read many structures alike.
-Ref emptyDict(const std::vector<std::string>& names) {
-  struct Known {
-    std::vector<std::string> names;
-    Ref dict;
-  };
-  static auto* known = new Known{{}, checked(PyDict_New())};  // never freed, as in names.cpp
-  if (known->names != names) {
-    const Ref dict = checked(PyDict_New());
-    for (const std::string& name : names) {
-      checked(PyDict_SetItem(dict.ptr(), nameFor(name).ptr(), Py_None));
-    }
-    *known = {names, dict};
-  }
-  return checked(PyDict_Copy(known->dict.ptr()));
-}
-
-Ref dictOfElement(const vrArray* structure, std::size_t index) {
+const KnownFields& knownFields(const vrArray* structure) {
+  static auto& known =  // never freed, as in names.cpp
+      *new KnownFields{0, checked(PyTuple_New(0)), checked(PyDict_New())};
+  const std::uint64_t number = fieldNamesNumber(structure);
+  if (known.number == number) return known;
   const std::vector<std::string>& names = fieldNames(structure);
-  Ref dict = emptyDict(names);
-  if (static_cast<std::size_t>(PyDict_GET_SIZE(dict.ptr())) == names.size()) {
-    Py_ssize_t position = 0;
-    PyObject* key = nullptr;
-    for (std::size_t field = 0; PyDict_Next(dict.ptr(), &position, &key, nullptr) != 0; ++field) {
-      const Ref value = fromHost(fieldAt(structure, index, field));
-      checked(PyDict_SetItem(dict.ptr(), key, value.ptr()));
-    }
-    return dict;
+  KnownFields fresh{number, checked(PyTuple_New(static_cast<Py_ssize_t>(names.size()))),
+                    checked(PyDict_New())};
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    PyObject* key = nameFor(names[i]).release().ptr();
+    PyTuple_SET_ITEM(fresh.keys.ptr(), static_cast<Py_ssize_t>(i), key);
+    checked(PyDict_SetItem(fresh.dict.ptr(), key, Py_None));
   }
-  for (const std::string& name : names) {  // a name stands twice
-    const Ref value = fromHost(vrGetField_730(structure, index, name.c_str()));
-    checked(PyDict_SetItem(dict.ptr(), nameFor(name).ptr(), value.ptr()));
+  return known = std::move(fresh);
+}
+
+// Of a name that stands twice the first field counts.
+Ref dictOfElement(const vrArray* structure, std::size_t index) {
+  const KnownFields& known = knownFields(structure);
+  const Ref keys = known.keys;  // a field that is a structure makes others known
+  Ref dict = checked(PyDict_Copy(known.dict.ptr()));
+  for (Py_ssize_t i = PyTuple_GET_SIZE(keys.ptr()); i-- > 0;) {
+    const Ref value = fromHost(fieldAt(structure, index, static_cast<std::size_t>(i)));
+    checked(PyDict_SetItem(dict.ptr(), PyTuple_GET_ITEM(keys.ptr(), i), value.ptr()));
   }
   return dict;
 }
@@ -77,24 +73,26 @@ Ref listOf(const vrArray* array, const Element& element) {
 
 // A list for a row, else a NumPy object array.
 template <class Element>
-Ref rowOrObjects(const vrArray* array, const Element& element) {
-  if (isRow(array)) return listOf(array, element);
+Ref rowOrObjects(const vrArray* array, const ArrayFacts& facts, const Element& element) {
+  if (isRow(facts)) return listOf(array, element);
   Ref objects = numpyObjects(array);
   auto** item =
       static_cast<PyObject**>(PyArray_DATA(reinterpret_cast<PyArrayObject*>(objects.ptr())));
-  for (std::size_t i = 0; i < vrGetNumberOfElements(array); ++i) {
+  for (std::size_t i = 0; i < facts.count; ++i) {
     Py_DECREF(std::exchange(item[i], element(i).release().ptr()));
   }
   return objects;
 }
 
-Ref structure(const vrArray* array) {
+Ref structure(const vrArray* array, const ArrayFacts& facts) {
+  const Nesting nesting(whileReading);
   const auto element = [array](std::size_t index) { return dictOfElement(array, index); };
-  return isMatrixOfOne(array) ? element(0) : listOf(array, element);
+  return isMatrixOfOne(facts) ? element(0) : listOf(array, element);
 }
 
-Ref cell(const vrArray* array) {
-  return rowOrObjects(array,
+Ref cell(const vrArray* array, const ArrayFacts& facts) {
+  const Nesting nesting(whileReading);
+  return rowOrObjects(array, facts,
                       [array](std::size_t index) { return fromHost(cellElement(array, index)); });
 }
 
@@ -109,10 +107,10 @@ OwnedArray objectElement(const vrArray* array, std::size_t index) {
   return object;
 }
 
-Ref valueObject(const vrArray* array) {
-  if (isMatrixOfOne(array)) return wrapObject(OwnedArray(detachedCopy(array)));
+Ref valueObject(const vrArray* array, const ArrayFacts& facts) {
+  if (isMatrixOfOne(facts)) return wrapObject(OwnedArray(detachedCopy(array)));
   return rowOrObjects(
-      array, [array](std::size_t index) { return wrapObject(objectElement(array, index)); });
+      array, facts, [array](std::size_t index) { return wrapObject(objectElement(array, index)); });
 }
 
 Ref opaque(const vrArray* array) {
@@ -122,36 +120,37 @@ Ref opaque(const vrArray* array) {
 
 // What is made without taking over the array; null for numbers that want to share its storage.
 Ref fromBorrowed(const vrArray* array) {
-  switch (vrGetClassID(array)) {
+  const ArrayFacts facts = factsOf(array);
+  switch (facts.classID) {
     case vrCHAR_CLASS:
-      return text(array);
+      return text(array, facts);
     case vrSTRUCT_CLASS:
-      return structure(array);
+      return structure(array, facts);
     case vrCELL_CLASS:
-      return cell(array);
+      return cell(array, facts);
     case vrOBJECT_CLASS:
-      return valueObject(array);
+      return valueObject(array, facts);
     case vrLOGICAL_CLASS:
-      if (!isMatrixOfOne(array)) return {};
+      if (!isMatrixOfOne(facts)) return {};
       return pybind11::bool_(vrGetScalar(array) != 0);
     case vrFUNCTION_CLASS:
     case vrOPAQUE_CLASS:
       return opaque(array);
     default:
-      return isMatrixOfOne(array) ? numpyScalar(array) : Ref();
+      if (!isMatrixOfOne(facts)) return {};
+      return facts.isComplex ? numpyComplexScalar(array)
+                             : plainNumpyScalar(facts.classID, facts.elements);
   }
 }
 
 }  // namespace
 
 Ref fromHost(OwnedArray array) {
-  const Nesting nesting(" while reading a host array");
   Ref value = fromBorrowed(array.get());
   return value ? value : numpyFromHost(std::move(array));
 }
 
 Ref fromHost(const vrArray* array) {
-  const Nesting nesting(" while reading a host array");
   Ref value = fromBorrowed(array);
   return value ? value : numpyFromHost(OwnedArray(detachedCopy(array)));
 }

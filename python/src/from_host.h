@@ -28,8 +28,8 @@ Ref fromHost(const vrArray* array);
 // Numeric and logical arrays (numpy_out.cpp).
 Ref numpyFromHost(OwnedArray array);
 
-// A NumPy scalar of the first element of a numeric array (numpy_out.cpp).
-Ref numpyScalar(const vrArray* array);
+// A NumPy scalar of the first element of a complex array (numpy_out.cpp).
+Ref numpyComplexScalar(const vrArray* array);
 
 // A character array as a NumPy array of dtype U1 (numpy_out.cpp).
 Ref numpyCharacters(const vrArray* array);

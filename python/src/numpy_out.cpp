@@ -8,7 +8,6 @@
 #include "python/src/from_host.h"
 #include "python/src/host_value.h"
 #include "python/src/numpy_classes.h"
-#include "python/src/numpy_scalars.h"
 
 namespace vormel::python {
 namespace {
@@ -80,16 +79,11 @@ Ref numpyFromHost(OwnedArray array) {
   return view;
 }
 
-Ref numpyScalar(const vrArray* array) {
-  if (Ref plain = plainNumpyScalar(array)) return plain;
+Ref numpyComplexScalar(const vrArray* array) {
   const Ref dtype = dtypeOf(array);
   double pair[2];
-  const void* value = vrGetData(array);
-  if (vrIsComplex(array)) {
-    joinComplex(array, pair);
-    value = pair;
-  }
-  return checked(PyArray_Scalar(const_cast<void*>(value), asDescr(dtype.ptr()), nullptr));
+  joinComplex(array, pair);
+  return checked(PyArray_Scalar(pair, asDescr(dtype.ptr()), nullptr));
 }
 
 Ref numpyCharacters(const vrArray* array) {

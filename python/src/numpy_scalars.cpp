@@ -1,10 +1,9 @@
 #include "python/src/numpy_scalars.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
-
-#include "python/src/to_host.h"
 
 namespace vormel::python {
 namespace {
@@ -34,26 +33,20 @@ const std::array<Row, 11>& rows() {
 
 }  // namespace
 
-Ref plainNumpyScalar(const vrArray* array) {
-  const int classID = vrGetClassID(array);
-  if (classID == vrLOGICAL_CLASS || vrIsComplex(array)) return {};
-  for (const Row& row : rows()) {
-    if (row.classID != classID) continue;
-    Ref scalar = checked(row.type->tp_alloc(row.type, 0));
-    std::memcpy(reinterpret_cast<char*>(scalar.ptr()) + row.offset, vrGetData(array), row.size);
-    return scalar;
-  }
-  return {};
+Ref plainNumpyScalar(int classID, const void* element) {
+  const auto isOfClass = [classID](const Row& row) { return row.classID == classID; };
+  const Row& row = *std::find_if(rows().begin(), rows().end(), isOfClass);
+  Ref scalar = checked(row.type->tp_alloc(row.type, 0));
+  std::memcpy(reinterpret_cast<char*>(scalar.ptr()) + row.offset, element, row.size);
+  return scalar;
 }
 
-OwnedArray fromPlainNumpyScalar(PyObject* value) {
+std::optional<PlainNumber> plainNumberIn(PyObject* value) {
   for (const Row& row : rows()) {
     if (row.type != Py_TYPE(value)) continue;
-    OwnedArray array = makeNumeric(1, 1, row.classID);
-    std::memcpy(vrGetData(array.get()), reinterpret_cast<char*>(value) + row.offset, row.size);
-    return array;
+    return PlainNumber{row.classID, reinterpret_cast<const char*>(value) + row.offset, row.size};
   }
-  return {};
+  return std::nullopt;
 }
 
 }  // namespace vormel::python

@@ -2,16 +2,26 @@
 // displays ask for one number at a time.
 #pragma once
 
+#include <cstddef>
+#include <optional>
+
 #include "embedded_host/arrays/arrays.h"
 #include "python/src/python_api.h"
 
 namespace vormel::python {
 
-// A NumPy scalar of the first element of a real numeric array; null for another array.
-Ref plainNumpyScalar(const vrArray* array);
+// A NumPy scalar of a numeric class, its value that of the element.
+Ref plainNumpyScalar(int classID, const void* element);
 
-// The 1-by-1 array of a NumPy scalar; empty for what is no real NumPy scalar of a host class, and
-// for the few whose type has a twin of another name.
-OwnedArray fromPlainNumpyScalar(PyObject* value);
+// The number in a NumPy scalar of a host class, as its bytes.
+struct PlainNumber {
+  int classID;
+  const void* bytes;
+  std::size_t size;
+};
+
+// Nothing for what is no real NumPy scalar of a host class, and for the few whose type has a twin
+// of another name.
+std::optional<PlainNumber> plainNumberIn(PyObject* value);
 
 }  // namespace vormel::python

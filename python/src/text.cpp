@@ -13,13 +13,10 @@ constexpr Py_UCS4 firstAstral = 0x10000;
 
 bool isAstral(Py_UCS4 character) { return character >= firstAstral; }
 
-std::size_t unitCount(int kind, const void* characters, Py_ssize_t length) {
-  auto units = static_cast<std::size_t>(length);
-  if (kind == PyUnicode_4BYTE_KIND) {
-    const auto* first = static_cast<const Py_UCS4*>(characters);
-    units += static_cast<std::size_t>(std::count_if(first, first + length, isAstral));
-  }
-  return units;
+bool isAscii(const char16_t* units, std::size_t count) {
+  char16_t all = 0;
+  for (std::size_t i = 0; i < count; ++i) all |= units[i];
+  return all < 0x80;
 }
 
 void splitAstrals(const Py_UCS4* characters, Py_ssize_t length, char16_t* units) {
@@ -36,27 +33,42 @@ void splitAstrals(const Py_UCS4* characters, Py_ssize_t length, char16_t* units)
 
 }  // namespace
 
-OwnedArray characterRow(PyObject* text) {
+std::size_t unitCount(PyObject* text) {
   checked(PyUnicode_READY(text));
   const Py_ssize_t length = PyUnicode_GET_LENGTH(text);
-  const int kind = PyUnicode_KIND(text);
-  const void* characters = PyUnicode_DATA(text);
-  const std::size_t dimensions[] = {length == 0 ? 0U : 1U, unitCount(kind, characters, length)};
-  OwnedArray row(makeUnfilled(vrCHAR_CLASS, 2, dimensions));
-  auto* units = static_cast<char16_t*>(vrGetData(row.get()));
-  if (kind == PyUnicode_1BYTE_KIND) {
-    std::copy_n(static_cast<const Py_UCS1*>(characters), length, units);
-  } else if (kind == PyUnicode_2BYTE_KIND) {
-    std::copy_n(static_cast<const Py_UCS2*>(characters), length, units);
-  } else {
-    splitAstrals(static_cast<const Py_UCS4*>(characters), length, units);
+  auto units = static_cast<std::size_t>(length);
+  if (PyUnicode_KIND(text) == PyUnicode_4BYTE_KIND) {
+    const Py_UCS4* first = PyUnicode_4BYTE_DATA(text);
+    units += static_cast<std::size_t>(std::count_if(first, first + length, isAstral));
   }
+  return units;
+}
+
+void writeUnits(PyObject* text, char16_t* units) {
+  const Py_ssize_t length = PyUnicode_GET_LENGTH(text);
+  switch (PyUnicode_KIND(text)) {
+    case PyUnicode_1BYTE_KIND:
+      std::copy_n(PyUnicode_1BYTE_DATA(text), length, units);
+      break;
+    case PyUnicode_2BYTE_KIND:
+      std::copy_n(PyUnicode_2BYTE_DATA(text), length, units);
+      break;
+    default:
+      splitAstrals(PyUnicode_4BYTE_DATA(text), length, units);
+  }
+}
+
+OwnedArray characterRow(PyObject* text) {
+  const std::size_t count = unitCount(text);
+  const std::size_t dimensions[] = {count == 0 ? 0U : 1U, count};
+  OwnedArray row(makeUnfilled(vrCHAR_CLASS, 2, dimensions));
+  writeUnits(text, static_cast<char16_t*>(vrGetData(row.get())));
   return row;
 }
 
 Ref textFromUnits(const char16_t* units, std::size_t count) {
   const auto length = static_cast<Py_ssize_t>(count);
-  if (std::all_of(units, units + count, [](char16_t unit) { return unit < 0x80; })) {
+  if (isAscii(units, count)) {
     Ref text = checked(PyUnicode_New(length, 0x7F));
     std::copy_n(units, count, PyUnicode_1BYTE_DATA(text.ptr()));
     return text;

@@ -10,6 +10,12 @@
 
 namespace vormel::python {
 
+// Makes the str ready and counts its units. Throws PythonErrorSet.
+std::size_t unitCount(PyObject* text);
+
+// Writes the units of a str that has been counted.
+void writeUnits(PyObject* text, char16_t* units);
+
 // A character row of the str; 0-by-0 for an empty one.
 OwnedArray characterRow(PyObject* text);
 

@@ -1,5 +1,6 @@
 #include "python/src/to_host.h"
 
+#include <cstring>
 #include <string>
 
 #include "embedded_host/messages/host_exception.h"
@@ -12,6 +13,12 @@
 
 namespace vormel::python {
 namespace {
+
+OwnedArray scalarOf(const PlainNumber& number) {
+  OwnedArray array = makeNumeric(1, 1, number.classID);
+  std::memcpy(vrGetData(array.get()), number.bytes, number.size);
+  return array;
+}
 
 OwnedArray scalarOrText(PyObject* value) {
   if (PyUnicode_Check(value)) return characterRow(value);
@@ -41,7 +48,7 @@ OwnedArray toHost(PyObject* value) {
   // What most arguments are goes first: exact types are told by one comparison.
   if (PyUnicode_CheckExact(value)) return characterRow(value);
   if (PyFloat_CheckExact(value) || PyLong_CheckExact(value)) return numberScalar(value);
-  if (OwnedArray scalar = fromPlainNumpyScalar(value)) return scalar;
+  if (const auto number = plainNumberIn(value)) return scalarOf(*number);
   if (const vrArray* array = hostArrayOf(value)) return OwnedArray(detachedCopy(array));
   if (PyArray_Check(value)) return toHostFromNumpy(reinterpret_cast<PyArrayObject*>(value));
   if (PyArray_IsScalar(value, Generic) && !PyUnicode_Check(value)) {
