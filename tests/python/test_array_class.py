@@ -55,6 +55,13 @@ def test_shape_and_complexity_are_kept():
     assert (array.class_name, array.shape, array.is_complex) == ("int16", (2, 1), True)
 
 
+@pytest.mark.parametrize("value", [1 + 300j, 300 + 1j, 1 + 0.5j, complex(1, float("nan"))])
+def test_both_parts_of_a_complex_number_must_fit(value):
+    with pytest.raises(vormel.CallError) as error:
+        vormel.array(value, "int8")
+    assert error.value.identifier == "Vormel:NotConvertible"
+
+
 def test_numbers_become_truths():
     assert vormel.array([0, 1, -2.5], "logical").to_python().tolist() == [[False, True, True]]
     for value in (float("nan"), 1j):
@@ -105,6 +112,13 @@ def test_cell_takes_the_shape_of_an_object_array():
     assert (back[0, 0], back[0, 1]) == (1, "a")
     assert back[1, 0].shape == (0, 0)
     assert back[1, 1].tolist() == [[2.5, 3.5]]
+
+
+def test_cell_of_a_flat_object_array_is_a_row():
+    items = np.array([1, "a", None], object)
+    assert vormel.array(items, "cell").shape == (1, 3)
+    assert vormel.array(items, "cell").to_python()[:2] == [1, "a"]
+    assert vormel.array(np.array({"a": 1}, object), "cell").to_python() == [{"a": 1}]
 
 
 def test_empty_cell_comes_back_as_object_array():
