@@ -35,17 +35,29 @@ class Reader {
   // Sizes are taken from what the file can hold, all arrays together.
   explicit Reader(const TransactionFile& disk) : disk_(disk), budget_(disk.size()) {}
 
+  // Makes the array. Its elements are read by readElements.
   OwnedArray read(const Hdf5Object& object, int depth);
+
+  // Reads the elements whose place is known by now, and sums them.
+  void readElements();
+
   std::uint64_t checksum() const { return checksum_.value(); }
 
  private:
+  // Elements in the file, and where they go.
+  struct Stretch {
+    haddr_t offset;
+    std::size_t size;
+    char* bytes;
+  };
+
   void spend(std::size_t bytes);
   OwnedArray readMember(const Hdf5Object& group, const std::string& name, int depth);
   OwnedArray readDataset(const Hdf5Object& dataset);
   OwnedArray readFunction(const Hdf5Object& dataset, const Dimensions& extents);
-  OwnedArray readElements(const Hdf5Object& dataset, const ElementKind& kind,
-                          const Dimensions& dimensions);
-  void readBytes(const Hdf5Object& dataset, std::size_t size, void* bytes);
+  OwnedArray readNumeric(const Hdf5Object& dataset, const ElementKind& kind,
+                         const Dimensions& dimensions);
+  void readLater(const Hdf5Object& dataset, std::size_t size, void* bytes);
   OwnedArray readCell(const Hdf5Object& group, const Dimensions& dimensions, int depth);
   OwnedArray readStructure(const Hdf5Object& group, const Dimensions& dimensions, int depth);
   OwnedArray readObject(const Hdf5Object& group, const Dimensions& dimensions, int depth);
@@ -55,6 +67,7 @@ class Reader {
 
   const TransactionFile& disk_;
   std::size_t budget_;
+  std::vector<Stretch> stretches_;
   Checksum checksum_;
 };
 
@@ -90,26 +103,36 @@ int classOf(const Hdf5Object& dataset, const ElementKind& kind) {
   throw FileFault("found a class that does not fit its data");
 }
 
-// Reads elements from their place in the file. There is none for other layouts and other files.
-void Reader::readBytes(const Hdf5Object& dataset, std::size_t size, void* bytes) {
+// Elements have a place in the file; those of other layouts, and in other files, have none. Large
+// ones drive the library's tables out of the processor's caches, so that all wait until the library
+// has been asked everything.
+void Reader::readLater(const Hdf5Object& dataset, std::size_t size, void* bytes) {
   if (size == 0) return;
   const haddr_t offset = H5Dget_offset(dataset.get());
   if (offset == HADDR_UNDEF || offset > disk_.size() || size > disk_.size() - offset) {
     throw FileFault("found data that lies outside the file");
   }
-  auto* next = static_cast<char*>(bytes);
-  for (std::size_t done = 0; done < size; done += Checksum::piece) {
-    const std::size_t length = std::min(Checksum::piece, size - done);
-    if (!disk_.read(offset + done, length, next + done)) throw FileFault("cannot read the file");
-    checksum_.add(next + done, length);
+  stretches_.push_back({offset, size, static_cast<char*>(bytes)});
+}
+
+void Reader::readElements() {
+  for (const Stretch& stretch : stretches_) {
+    for (std::size_t done = 0; done < stretch.size; done += Checksum::piece) {
+      const std::size_t length = std::min(Checksum::piece, stretch.size - done);
+      char* const next = stretch.bytes + done;
+      if (!disk_.read(stretch.offset + done, length, next)) throw FileFault("cannot read the file");
+      checksum_.add(next, length);
+    }
   }
+  stretches_.clear();
 }
 
 OwnedArray Reader::readFunction(const Hdf5Object& dataset, const Dimensions& extents) {
   if (extents.size() != 1) throw FileFault("found a function handle of the wrong shape");
   spend(extents[0]);
   std::string name(extents[0], '\0');
-  readBytes(dataset, name.size(), name.data());
+  readLater(dataset, name.size(), name.data());
+  readElements();
   OwnedArray function(makeFunctionHandle(name));
   const Dimensions dimensions = readDimensions(dataset);
   if (dimensions == Dimensions{1, 1}) return function;
@@ -129,18 +152,19 @@ void separate(const std::vector<std::byte>& pairs, vrArray* array) {
   }
 }
 
-OwnedArray Reader::readElements(const Hdf5Object& dataset, const ElementKind& kind,
-                                const Dimensions& dimensions) {
+OwnedArray Reader::readNumeric(const Hdf5Object& dataset, const ElementKind& kind,
+                               const Dimensions& dimensions) {
   const std::size_t size = countOf(dimensions, kind.size) * kind.size;
   spend(size);
   if (!kind.isComplex) {
     OwnedArray array(makeUnfilled(kind.classID, dimensions.size(), dimensions.data()));
-    readBytes(dataset, size, vrGetData(array.get()));
+    readLater(dataset, size, vrGetData(array.get()));
     return array;
   }
   OwnedArray array(vrCreateNumericArray_730(dimensions.size(), dimensions.data(), kind.classID, 1));
   std::vector<std::byte> pairs(size);
-  readBytes(dataset, size, pairs.data());
+  readLater(dataset, size, pairs.data());
+  readElements();
   separate(pairs, array.get());
   return array;
 }
@@ -159,7 +183,7 @@ OwnedArray Reader::readDataset(const Hdf5Object& dataset) {
   } else {
     std::reverse(dimensions.begin(), dimensions.end());
   }
-  return readElements(dataset, *kind, dimensions);
+  return readNumeric(dataset, *kind, dimensions);
 }
 
 OwnedArray Reader::readMember(const Hdf5Object& group, const std::string& name, int depth) {
@@ -253,6 +277,7 @@ OwnedArray Reader::readObject(const Hdf5Object& group, const Dimensions& dimensi
   OwnedArray object(makeObject(*name, dimensions.size(), dimensions.data(), names));
   readRecord(group, properties, dimensions, depth,
              [&](std::size_t index, std::size_t property, const OwnedArray& value) {
+               readElements();  // the object keeps a copy
                vrSetProperty_730(object.get(), index, names[property].c_str(), value.get());
              });
   return object;
@@ -277,6 +302,7 @@ OwnedArray readVariable(const Hdf5Object& variable, const TransactionFile& disk)
   Reader reader(disk);
   OwnedArray array = reader.read(variable, 1);
   const std::vector<std::uint64_t> checksum = readNumbers(variable.get(), checksumAttribute);
+  reader.readElements();
   if (checksum.size() != 1 || checksum[0] != reader.checksum()) {
     throw FileFault("found data that has changed since it was written");
   }
