@@ -18,6 +18,8 @@ class Row:
     names: tuple
     unit: str = "x"
     rounds: int = 0  # 0: as many as the others
+    repetitions: int = 0  # of a round; 0: as many as the others, 1 with rounds of its own
+    together: tuple = ()  # all benchmarks of the process, where several figures come from it
 
     def value(self, sample):
         numbers = [sample[name] for name in self.names]
@@ -114,17 +116,17 @@ def store_rows(full):
                 "store_copy/run/100", "store_copy/memcpy/100")  # fmt: skip
 
 
-def scratch_rows(full):
+def scratch_rows():
     program = "scratch_bench"
-    many, label = (100_000, "1e5") if full else (10_000, "1e4")
-    for way in ("put", "get"):
-        name = f"scratch_{way}"
+    few, many = ([f"scratch_{way}/ours/{count}" for way in ("put", "get")] for count in (10, 100_000))
+    for way, ours_few, ours_many in zip(("put", "get"), few, many):
         yield ratio(f"scratch {way}, 1e3 doubles", "10 variables", 1.15, program,
-                    f"{name}/ours/10", f"{name}/bare/10")  # fmt: skip
-        yield growth(f"scratch {way}", f"10 to {label}", 1.3, program,
-                     f"{name}/ours/10", f"{name}/ours/{many}", rounds=1)  # fmt: skip
-    yield ratio("scratch get", "1e6 doubles", 1.3, program,
-                "scratch_get/large/ours/1000000", "scratch_get/large/raw/1000000")  # fmt: skip
+                    ours_few, f"scratch_{way}/bare/10", repetitions=15)  # fmt: skip
+        # The large file takes long to make: once for both.
+        yield growth(f"scratch {way}", "10 to 1e5", 1.3, program, ours_few, ours_many,
+                     rounds=1, repetitions=15, together=(*few, *many))  # fmt: skip
+    yield ratio("scratch get", "1e6 doubles", 1.3, program, "scratch_get/large/ours/1000000",
+                "scratch_get/large/raw/1000000", repetitions=15)  # fmt: skip
 
 
 def python_rows():
@@ -143,4 +145,4 @@ def python_rows():
 
 
 def rows(full):
-    return [*map_rows(), *store_rows(full), *scratch_rows(full), *python_rows()]
+    return [*map_rows(), *store_rows(full), *scratch_rows(), *python_rows()]

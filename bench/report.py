@@ -2,7 +2,7 @@
 """Runs the benchmarks of a build tree and prints the figures that are aimed at, with a verdict each.
 
     report.py BUILD            the quick form, minutes
-    report.py BUILD --full     more repetitions, larger sizes
+    report.py BUILD --full     more repetitions
     report.py BUILD --smoke    every benchmark once with tiny tables; prints no figures
 
 A figure is a relation between benchmarks, such as ours to a peer. Its benchmarks take turns in one
@@ -86,14 +86,19 @@ def measure(runner, rows, rounds, repetitions, progress):
     values = {row: [] for row in rows}
     for number in range(rounds):
         python = None
+        shared = {}
         for row in rows:
             if number >= (row.rounds or rounds):
                 continue
             progress(f"round {number + 1} of {rounds}: {row.operation}")
-            often = 1 if row.rounds else repetitions
+            often = row.repetitions or (1 if row.rounds else repetitions)
             samples = [{} for _ in range(often)]
             native = [name for name in row.names if not name.startswith(figures.PYTHON)]
-            if native:
+            if row.together:
+                if row.together not in shared:
+                    shared[row.together] = runner.samples(row.program, row.together, often)
+                samples = shared[row.together]
+            elif native:
                 samples = runner.samples(row.program, native, often)
             if len(native) < len(row.names):
                 python = python or runner.python_samples(repetitions)

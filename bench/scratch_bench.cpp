@@ -12,6 +12,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <filesystem>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -42,37 +44,61 @@ OwnedArray makeSeries(std::size_t samples) {
   return series;
 }
 
-// Whose variables a benchmark left in the file for its next turn: that many of ours, 0 for others.
-std::int64_t filled = 0;
+using Write = void (*)(kvr::int32 id, const vrArray* values);
 
-// A scratch file with so many variables, "id1" and on.
-void fillScratchFile(std::int64_t count, const vrArray* values) {
-  filled = 0;
-  const CallScope scope;
-  kvr::createScratchFile();
-  for (std::int64_t i = 1; i <= count; ++i)
-    kvr::writeScratchVariable(values, static_cast<kvr::int32>(i));
-}
+// ---- Files that stay from one turn of a benchmark to the next ----
 
-// The file is made anew when it has doubled.
-void put(benchmark::State& state, void (*write)(kvr::int32 id, const vrArray* values)) {
-  const OwnedArray values = makeSeries(kSamples);
-  const auto count = static_cast<kvr::int32>(state.range(0));
-  kvr::int32 id = 2 * count;
-  for (auto _ : state) {
-    if (id == 2 * count) {
-      state.PauseTiming();
-      fillScratchFile(count, values.get());
-      id = count;
-      state.ResumeTiming();
-    }
-    write(++id, values.get());
+// By path, with the last of their variables, which are "id1" and on.
+std::map<std::string, kvr::int32> files;
+
+// The store's operations use the file from now on.
+kvr::int32& makeFile(const std::string& path, kvr::int32 count, const vrArray* values,
+                     Write write) {
+  {
+    const CallScope call;
+    kvr::createScratchFile();
   }
+  std::filesystem::rename(kvr::scratchFileName, path);
+  kvr::scratchFileName = path;
+  kvr::int32& last = files[path];
+  for (last = 0; last < count;) write(++last, values);
+  return last;
 }
+
+// Makes the file unless an earlier turn has.
+kvr::int32& useFile(const std::string& name, kvr::int32 count, const vrArray* values, Write write) {
+  static const std::string directory = [] {
+    const CallScope call;
+    kvr::createScratchFile();
+    return kvr::scratchFileName;
+  }();
+  const std::string path = directory + '.' + name + '.' + std::to_string(count);
+  const auto found = files.find(path);
+  if (found == files.end()) return makeFile(path, count, values, write);
+  kvr::scratchFileName = path;
+  return found->second;
+}
+
+// ---- Variables by the store's operations ----
 
 void putOurs(kvr::int32 id, const vrArray* values) {
   const CallScope call;
   kvr::writeScratchVariable(values, id);
+}
+
+// The file is made anew when it has doubled.
+void put(benchmark::State& state, const char* name, Write write) {
+  const OwnedArray values = makeSeries(kSamples);
+  const auto count = static_cast<kvr::int32>(state.range(0));
+  kvr::int32& last = useFile(name, count, values.get(), putOurs);
+  for (auto _ : state) {
+    if (last == 2 * count) {
+      state.PauseTiming();
+      makeFile(kvr::scratchFileName, count, values.get(), putOurs);
+      state.ResumeTiming();
+    }
+    write(++last, values.get());
+  }
 }
 
 // ---- The same by bare calls ----
@@ -164,24 +190,17 @@ void putBare(kvr::int32 id, const vrArray* values) {
   writeAttribute(group.id, "checksum", H5T_STD_U64LE, &checksum);
 }
 
-// A fixed number, so that a large file is filled once.
-constexpr std::int64_t kPuts = 200;
-
-BENCHMARK_CAPTURE(put, ours, putOurs)
-    ->Iterations(bench::sized(kPuts))
+BENCHMARK_CAPTURE(put, ours, "ours", putOurs)
     ->Name("scratch_put/ours")
-    ->Apply(bench::at<10, 10'000, 100'000>);
-BENCHMARK_CAPTURE(put, bare, putBare)
-    ->Iterations(bench::sized(kPuts))
-    ->Name("scratch_put/bare")
-    ->Apply(bench::at<10>);
+    ->Apply(bench::at<10, 100'000>);
+BENCHMARK_CAPTURE(put, bare, "bare", putBare)->Name("scratch_put/bare")->Apply(bench::at<10>);
 
 // ---- Reading ----
 
 void getOurs(benchmark::State& state) {
   const OwnedArray values = makeSeries(kSamples);
-  if (filled != state.range(0)) fillScratchFile(state.range(0), values.get());
-  filled = state.range(0);
+  const auto count = static_cast<kvr::int32>(state.range(0));
+  useFile("ours", count, values.get(), putOurs);
   kvr::int32 id = 0;
   for (auto _ : state) {
     const CallScope call;
@@ -189,10 +208,10 @@ void getOurs(benchmark::State& state) {
     if (!vormel::equal(vrGetField_730(series.get(), 0, "Data"),
                        vrGetField_730(values.get(), 0, "Data")))
       state.SkipWithError("wrong values");
-    id = static_cast<kvr::int32>((id + 7919) % state.range(0));
+    id = (id + 7919) % count;
   }
 }
-BENCHMARK(getOurs)->Name("scratch_get/ours")->Apply(bench::at<10, 10'000, 100'000>);
+BENCHMARK(getOurs)->Name("scratch_get/ours")->Apply(bench::at<10, 100'000>);
 
 // Into arrays of the host, as the store wants them.
 OwnedArray readDoubles(hid_t group, const char* name) {
@@ -214,12 +233,8 @@ std::uint64_t readChecksum(hid_t group) {
 
 void getBare(benchmark::State& state) {
   const OwnedArray values = makeSeries(kSamples);
-  {
-    const CallScope call;
-    kvr::createScratchFile();
-  }
-  filled = 0;
-  for (kvr::int32 id = 1; id <= state.range(0); ++id) putBare(id, values.get());
+  const auto count = static_cast<kvr::int32>(state.range(0));
+  useFile("all_bare", count, values.get(), putBare);
   kvr::int32 next = 0;
   for (auto _ : state) {
     const kvr::int32 id = next + 1;
@@ -233,14 +248,14 @@ void getBare(benchmark::State& state) {
     if (readChecksum(group.id) != 0 ||
         !vormel::equal(data.get(), vrGetField_730(values.get(), 0, "Data")))
       state.SkipWithError("wrong values");
-    next = static_cast<kvr::int32>((next + 7919) % state.range(0));
+    next = (next + 7919) % count;
   }
 }
 BENCHMARK(getBare)->Name("scratch_get/bare")->Apply(bench::at<10>);
 
 void getLarge(benchmark::State& state) {
   const OwnedArray values = makeSeries(static_cast<std::size_t>(state.range(0)));
-  fillScratchFile(1, values.get());
+  useFile("large", 1, values.get(), putOurs);
   for (auto _ : state) {
     const CallScope call;
     const OwnedArray series(kvr::readScratchVariable(1));
@@ -253,7 +268,7 @@ BENCHMARK(getLarge)->Name("scratch_get/large/ours")->Apply(bench::at<1'000'000>)
 void getRaw(benchmark::State& state) {
   const auto bytes = static_cast<std::size_t>(state.range(0)) * sizeof(double);
   const OwnedArray values = makeSeries(static_cast<std::size_t>(state.range(0)));
-  fillScratchFile(1, values.get());
+  useFile("large", 1, values.get(), putOurs);
   for (auto _ : state) {
     const int file = open(kvr::scratchFileName.c_str(), O_RDONLY | O_CLOEXEC);
     std::unique_ptr<char[]> blocks[2];
