@@ -27,14 +27,15 @@ const vrArray* partAt(const vrArray* array, std::size_t position) {
 }
 
 // Hands a whole array of the caller's to the position; the former part ends.
-void setPart(vrArray* array, std::size_t position, vrArray* value) {
+inline void setPart(vrArray* array, std::size_t position, vrArray* value) {
   if (value == array || value->isPart) {
     throw HostError("ArrayInUse", "An array cannot be part of itself or of two arrays.");
   }
   makeOwn(array);
   CallScope::detach(value);
   value->isPart = true;
-  vrDestroyArray(std::exchange(array->container->parts()[position], value));
+  vrArray* former = std::exchange(array->container->parts()[position], value);
+  if (former != nullptr) vrDestroyArray(former);
 }
 
 // The parts of all elements with room for one more each. Nobody else holds the container.

@@ -146,7 +146,8 @@ void* CallFrame::makeInput(std::size_t position, int classID, std::size_t rows,
     const std::size_t dimensions[] = {rows, columns};
     array = makeUnfilled(classID, 2, dimensions);
   }
-  setInput(position, array);
+  if (position == 0 && method_.isDispatchedOnObject()) refuseObject(method_, describe(array));
+  setArray(position, array);
   return vrGetData(array);
 }
 
@@ -220,8 +221,8 @@ bool CallFrame::isWritten(std::size_t cell) const noexcept {
 
 OwnedArray CallFrame::takeArray(std::size_t cell) noexcept {
   const SignatureType* type = outputType(cell);
-  if (!isWritten(cell)) return {};
-  if (type->type == CellType::Object) return std::move(constructed_);
+  if (type == nullptr || outputs_[cell].word == kUnwritten) return {};
+  if (type->type == CellType::Object) return cell == 0 ? std::move(constructed_) : OwnedArray();
   if (type->type != CellType::Any) return {};
   vrArray* array = std::exchange(outputs_[cell].array, nullptr);
   CallScope::detach(array);

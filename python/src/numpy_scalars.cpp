@@ -36,7 +36,7 @@ const std::array<Row, 11>& rows() {
 Ref plainNumpyScalar(int classID, const void* element) {
   const auto isOfClass = [classID](const Row& row) { return row.classID == classID; };
   const Row& row = *std::find_if(rows().begin(), rows().end(), isOfClass);
-  Ref scalar = checked(row.type->tp_alloc(row.type, 0));
+  Ref scalar = checked(PyObject_New(PyObject, row.type));  // all of it is written here
   std::memcpy(reinterpret_cast<char*>(scalar.ptr()) + row.offset, element, row.size);
   return scalar;
 }
