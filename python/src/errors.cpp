@@ -2,10 +2,12 @@
 
 #include <new>
 #include <optional>
+#include <string_view>
 #include <typeinfo>
 #include <utility>
 
 #include "kvrntob/host/ntob.h"
+#include "python/src/names.h"
 
 namespace vormel::python {
 namespace {
@@ -25,21 +27,23 @@ struct Names {
   PyObject* function;
 } names;
 
-Ref textOrNone(const std::optional<std::string>& text) {
-  if (!text) return pybind11::none();
+Ref textOf(std::string_view text) {
   return checked(
-      PyUnicode_DecodeUTF8(text->data(), static_cast<Py_ssize_t>(text->size()), "replace"));
+      PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "replace"));
 }
 
 // An error of the class with its attributes, made without running the class's __init__.
 Ref makeError(PyObject* cls, const std::string& identifier, const std::optional<std::string>& word,
               const std::optional<std::string>& function, const char* text) {
-  const Ref arguments = checked(PyTuple_Pack(1, textOrNone(text).ptr()));
+  const Ref arguments = checked(PyTuple_Pack(1, textOf(text).ptr()));
   auto* type = reinterpret_cast<PyTypeObject*>(cls);
   Ref error = checked(type->tp_new(type, arguments.ptr(), nullptr));
-  checked(PyObject_SetAttr(error.ptr(), names.identifier, textOrNone(identifier).ptr()));
-  checked(PyObject_SetAttr(error.ptr(), names.word, textOrNone(word).ptr()));
-  checked(PyObject_SetAttr(error.ptr(), names.function, textOrNone(function).ptr()));
+  const auto set = [&error](PyObject* name, const Ref& value) {
+    checked(PyObject_SetAttr(error.ptr(), name, value.ptr()));
+  };
+  set(names.identifier, nameFor(identifier));
+  set(names.word, word ? textOf(*word) : pybind11::none());
+  set(names.function, function ? nameFor(*function) : pybind11::none());
   return error;
 }
 
