@@ -61,6 +61,10 @@ void CallFrame::placeCells() {
 
 void CallFrame::setInput(std::size_t position, const vrArray* array) {
   if (position == 0 && method_.isDispatchedOnObject()) return setDispatchObject(array);
+  setTypedInput(position, array);
+}
+
+void CallFrame::setTypedInput(std::size_t position, const vrArray* array) {
   if (array == nullptr) refuseInput(position, describe(array));
   switch (inputType(position).type) {
     case CellType::Any:

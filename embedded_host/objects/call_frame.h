@@ -124,6 +124,7 @@ class VORMEL_HOST_API CallFrame {
   static constexpr std::size_t kInlineOutputs = 4;
 
   void placeCells();
+  void setTypedInput(std::size_t position, const vrArray* array);
   void setDispatchObject(const vrArray* handle);
   void setArray(std::size_t position, const vrArray* array) noexcept;
   void setObject(std::size_t position, const vrArray* handle);
