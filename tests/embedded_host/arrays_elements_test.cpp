@@ -15,6 +15,26 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 constexpr std::int32_t lowest = std::numeric_limits<std::int32_t>::min();
 
+TEST_F(ArraysElements, facts_are_what_the_single_questions_answer) {
+  const OwnedArray arrays[] = {aRow({1, 2, 3}),
+                               anEmpty(),
+                               aText("long enough for a block"),
+                               aStruct({"a"}, {2, 3}),
+                               aCell(),
+                               aNumeric(vrINT8_CLASS, {2, 3, 4}),
+                               aComplex(vrSINGLE_CLASS, {1, 1})};
+  for (const OwnedArray& owned : arrays) {
+    const vrArray* array = owned.get();
+    const vormel::ArrayFacts facts = vormel::factsOf(array);
+    EXPECT_EQ(facts.classID, vrGetClassID(array));
+    EXPECT_EQ(facts.isComplex, vrIsComplex(array));
+    EXPECT_EQ(facts.isMatrix, vrGetNumberOfDimensions_730(array) == 2);
+    EXPECT_EQ(facts.rows, vrGetM(array));
+    EXPECT_EQ(facts.count, vrGetNumberOfElements(array));
+    EXPECT_EQ(facts.elements, vrGetData(array));
+  }
+}
+
 TEST_F(ArraysElements, get_scalar_reads_the_first_element_of_every_class) {
   EXPECT_EQ(vrGetScalar(aRow({2.5, 3}).get()), 2.5);
   EXPECT_EQ(vrGetScalar(aScalar<float>(vrSINGLE_CLASS, 0.5F).get()), 0.5);

@@ -20,6 +20,23 @@ TEST_F(ArraysParts, new_structure_has_its_fields_in_order_and_all_are_0_by_0_dou
   }
 }
 
+TEST_F(ArraysParts, number_of_field_names_is_that_of_arrays_with_the_same_names_alone) {
+  const OwnedArray first = aStruct({"a", "b"});
+  const OwnedArray other = aStruct({"b", "a"});
+  const OwnedArray copy(vormel::detachedCopy(first.get()));
+  EXPECT_EQ(vormel::fieldNamesNumber(copy.get()), vormel::fieldNamesNumber(first.get()));
+  EXPECT_NE(vormel::fieldNamesNumber(other.get()), vormel::fieldNamesNumber(first.get()));
+  EXPECT_NE(vormel::fieldNamesNumber(first.get()), 0U);
+  EXPECT_EQ(vormel::fieldNamesNumber(aCell().get()), 0U);
+}
+
+TEST_F(ArraysParts, property_that_is_added_gives_the_names_another_number) {
+  const OwnedArray object = anObject("point");
+  const std::uint64_t before = vormel::fieldNamesNumber(object.get());
+  vrSetProperty_730(object.get(), 0, "x", aNumber(1).get());
+  EXPECT_NE(vormel::fieldNamesNumber(object.get()), before);
+}
+
 TEST_F(ArraysParts, set_field_reaches_the_field_of_that_element_alone) {
   const OwnedArray structure = aStruct({"a", "b"}, {2, 2});
   vrSetFieldByNumber_730(structure.get(), 3, 1, aNumber(7).release());

@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
 #include <stdexcept>
+#include <string>
 
 #include "embedded_host/objects/call_frame.h"
 #include "tests/embedded_host/sample_fixture.h"
@@ -154,6 +156,67 @@ TEST_F(Dispatch, string_refuses_other_shapes_and_classes) {
 TEST_F(Dispatch, string_refuses_nul_characters) {
   expectRefused("InvalidInput", "recordText", {someCharacters({1, 3})});
   expectRefused("InvalidInput", "recordText", {std::string_view("a\0b", 3)});
+}
+
+// ---- Inputs made in the frame ----
+
+// What "echo" gives back for an input of the class whose one element is `value`, which has to be
+// small enough for it.
+template <class T>
+OwnedArray echoed(const Object& box, const vormel::MethodRecord& echo, int classID, T value) {
+  CallFrame call(echo, 2, 1);
+  call.setInput(0, box.handle());
+  *static_cast<T*>(call.makeInput(1, classID, 1, 1)) = value;
+  call.run();
+  return call.takeArray(0);
+}
+
+TEST_F(Dispatch, input_made_in_the_frame_is_an_array_of_its_class_to_the_body) {
+  const auto& echo = boxMethod("echo");
+  const OwnedArray number = echoed<std::int32_t>(box_, echo, vrINT32_CLASS, -7);
+  EXPECT_TRUE(vormel::equal(number.get(), aScalar<std::int32_t>(vrINT32_CLASS, -7).get()));
+  const OwnedArray text = echoed<char16_t>(box_, echo, vrCHAR_CLASS, u'x');
+  EXPECT_TRUE(vormel::equal(text.get(), aText("x").get()));
+}
+
+TEST_F(Dispatch, copy_of_a_long_input_made_in_the_frame_outlives_it) {
+  OwnedArray copy;
+  {
+    CallFrame call(boxMethod("echo"), 2, 1);
+    call.setInput(0, box_.handle());
+    std::fill_n(static_cast<char16_t*>(call.makeInput(1, vrCHAR_CLASS, 1, 50)), 50, u'y');
+    call.run();
+    copy = call.takeArray(0);
+  }
+  EXPECT_EQ(vrArrayToStdString(copy.get()), std::string(50, 'y'));
+}
+
+TEST_F(Dispatch, input_made_in_the_frame_is_alive_until_it_ends) {
+  const std::size_t before = vormel::liveArrayCount();
+  {
+    CallFrame call(boxMethod("echo"), 2, 1);
+    call.makeInput(1, vrDOUBLE_CLASS, 0, 0);
+    EXPECT_EQ(vormel::liveArrayCount(), before + 1);
+  }
+  EXPECT_EQ(vormel::liveArrayCount(), before);
+}
+
+TEST_F(Dispatch, more_inputs_can_be_made_than_the_frame_has_room_for) {
+  constexpr std::size_t count = 40;
+  CallFrame call(boxMethod("echo"), count, 1);
+  call.setInput(0, box_.handle());
+  for (std::size_t i = 1; i < count; ++i) {
+    *static_cast<double*>(call.makeInput(i, vrDOUBLE_CLASS, 1, 1)) = static_cast<double>(i);
+  }
+  call.run();
+  EXPECT_EQ(vrGetScalar(call.takeArray(0).get()), 39);
+}
+
+TEST_F(Dispatch, input_made_in_the_frame_is_no_object_to_dispatch_on) {
+  expectHostError("WrongObject", [&] {
+    CallFrame call(boxMethod("echo"), 1, 1);
+    call.makeInput(0, vrDOUBLE_CLASS, 1, 1);
+  });
 }
 
 // ---- Objects ----
