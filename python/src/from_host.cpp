@@ -146,13 +146,13 @@ Ref fromBorrowed(const vrArray* array) {
 }  // namespace
 
 Ref fromHost(OwnedArray array) {
-  Ref value = fromBorrowed(array.get());
-  return value ? value : numpyFromHost(std::move(array));
+  if (Ref value = fromBorrowed(array.get())) return value;
+  return numpyFromHost(std::move(array));
 }
 
 Ref fromHost(const vrArray* array) {
-  Ref value = fromBorrowed(array);
-  return value ? value : numpyFromHost(OwnedArray(detachedCopy(array)));
+  if (Ref value = fromBorrowed(array)) return value;
+  return numpyFromHost(OwnedArray(detachedCopy(array)));
 }
 
 }  // namespace vormel::python
