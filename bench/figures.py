@@ -121,12 +121,12 @@ def scratch_rows():
     few, many = ([f"scratch_{way}/ours/{count}" for way in ("put", "get")] for count in (10, 100_000))
     for way, ours_few, ours_many in zip(("put", "get"), few, many):
         yield ratio(f"scratch {way}, 1e3 doubles", "10 variables", 1.15, program,
-                    ours_few, f"scratch_{way}/bare/10", repetitions=15)  # fmt: skip
+                    ours_few, f"scratch_{way}/bare/10", repetitions=10)  # fmt: skip
         # The large file takes long to make: once for both.
         yield growth(f"scratch {way}", "10 to 1e5", 1.3, program, ours_few, ours_many,
-                     rounds=1, repetitions=15, together=(*few, *many))  # fmt: skip
+                     rounds=1, repetitions=10, together=(*few, *many))  # fmt: skip
     yield ratio("scratch get", "1e6 doubles", 1.3, program, "scratch_get/large/ours/1000000",
-                "scratch_get/large/raw/1000000", repetitions=15)  # fmt: skip
+                "scratch_get/large/raw/1000000", repetitions=10)  # fmt: skip
 
 
 def python_rows():

@@ -240,8 +240,9 @@ void getBare(benchmark::State& state) {
     const kvr::int32 id = next + 1;
     const Bare file(H5Fopen(kvr::scratchFileName.c_str(), H5F_ACC_RDONLY, lists().access),
                     H5Fclose);
-    const auto [outer, middle, inner] = foldersOf(id);
-    const std::string path = outer + '/' + middle + '/' + inner + "/id" + std::to_string(id);
+    std::string path;
+    for (const std::string& folder : foldersOf(id)) path.append(folder).append("/");
+    path.append("id").append(std::to_string(id));
     const Bare group(H5Gopen2(file.id, path.c_str(), H5P_DEFAULT), H5Gclose);
     const OwnedArray time = readDoubles(group.id, "Time");
     const OwnedArray data = readDoubles(group.id, "Data");

@@ -273,6 +273,7 @@ OwnedArray Reader::readObject(const Hdf5Object& group, const Dimensions& dimensi
   const std::optional<std::string> name = nameOfLink(readText(group.get(), objectClassAttribute));
   if (!name) throw FileFault("found a class name that is none");
   std::vector<std::string> names;
+  names.reserve(properties.size());
   for (const Member& property : properties) names.push_back(property.name);
   OwnedArray object(makeObject(*name, dimensions.size(), dimensions.data(), names));
   readRecord(group, properties, dimensions, depth,
