@@ -20,6 +20,7 @@ static_assert(std::size(kFieldNames) == 19);
 }  // namespace
 
 vrArray* exportSignal(const Data& record) {
+  record.prefetch();
   vrArray* structure = makeStructure(kFieldNames);
   int field = 0;
   const auto set = [&](vrArray* value) { vrSetFieldByNumber_730(structure, 0, field++, value); };

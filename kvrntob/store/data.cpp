@@ -1,5 +1,6 @@
 #include "kvrntob/store/data.h"
 
+#include <cstddef>
 #include <utility>
 
 #include "kvrntob/binding/failure.h"
@@ -48,6 +49,17 @@ void Data::nextLineAttributes() {
   const auto& color = linePalette[n % linePalette.size()];
   LineColor.assign(color.begin(), color.end());
   LineDashed = lineStyles[(n / linePalette.size()) % lineStyles.size()];
+}
+
+void Data::prefetch() const {
+  constexpr std::size_t cacheLine = 64;
+  const auto* bytes = reinterpret_cast<const std::byte*>(this);
+  for (std::size_t at = 0; at < sizeof(*this); at += cacheLine) __builtin_prefetch(bytes + at);
+  for (const std::string* text : {&RootSource, &TimeSource, &DataSource, &BlockSource, &ModelSource,
+                                  &SignalLabel, &SID, &rootDataSrc})
+    __builtin_prefetch(text->data());
+  __builtin_prefetch(SampleDims.data());
+  __builtin_prefetch(LineColor.data());
 }
 
 void Data::linkToParent(int32 parentID) {

@@ -65,6 +65,10 @@ class Data {
   bool isToleranceInherited() const { return toleranceInherited; }
   bool isSyncOptionsInherited() const { return syncOptionsInherited; }
 
+  // Asks for the memory of all that a copy or an export reads, so that the waits for it overlap.
+  // The texts of a record that was not read lately lie in memory far from the processor.
+  void prefetch() const;
+
   // The settings in force: the record's own, or those of its run in the store of the process if
   // they are inherited. Fail with NON_EXISTENT("Run ID") if that store has none for the run.
   ToleranceSettings effectiveTolerance() const;

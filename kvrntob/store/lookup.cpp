@@ -4,19 +4,38 @@
 
 namespace kvr {
 
-DataPtr SignalRepository::recordPointerByID(int32 id) const {
+namespace {
+
+Data copyOf(const Data& record) {
+  record.prefetch();
+  return record;
+}
+
+}  // namespace
+
+Data SignalRepository::copyRecordByID(int32 id) const { return copyOf(*recordPointerByID(id)); }
+
+Data SignalRepository::copyRecordBySource(const std::string& source) const {
+  return copyOf(*recordPointerBySource(source));
+}
+
+Data SignalRepository::copyRecordByRunIndex(int32 run, int32 index) const {
+  return copyOf(*recordPointerByRunIndex(run, index));
+}
+
+const DataPtr& SignalRepository::recordPointerByID(int32 id) const {
   const auto entry = signals.find(id);
   if (entry == signals.end()) raiseFromMessage(KVR::kvr::NON_EXISTENT("ID"));
   return entry->second;
 }
 
-DataPtr SignalRepository::recordPointerBySource(const std::string& source) const {
+const DataPtr& SignalRepository::recordPointerBySource(const std::string& source) const {
   const auto entry = signalsBySource.find(source);
   if (entry == signalsBySource.end()) raiseFromMessage(KVR::kvr::NON_EXISTENT("Signal source"));
   return entry->second;
 }
 
-DataPtr SignalRepository::recordPointerByRunIndex(int32 run, int32 index) const {
+const DataPtr& SignalRepository::recordPointerByRunIndex(int32 run, int32 index) const {
   // Not the table of runs: a run that exists but never held a signal is unknown here.
   const auto entry = signalsByRun.find(run);
   if (entry == signalsByRun.end()) raiseFromMessage(KVR::kvr::NON_EXISTENT("Run ID"));

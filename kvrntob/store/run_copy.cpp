@@ -12,10 +12,10 @@ int32 SignalRepository::copyRun(int32 source, int32 instance) {
   // Taken once: the new run may have got the number of the source itself.
   const auto count = static_cast<int32>(signalsByRun[source].size());
   for (int32 index = 1; index <= count; ++index) {
-    std::unique_ptr<Data> record(
-        duplicateRecord(*recordPointerByRunIndex(source, index), writeFlag));
-    record->setRunID(copy);
-    insertCopy(copy, record.release());
+    const DataPtr record = recordPointerByRunIndex(source, index);
+    std::unique_ptr<Data> duplicate(duplicateRecord(*record, writeFlag));
+    duplicate->setRunID(copy);
+    insertCopy(copy, duplicate.release());
   }
   return copy;
 }

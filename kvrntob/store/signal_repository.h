@@ -75,18 +75,15 @@ class SignalRepository {
 
   // Copies of the record, sharing its arrays. Fail with "ID"; NON_EXISTENT("Signal source");
   // "Run ID" if the run has no list of signals (it may exist), then "Index".
-  Data copyRecordByID(int32 id) const { return *recordPointerByID(id); }
-  Data copyRecordBySource(const std::string& source) const {
-    return *recordPointerBySource(source);
-  }
-  Data copyRecordByRunIndex(int32 run, int32 index) const {
-    return *recordPointerByRunIndex(run, index);
-  }
+  Data copyRecordByID(int32 id) const;
+  Data copyRecordBySource(const std::string& source) const;
+  Data copyRecordByRunIndex(int32 run, int32 index) const;
   int32 signalIDByRunIndex(int32 run, int32 index) const;
-  // The record itself; fail as the copies do.
-  DataPtr recordPointerByID(int32 id) const;
-  DataPtr recordPointerBySource(const std::string& source) const;
-  DataPtr recordPointerByRunIndex(int32 run, int32 index) const;
+  // The record itself, as its table holds it: good until the store changes, so that whoever calls
+  // the host meanwhile takes a copy of the pointer. Fail as the copies do.
+  const DataPtr& recordPointerByID(int32 id) const;
+  const DataPtr& recordPointerBySource(const std::string& source) const;
+  const DataPtr& recordPointerByRunIndex(int32 run, int32 index) const;
 
   int32 signalCount() const { return static_cast<int32>(signals.size()); }
   // 0 for an unknown run. Leaves an empty list behind for a run that had none.

@@ -44,7 +44,7 @@ void SignalRepositoryRemove::run(const Call& call) {
 namespace {
 
 // The record that getSignal asks for, by id or by data source.
-DataPtr recordOf(const SignalRepository& store, const vrArray* id) {
+const DataPtr& recordOf(const SignalRepository& store, const vrArray* id) {
   if (isIntegerScalar(id)) return store.recordPointerByID(readStorage(id));
   if (isCharacterClass(id) && !vrIsEmpty(id))
     return store.recordPointerBySource(vrArrayToStdString(id));
@@ -53,13 +53,13 @@ DataPtr recordOf(const SignalRepository& store, const vrArray* id) {
 
 // The same by run and index. The run alone must be a scalar, and that is required: a longer index
 // gives its first element.
-DataPtr recordOf(const SignalRepository& store, const vrArray* run, const vrArray* index) {
+const DataPtr& recordOf(const SignalRepository& store, const vrArray* run, const vrArray* index) {
   if (!isIntegerScalar(run) || !isIntegerClass(index))
     raiseFromMessage(KVR::kvr::NOT_INTEGER_SCALAR("Index or Data Run ID"));
   return store.recordPointerByRunIndex(readValue(run), readValue(index));
 }
 
-DataPtr askedRecord(const SignalRepository& store, const Call& call) {
+const DataPtr& askedRecord(const SignalRepository& store, const Call& call) {
   const ArgumentCell* in = call.in;
   if (call.inputCount == 2) return recordOf(store, in[1].array);
   if (call.inputCount == 3) return recordOf(store, in[1].array, in[2].array);
