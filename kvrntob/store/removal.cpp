@@ -28,6 +28,12 @@ void eraseFirstOrLast(SignalRepository::IDList& list, int32 id) {
   }
 }
 
+// In a walk over a list of records: asks for one that comes a few steps later.
+void prefetchAhead(const std::vector<DataPtr>& list, std::size_t index) {
+  constexpr std::size_t steps = 3;
+  if (index + steps < list.size()) list[index + steps]->prefetch();
+}
+
 int32 keyOf(int32 id) { return id; }
 const Data* keyOf(const DataPtr& record) { return record.get(); }
 
@@ -165,13 +171,18 @@ void SignalRepository::removeRunRecords(int32 run) {
   for (const DataPtr& record : list) ids.push_back(record->DataID);
   std::sort(ids.begin(), ids.end());
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-  for (const int32 id : ids) removeFromGroups(id, removal);
+  for (std::size_t i = 0; i < ids.size(); ++i) {
+    prefetchAhead(list, i);  // in the order of the list most ids rise
+    removeFromGroups(ids[i], removal);
+  }
 
   // From here on nothing can run out of memory.
   removal.carryOut();
-  for (const DataPtr& record : list) {
-    signalsBySource.erase(record->DataSource);
-    signals.erase(record->DataID);
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    prefetchAhead(list, i);
+    signalsBySource.erase(list[i]->DataSource);
+    signals.erase(list[i]->DataID);
+    list[i].reset();
   }
   signalsByRun.erase(run);
   runs.erase(run);
