@@ -6,7 +6,9 @@
 
 namespace KVR::kvr {
 
-#define MESSAGE(Class, text)
+#define MESSAGE(Class, text)                                \
+  Class::Class() noexcept : BaseMsgID("KVR:kvr:" #Class) {} \
+  Class::~Class() = default;
 #define MESSAGE_WITH_WORD(Class, text)                                                        \
   Class::Class(const std::string& word) : OwnWord{word}, BaseMsgID("KVR:kvr:" #Class, own) {} \
   Class::~Class() = default;

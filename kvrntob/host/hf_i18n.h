@@ -9,8 +9,7 @@ namespace hf::i18n {
 
 // Names one message by catalogue path and key, such as "KVR:kvr:NON_EXISTENT", and shows the one
 // string that fills the message's text, if the message takes one. Owns neither: message classes
-// pass a literal and a string of their own. A message without a string thus holds nothing that a
-// failure on its way would have to stop for.
+// pass a literal and a string of their own.
 class VORMEL_HOST_API BaseMsgID {
  public:
   BaseMsgID(const BaseMsgID&) = delete;

@@ -22,7 +22,8 @@ struct OwnWord {
 #define MESSAGE(Class, text)                                 \
   class VORMEL_HOST_API Class : public hf::i18n::BaseMsgID { \
    public:                                                   \
-    Class() noexcept : BaseMsgID("KVR:kvr:" #Class) {}       \
+    Class() noexcept;                                        \
+    ~Class();                                                \
   };
 #define MESSAGE_WITH_WORD(Class, text)                                        \
   class VORMEL_HOST_API Class : private OwnWord, public hf::i18n::BaseMsgID { \
