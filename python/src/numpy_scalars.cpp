@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "kvrntob/host/libvr.h"
+
 namespace vormel::python {
 namespace {
 

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <optional>
 
-#include "embedded_host/arrays/arrays.h"
 #include "python/src/python_api.h"
 
 namespace vormel::python {
