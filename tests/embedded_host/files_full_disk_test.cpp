@@ -21,7 +21,7 @@ TEST_F(FilesFullDisk, put_that_does_not_fit_leaves_every_byte_as_it_was) {
   ASSERT_TRUE(put(path, "x", aRow({1, 2, 3})));
   const std::string before = bytes();
   int failures = 0;
-  for (std::size_t room = 0; room < 6000; room += 97) {
+  for (std::size_t room = 0; room < 40'000; room += 97) {
     ScratchDirectory other;
     std::filesystem::copy(path, other.file("copy"));
     {
@@ -45,16 +45,19 @@ TEST_F(FilesFullDisk, replacement_that_does_not_fit_leaves_the_variable_as_it_wa
   EXPECT_TRUE(put(path, "x", aNumber(4)));
 }
 
-TEST_F(FilesFullDisk, handle_of_a_put_that_failed_takes_and_gives_nothing_more) {
+TEST_F(FilesFullDisk, handle_of_a_put_that_failed_goes_on_when_there_is_room_again) {
   const OpenFile file = openFile(path, "u");
   ASSERT_EQ(vfPutVariable(file.get(), "x", aNumber(1).get()), 0);
   {
     const LargestFile limit(bytes().size() + 500);
     EXPECT_NE(vfPutVariable(file.get(), "y", aColumn(std::vector<double>(100'000)).get()), 0);
+    EXPECT_EQ(vormel::lastFileError(), "database or disk is full");
+    EXPECT_TRUE(OwnedArray(vfGetVariable(file.get(), "x")));
   }
-  EXPECT_NE(vfPutVariable(file.get(), "y", aNumber(1).get()), 0);
-  EXPECT_EQ(vfGetVariable(file.get(), "x"), nullptr);
+  EXPECT_EQ(vfGetVariable(file.get(), "y"), nullptr);
+  EXPECT_EQ(vfPutVariable(file.get(), "y", aNumber(2).get()), 0);
   EXPECT_TRUE(get(path, "x"));
+  EXPECT_TRUE(get(path, "y"));
 }
 
 TEST_F(FilesFullDisk, file_that_cannot_be_written_is_not_made) {
@@ -62,6 +65,7 @@ TEST_F(FilesFullDisk, file_that_cannot_be_written_is_not_made) {
     const LargestFile limit(100);
     EXPECT_EQ(openFile(path, "w7.3"), nullptr);
     EXPECT_NE(vormel::lastFileError(), "");
+    EXPECT_FALSE(std::filesystem::exists(path));
   }
   EXPECT_NE(openFile(path, "w7.3"), nullptr);
 }
