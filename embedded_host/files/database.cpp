@@ -244,8 +244,8 @@ Connection::Connection(AtomicFile& file) {
   require(code);
   require(sqlite3_extended_result_codes(database, 1));
   restrain(database);
-  execute("PRAGMA cell_size_check=ON; PRAGMA cache_size=-512");
-  if (file.isWritable()) execute("PRAGMA journal_mode=MEMORY; PRAGMA secure_delete=OFF");
+  execute("PRAGMA cell_size_check=ON");
+  if (file.isWritable()) execute("PRAGMA journal_mode=MEMORY");
 }
 
 void Connection::execute(const char* sql) const {

@@ -111,7 +111,7 @@ std::string emptyPage(unsigned char kind) {
 std::string emptyFile() { return firstPage() + emptyPage(tableLeaf) + emptyPage(indexLeaf); }
 
 void requireOurs(std::span<const std::byte, AtomicFile::pageSize> found) {
-  const std::string ours = firstPage();
+  static const std::string ours = firstPage();
   const auto differs = [&](std::size_t from, std::size_t to) {
     return std::memcmp(&found[from], &ours[from], to - from) != 0;
   };
