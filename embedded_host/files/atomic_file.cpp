@@ -133,6 +133,13 @@ std::uint64_t AtomicFile::lengthOnDisk() const {
   return static_cast<std::uint64_t>(status.st_size);
 }
 
+std::uint64_t AtomicFile::sizeOnDisk() const {
+  constexpr std::uint64_t unit = 512;
+  struct stat status;
+  if (fstat(descriptor_.number(), &status) != 0) failWith(errno);
+  return unit * static_cast<std::uint64_t>(status.st_blocks);
+}
+
 // Takes in the record at the end of the file, if there is one.
 bool AtomicFile::readRecord(std::uint64_t length) {
   if (length % 8 != footerSize % 8 || length < footerSize) return false;

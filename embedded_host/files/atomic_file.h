@@ -59,6 +59,9 @@ class AtomicFile {
   // Bytes of the file, new pages included.
   std::uint64_t size() const noexcept { return end_; }
 
+  // Bytes that the file takes on its disk; fewer than size() if it has holes, or is compressed.
+  std::uint64_t sizeOnDisk() const;
+
   // Reads bytes, all within the page of the first; false if the file ends before the last, which
   // then read as zeros.
   bool read(std::uint64_t offset, std::size_t size, void* to) const;

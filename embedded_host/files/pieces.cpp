@@ -108,28 +108,31 @@ void deletePieces(Connection& connection, std::string_view name, std::int64_t en
 
 // ---- Reading ----
 
-// The pieces of a variable, each tested before any byte of it is read.
-class PieceSource final : public ByteSource {
+// The pieces of a variable, one after the other, each tested before any byte of it is read.
+class Pieces {
  public:
-  PieceSource(Statement& rows, std::string_view name, std::uint64_t most)
-      : ByteSource({}, most),
-        rows_(rows),
-        seeds_(name),
-        first_(rows.number(0)),
-        pieces_(rows.number(1)) {}
+  Pieces(const Connection& connection, std::string_view name)
+      : rows_(connection.prepare(
+            "SELECT v.first,v.pieces,p.id,p.sum,p.bytes FROM variable v CROSS JOIN piece p "
+            "WHERE v.name=?1 AND p.id>=v.first AND p.id<v.first+v.pieces ORDER BY p.id")),
+        seeds_(name) {
+    rows_.bind(1, bytesOf(name));
+    if (!rows_.step()) throw FileFault("there is no variable \"" + std::string(name) + "\"");
+    first_ = rows_.number(0);
+    count_ = rows_.number(1);
+  }
 
- private:
-  // The rows stand before the piece to be read, which the caller has stepped to for the first.
-  std::span<const std::byte> nextWindow() override {
-    if (count_ > 0 && !rows_.step()) {
-      if (count_ != pieces_) throw FileFault("found a piece missing");
+  std::int64_t count() const noexcept { return count_; }
+
+  // Until the next call; empty at the end.
+  std::span<const std::byte> next() {
+    if (done_ > 0 && !rows_.step()) {
+      if (done_ != count_) throw FileFault("found a piece missing");
       return {};
     }
-    if (count_ == pieces_ || rows_.number(2) - first_ != count_)
-      throw FileFault("found a piece in the wrong place");
-    ++count_;
-    if (!rows_.isBlob(4)) throw FileFault("found a piece that is none");
-    const std::span<const std::byte> piece = rows_.blob(4);
+    if (rows_.number(2) - first_ != done_++) throw FileFault("found a piece in the wrong place");
+    if (!rows_.isBlob(blobColumn)) throw FileFault("found a piece that is none");
+    const std::span<const std::byte> piece = rows_.blob(blobColumn);
     const auto sum = static_cast<std::uint64_t>(rows_.number(3));
     if (piece.empty() || sumOf(piece.data(), piece.size(), seeds_.next()) != sum) {
       throw FileFault("found data that has changed since it was written");
@@ -137,12 +140,43 @@ class PieceSource final : public ByteSource {
     return piece;
   }
 
-  Statement& rows_;
+ private:
+  static constexpr int blobColumn = 4;
+
+  Statement rows_;
   Seeds seeds_;
-  std::int64_t first_;
-  std::int64_t pieces_;
+  std::int64_t first_ = 0;
   std::int64_t count_ = 0;
+  std::int64_t done_ = 0;  // pieces given
 };
+
+// The bytes of all pieces.
+std::uint64_t measurePieces(const Connection& connection, std::string_view name) {
+  Pieces pieces(connection, name);
+  std::uint64_t size = 0;
+  for (auto piece = pieces.next(); !piece.empty(); piece = pieces.next()) size += piece.size();
+  return size;
+}
+
+class PieceSource final : public ByteSource {
+ public:
+  PieceSource(Pieces& pieces, std::uint64_t most) : ByteSource({}, most), pieces_(pieces) {}
+
+ private:
+  std::span<const std::byte> nextWindow() override { return pieces_.next(); }
+
+  Pieces& pieces_;
+};
+
+// The bytes of the pieces at most, which the reader makes arrays for before it has read them.
+std::uint64_t mostBytes(const Connection& connection, const AtomicFile& file, const Pieces& pieces,
+                        std::string_view name) {
+  const std::uint64_t most =
+      std::min(file.size(), pieceSize * std::min(static_cast<std::uint64_t>(pieces.count()),
+                                                 file.size() / pieceSize + 1));
+  // The holes of a sparse file can stand for anything: what it holds is read first.
+  return most > file.sizeOnDisk() ? measurePieces(connection, name) : most;
+}
 
 }  // namespace
 
@@ -161,13 +195,9 @@ void writePieces(Connection& connection, std::string_view name, const vrArray* a
   put.step();
 }
 
-OwnedArray readPieces(Connection& connection, const AtomicFile& file, std::string_view name) {
-  Statement rows = connection.prepare(
-      "SELECT v.first,v.pieces,p.id,p.sum,p.bytes FROM variable v CROSS JOIN piece p "
-      "WHERE v.name=?1 AND p.id>=v.first AND p.id<v.first+v.pieces ORDER BY p.id");
-  rows.bind(1, bytesOf(name));
-  if (!rows.step()) throw FileFault("there is no variable \"" + std::string(name) + "\"");
-  PieceSource source(rows, name, file.size());
+OwnedArray readPieces(const Connection& connection, const AtomicFile& file, std::string_view name) {
+  Pieces pieces(connection, name);
+  PieceSource source(pieces, mostBytes(connection, file, pieces, name));
   return readValue(source);
 }
 

@@ -15,6 +15,6 @@ void writePieces(Connection& connection, std::string_view name, const vrArray* a
                  std::size_t size);
 
 // The array of that name. Throws FileFault if there is none, or it is damaged.
-OwnedArray readPieces(Connection& connection, const AtomicFile& file, std::string_view name);
+OwnedArray readPieces(const Connection& connection, const AtomicFile& file, std::string_view name);
 
 }  // namespace vormel

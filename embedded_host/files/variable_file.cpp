@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <system_error>
 
 #include "embedded_host/arrays/arrays.h"
 #include "embedded_host/arrays/call_scope.h"
@@ -177,6 +177,8 @@ vrArray* vfGetVariable(vfFile* file, const char* name) {
   } catch (const FileFault& fault) {
     setLastFileError(fault.what());
   } catch (const HostError& fault) {
+    setLastFileError(fault.what());
+  } catch (const std::system_error& fault) {
     setLastFileError(fault.what());
   }
   return nullptr;
