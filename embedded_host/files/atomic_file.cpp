@@ -29,7 +29,7 @@ constexpr std::array<char, 8> footerMark = {'V', 'D', 'F', 'c', 'o', 'm', 'm', '
 constexpr std::size_t footerSize = sizeof(Footer) + 1;
 
 // A commit of more changed pages is refused: so much memory a damaged file can make a reader take.
-constexpr std::size_t mostSlots = 4096;
+constexpr std::size_t mostSlots = 2048;
 
 // Where the header in the first page tells of pages. All numbers there are big-endian.
 constexpr std::uint64_t pageCountPlace = 28;

@@ -38,7 +38,7 @@ class Descriptor {
 // file that cannot be one of pages.
 class AtomicFile {
  public:
-  static constexpr std::size_t pageSize = 4096;
+  static constexpr std::size_t pageSize = 8192;
 
   AtomicFile(Descriptor descriptor, bool isWritable) noexcept
       : descriptor_(std::move(descriptor)), isWritable_(isWritable) {}

@@ -13,8 +13,6 @@
 namespace kvr::test {
 namespace {
 
-constexpr std::size_t kPage = 4096;
-
 class FilesCrafted : public VariableFileTest {
  protected:
   void SetUp() override {
@@ -283,7 +281,7 @@ TEST_F(FilesCrafted, values_nested_too_deep_are_refused) {
 // The file and its rows claim a gigabyte, the disk holds a few pages of it.
 TEST_F(FilesCrafted, sparse_file_is_refused_before_what_it_claims_is_made) {
   std::filesystem::resize_file(path, std::uintmax_t{1} << 30);
-  overwrite(28, std::string("\0\4\0\0", 4));  // as many pages as that
+  overwrite(28, std::string("\0\2\0\0", 4));  // as many pages as that
   forge(kDouble + std::string("\x82\x01\x1A\x07\0\0\0", 7) + "\xD8\x56" +
         std::string("\x5A\x38\0\0\0", 5));
   execute("DELETE FROM piece WHERE id>1; UPDATE variable SET pieces=4096");

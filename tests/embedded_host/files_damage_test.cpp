@@ -139,7 +139,7 @@ TEST_F(FilesDamage, what_is_no_variable_file_is_refused) {
 
 TEST_F(FilesDamage, file_cut_short_under_an_open_handle_fails_and_later_files_work) {
   const OpenFile file = openFile(path, "u");
-  std::filesystem::resize_file(path, 9000);
+  std::filesystem::resize_file(path, 20'000);
   EXPECT_NE(vfPutVariable(file.get(), "x", aNumber(1).get()), 0);
   for (const auto& [name, array] : arrays_) {
     const OwnedArray back(vfGetVariable(file.get(), name.c_str()));

@@ -57,7 +57,7 @@ std::string contentOf(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Two pieces, 80 pages.
+// Two pieces, 40 pages.
 OwnedArray aLargeColumn(double first, std::size_t size = 40'000) {
   std::vector<double> values(size);
   std::iota(values.begin(), values.end(), first);

@@ -112,7 +112,7 @@ def test_file_is_what_the_document_says(repo, record, scratch):
     assert "```sql\n" + "\n".join(row[2] for row in schema) + "\n```" in document
     assert rows(scratch, "PRAGMA application_id") == [(0x56564446,)]
     assert rows(scratch, "PRAGMA user_version") == [(2,)]
-    assert rows(scratch, "PRAGMA page_size") == [(4096,)]
+    assert rows(scratch, "PRAGMA page_size") == [(8192,)]
     assert rows(scratch, "PRAGMA integrity_check") == [("ok",)]
 
 
