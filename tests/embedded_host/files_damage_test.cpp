@@ -68,9 +68,9 @@ TEST_F(FilesDamage, whole_file_gives_every_variable) {
 }
 
 TEST_F(FilesDamage, file_cut_short_anywhere_gives_nothing) {
-  for (std::size_t length = 0; length < bytes_.size(); length += 1 + length / 100) {
-    write(bytes_.substr(0, length));
-    EXPECT_EQ(countBack("cut to " + std::to_string(length)), 0U);
+  for (std::size_t length = bytes_.size(); length-- > 0;) {
+    std::filesystem::resize_file(path, length);
+    ASSERT_EQ(countBack("cut to " + std::to_string(length)), 0U);
   }
 }
 

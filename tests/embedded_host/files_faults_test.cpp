@@ -12,6 +12,7 @@
 #include <iterator>
 #include <numeric>
 
+#include "embedded_host/files/value_bytes.h"
 #include "kvrntob/host/ntob.h"
 #include "tests/embedded_host/system_faults.h"
 #include "tests/reliability/heap_faults.h"
@@ -370,6 +371,41 @@ TEST_F(FilesFaults, get_survives_every_failing_allocation_of_heap_and_host) {
       }
     }
   }
+}
+
+// ---- Values as bytes ----
+
+// Repeats the action under fault 1, 2 and so on of heap and host memory until none is left; each
+// ends in exhausted memory.
+template <class Action>
+void expectOutOfMemory(const Action& action) {
+  const auto isDone = [&](const auto& plan) {
+    bool isOut = false;
+    try {
+      action();
+    } catch (const ntob::TOBOutOfMemoryException&) {
+      isOut = true;
+    }
+    EXPECT_EQ(isOut, plan.injected() > 0);
+    return plan.injected() == 0;
+  };
+  std::uint64_t number = 1;
+  while (!isDone(HeapPlan(number, FaultRepeat::Once))) ++number;
+  for (number = 1; !isDone(vormel::FaultPlan(vormel::FaultSite::Memory, number));) ++number;
+}
+
+TEST(ValueBytesFaults, bytes_without_memory_are_an_exhausted_memory_exception) {
+  const LiveArraysGuard liveArrays;
+  OwnedArray cell = aCell({1, 3});
+  vormel::setCellElement(cell.get(), 0, aTimeseries({1, 2}, {3, 4}).release());
+  vormel::setCellElement(cell.get(), 1, aStruct({"a name beyond sixteen", "b"}, {1, 2}).release());
+  vormel::setCellElement(cell.get(), 2, owned(vormel::makeFunctionHandle("sin")).release());
+  std::vector<std::byte> bytes(vormel::dumpedSize(cell.get()));
+  expectOutOfMemory([&] { EXPECT_EQ(vormel::dumpedSize(cell.get()), bytes.size()); });
+  vormel::dumpValue(cell.get(), bytes.data());
+  OwnedArray back;
+  expectOutOfMemory([&] { back = vormel::loadValue(bytes); });
+  EXPECT_TRUE(vormel::equal(back.get(), cell.get()));
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
 // A disk that takes no more: what is in the file stays there, and later calls work.
+#include <sys/mount.h>
+
 #include <fstream>
 #include <iterator>
 
@@ -68,6 +70,47 @@ TEST_F(FilesFullDisk, file_that_cannot_be_written_is_not_made) {
     EXPECT_FALSE(std::filesystem::exists(path));
   }
   EXPECT_NE(openFile(path, "w7.3"), nullptr);
+}
+
+// A file system of its own, with little room; the tests that want one are skipped where nobody may
+// mount it.
+class SmallDisk {
+ public:
+  SmallDisk()
+      : isMounted_(mount("none", directory_.path().c_str(), "tmpfs", 0, "size=512k") == 0) {}
+  ~SmallDisk() {
+    if (isMounted_) umount(directory_.path().c_str());
+  }
+  SmallDisk(const SmallDisk&) = delete;
+  SmallDisk& operator=(const SmallDisk&) = delete;
+
+  bool isThere() const { return isMounted_; }
+  std::string file(const std::string& name) const { return directory_.file(name); }
+
+ private:
+  ScratchDirectory directory_;
+  bool isMounted_;
+};
+
+TEST_F(FilesFullDisk, disk_that_is_really_full_keeps_what_it_took_and_goes_on_when_there_is_room) {
+  const SmallDisk disk;
+  if (!disk.isThere()) GTEST_SKIP() << "no file system can be mounted here";
+  const std::string small = disk.file("small.vdf");
+  const std::string filler = disk.file("filler");
+  ASSERT_NE(openFile(small, "w7.3"), nullptr);
+  std::ofstream(filler) << std::string(100'000, 'x');
+  const OwnedArray values = aColumn(std::vector<double>(2000, 1.5));
+  int count = 0;
+  while (put(small, std::to_string(count), values)) ++count;
+  EXPECT_EQ(vormel::lastFileError(), "database or disk is full");
+  EXPECT_GT(count, 10);
+  for (int i = 0; i < count; ++i) {
+    const OwnedArray back = get(small, std::to_string(i));
+    ASSERT_TRUE(back && vormel::equal(back.get(), values.get())) << i;
+  }
+  EXPECT_FALSE(get(small, std::to_string(count)));
+  std::filesystem::remove(filler);
+  EXPECT_TRUE(put(small, std::to_string(count), values));
 }
 
 }  // namespace
