@@ -1,6 +1,6 @@
 // Bytes to the image of a variable file: the bytes themselves, or changes made to a good file. Each
-// variable comes back equal or not at all, and so does one that is added: damage in the tree of rows
-// can lose it, as it can lose those that are there.
+// variable comes back equal or not at all, and so does one that is added: damage in the tree of
+// rows can lose it, as it can lose those that are there.
 #include <fcntl.h>
 #include <unistd.h>
 
