@@ -125,8 +125,10 @@ def scratch_rows():
         # The large file takes long to make: once for both.
         yield growth(f"scratch {way}", "10 to 1e5", 1.3, program, ours_few, ours_many,
                      rounds=1, repetitions=10, together=(*few, *many))  # fmt: skip
-    yield ratio("scratch get", "1e6 doubles", 1.3, program, "scratch_get/large/ours/1000000",
-                "scratch_get/large/raw/1000000", repetitions=10)  # fmt: skip
+    for way in ("put", "get"):
+        yield ratio(f"scratch {way}", "1e6 doubles", 1.3, program,
+                    f"scratch_{way}/large/ours/1000000",
+                    f"scratch_{way}/large/bare/1000000", repetitions=10)  # fmt: skip
 
 
 def python_rows():

@@ -1,23 +1,25 @@
-// Variables of the scratch file, beside the bare library calls that make and read the same layout.
+// Variables of the scratch file, beside the bare library calls that make and read the same rows.
 //
 //   scratch_put/ours         the values of one more signal, one opening of the file each
-//   scratch_put/bare         the same groups, attributes and datasets by bare HDF5 calls
+//   scratch_put/bare         the same rows and sums by bare SQLite calls
 //   scratch_get/ours         the values of one signal; beside it scratch_get/bare
-//   scratch_get/large/...    a signal of 1e6 doubles; beside it a raw read of as many bytes
+//   scratch_put/large/...    a signal of 1e6 doubles, replaced; beside it the same by bare calls
+//   scratch_get/large/...    a signal of 1e6 doubles; beside it the same by bare calls
 //
 // Arguments are the number of variables in the file, or of doubles in the variable.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <hdf5.h>
-#include <unistd.h>
+#include <sqlite3.h>
+#include <xxhash.h>
 
-#include <array>
+#include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "bench/sizes.h"
 #include "embedded_host/arrays/arrays.h"
@@ -103,91 +105,96 @@ void put(benchmark::State& state, const char* name, Write write) {
 
 // ---- The same by bare calls ----
 
-struct Bare {
-  hid_t id;
-  herr_t (*close)(hid_t);
-  Bare(hid_t opened, herr_t (*closing)(hid_t)) : id(opened), close(closing) {
-    if (id < 0) throw std::runtime_error("HDF5");
-  }
-  ~Bare() { close(id); }
-  Bare(const Bare&) = delete;
-  Bare& operator=(const Bare&) = delete;
+struct CloseBare {
+  void operator()(sqlite3* database) const { sqlite3_close(database); }
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 };
+using Database = std::unique_ptr<sqlite3, CloseBare>;
+using Row = std::unique_ptr<sqlite3_stmt, CloseBare>;
 
-hid_t groupList(unsigned members, unsigned nameLength) {
-  const hid_t list = H5Pcreate(H5P_GROUP_CREATE);
-  H5Pset_obj_track_times(list, false);
-  H5Pset_link_phase_change(list, 64, 48);
-  H5Pset_est_link_info(list, members, nameLength);
-  return list;
+void require(bool holds) {
+  if (!holds) throw std::runtime_error("SQLite");
 }
 
-// Property lists are made once, as everybody would.
-struct Lists {
-  hid_t access = H5Pcreate(H5P_FILE_ACCESS);
-  hid_t elements = H5Pcreate(H5P_DATASET_CREATE);
-  hid_t folders[3] = {groupList(16, 8), groupList(16, 8), groupList(40, 12)};
-  hid_t group = groupList(8, 8);
-  Lists() {
-    H5Pset_libver_bounds(access, H5F_LIBVER_V18, H5F_LIBVER_V18);
-    H5Pset_layout(elements, H5D_CONTIGUOUS);
-    H5Pset_fill_time(elements, H5D_FILL_TIME_NEVER);
-    H5Pset_obj_track_times(elements, false);
-    H5Pset_link_creation_order(group, H5P_CRT_ORDER_TRACKED);
-  }
-};
-
-const Lists& lists() {
-  static const Lists made;
-  return made;
+Database openBare(int access) {
+  sqlite3* opened = nullptr;
+  const int code =
+      sqlite3_open_v2(kvr::scratchFileName.c_str(), &opened, access | SQLITE_OPEN_NOMUTEX, nullptr);
+  Database database(opened);
+  require(code == SQLITE_OK);
+  return database;
 }
 
-// Three levels of 16 folders each.
-std::array<std::string, 3> foldersOf(kvr::int32 id) {
-  const auto digit = [id](int place) {
-    return std::string(1, "0123456789abcdef"[id >> place & 15]);
+void execute(const Database& database, const char* sql) {
+  require(sqlite3_exec(database.get(), sql, nullptr, nullptr, nullptr) == SQLITE_OK);
+}
+
+Row prepare(const Database& database, const char* sql) {
+  sqlite3_stmt* made = nullptr;
+  require(sqlite3_prepare_v2(database.get(), sql, -1, &made, nullptr) == SQLITE_OK);
+  return Row(made);
+}
+
+constexpr std::size_t kPiece = std::size_t{1} << 18;
+
+// The bytes of both properties, in pieces; what else a value has is left out.
+void putPiecesBare(const Database& database, sqlite3_int64 first, const vrArray* values,
+                   sqlite3_int64& count) {
+  const Row insert = prepare(database, "INSERT INTO piece VALUES(?1,?2,?3)");
+  const auto piece = [&](const char* bytes, std::size_t size) {
+    sqlite3_bind_int64(insert.get(), 1, first + count++);
+    sqlite3_bind_int64(insert.get(), 2, static_cast<sqlite3_int64>(XXH3_64bits(bytes, size)));
+    sqlite3_bind_blob64(insert.get(), 3, bytes, size, SQLITE_STATIC);
+    require(sqlite3_step(insert.get()) == SQLITE_DONE);
+    sqlite3_reset(insert.get());
   };
-  return {digit(0), digit(4), digit(8)};
+  const vrArray* time = vrGetField_730(values, 0, "Time");
+  const vrArray* data = vrGetField_730(values, 0, "Data");
+  const std::size_t size = vrGetNumberOfElements(time) * sizeof(double);
+  if (2 * size <= kPiece) {
+    std::vector<char> both(2 * size);
+    std::memcpy(both.data(), vrGetData(time), size);
+    std::memcpy(&both[size], vrGetData(data), size);
+    return piece(both.data(), both.size());
+  }
+  for (const vrArray* part : {time, data}) {
+    for (std::size_t done = 0; done < size; done += kPiece)
+      piece(static_cast<const char*>(vrGetData(part)) + done, std::min(kPiece, size - done));
+  }
 }
 
-void writeAttribute(hid_t object, const char* name, hid_t type, const void* value) {
-  const Bare space(H5Screate(H5S_SCALAR), H5Sclose);
-  const Bare attribute(H5Acreate2(object, name, type, space.id, H5P_DEFAULT, H5P_DEFAULT),
-                       H5Aclose);
-  H5Awrite(attribute.id, type, value);
+void bindName(const Row& row, const std::string& name) {
+  sqlite3_bind_blob64(row.get(), 1, name.data(), name.size(), SQLITE_STATIC);
 }
 
-void writeDoubles(hid_t group, const char* name, const vrArray* values) {
-  const hsize_t extents[] = {vrGetNumberOfElements(values), 1};
-  const Bare space(H5Screate_simple(2, extents, nullptr), H5Sclose);
-  const Bare dataset(
-      H5Dcreate2(group, name, H5T_IEEE_F64LE, space.id, H5P_DEFAULT, lists().elements, H5P_DEFAULT),
-      H5Dclose);
-  H5Dwrite(dataset.id, H5T_IEEE_F64LE, H5S_ALL, H5S_ALL, H5P_DEFAULT, vrGetData(values));
-}
-
-hid_t folder(hid_t parent, const std::string& name, hid_t list) {
-  if (H5Lexists(parent, name.c_str(), H5P_DEFAULT) > 0)
-    return H5Gopen2(parent, name.c_str(), H5P_DEFAULT);
-  return H5Gcreate2(parent, name.c_str(), H5P_DEFAULT, list, H5P_DEFAULT);
-}
-
+// A name is looked up for the rows that go, as whoever replaces would.
 void putBare(kvr::int32 id, const vrArray* values) {
-  const Bare file(H5Fopen(kvr::scratchFileName.c_str(), H5F_ACC_RDWR, lists().access), H5Fclose);
-  const auto folders = foldersOf(id);
-  const Bare outer(folder(file.id, folders[0], lists().folders[0]), H5Gclose);
-  const Bare middle(folder(outer.id, folders[1], lists().folders[1]), H5Gclose);
-  const Bare inner(folder(middle.id, folders[2], lists().folders[2]), H5Gclose);
+  const Database database = openBare(SQLITE_OPEN_READWRITE);
+  execute(database, "PRAGMA synchronous=OFF; PRAGMA journal_mode=MEMORY; PRAGMA secure_delete=OFF");
+  execute(database, "BEGIN IMMEDIATE");
   const std::string name = "id" + std::to_string(id);
-  const Bare group(H5Gcreate2(inner.id, name.c_str(), H5P_DEFAULT, lists().group, H5P_DEFAULT),
-                   H5Gclose);
-  const Bare text(H5Tcopy(H5T_C_S1), H5Tclose);
-  H5Tset_size(text.id, 6);
-  writeAttribute(group.id, "class", text.id, "struct");
-  writeDoubles(group.id, "Time", vrGetField_730(values, 0, "Time"));
-  writeDoubles(group.id, "Data", vrGetField_730(values, 0, "Data"));
-  const std::uint64_t checksum = 0;
-  writeAttribute(group.id, "checksum", H5T_STD_U64LE, &checksum);
+  const Row find = prepare(database, "SELECT first,pieces FROM variable WHERE name=?1");
+  bindName(find, name);
+  sqlite3_int64 count = 0;
+  sqlite3_int64 first = 1;
+  {
+    const Row last = prepare(database, "SELECT max(id) FROM piece");
+    if (sqlite3_step(last.get()) == SQLITE_ROW) first = sqlite3_column_int64(last.get(), 0) + 1;
+  }
+  putPiecesBare(database, first, values, count);
+  if (sqlite3_step(find.get()) == SQLITE_ROW) {
+    const Row remove = prepare(database, "DELETE FROM piece WHERE id>=?1 AND id<?1+?2");
+    sqlite3_bind_int64(remove.get(), 1, sqlite3_column_int64(find.get(), 0));
+    sqlite3_bind_int64(remove.get(), 2, sqlite3_column_int64(find.get(), 1));
+    require(sqlite3_step(remove.get()) == SQLITE_DONE);
+  }
+  const Row put = prepare(database, "REPLACE INTO variable VALUES(?1,?2,?3)");
+  bindName(put, name);
+  sqlite3_bind_int64(put.get(), 2, first);
+  sqlite3_bind_int64(put.get(), 3, count);
+  require(sqlite3_step(put.get()) == SQLITE_DONE);
+  sqlite3_reset(find.get());
+  execute(database, "COMMIT");
 }
 
 BENCHMARK_CAPTURE(put, ours, "ours", putOurs)
@@ -213,22 +220,36 @@ void getOurs(benchmark::State& state) {
 }
 BENCHMARK(getOurs)->Name("scratch_get/ours")->Apply(bench::at<10, 100'000>);
 
-// Into arrays of the host, as the store wants them.
-OwnedArray readDoubles(hid_t group, const char* name) {
-  const Bare dataset(H5Dopen2(group, name, H5P_DEFAULT), H5Dclose);
-  const Bare space(H5Dget_space(dataset.id), H5Sclose);
-  hsize_t extents[2];
-  H5Sget_simple_extent_dims(space.id, extents, nullptr);
-  OwnedArray values(vrCreateNumericMatrix_730(extents[1], extents[0], vrDOUBLE_CLASS, 0));
-  H5Dread(dataset.id, H5T_IEEE_F64LE, H5S_ALL, H5S_ALL, H5P_DEFAULT, vrGetData(values.get()));
-  return values;
-}
-
-std::uint64_t readChecksum(hid_t group) {
-  std::uint64_t checksum = 1;
-  const Bare attribute(H5Aopen(group, "checksum", H5P_DEFAULT), H5Aclose);
-  H5Aread(attribute.id, H5T_STD_U64LE, &checksum);
-  return checksum;
+// Both properties into arrays of the host, as the store wants them; each piece is summed.
+std::vector<OwnedArray> readBare(const std::string& name, std::size_t samples) {
+  const Database database = openBare(SQLITE_OPEN_READONLY);
+  const Row rows = prepare(database,
+                           "SELECT p.sum,p.bytes FROM variable v CROSS JOIN piece p WHERE "
+                           "v.name=?1 AND p.id>=v.first AND p.id<v.first+v.pieces ORDER BY p.id");
+  bindName(rows, name);
+  std::vector<OwnedArray> parts;
+  for (int part = 0; part < 2; ++part) {
+    const std::size_t dimensions[] = {1, samples};
+    parts.emplace_back(vormel::makeUnfilled(vrDOUBLE_CLASS, 2, dimensions));
+  }
+  const std::size_t size = samples * sizeof(double);
+  std::size_t done = 0;
+  while (sqlite3_step(rows.get()) == SQLITE_ROW) {
+    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(rows.get(), 1));
+    auto left = static_cast<std::size_t>(sqlite3_column_bytes(rows.get(), 1));
+    require(static_cast<sqlite3_int64>(XXH3_64bits(bytes, left)) ==
+            sqlite3_column_int64(rows.get(), 0));
+    while (left > 0 && done < 2 * size) {
+      const std::size_t length = std::min(left, size - done % size);
+      auto* to = static_cast<char*>(vrGetData(parts[done / size].get()));
+      std::memcpy(to + done % size, bytes, length);
+      bytes += length;
+      left -= length;
+      done += length;
+    }
+  }
+  require(done == 2 * size);
+  return parts;
 }
 
 void getBare(benchmark::State& state) {
@@ -237,17 +258,8 @@ void getBare(benchmark::State& state) {
   useFile("all_bare", count, values.get(), putBare);
   kvr::int32 next = 0;
   for (auto _ : state) {
-    const kvr::int32 id = next + 1;
-    const Bare file(H5Fopen(kvr::scratchFileName.c_str(), H5F_ACC_RDONLY, lists().access),
-                    H5Fclose);
-    std::string path;
-    for (const std::string& folder : foldersOf(id)) path.append(folder).append("/");
-    path.append("id").append(std::to_string(id));
-    const Bare group(H5Gopen2(file.id, path.c_str(), H5P_DEFAULT), H5Gclose);
-    const OwnedArray time = readDoubles(group.id, "Time");
-    const OwnedArray data = readDoubles(group.id, "Data");
-    if (readChecksum(group.id) != 0 ||
-        !vormel::equal(data.get(), vrGetField_730(values.get(), 0, "Data")))
+    const std::vector<OwnedArray> parts = readBare("id" + std::to_string(next + 1), kSamples);
+    if (!vormel::equal(parts[1].get(), vrGetField_730(values.get(), 0, "Data")))
       state.SkipWithError("wrong values");
     next = (next + 7919) % count;
   }
@@ -257,6 +269,12 @@ BENCHMARK(getBare)->Name("scratch_get/bare")->Apply(bench::at<10>);
 void getLarge(benchmark::State& state) {
   const OwnedArray values = makeSeries(static_cast<std::size_t>(state.range(0)));
   useFile("large", 1, values.get(), putOurs);
+  const auto isRight = [&] {
+    const CallScope call;
+    const OwnedArray series(kvr::readScratchVariable(1));
+    return vormel::equal(series.get(), values.get());
+  };
+  if (!isRight()) state.SkipWithError("wrong values");
   for (auto _ : state) {
     const CallScope call;
     const OwnedArray series(kvr::readScratchVariable(1));
@@ -265,25 +283,26 @@ void getLarge(benchmark::State& state) {
 }
 BENCHMARK(getLarge)->Name("scratch_get/large/ours")->Apply(bench::at<1'000'000>);
 
-// Time and data: two new blocks of memory, and bytes of the file into them.
-void getRaw(benchmark::State& state) {
-  const auto bytes = static_cast<std::size_t>(state.range(0)) * sizeof(double);
-  const OwnedArray values = makeSeries(static_cast<std::size_t>(state.range(0)));
-  useFile("large", 1, values.get(), putOurs);
-  for (auto _ : state) {
-    const int file = open(kvr::scratchFileName.c_str(), O_RDONLY | O_CLOEXEC);
-    std::unique_ptr<char[]> blocks[2];
-    off_t offset = 0;
-    for (auto& block : blocks) {
-      block.reset(new char[bytes]);
-      if (pread(file, block.get(), bytes, offset) != static_cast<ssize_t>(bytes))
-        state.SkipWithError("cannot read");
-      offset += static_cast<off_t>(bytes);
-    }
-    benchmark::DoNotOptimize(blocks);
-    close(file);
-  }
+void getLargeBare(benchmark::State& state) {
+  const auto samples = static_cast<std::size_t>(state.range(0));
+  const OwnedArray values = makeSeries(samples);
+  useFile("large_bare", 1, values.get(), putBare);
+  if (!vormel::equal(readBare("id1", samples)[1].get(), vrGetField_730(values.get(), 0, "Data")))
+    state.SkipWithError("wrong values");
+  for (auto _ : state) benchmark::DoNotOptimize(readBare("id1", samples));
 }
-BENCHMARK(getRaw)->Name("scratch_get/large/raw")->Apply(bench::at<1'000'000>);
+BENCHMARK(getLargeBare)->Name("scratch_get/large/bare")->Apply(bench::at<1'000'000>);
+
+void putLarge(benchmark::State& state, const char* name, Write write) {
+  const OwnedArray values = makeSeries(static_cast<std::size_t>(state.range(0)));
+  useFile(name, 1, values.get(), write);
+  for (auto _ : state) write(1, values.get());
+}
+BENCHMARK_CAPTURE(putLarge, ours, "large_put", putOurs)
+    ->Name("scratch_put/large/ours")
+    ->Apply(bench::at<1'000'000>);
+BENCHMARK_CAPTURE(putLarge, bare, "large_put_bare", putBare)
+    ->Name("scratch_put/large/bare")
+    ->Apply(bench::at<1'000'000>);
 
 }  // namespace

@@ -4,12 +4,42 @@
 #include <cstring>
 #include <limits>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "embedded_host/files/checksum.h"
-#include "embedded_host/files/file_format.h"
+#include "embedded_host/arrays/class_table.h"
+#include "embedded_host/files/file_error.h"
+#include "embedded_host/files/value_format.h"
 
 namespace vormel {
+
+// ---- ByteSource ----
+
+bool ByteSource::isAtEnd() {
+  while (window_.empty()) {
+    window_ = nextWindow();
+    if (window_.empty()) return true;
+    mostBeyond_ -= std::min<std::uint64_t>(mostBeyond_, window_.size());
+  }
+  return false;
+}
+
+void ByteSource::requireWindow() {
+  if (isAtEnd()) throw FileFault("found fewer bytes than the value has");
+}
+
+void ByteSource::read(void* to, std::size_t size) {
+  auto* next = static_cast<std::byte*>(to);
+  while (size > 0) {
+    requireWindow();
+    const std::size_t length = std::min(size, window_.size());
+    std::memcpy(next, window_.data(), length);
+    window_ = window_.subspan(length);
+    next += length;
+    size -= length;
+  }
+}
+
 namespace {
 
 using Dimensions = std::vector<std::size_t>;
@@ -26,287 +56,237 @@ std::size_t countOf(const Dimensions& dimensions, std::size_t elementSize) {
     room /= factor;
     count *= factor;
   }
-  if (dimensions.size() < 2) throw FileFault("found an impossible shape");
   return isEmpty ? 0 : count;
+}
+
+void requireDifferent(const std::vector<std::string>& names) {
+  std::vector<std::string_view> sorted(names.begin(), names.end());
+  std::sort(sorted.begin(), sorted.end());
+  if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end()) {
+    throw FileFault("found a name that stands twice");
+  }
+}
+
+// The class with elements, cells, structures or function handles that has this name.
+int classNamed(const std::string& name) {
+  const int classID = vrClassIDFromClassName(name.c_str());
+  // A NUL ends the name that is looked up.
+  if (classID == vrUNKNOWN_CLASS || nameOfClass(classID) != name) {
+    throw FileFault("found a class that is none");
+  }
+  return classID;
 }
 
 class Reader {
  public:
-  // Sizes are taken from what the file can hold, all arrays together.
-  explicit Reader(const TransactionFile& disk) : disk_(disk), budget_(disk.size()) {}
+  explicit Reader(ByteSource& source) : source_(source) {}
 
-  // Makes the array. Its elements are read by readElements.
-  OwnedArray read(const Hdf5Object& object, int depth);
-
-  // Reads the elements whose place is known by now, and sums them.
-  void readElements();
-
-  std::uint64_t checksum() const { return checksum_.value(); }
+  OwnedArray read(int depth);
 
  private:
-  // Elements in the file, and where they go.
-  struct Stretch {
-    haddr_t offset;
-    std::size_t size;
-    char* bytes;
+  struct Head {
+    Major major;
+    std::uint64_t argument;
   };
 
-  void spend(std::size_t bytes);
-  OwnedArray readMember(const Hdf5Object& group, const std::string& name, int depth);
-  OwnedArray readDataset(const Hdf5Object& dataset);
-  OwnedArray readFunction(const Hdf5Object& dataset, const Dimensions& extents);
-  OwnedArray readNumeric(const Hdf5Object& dataset, const ElementKind& kind,
-                         const Dimensions& dimensions);
-  void readLater(const Hdf5Object& dataset, std::size_t size, void* bytes);
-  OwnedArray readCell(const Hdf5Object& group, const Dimensions& dimensions, int depth);
-  OwnedArray readStructure(const Hdf5Object& group, const Dimensions& dimensions, int depth);
-  OwnedArray readObject(const Hdf5Object& group, const Dimensions& dimensions, int depth);
-  template <class Put>
-  void readRecord(const Hdf5Object& group, const std::vector<Member>& fields,
-                  const Dimensions& dimensions, int depth, Put&& put);
+  Head head();
+  std::uint64_t argument(Major major);
+  void require(Major major, std::uint64_t expected, const char* refusal);
+  void requireRoom(std::uint64_t count, std::uint64_t least) const;
+  std::string characters(std::uint64_t size);
+  std::string name();
+  std::vector<std::string> names();
+  Dimensions dimensions();
+  OwnedArray numbers(int classID, const Dimensions& shape, bool isComplex);
+  void elements(int classID, std::size_t size, void* to);
+  OwnedArray cell(const Dimensions& shape, int depth);
+  OwnedArray structure(const Dimensions& shape, int depth);
+  OwnedArray object(const Dimensions& shape, int depth);
+  void fields(vrArray* array, int depth);
+  OwnedArray function(const Dimensions& shape);
 
-  const TransactionFile& disk_;
-  std::size_t budget_;
-  std::vector<Stretch> stretches_;
-  Checksum checksum_;
+  ByteSource& source_;
 };
 
-void Reader::spend(std::size_t bytes) {
-  if (bytes > budget_) throw FileFault("found more data than the file can hold");
-  budget_ -= bytes;
-}
+// ---- Items ----
 
-Dimensions readDimensions(const Hdf5Object& object) {
-  if (!hasAttribute(object.get(), dimensionsAttribute)) return {1, 1};
-  const std::vector<std::uint64_t> numbers = readNumbers(object.get(), dimensionsAttribute);
-  return {numbers.begin(), numbers.end()};
-}
-
-// The extents of a dataset, slowest first.
-Dimensions extentsOf(const Hdf5Object& dataset) {
-  const Hdf5Space space(H5Dget_space(dataset.get()), "read a dataset's space");
-  hsize_t extents[H5S_MAX_RANK];
-  const int rank = H5Sget_simple_extent_dims(space.get(), extents, nullptr);
-  if (rank < 1) throw FileFault("found a dataset without dimensions");  // one element, or no space
-  return {extents, extents + rank};
-}
-
-// What the type leaves open: logicals and characters look like unsigned integers.
-int classOf(const Hdf5Object& dataset, const ElementKind& kind) {
-  const bool isOpen =
-      !kind.isComplex && (kind.classID == vrUINT8_CLASS || kind.classID == vrUINT16_CLASS);
-  if (!isOpen || !hasAttribute(dataset.get(), classAttribute)) return kind.classID;
-  const std::string text = readText(dataset.get(), classAttribute);
-  if (kind.classID == vrUINT16_CLASS && text == "char") return vrCHAR_CLASS;
-  if (kind.classID == vrUINT8_CLASS && text == "logical") return vrLOGICAL_CLASS;
-  if (kind.classID == vrUINT8_CLASS && text == "function_handle") return vrFUNCTION_CLASS;
-  throw FileFault("found a class that does not fit its data");
-}
-
-// Elements have a place in the file; those of other layouts, and in other files, have none. Large
-// ones drive the library's tables out of the processor's caches, so that all wait until the library
-// has been asked everything.
-void Reader::readLater(const Hdf5Object& dataset, std::size_t size, void* bytes) {
-  if (size == 0) return;
-  const haddr_t offset = H5Dget_offset(dataset.get());
-  if (offset == HADDR_UNDEF || offset > disk_.size() || size > disk_.size() - offset) {
-    throw FileFault("found data that lies outside the file");
+Reader::Head Reader::head() {
+  const unsigned first = source_.readByte();
+  const auto major = static_cast<Major>(first >> 5);
+  const unsigned low = first & 31;
+  if (low < firstWidth) return {major, low};
+  if (low > lastWidth) throw FileFault("found a length that is not definite");
+  const unsigned power = low - firstWidth;
+  std::uint64_t argument = 0;
+  for (std::size_t i = std::size_t{1} << power; i > 0; --i) {
+    argument = argument << 8 | source_.readByte();
   }
-  stretches_.push_back({offset, size, static_cast<char*>(bytes)});
+  const std::uint64_t least = power == 0 ? firstWidth : std::uint64_t{1} << (4U << power);
+  if (argument < least) throw FileFault("found a length that is not the shortest");
+  return {major, argument};
 }
 
-void Reader::readElements() {
-  for (const Stretch& stretch : stretches_) {
-    for (std::size_t done = 0; done < stretch.size; done += Checksum::piece) {
-      const std::size_t length = std::min(Checksum::piece, stretch.size - done);
-      char* const next = stretch.bytes + done;
-      if (!disk_.read(stretch.offset + done, length, next)) throw FileFault("cannot read the file");
-      checksum_.add(next, length);
-    }
+std::uint64_t Reader::argument(Major major) {
+  const Head found = head();
+  if (found.major != major) throw FileFault("found an item of the wrong type");
+  return found.argument;
+}
+
+void Reader::require(Major major, std::uint64_t expected, const char* refusal) {
+  if (argument(major) != expected) throw FileFault(refusal);
+}
+
+// Throws if the rest of the bytes cannot hold so many things of so many bytes each.
+void Reader::requireRoom(std::uint64_t count, std::uint64_t least) const {
+  if (count > source_.most() / least) throw FileFault("found more than the bytes can hold");
+}
+
+std::string Reader::characters(std::uint64_t size) {
+  if (size > longestName) throw FileFault("found a name that is too long");
+  requireRoom(size, 1);
+  std::string text(size, '\0');
+  source_.read(text.data(), text.size());
+  return text;
+}
+
+std::string Reader::name() {
+  const Head found = head();
+  const bool isText = found.major == Major::TextString;
+  if (!isText && found.major != Major::ByteString) throw FileFault("found a name that is none");
+  std::string text = characters(found.argument);
+  if (isUtf8(text) != isText) throw FileFault("found a name of the wrong type");
+  if (text.find('\0') != std::string::npos) throw FileFault("found a name with a NUL");
+  return text;
+}
+
+std::vector<std::string> Reader::names() {
+  const std::uint64_t count = argument(Major::Array);
+  requireRoom(count, 1);
+  if (count > std::numeric_limits<int>::max()) throw FileFault("found too many names");
+  std::vector<std::string> all;
+  for (std::uint64_t i = 0; i < count; ++i) all.push_back(name());
+  requireDifferent(all);
+  return all;
+}
+
+Dimensions Reader::dimensions() {
+  const std::uint64_t count = argument(Major::Array);
+  if (count < 2 || count > mostDimensions) throw FileFault("found an impossible shape");
+  requireRoom(count, 1);
+  Dimensions shape(count);
+  for (std::size_t& dimension : shape) dimension = argument(Major::Unsigned);
+  return shape;
+}
+
+// ---- Arrays ----
+
+void Reader::elements(int classID, std::size_t size, void* to) {
+  require(Major::Tag, elementTag(classID), "found elements of the wrong type");
+  require(Major::ByteString, size, "found a wrong number of elements");
+  source_.read(to, size);
+}
+
+OwnedArray Reader::numbers(int classID, const Dimensions& shape, bool isComplex) {
+  const std::size_t count = countOf(shape, elementSize(classID));
+  const std::size_t size = count * elementSize(classID);
+  requireRoom(count, elementSize(classID) * (isComplex ? 2 : 1));
+  OwnedArray array(isComplex ? vrCreateNumericArray_730(shape.size(), shape.data(), classID, 1)
+                             : makeUnfilled(classID, shape.size(), shape.data()));
+  elements(classID, size, vrGetData(array.get()));
+  if (isComplex) elements(classID, size, vrGetImagData(array.get()));
+  if (classID == vrLOGICAL_CLASS && !holdsTruths(array.get())) {
+    throw FileFault("found a truth value that is neither 0 nor 1");
   }
-  stretches_.clear();
-}
-
-OwnedArray Reader::readFunction(const Hdf5Object& dataset, const Dimensions& extents) {
-  if (extents.size() != 1) throw FileFault("found a function handle of the wrong shape");
-  spend(extents[0]);
-  std::string name(extents[0], '\0');
-  readLater(dataset, name.size(), name.data());
-  readElements();
-  OwnedArray function(makeFunctionHandle(name));
-  const Dimensions dimensions = readDimensions(dataset);
-  if (dimensions == Dimensions{1, 1}) return function;
-  if (dimensions != Dimensions{0, 0}) throw FileFault("found an impossible function handle");
-  return OwnedArray(vrCreateEmptyCopy(function.get()));
-}
-
-// Takes pairs of parts apart.
-void separate(const std::vector<std::byte>& pairs, vrArray* array) {
-  const std::size_t size = vrGetElementSize(array);
-  const std::size_t count = vrGetNumberOfElements(array);
-  auto* real = static_cast<std::byte*>(vrGetData(array));
-  auto* imaginary = static_cast<std::byte*>(vrGetImagData(array));
-  for (std::size_t i = 0; i < count; ++i) {
-    std::memcpy(real + i * size, &pairs[2 * i * size], size);
-    std::memcpy(imaginary + i * size, &pairs[(2 * i + 1) * size], size);
-  }
-}
-
-OwnedArray Reader::readNumeric(const Hdf5Object& dataset, const ElementKind& kind,
-                               const Dimensions& dimensions) {
-  const std::size_t size = countOf(dimensions, kind.size) * kind.size;
-  spend(size);
-  if (!kind.isComplex) {
-    OwnedArray array(makeUnfilled(kind.classID, dimensions.size(), dimensions.data()));
-    readLater(dataset, size, vrGetData(array.get()));
-    return array;
-  }
-  OwnedArray array(vrCreateNumericArray_730(dimensions.size(), dimensions.data(), kind.classID, 1));
-  std::vector<std::byte> pairs(size);
-  readLater(dataset, size, pairs.data());
-  readElements();
-  separate(pairs, array.get());
   return array;
 }
 
-OwnedArray Reader::readDataset(const Hdf5Object& dataset) {
-  const Hdf5Type type(H5Dget_type(dataset.get()), "read a dataset's type");
-  std::optional<ElementKind> kind = kindOfType(type);
-  if (!kind) throw FileFault("found elements of a type that no host array has");
-  kind->classID = classOf(dataset, *kind);
-  Dimensions dimensions = extentsOf(dataset);
-  if (kind->classID == vrFUNCTION_CLASS) return readFunction(dataset, dimensions);
-  if (dimensions.size() == 1) {
-    const std::size_t count = dimensions[0];
-    dimensions = readDimensions(dataset);
-    if (countOf(dimensions, 1) != count) throw FileFault("found a shape that does not fit");
-  } else {
-    std::reverse(dimensions.begin(), dimensions.end());
-  }
-  return readNumeric(dataset, *kind, dimensions);
-}
-
-OwnedArray Reader::readMember(const Hdf5Object& group, const std::string& name, int depth) {
-  const std::optional<Hdf5Object> member = openMember(group.get(), name);
-  if (!member) throw FileFault("found a part missing");
-  return read(*member, depth + 1);
-}
-
-void requireMembers(const Hdf5Object& group, std::size_t count) {
-  if (memberCount(group.get()) != count) throw FileFault("found a wrong number of parts");
-}
-
-OwnedArray Reader::readCell(const Hdf5Object& group, const Dimensions& dimensions, int depth) {
-  const std::size_t count = countOf(dimensions, leastObjectSize);
-  requireMembers(group, count);
-  if (count > budget_ / leastObjectSize) throw FileFault("found more parts than the file can hold");
-  OwnedArray cell(makeCell(dimensions.size(), dimensions.data()));
+OwnedArray Reader::cell(const Dimensions& shape, int depth) {
+  const std::size_t count = countOf(shape, sizeof(void*));
+  require(Major::Array, count, "found a wrong number of parts");
+  requireRoom(count, leastValueSize);
+  OwnedArray array(makeCell(shape.size(), shape.data()));
   for (std::size_t i = 0; i < count; ++i) {
-    OwnedArray element = readMember(group, std::to_string(i), depth);
-    setCellElement(cell.get(), i, element.get());
-    element.release();
+    OwnedArray part = read(depth + 1);
+    setCellElement(array.get(), i, part.get());
+    part.release();
   }
-  return cell;
+  return array;
 }
 
-// The members of a group, with the names of the fields that they are.
-std::vector<Member> fieldsOf(const Hdf5Object& group) {
-  std::vector<Member> fields = membersOf(group.get());
-  for (Member& field : fields) {
-    std::optional<std::string> decoded = nameOfLink(field.name);
-    if (!decoded || decoded->find('\0') != std::string::npos) {
-      throw FileFault("found a name that is none");
-    }
-    field.name = std::move(*decoded);
-  }
-  return fields;
-}
-
-// Reads every field of every element and puts it with put(index, field, value).
-template <class Put>
-void Reader::readRecord(const Hdf5Object& group, const std::vector<Member>& fields,
-                        const Dimensions& dimensions, int depth, Put&& put) {
-  const bool isSingle = dimensions == Dimensions{1, 1};
-  const std::size_t count = countOf(dimensions, leastObjectSize);
-  for (std::size_t field = 0; field < fields.size(); ++field) {
-    const Hdf5Object object = openMember(group.get(), fields[field]);
-    if (isSingle) {
-      put(std::size_t{0}, field, read(object, depth + 1));
-      continue;
-    }
-    if (!isGroup(object)) throw FileFault("found a field that is none");
-    spend(leastObjectSize);
-    requireMembers(object, count);
-    for (std::size_t i = 0; i < count; ++i) {
-      put(i, field, readMember(object, std::to_string(i), depth));
+// Reads the fields of all elements into a structure or a value object.
+void Reader::fields(vrArray* array, int depth) {
+  const std::size_t count = vrGetNumberOfElements(array);
+  const std::size_t width = fieldNames(array).size();
+  for (std::size_t i = 0; i < count; ++i) {
+    require(Major::Array, width, "found a wrong number of fields");
+    for (std::size_t field = 0; field < width; ++field) {
+      OwnedArray value = read(depth + 1);
+      vrSetFieldByNumber_730(array, i, static_cast<int>(field), value.get());
+      value.release();
     }
   }
 }
 
-// Throws unless that many parts fit into what is left of the file.
-void requireRoom(const Dimensions& dimensions, std::size_t fields, std::size_t budget) {
-  const std::size_t count = countOf(dimensions, leastObjectSize);
-  if (fields > 0 && count > budget / leastObjectSize / fields) {
-    throw FileFault("found more parts than the file can hold");
-  }
+OwnedArray Reader::structure(const Dimensions& shape, int depth) {
+  const std::vector<std::string> all = names();
+  const std::size_t count = countOf(shape, sizeof(void*) * (all.size() + 1));
+  require(Major::Array, count, "found a wrong number of parts");
+  requireRoom(count, 1 + leastValueSize * all.size());
+  std::vector<const char*> pointers;
+  for (const std::string& each : all) pointers.push_back(each.c_str());
+  OwnedArray array(vrCreateStructArray_730(shape.size(), shape.data(),
+                                           static_cast<int>(pointers.size()), pointers.data()));
+  fields(array.get(), depth);
+  return array;
 }
 
-OwnedArray Reader::readStructure(const Hdf5Object& group, const Dimensions& dimensions, int depth) {
-  const std::vector<Member> fields = fieldsOf(group);
-  requireRoom(dimensions, fields.size(), budget_);
-  std::vector<const char*> names;
-  names.reserve(fields.size());
-  for (const Member& field : fields) names.push_back(field.name.c_str());
-  OwnedArray structure(vrCreateStructArray_730(dimensions.size(), dimensions.data(),
-                                               static_cast<int>(names.size()), names.data()));
-  readRecord(group, fields, dimensions, depth,
-             [&](std::size_t index, std::size_t field, OwnedArray value) {
-               vrSetFieldByNumber_730(structure.get(), index, static_cast<int>(field), value.get());
-               value.release();
-             });
-  return structure;
+OwnedArray Reader::object(const Dimensions& shape, int depth) {
+  const std::string className = name();
+  const std::vector<std::string> all = names();
+  const std::size_t count = countOf(shape, sizeof(void*) * (all.size() + 1));
+  require(Major::Array, count, "found a wrong number of parts");
+  requireRoom(count, 1 + leastValueSize * all.size());
+  OwnedArray array(makeObject(className, shape.size(), shape.data(), all));
+  fields(array.get(), depth);
+  return array;
 }
 
-OwnedArray Reader::readObject(const Hdf5Object& group, const Dimensions& dimensions, int depth) {
-  const std::vector<Member> properties = fieldsOf(group);
-  requireRoom(dimensions, properties.size(), budget_);
-  const std::optional<std::string> name = nameOfLink(readText(group.get(), objectClassAttribute));
-  if (!name) throw FileFault("found a class name that is none");
-  std::vector<std::string> names;
-  names.reserve(properties.size());
-  for (const Member& property : properties) names.push_back(property.name);
-  OwnedArray object(makeObject(*name, dimensions.size(), dimensions.data(), names));
-  readRecord(group, properties, dimensions, depth,
-             [&](std::size_t index, std::size_t property, const OwnedArray& value) {
-               readElements();  // the object keeps a copy
-               vrSetProperty_730(object.get(), index, names[property].c_str(), value.get());
-             });
-  return object;
+OwnedArray Reader::function(const Dimensions& shape) {
+  OwnedArray array(makeFunctionHandle(name()));
+  if (shape == Dimensions{1, 1}) return array;
+  if (shape != Dimensions{0, 0}) throw FileFault("found an impossible function handle");
+  return OwnedArray(vrCreateEmptyCopy(array.get()));
 }
 
-OwnedArray Reader::read(const Hdf5Object& object, int depth) {
+OwnedArray Reader::read(int depth) {
   if (depth > deepestNesting) throw FileFault("found arrays nested too deep");
-  spend(leastObjectSize);
-  if (isDataset(object)) return readDataset(object);
-  if (!isGroup(object)) throw FileFault("found something that is no array");
-  const std::string text = readText(object.get(), classAttribute);
-  const Dimensions dimensions = readDimensions(object);
-  if (text == "cell") return readCell(object, dimensions, depth);
-  if (text == "struct") return readStructure(object, dimensions, depth);
-  if (text == "object") return readObject(object, dimensions, depth);
-  throw FileFault("found a class that is none");
+  const std::uint64_t items = argument(Major::Array);
+  const std::string text = characters(argument(Major::TextString));
+  const Dimensions shape = dimensions();
+  const auto requireItems = [items](std::uint64_t expected) {
+    if (items != expected) throw FileFault("found a wrong number of items");
+  };
+  const int classID = text == objectClass ? int{vrOBJECT_CLASS} : classNamed(text);
+  if (classID == vrOBJECT_CLASS) {
+    requireItems(5);
+    return object(shape, depth);
+  }
+  if (classID == vrSTRUCT_CLASS) {
+    requireItems(4);
+    return structure(shape, depth);
+  }
+  const bool isComplex = items == 4 && classID >= vrDOUBLE_CLASS && classID <= vrUINT64_CLASS;
+  requireItems(isComplex ? 4 : 3);
+  if (classID == vrCELL_CLASS) return cell(shape, depth);
+  if (classID == vrFUNCTION_CLASS) return function(shape);
+  return numbers(classID, shape, isComplex);
 }
 
 }  // namespace
 
-OwnedArray readVariable(const Hdf5Object& variable, const TransactionFile& disk) {
-  Reader reader(disk);
-  OwnedArray array = reader.read(variable, 1);
-  const std::vector<std::uint64_t> checksum = readNumbers(variable.get(), checksumAttribute);
-  reader.readElements();
-  if (checksum.size() != 1 || checksum[0] != reader.checksum()) {
-    throw FileFault("found data that has changed since it was written");
-  }
+OwnedArray readValue(ByteSource& source) {
+  OwnedArray array = Reader(source).read(1);
+  if (!source.isAtEnd()) throw FileFault("found bytes after the value");
   return array;
 }
 

@@ -1,218 +1,212 @@
 #include "embedded_host/files/value_writer.h"
 
 #include <algorithm>
-#include <cstring>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "embedded_host/arrays/arrays.h"
-#include "embedded_host/files/checksum.h"
-#include "embedded_host/files/file_format.h"
+#include "embedded_host/arrays/class_table.h"
+#include "embedded_host/files/file_error.h"
+#include "embedded_host/files/value_format.h"
 
 namespace vormel {
 namespace {
 
-bool hasElementStorage(const vrArray* array) { return vrGetData(array) != nullptr; }
+// ---- What cannot be kept ----
 
-bool isSingle(const vrArray* array) {
-  return vrGetNumberOfDimensions_730(array) == 2 && vrIsScalar(array);
+void requireGoodName(std::string_view name) {
+  if (name.size() > longestName) throw FileFault("a name in the array is too long");
+  if (name.find('\0') != std::string_view::npos) throw FileFault("a name in the array has a NUL");
 }
 
-const char* classText(int classID) {
-  switch (classID) {
-    case vrCELL_CLASS:
-      return "cell";
-    case vrSTRUCT_CLASS:
-      return "struct";
-    case vrLOGICAL_CLASS:
-      return "logical";
-    case vrCHAR_CLASS:
-      return "char";
-    case vrFUNCTION_CLASS:
-      return "function_handle";
-    case vrOBJECT_CLASS:
-      return "object";
-    default:
-      return nullptr;  // the stored type tells
+void requireDifferentNames(const std::vector<std::string>& names) {
+  std::vector<std::string_view> sorted(names.begin(), names.end());
+  std::sort(sorted.begin(), sorted.end());
+  if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end()) {
+    throw FileFault("a name in the array stands twice");
   }
 }
 
-// ---- What cannot be stored ----
-
-void requireShortName(const std::string& name) {
-  if (linkName(name).size() > longestName) throw FileFault("a name in the array is too long");
-}
-
-void requireStorable(const vrArray* array, int depth) {
-  if (depth > deepestNesting) throw FileFault("the array is nested too deep");
-  if (vrGetNumberOfDimensions_730(array) > mostDimensions) {
-    throw FileFault("the array has too many dimensions");
-  }
-  const int classID = vrGetClassID(array);
-  if (classID == vrOPAQUE_CLASS) throw FileFault("an opaque array cannot be kept in a file");
-  if (classID == vrOBJECT_CLASS) requireShortName(className(array));
-  const std::size_t count = vrGetNumberOfElements(array);
-  if (classID == vrCELL_CLASS) {
-    for (std::size_t i = 0; i < count; ++i) requireStorable(cellElement(array, i), depth + 1);
-  }
-  for (const std::string& field : fieldNames(array)) {
-    requireShortName(field);
-    for (std::size_t i = 0; i < count; ++i) {
-      requireStorable(vrGetField_730(array, i, field.c_str()), depth + 1);
+// Tests each array of a value. Structures often share their names, which are then tested once.
+class Inspector {
+ public:
+  void require(const vrArray* array, int depth) {
+    if (depth > deepestNesting) throw FileFault("the array is nested too deep");
+    if (vrGetNumberOfDimensions_730(array) > mostDimensions) {
+      throw FileFault("the array has too many dimensions");
+    }
+    switch (vrGetClassID(array)) {
+      case vrOPAQUE_CLASS:
+        throw FileFault("an opaque array cannot be kept in a file");
+      case vrLOGICAL_CLASS:
+        if (!holdsTruths(array)) throw FileFault("a truth value is neither 0 nor 1");
+        return;
+      case vrFUNCTION_CLASS:
+        return requireGoodName(functionName(array));
+      case vrOBJECT_CLASS:
+        requireGoodName(className(array));
+        return requireNames(array);
+      case vrSTRUCT_CLASS:
+        return requireNames(array);
+      default:
+        return;
     }
   }
-}
+
+ private:
+  void requireNames(const vrArray* array) {
+    const std::uint64_t number = fieldNamesNumber(array);
+    if (number == lastNames_) return;
+    const std::vector<std::string>& names = fieldNames(array);
+    for (const std::string& name : names) requireGoodName(name);
+    requireDifferentNames(names);
+    lastNames_ = number;
+  }
+
+  std::uint64_t lastNames_ = 0;
+};
 
 // ---- Writing ----
 
 class Writer {
  public:
-  // Writes the array and everything in it as the member `name` of the group.
-  Hdf5Object write(hid_t group, const std::string& name, const vrArray* array);
+  // With an inspector, each array is tested before it is written.
+  Writer(ByteSink& sink, Inspector* inspector) : sink_(sink), inspector_(inspector) {}
 
-  std::uint64_t checksum() const { return checksum_.value(); }
+  void write(const vrArray* array, int depth);
 
  private:
-  Hdf5Object writeElements(hid_t group, const std::string& name, const vrArray* array);
-  Hdf5Object writeFunction(hid_t group, const std::string& name, const vrArray* array);
-  Hdf5Object writeCell(hid_t group, const std::string& name, const vrArray* array);
-  Hdf5Object writeRecord(hid_t group, const std::string& name, const vrArray* array);
-  void writeColumn(hid_t group, const std::string& field, const vrArray* array);
+  void head(Major major, std::uint64_t argument);
+  void text(std::string_view characters);
+  void name(const std::string& name);
+  void names(const std::vector<std::string>& names);
+  void begin(std::uint64_t items, std::string_view classText, const vrArray* array);
+  void elements(const vrArray* array, const void* bytes);
+  void numbers(const vrArray* array);
+  void cell(const vrArray* array, int depth);
+  void record(const vrArray* array, int depth);
 
-  Checksum checksum_;
+  ByteSink& sink_;
+  Inspector* inspector_;
 };
 
-Hdf5Object makeGroup(hid_t group, const std::string& name) {
-  return {H5Gcreate2(group, name.c_str(), propertyLists().link.get(), propertyLists().parts.get(),
-                     H5P_DEFAULT),
-          "make a group"};
-}
-
-Hdf5Object makeDataset(hid_t group, const std::string& name, hid_t type,
-                       const std::vector<hsize_t>& extents) {
-  const Hdf5Space space(H5Screate_simple(static_cast<int>(extents.size()), extents.data(), nullptr),
-                        "make a space");
-  return {H5Dcreate2(group, name.c_str(), type, space.get(), propertyLists().link.get(),
-                     propertyLists().elements.get(), H5P_DEFAULT),
-          "make a dataset"};
-}
-
-// Class and shape, as far as the object itself does not tell them.
-void writeFacts(const Hdf5Object& object, const vrArray* array, bool tellsShape) {
-  if (const char* text = classText(vrGetClassID(array))) {
-    writeText(object.get(), classAttribute, text);
+void Writer::head(Major major, std::uint64_t argument) {
+  unsigned char bytes[9];
+  const unsigned type = static_cast<unsigned>(major) << 5;
+  if (argument < firstWidth) {
+    bytes[0] = static_cast<unsigned char>(type | argument);
+    return sink_.write(bytes, 1);
   }
-  if (!tellsShape) {
-    const std::size_t* dimensions = vrGetDimensions_730(array);
-    writeNumbers(object.get(), dimensionsAttribute,
-                 {dimensions, dimensions + vrGetNumberOfDimensions_730(array)});
+  const unsigned power = argument <= 0xFF      ? 0
+                         : argument <= 0xFFFF  ? 1
+                         : argument >> 32 == 0 ? 2
+                                               : 3;
+  const std::size_t width = std::size_t{1} << power;
+  bytes[0] = static_cast<unsigned char>(type | (firstWidth + power));
+  for (std::size_t i = width; i > 0; --i, argument >>= 8) {
+    bytes[i] = static_cast<unsigned char>(argument);
   }
+  sink_.write(bytes, 1 + width);
 }
 
-// Real and imaginary part of each element side by side.
-std::vector<std::byte> interleaved(const vrArray* array) {
-  const std::size_t size = vrGetElementSize(array);
-  const std::size_t count = vrGetNumberOfElements(array);
-  const auto* real = static_cast<const std::byte*>(vrGetData(array));
-  const auto* imaginary = static_cast<const std::byte*>(vrGetImagData(array));
-  std::vector<std::byte> pairs(2 * size * count);
-  for (std::size_t i = 0; i < count; ++i) {
-    std::memcpy(&pairs[2 * i * size], real + i * size, size);
-    std::memcpy(&pairs[(2 * i + 1) * size], imaginary + i * size, size);
-  }
-  return pairs;
+void Writer::text(std::string_view characters) {
+  head(Major::TextString, characters.size());
+  sink_.write(characters.data(), characters.size());
 }
 
-Hdf5Object Writer::writeElements(hid_t group, const std::string& name, const vrArray* array) {
-  const std::size_t rank = vrGetNumberOfDimensions_730(array);
+void Writer::name(const std::string& name) {
+  head(isUtf8(name) ? Major::TextString : Major::ByteString, name.size());
+  sink_.write(name.data(), name.size());
+}
+
+void Writer::names(const std::vector<std::string>& names) {
+  head(Major::Array, names.size());
+  for (const std::string& each : names) name(each);
+}
+
+// What every value begins with: its class and its dimensions.
+void Writer::begin(std::uint64_t items, std::string_view classText, const vrArray* array) {
+  head(Major::Array, items);
+  text(classText);
+  const std::size_t count = vrGetNumberOfDimensions_730(array);
   const std::size_t* dimensions = vrGetDimensions_730(array);
-  const std::size_t count = vrGetNumberOfElements(array);
-  const bool tellsShape = rank <= H5S_MAX_RANK;
-  std::vector<hsize_t> extents{count};
-  if (tellsShape) {
-    extents.assign(dimensions, dimensions + rank);
-    std::reverse(extents.begin(), extents.end());
-  }
+  head(Major::Array, count);
+  for (std::size_t i = 0; i < count; ++i) head(Major::Unsigned, dimensions[i]);
+}
+
+void Writer::elements(const vrArray* array, const void* bytes) {
+  const std::size_t size = vrGetNumberOfElements(array) * vrGetElementSize(array);
+  head(Major::Tag, elementTag(vrGetClassID(array)));
+  head(Major::ByteString, size);
+  if (size > 0) sink_.write(bytes, size);
+}
+
+void Writer::numbers(const vrArray* array) {
   const bool isComplex = vrIsComplex(array);
-  const Hdf5Type pairType = isComplex ? complexType(vrGetClassID(array)) : Hdf5Type();
-  const hid_t type = isComplex ? pairType.get() : realType(vrGetClassID(array));
-  Hdf5Object dataset = makeDataset(group, name, type, extents);
-  writeFacts(dataset, array, tellsShape);
-  if (count == 0) return dataset;
-  const std::vector<std::byte> pairs = isComplex ? interleaved(array) : std::vector<std::byte>();
-  const void* data = isComplex ? pairs.data() : vrGetData(array);
-  require(H5Dwrite(dataset.get(), type, H5S_ALL, H5S_ALL, H5P_DEFAULT, data), "write a dataset");
-  checksum_.add(data, count * vrGetElementSize(array) * (isComplex ? 2 : 1));
-  return dataset;
+  begin(isComplex ? 4 : 3, nameOfClass(vrGetClassID(array)), array);
+  elements(array, vrGetData(array));
+  if (isComplex) elements(array, vrGetImagData(array));
 }
 
-Hdf5Object Writer::writeFunction(hid_t group, const std::string& name, const vrArray* array) {
-  const std::string& text = functionName(array);
-  const hid_t type = realType(vrUINT8_CLASS);
-  Hdf5Object dataset = makeDataset(group, name, type, {text.size()});
-  writeFacts(dataset, array, isSingle(array));
-  if (text.empty()) return dataset;
-  require(H5Dwrite(dataset.get(), type, H5S_ALL, H5S_ALL, H5P_DEFAULT, text.data()),
-          "write a dataset");
-  checksum_.add(text.data(), text.size());
-  return dataset;
-}
-
-Hdf5Object Writer::writeCell(hid_t group, const std::string& name, const vrArray* array) {
-  Hdf5Object object = makeGroup(group, name);
-  writeFacts(object, array, isSingle(array));
+void Writer::cell(const vrArray* array, int depth) {
+  begin(3, nameOfClass(vrCELL_CLASS), array);
   const std::size_t count = vrGetNumberOfElements(array);
-  for (std::size_t i = 0; i < count; ++i) {
-    write(object.get(), std::to_string(i), cellElement(array, i));
-  }
-  return object;
+  head(Major::Array, count);
+  for (std::size_t i = 0; i < count; ++i) write(cellElement(array, i), depth + 1);
 }
 
 // A structure or a value object.
-Hdf5Object Writer::writeRecord(hid_t group, const std::string& name, const vrArray* array) {
-  Hdf5Object object = makeGroup(group, name);
-  writeFacts(object, array, isSingle(array));
-  if (vrGetClassID(array) == vrOBJECT_CLASS) {
-    writeText(object.get(), objectClassAttribute, linkName(className(array)));
-  }
-  for (const std::string& field : fieldNames(array)) {
-    if (isSingle(array)) {
-      write(object.get(), linkName(field), vrGetField_730(array, 0, field.c_str()));
-    } else {
-      writeColumn(object.get(), field, array);
+void Writer::record(const vrArray* array, int depth) {
+  const bool isObject = vrGetClassID(array) == vrOBJECT_CLASS;
+  begin(isObject ? 5 : 4, isObject ? objectClass : nameOfClass(vrSTRUCT_CLASS), array);
+  if (isObject) name(className(array));
+  const std::size_t fields = fieldNames(array).size();
+  names(fieldNames(array));
+  const std::size_t count = vrGetNumberOfElements(array);
+  head(Major::Array, count);
+  for (std::size_t i = 0; i < count; ++i) {
+    head(Major::Array, fields);
+    for (std::size_t field = 0; field < fields; ++field) {
+      write(fieldAt(array, i, field), depth + 1);
     }
   }
-  return object;
 }
 
-// One field of all elements.
-void Writer::writeColumn(hid_t group, const std::string& field, const vrArray* array) {
-  const Hdf5Object column = makeGroup(group, linkName(field));
-  const std::size_t count = vrGetNumberOfElements(array);
-  for (std::size_t i = 0; i < count; ++i) {
-    write(column.get(), std::to_string(i), vrGetField_730(array, i, field.c_str()));
-  }
-}
-
-Hdf5Object Writer::write(hid_t group, const std::string& name, const vrArray* array) {
-  if (hasElementStorage(array)) return writeElements(group, name, array);
+void Writer::write(const vrArray* array, int depth) {
+  if (inspector_ != nullptr) inspector_->require(array, depth);
   switch (vrGetClassID(array)) {
-    case vrFUNCTION_CLASS:
-      return writeFunction(group, name, array);
     case vrCELL_CLASS:
-      return writeCell(group, name, array);
+      return cell(array, depth);
+    case vrSTRUCT_CLASS:
+    case vrOBJECT_CLASS:
+      return record(array, depth);
+    case vrFUNCTION_CLASS:
+      begin(3, nameOfClass(vrFUNCTION_CLASS), array);
+      return name(functionName(array));
     default:
-      return writeRecord(group, name, array);
+      return numbers(array);
   }
 }
+
+class CountingSink final : public ByteSink {
+ public:
+  void write(const void*, std::size_t size) override { size_ += size; }
+  std::size_t size() const noexcept { return size_; }
+
+ private:
+  std::size_t size_ = 0;
+};
 
 }  // namespace
 
-void requireStorable(const vrArray* array) { requireStorable(array, 1); }
-
-void writeVariable(hid_t group, const std::string& name, const vrArray* array) {
-  Writer writer;
-  const Hdf5Object variable = writer.write(group, name, array);
-  writeNumbers(variable.get(), checksumAttribute, {writer.checksum()});
+std::size_t measureValue(const vrArray* array) {
+  CountingSink sink;
+  Inspector inspector;
+  Writer(sink, &inspector).write(array, 1);
+  return sink.size();
 }
+
+void writeValue(const vrArray* array, ByteSink& sink) { Writer(sink, nullptr).write(array, 1); }
 
 }  // namespace vormel

@@ -1,22 +1,28 @@
 // libvf: variable files.
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <exception>
 #include <memory>
-#include <new>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "embedded_host/arrays/arrays.h"
 #include "embedded_host/arrays/call_scope.h"
 #include "embedded_host/faults/fault_injection.h"
+#include "embedded_host/files/atomic_file.h"
+#include "embedded_host/files/database.h"
 #include "embedded_host/files/file_error.h"
-#include "embedded_host/files/file_format.h"
+#include "embedded_host/files/file_layout.h"
 #include "embedded_host/files/open_files.h"
-#include "embedded_host/files/transaction_driver.h"
-#include "embedded_host/files/value_reader.h"
+#include "embedded_host/files/pieces.h"
+#include "embedded_host/files/value_format.h"
 #include "embedded_host/files/value_writer.h"
 #include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/libvf.h"
@@ -35,126 +41,95 @@ std::size_t openFileCount() noexcept { return openFiles; }
 }  // namespace vormel
 
 struct vfFile final : vormel::CallResource {
-  vfFile(Hdf5File opened, bool isForWriting)
-      : file(std::move(opened)), isWritable(isForWriting), disk(TransactionFile::of(file.get())) {
-    ++openFiles;
-  }
-
-  ~vfFile() override {
-    close();
-    --openFiles;
-  }
+  explicit vfFile(AtomicFile opened) : file(std::move(opened)) { ++openFiles; }
+  ~vfFile() override { --openFiles; }
   void reclaim() noexcept override { delete this; }
 
-  // Every change has been flushed or dropped: what the library writes as it closes says nothing
-  // new, and something old if another handle has changed the file since. False if the disk reports
-  // a failure.
-  bool close() noexcept {
-    if (file.get() < 0) return true;
-    const SilentHdf5 silent;
-    disk.rollBack();
-    return H5Fclose(file.release()) >= 0;
+  // Made at first need: a file that is made and closed takes none.
+  Connection& connection() {
+    if (!connected) connected.emplace(file);
+    return *connected;
   }
 
-  // Brings everything written to the disk, or nothing.
-  bool flush() noexcept {
-    if (H5Fflush(file.get(), H5F_SCOPE_LOCAL) < 0) disk.rollBack();
-    return disk.commit();
-  }
-
-  Hdf5File file;
-  bool isWritable;
-  TransactionFile& disk;
+  AtomicFile file;
+  std::optional<Connection> connected;
 };
 
 namespace {
 
-Hdf5File makeFile(const char* path) {
-  if (unlink(path) != 0 && errno != ENOENT) throw FileFault(std::strerror(errno));
-  Hdf5File file(H5Fcreate(path, H5F_ACC_EXCL, propertyLists().fileCreation.get(),
-                          propertyLists().fileAccess.get()),
-                "make the file");
-  writeNumbers(file.get(), versionAttribute, {layoutVersion});
-  return file;
+// ---- Opening ----
+
+Descriptor openPath(const char* path, int flags) {
+  // Nothing waits for the other end of a pipe, and the last name of the path is no link.
+  Descriptor descriptor(open(path, flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0600));
+  if (descriptor.number() < 0) throw FileFault(std::strerror(errno));
+  return descriptor;
 }
 
-void requireVersion(const Hdf5File& file) {
+void fillNewFile(AtomicFile& file) {
   try {
-    const std::vector<std::uint64_t> version = readNumbers(file.get(), versionAttribute);
-    if (version == std::vector<std::uint64_t>{layoutVersion}) return;
-  } catch (const FileFault&) {
-    throw FileFault("it is no variable file");
+    const std::string empty = emptyFile();
+    file.fill(empty.data(), empty.size());
+  } catch (const std::system_error& error) {
+    throw FileFault(error.what());
   }
-  throw FileFault("it is a variable file of another version");
 }
 
-Hdf5File openFile(const char* path, bool isForWriting) {
-  TransactionFile::refusal = "HDF5 cannot open it";
-  const hid_t id =
-      H5Fopen(path, isForWriting ? H5F_ACC_RDWR : H5F_ACC_RDONLY, propertyLists().fileAccess.get());
-  if (id < 0) throw FileFault(TransactionFile::refusal);
-  Hdf5File file(id, "open the file");
-  requireVersion(file);
+AtomicFile makeFile(const char* path) {
+  if (unlink(path) != 0 && errno != ENOENT) throw FileFault(std::strerror(errno));
+  Descriptor descriptor = openPath(path, O_RDWR | O_CREAT | O_EXCL);
+  try {
+    // The umask may have taken rights of the user's own.
+    if (fchmod(descriptor.number(), 0600) != 0) throw FileFault(std::strerror(errno));
+    AtomicFile file(std::move(descriptor), true);
+    fillNewFile(file);
+    return file;
+  } catch (...) {
+    unlink(path);
+    throw;
+  }
+}
+
+void requireRegular(const Descriptor& descriptor) {
+  struct stat status;
+  if (fstat(descriptor.number(), &status) != 0) throw FileFault(std::strerror(errno));
+  if (!S_ISREG(status.st_mode)) throw FileFault("it is no regular file");
+}
+
+AtomicFile openFile(const char* path, bool isForWriting) {
+  Descriptor descriptor = openPath(path, isForWriting ? O_RDWR : O_RDONLY);
+  requireRegular(descriptor);
+  AtomicFile file(std::move(descriptor), isForWriting);
+  std::array<std::byte, AtomicFile::pageSize> firstPage;
+  file.begin();
+  file.read(0, firstPage.size(), firstPage.data());
+  file.end();
+  requireOurs(firstPage);
   return file;
 }
 
-std::unique_ptr<vfFile> open(const char* path, std::string_view mode) {
-  if (mode == "w7.3") {
-    auto file = std::make_unique<vfFile>(makeFile(path), true);
-    if (!file->flush()) throw FileFault("cannot write to the file");
-    return file;
-  }
-  if (mode == "u") return std::make_unique<vfFile>(openFile(path, true), true);
-  if (mode == "r") return std::make_unique<vfFile>(openFile(path, false), false);
+AtomicFile open(const char* path, std::string_view mode) {
+  if (mode == "w7.3") return makeFile(path);
+  if (mode == "u") return openFile(path, true);
+  if (mode == "r") return openFile(path, false);
   throw FileFault("there is no such mode");
 }
 
-Hdf5Object makeFolder(hid_t outer, const std::string& name, std::size_t level) {
-  return {H5Gcreate2(outer, name.c_str(), propertyLists().link.get(),
-                     propertyLists().folders[level].get(), H5P_DEFAULT),
-          "make a group"};
-}
+// ---- Variables ----
 
-Hdf5Object openOrMakeFolder(hid_t file, const std::string& path) {
-  Hdf5Object folder;
-  bool isNew = false;
-  for (std::size_t level = 0; level < folderLevels; ++level) {
-    const hid_t outer = level == 0 ? file : folder.get();
-    const std::string digit(1, path[2 * level]);
-    std::optional<Hdf5Object> next;
-    if (!isNew && hasMember(outer, digit)) next = openMember(outer, digit);
-    isNew = !next;
-    folder = isNew ? makeFolder(outer, digit, level) : std::move(*next);
-  }
-  return folder;
-}
-
-void putVariable(vfFile& file, const std::string& name, const vrArray* array) {
-  requireStorable(array);
-  if (linkName(name).size() > longestName) throw FileFault("the name is too long");
-  if (!file.isWritable) throw FileFault("the file was opened to read");
-  if (!file.disk.isSound()) throw FileFault("an earlier failure made the file unusable");
-  if (!file.disk.isAlone()) throw FileFault("the file was changed by somebody else");
+void putVariable(vfFile& file, std::string_view name, const vrArray* array) {
+  const std::size_t size = measureValue(array);
+  if (name.size() > longestName) throw FileFault("the name is too long");
+  if (!file.file.isWritable()) throw FileFault("the file was opened to read");
+  Connection& connection = file.connection();
   try {
-    const Hdf5Object folder = openOrMakeFolder(file.file.get(), folderOf(name));
-    const std::string link = linkName(name);
-    if (hasMember(folder.get(), link)) {
-      require(H5Ldelete(folder.get(), link.c_str(), H5P_DEFAULT), "replace the variable");
-    }
-    writeVariable(folder.get(), link, array);
+    connection.execute("BEGIN IMMEDIATE");
+    writePieces(connection, name, array, size);
+    connection.execute("COMMIT");
   } catch (...) {
-    file.disk.rollBack();
+    connection.rollBack();
     throw;
   }
-  if (!file.flush()) throw FileFault("cannot write to the file");
-}
-
-OwnedArray getVariable(vfFile& file, const std::string& name) {
-  if (!file.disk.isSound()) throw FileFault("an earlier failure made the file unusable");
-  const std::optional<Hdf5Object> variable =
-      openMember(file.file.get(), folderOf(name) + '/' + linkName(name));
-  if (!variable) throw FileFault("there is no variable \"" + name + "\"");
-  return readVariable(*variable, file.disk);
 }
 
 bool isDueToFail(const char* name, const char* operation) noexcept {
@@ -168,9 +143,8 @@ bool isDueToFail(const char* name, const char* operation) noexcept {
 vfFile* vfOpen(const char* path, const char* mode) {
   if (path == nullptr || mode == nullptr) return nullptr;
   if (isDueToFail(path, "vfOpen")) return nullptr;
-  const SilentHdf5 silent;
   try {
-    return open(path, mode).release();
+    return std::make_unique<vfFile>(open(path, mode)).release();
   } catch (const std::exception& fault) {
     setLastFileError(path, fault.what());
     return nullptr;
@@ -180,14 +154,12 @@ vfFile* vfOpen(const char* path, const char* mode) {
 int vfClose(vfFile* file) {
   if (file == nullptr) return 0;
   const std::unique_ptr<vfFile> owned(file);
-  const bool isLost = isDueToFail("a file", "vfClose");
-  return owned->close() && !isLost ? 0 : 1;
+  return isDueToFail("a file", "vfClose") ? 1 : 0;
 }
 
 int vfPutVariable(vfFile* file, const char* name, const vrArray* array) {
   if (file == nullptr || name == nullptr || array == nullptr) return 1;
   if (isDueToFail(name, "vfPutVariable")) return 1;
-  const SilentHdf5 silent;
   try {
     putVariable(*file, name, array);
     return 0;
@@ -200,12 +172,13 @@ int vfPutVariable(vfFile* file, const char* name, const vrArray* array) {
 vrArray* vfGetVariable(vfFile* file, const char* name) {
   if (file == nullptr || name == nullptr) return nullptr;
   if (isDueToFail(name, "vfGetVariable")) return nullptr;
-  const SilentHdf5 silent;
   try {
-    return getVariable(*file, name).release();
+    return readPieces(file->connection(), file->file, name).release();
   } catch (const FileFault& fault) {
     setLastFileError(fault.what());
   } catch (const HostError& fault) {
+    setLastFileError(fault.what());
+  } catch (const std::system_error& fault) {
     setLastFileError(fault.what());
   }
   return nullptr;

@@ -9,6 +9,7 @@
 #include "embedded_host/interpreter/interpreter.h"
 #include "embedded_host/objects/object_record.h"
 #include "python/src/array_type.h"
+#include "python/src/dump_load.h"
 #include "python/src/errors.h"
 #include "python/src/functions.h"
 #include "python/src/host_object.h"
@@ -139,6 +140,8 @@ PYBIND11_MODULE(_vormel, m) {
   m.def("end_object", endHostObject);
   m.def("make_array", makeArray);
   m.def("make_value_object", makeValueObject);
+  m.def("dump_bytes", dumpBytes);
+  m.def("load_bytes", loadBytes);
   m.def("live_arrays", vormel::liveArrayCount);
   m.def("function_names", [] { return vormel::HostFunctions::instance().names(); });
   m.def("function_set_for", [](const std::string& name) -> py::object {

@@ -43,10 +43,12 @@ __all__ = [
     "OutOfMemoryError",
     "array",
     "delete",
+    "dumps",
     "function_handle",
     "functions",
     "invoke",
     "live_arrays",
+    "loads",
     "methods",
     "timeseries",
 ]
@@ -136,6 +138,40 @@ def timeseries(data: _Any, time: _Any, **properties: _Any) -> Object:
 def function_handle(name: str) -> Array:
     """Make a function handle value."""
     return _vormel.make_array(name, "function_handle")
+
+
+def dumps(value: _Any) -> bytes:
+    """Return a value as bytes: those in which the host keeps it in a variable file, with a sum.
+
+    The value may be anything that goes into a call, or a vormel.Array. Class, shape, complexity and
+    content are kept; equal arrays give equal bytes.
+
+        >>> import vormel
+        >>> data = vormel.dumps({"speed": [4.5, 7.0]})
+        >>> vormel.loads(data).to_python()
+        {'speed': array([[4.5, 7. ]])}
+
+    vormel.Error is raised for what a variable file cannot hold: handles of objects and other opaque
+    arrays, arrays nested deeper than 400 levels, names beyond 50,000 bytes.
+    """
+    return _vormel.dump_bytes(value)
+
+
+def loads(data: _Any) -> Array:
+    """Return the vormel.Array whose bytes these are, as dumps() made them.
+
+    `data` is any bytes-like object. Nothing in it is trusted: bytes that are damaged, crafted or of
+    another format raise vormel.Error, and what is allocated stays below a small multiple of their
+    number.
+
+        >>> import vormel
+        >>> vormel.loads(vormel.dumps("bus"))
+        <vormel.Array 1-by-3 char>
+        >>> vormel.loads(b"something else")
+        Traceback (most recent call last):
+        vormel.Error: the bytes are not those of a value
+    """
+    return _vormel.load_bytes(data)
 
 
 def live_arrays() -> int:

@@ -1,8 +1,11 @@
-// Files that somebody made by hand: well formed for HDF5, but not what a variable file holds. Each
-// is refused for its own reason, which shows in the error's text.
-#include <hdf5.h>
+// Files that somebody made by hand: sound to SQLite, but not what a variable file holds. Each is
+// refused for its own reason, which shows in the error's text.
+#include <sqlite3.h>
+#include <xxhash.h>
 
-#include <utility>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 
 #include "tests/support/array_builders.h"
 #include "tests/support/variable_files.h"
@@ -12,384 +15,294 @@ namespace {
 
 class FilesCrafted : public VariableFileTest {
  protected:
-  // Puts the array as the only variable, "x", and opens the group that holds it.
-  void craft(const OwnedArray& array) {
-    ASSERT_TRUE(put(path, "x", array));
-    file_ = H5Fopen(path.c_str(), H5F_ACC_RDWR, H5P_DEFAULT);
-    folder_ = H5Gopen2(file_, "/", H5P_DEFAULT);
-    while (firstMember(folder_) != "x") {
-      const hid_t outer =
-          std::exchange(folder_, H5Gopen2(folder_, firstMember(folder_).c_str(), H5P_DEFAULT));
-      H5Gclose(outer);
+  void SetUp() override {
+    VariableFileTest::SetUp();
+    ASSERT_TRUE(put(path, "x", aNumber(1)));
+    ASSERT_TRUE(put(path, "y", aNumber(2)));
+  }
+
+  void execute(const std::string& sql) const {
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+    char* message = nullptr;
+    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, &message), SQLITE_OK)
+        << message;
+    sqlite3_close(database);
+  }
+
+  // Makes the bytes the only piece of "x", with a sum that fits.
+  void forge(const std::string& bytes) const {
+    const std::uint64_t sum = XXH3_64bits_withSeed(bytes.data(), bytes.size(), XXH3_64bits("x", 1));
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+    sqlite3_stmt* update = nullptr;
+    ASSERT_EQ(sqlite3_prepare_v2(database, "UPDATE piece SET sum=?1,bytes=?2 WHERE id=1", -1,
+                                 &update, nullptr),
+              SQLITE_OK);
+    sqlite3_bind_int64(update, 1, static_cast<sqlite3_int64>(sum));
+    sqlite3_bind_blob64(update, 2, bytes.data(), bytes.size(), SQLITE_TRANSIENT);
+    EXPECT_EQ(sqlite3_step(update), SQLITE_DONE);
+    sqlite3_finalize(update);
+    sqlite3_close(database);
+  }
+
+  void overwrite(std::size_t place, const std::string& bytes) const {
+    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
+    file.seekp(static_cast<std::streamoff>(place)) << bytes;
+  }
+
+  void expectNotOpened(const std::string& reason) const {
+    for (const char* mode : {"r", "u"}) {
+      EXPECT_EQ(openFile(path, mode), nullptr);
+      EXPECT_EQ(vormel::lastFileError(), path + ": " + reason);
     }
-    ASSERT_GE(folder_, 0);
   }
 
-  static std::string firstMember(hid_t group) {
-    char name[100] = "";
-    H5Lget_name_by_idx(group, ".", H5_INDEX_NAME, H5_ITER_INC, 0, name, sizeof name, H5P_DEFAULT);
-    return name;
-  }
-
-  hid_t openX() const { return H5Oopen(folder_, "x", H5P_DEFAULT); }
-  void removeX() const { ASSERT_GE(H5Ldelete(folder_, "x", H5P_DEFAULT), 0); }
-
-  void expectRefused(const std::string& reason) {
-    ASSERT_GE(H5Gclose(folder_), 0);
-    ASSERT_EQ(H5Fget_obj_count(file_, H5F_OBJ_ALL), 1) << "the test left something open";
-    ASSERT_GE(H5Fclose(file_), 0);
+  void expectRefused(const std::string& reason) const {
     EXPECT_FALSE(get(path, "x"));
     EXPECT_EQ(vormel::lastFileError(), reason);
   }
-
-  // Replaces x by a dataset, and closes it.
-  void makeDataset(hid_t type, const std::vector<hsize_t>& extents,
-                   hid_t list = H5P_DEFAULT) const {
-    const hid_t space = H5Screate_simple(static_cast<int>(extents.size()), extents.data(), nullptr);
-    removeX();
-    const hid_t dataset = H5Dcreate2(folder_, "x", type, space, H5P_DEFAULT, list, H5P_DEFAULT);
-    ASSERT_GE(dataset, 0);
-    H5Dclose(dataset);
-    H5Sclose(space);
-  }
-
-  static void setText(hid_t object, const char* name, const std::string& text) {
-    const hid_t type = H5Tcopy(H5T_C_S1);
-    H5Tset_size(type, text.size());
-    if (H5Aexists(object, name) > 0) H5Adelete(object, name);
-    const hid_t space = H5Screate(H5S_SCALAR);
-    const hid_t attribute = H5Acreate2(object, name, type, space, H5P_DEFAULT, H5P_DEFAULT);
-    EXPECT_GE(H5Awrite(attribute, type, text.data()), 0);
-    H5Aclose(attribute);
-    H5Sclose(space);
-    H5Tclose(type);
-  }
-
-  static void setNumbers(hid_t object, const char* name, const std::vector<std::uint64_t>& values) {
-    if (H5Aexists(object, name) > 0) H5Adelete(object, name);
-    const hsize_t count = values.size();
-    const hid_t space = H5Screate_simple(1, &count, nullptr);
-    const hid_t attribute =
-        H5Acreate2(object, name, H5T_STD_U64LE, space, H5P_DEFAULT, H5P_DEFAULT);
-    EXPECT_GE(H5Awrite(attribute, H5T_NATIVE_UINT64, values.data()), 0);
-    H5Aclose(attribute);
-    H5Sclose(space);
-  }
-
-  hid_t file_ = -1;
-  hid_t folder_ = -1;
 };
 
-OwnedArray aFullCell(std::size_t count) {
-  OwnedArray cell = aCell({1, count});
-  for (std::size_t i = 0; i < count; ++i) {
-    vormel::setCellElement(cell.get(), i, aNumber(1).release());
-  }
-  return cell;
-}
+// ---- Other schemas. SQLite never sees one. ----
 
-TEST_F(FilesCrafted, file_without_the_mark_is_refused) {
-  const hid_t unmarked = H5Fopen(path.c_str(), H5F_ACC_RDWR, H5P_DEFAULT);
-  H5Adelete(unmarked, "variable_file_version");
-  H5Fclose(unmarked);
-  EXPECT_EQ(openFile(path, "r"), nullptr);
-  EXPECT_EQ(vormel::lastFileError(), path + ": it is no variable file");
-  EXPECT_EQ(openFile(path, "u"), nullptr);
-}
-
-TEST_F(FilesCrafted, file_whose_structure_has_no_sums_is_refused) {
-  const hid_t file = H5Fcreate(path.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT);
-  setNumbers(file, "variable_file_version", {1});
-  H5Fclose(file);
-  EXPECT_EQ(openFile(path, "r"), nullptr);
-  EXPECT_EQ(vormel::lastFileError(), path + ": it is no variable file");
-  EXPECT_EQ(openFile(path, "u"), nullptr);
-}
-
-TEST_F(FilesCrafted, file_of_another_version_is_refused) {
-  const hid_t file = H5Fopen(path.c_str(), H5F_ACC_RDWR, H5P_DEFAULT);
-  setNumbers(file, "variable_file_version", {2});
-  H5Fclose(file);
-  EXPECT_EQ(openFile(path, "r"), nullptr);
-  EXPECT_EQ(vormel::lastFileError(), path + ": it is a variable file of another version");
-}
-
-TEST_F(FilesCrafted, dataset_that_claims_more_than_the_file_holds_is_refused) {
-  craft(aNumber(1));
-  makeDataset(H5T_IEEE_F64LE, {1'000'000'000, 1'000'000});
-  expectRefused("found more data than the file can hold");
-}
-
-TEST_F(FilesCrafted, dataset_without_storage_is_refused) {
-  craft(aNumber(1));
-  makeDataset(H5T_IEEE_F64LE, {2, 2});
-  expectRefused("found data that lies outside the file");
-}
-
-TEST_F(FilesCrafted, empty_dataset_of_an_impossible_size_is_refused) {
-  craft(aNumber(1));
-  makeDataset(H5T_IEEE_F64LE, {0, hsize_t{1} << 62});
-  expectRefused("found an impossible size");
-}
-
-TEST_F(FilesCrafted, types_that_no_host_array_has_are_refused) {
-  const hid_t narrow = H5Tcopy(H5T_IEEE_F64LE);
-  H5Tset_ebias(narrow, 1000);
-  for (const hid_t type : {H5T_IEEE_F64BE, H5T_STD_I32BE, H5T_C_S1, H5T_STD_REF_OBJ, H5T_UNIX_D32LE,
-                           H5T_STD_B8LE, narrow}) {
-    craft(aNumber(1));
-    makeDataset(type, {1, 1});
-    expectRefused("found elements of a type that no host array has");
-  }
-  H5Tclose(narrow);
-}
-
-TEST_F(FilesCrafted, compound_that_is_no_complex_number_is_refused) {
-  const hid_t pair = H5Tcreate(H5T_COMPOUND, 16);
-  H5Tinsert(pair, "r", 0, H5T_IEEE_F64LE);
-  H5Tinsert(pair, "j", 8, H5T_IEEE_F64LE);
-  craft(aNumber(1));
-  makeDataset(pair, {1, 1});
-  expectRefused("found elements of a type that no host array has");
-  H5Tclose(pair);
-}
-
-TEST_F(FilesCrafted, dataset_in_another_file_is_refused) {
-  const hid_t list = H5Pcreate(H5P_DATASET_CREATE);
-  H5Pset_external(list, "/etc/hostname", 0, 8);
-  craft(aNumber(1));
-  makeDataset(H5T_STD_U8LE, {1, 8}, list);
-  expectRefused("found data that lies outside the file");
-  H5Pclose(list);
-}
-
-TEST_F(FilesCrafted, dataset_in_chunks_is_refused) {
-  const hid_t list = H5Pcreate(H5P_DATASET_CREATE);
-  const hsize_t chunk[] = {1, 8};
-  H5Pset_chunk(list, 2, chunk);
-  H5Pset_deflate(list, 9);
-  craft(aNumber(1));
-  makeDataset(H5T_STD_U8LE, {1, 8}, list);
-  expectRefused("found data that lies outside the file");
-  H5Pclose(list);
-}
-
-TEST_F(FilesCrafted, dataset_in_its_own_header_is_refused) {
-  const hid_t list = H5Pcreate(H5P_DATASET_CREATE);
-  H5Pset_layout(list, H5D_COMPACT);
-  craft(aNumber(1));
-  makeDataset(H5T_STD_U8LE, {1, 8}, list);
-  expectRefused("found data that lies outside the file");
-  H5Pclose(list);
-}
-
-TEST_F(FilesCrafted, scalar_dataset_is_refused) {
-  craft(aNumber(1));
-  removeX();
-  const hid_t space = H5Screate(H5S_SCALAR);
-  H5Dclose(H5Dcreate2(folder_, "x", H5T_IEEE_F64LE, space, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT));
-  H5Sclose(space);
-  expectRefused("found a dataset without dimensions");
-}
-
-TEST_F(FilesCrafted, soft_and_external_links_are_refused) {
-  craft(aNumber(1));
-  removeX();
-  H5Lcreate_soft("/", folder_, "x", H5P_DEFAULT, H5P_DEFAULT);
-  expectRefused("found a link that leads elsewhere");
-  craft(aNumber(1));
-  removeX();
-  H5Lcreate_external(path.c_str(), "/", folder_, "x", H5P_DEFAULT, H5P_DEFAULT);
-  expectRefused("found a link that leads elsewhere");
-}
-
-TEST_F(FilesCrafted, named_type_is_refused) {
-  craft(aNumber(1));
-  removeX();
-  const hid_t type = H5Tcopy(H5T_STD_U8LE);
-  H5Tcommit2(folder_, "x", type, H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
-  H5Tclose(type);
-  expectRefused("found something that is no array");
-}
-
-TEST_F(FilesCrafted, class_that_is_none_is_refused) {
-  craft(aFullCell(1));
-  const hid_t cell = openX();
-  setText(cell, "class", "opaque");
-  H5Oclose(cell);
-  expectRefused("found a class that is none");
-}
-
-TEST_F(FilesCrafted, class_that_does_not_fit_the_type_is_refused) {
-  craft(aText("text"));
-  const hid_t text = openX();
-  setText(text, "class", "logical");
-  H5Oclose(text);
-  expectRefused("found a class that does not fit its data");
-}
-
-TEST_F(FilesCrafted, group_without_a_class_is_refused) {
-  craft(aFullCell(1));
-  const hid_t cell = openX();
-  H5Adelete(cell, "class");
-  H5Oclose(cell);
-  expectRefused("cannot open an attribute");
-}
-
-TEST_F(FilesCrafted, class_that_is_no_text_is_refused) {
-  craft(aFullCell(1));
-  const hid_t cell = openX();
-  H5Adelete(cell, "class");
-  setNumbers(cell, "class", {1});
-  H5Oclose(cell);
-  expectRefused("found an attribute that is no text");
-}
-
-TEST_F(FilesCrafted, cell_with_fewer_parts_than_its_shape_is_refused) {
-  craft(aFullCell(3));
-  const hid_t cell = openX();
-  setNumbers(cell, "dimensions", {std::uint64_t{1} << 40, 1});
-  H5Oclose(cell);
-  expectRefused("found a wrong number of parts");
-}
-
-TEST_F(FilesCrafted, cell_with_a_part_under_another_name_is_refused) {
-  craft(aFullCell(3));
-  const hid_t cell = openX();
-  H5Lmove(cell, "1", cell, "7", H5P_DEFAULT, H5P_DEFAULT);
-  H5Oclose(cell);
-  expectRefused("found a part missing");
-}
-
-TEST_F(FilesCrafted, impossible_shapes_of_cells_are_refused) {
-  constexpr std::uint64_t half = std::uint64_t{1} << 32;
-  for (const std::vector<std::uint64_t>& shape :
-       {std::vector<std::uint64_t>{half, half}, {half, half, half}, {0, ~std::uint64_t{0}}}) {
-    craft(aFullCell(3));
-    const hid_t cell = openX();
-    setNumbers(cell, "dimensions", shape);
-    H5Oclose(cell);
-    expectRefused("found an impossible size");
-  }
-  craft(aFullCell(3));
-  const hid_t cell = openX();
-  setNumbers(cell, "dimensions", {3});
-  H5Oclose(cell);
-  expectRefused("found an impossible shape");
-}
-
-TEST_F(FilesCrafted, structure_array_of_more_parts_than_the_file_holds_is_refused) {
-  craft(aStruct({"a"}, {1, 2}));
-  const hid_t structure = openX();
-  setNumbers(structure, "dimensions", {std::uint64_t{1} << 40, 1});
-  H5Oclose(structure);
-  expectRefused("found more parts than the file can hold");
-}
-
-TEST_F(FilesCrafted, field_that_no_writer_names_so_is_refused) {
-  for (const char* name : {"a%2f", "%41", "a%2", "%2F%"}) {
-    craft(aStruct({"a"}));
-    const hid_t structure = openX();
-    H5Lmove(structure, "a", structure, name, H5P_DEFAULT, H5P_DEFAULT);
-    H5Oclose(structure);
-    expectRefused("found a name that is none");
+TEST_F(FilesCrafted, views_triggers_indexes_and_tables_more_are_refused) {
+  for (const char* sql :
+       {"CREATE VIEW v AS SELECT 1", "CREATE TABLE other(a)", "CREATE INDEX i ON piece(sum)",
+        "CREATE TRIGGER t AFTER INSERT ON piece BEGIN DELETE FROM piece; END"}) {
+    SetUp();
+    execute(sql);
+    expectNotOpened("its tables are not those of a variable file");
   }
 }
 
-TEST_F(FilesCrafted, array_that_contains_itself_is_refused) {
-  craft(aFullCell(1));
-  const hid_t cell = openX();
-  H5Ldelete(cell, "0", H5P_DEFAULT);
-  H5Olink(cell, cell, "0", H5P_DEFAULT, H5P_DEFAULT);
-  H5Oclose(cell);
-  expectRefused("found more parts than the file can hold");
-}
-
-TEST_F(FilesCrafted, cell_that_contains_itself_twice_is_refused) {
-  craft(aFullCell(2));
-  const hid_t cell = openX();
-  for (const char* name : {"0", "1"}) {
-    H5Ldelete(cell, name, H5P_DEFAULT);
-    H5Olink(cell, cell, name, H5P_DEFAULT, H5P_DEFAULT);
+TEST_F(FilesCrafted, tables_under_other_definitions_are_refused) {
+  for (const char* sql :
+       {"DROP TABLE piece; CREATE TABLE piece(id INTEGER PRIMARY KEY, sum, bytes)",
+        "ALTER TABLE piece RENAME COLUMN sum TO total", "DROP TABLE variable"}) {
+    SetUp();
+    execute(sql);
+    expectNotOpened("its tables are not those of a variable file");
   }
-  H5Oclose(cell);
-  expectRefused("found more parts than the file can hold");
 }
 
-TEST_F(FilesCrafted, arrays_nested_too_deep_are_refused) {
-  craft(aFullCell(1));
-  hid_t inner = openX();
-  H5Ldelete(inner, "0", H5P_DEFAULT);
-  for (int i = 0; i < 400; ++i) {
-    const hid_t next = H5Gcreate2(inner, "0", H5P_DEFAULT, H5P_DEFAULT, H5P_DEFAULT);
-    setText(next, "class", "cell");
-    H5Oclose(inner);
-    inner = next;
+TEST_F(FilesCrafted, databases_of_others_and_of_other_versions_are_refused) {
+  execute("PRAGMA application_id=5");
+  expectNotOpened("it is no variable file");
+  SetUp();
+  execute("PRAGMA user_version=3");
+  expectNotOpened("it is a variable file of another version");
+}
+
+TEST_F(FilesCrafted, file_in_another_mode_of_writing_is_refused) {
+  execute("PRAGMA journal_mode=WAL");
+  expectNotOpened("its tables are not those of a variable file");
+}
+
+TEST_F(FilesCrafted, page_counts_beyond_the_file_are_refused) {
+  overwrite(28, std::string("\x7F\xFF\xFF\xFF", 4));
+  expectNotOpened("it has been cut short");
+}
+
+TEST_F(FilesCrafted, change_counters_that_differ_are_refused) {
+  overwrite(92, std::string("\0\0\x10\0", 4));
+  expectNotOpened("another program has changed it");
+}
+
+// ---- Rows ----
+
+TEST_F(FilesCrafted, variable_that_leads_to_the_pieces_of_another_is_refused) {
+  execute("UPDATE variable SET first=2 WHERE name=x'78'");
+  expectRefused("found data that has changed since it was written");
+  EXPECT_TRUE(get(path, "y"));
+}
+
+TEST_F(FilesCrafted, more_or_fewer_pieces_than_there_are_are_refused) {
+  execute("UPDATE variable SET pieces=9000000000000000000 WHERE name=x'78'");
+  expectRefused("found data that has changed since it was written");  // that of y
+  execute("DELETE FROM piece WHERE id=2");
+  expectRefused("found a piece missing");
+  execute("UPDATE variable SET pieces=-1");
+  expectRefused("there is no variable \"x\"");
+}
+
+TEST_F(FilesCrafted, pieces_with_a_gap_are_refused) {
+  execute("UPDATE variable SET first=0,pieces=2 WHERE name=x'78'");
+  expectRefused("found a piece in the wrong place");
+}
+
+TEST_F(FilesCrafted, numbers_of_other_types_are_refused) {
+  for (const char* sql :
+       {"UPDATE variable SET first='a',pieces='b'", "UPDATE variable SET first=1e300,pieces=1e300",
+        "UPDATE variable SET first=9223372036854775807,pieces=5"}) {
+    SetUp();
+    execute(sql);
+    EXPECT_FALSE(get(path, "x"));
   }
-  H5Oclose(inner);
-  expectRefused("found arrays nested too deep");
 }
 
-TEST_F(FilesCrafted, one_dataset_under_many_names_is_refused) {
-  OwnedArray cell = aFullCell(50);
-  vormel::setCellElement(cell.get(), 0, aRow(std::vector<double>(10'000, 1.0)).release());
-  craft(cell);
-  const hid_t group = openX();
-  for (int i = 1; i < 50; ++i) {
-    const std::string name = std::to_string(i);
-    H5Ldelete(group, name.c_str(), H5P_DEFAULT);
-    H5Lcreate_hard(group, "0", group, name.c_str(), H5P_DEFAULT, H5P_DEFAULT);
+TEST_F(FilesCrafted, piece_that_is_no_blob_is_refused) {
+  for (const char* bytes : {"5", "'text'", "1.5"}) {
+    execute(std::string("UPDATE piece SET bytes=") + bytes);
+    expectRefused("found a piece that is none");
   }
-  H5Oclose(group);
-  expectRefused("found more data than the file can hold");
-}
-
-TEST_F(FilesCrafted, changed_checksum_is_refused) {
-  craft(aNumber(1));
-  const hid_t number = openX();
-  setNumbers(number, "checksum", {1});
-  H5Oclose(number);
+  execute("UPDATE piece SET bytes=x''");
   expectRefused("found data that has changed since it was written");
 }
 
-TEST_F(FilesCrafted, shape_of_a_list_that_does_not_fit_is_refused) {
-  craft(aNumeric(vrDOUBLE_CLASS, std::vector<std::size_t>(40, 1)));
-  const hid_t list = openX();
-  setNumbers(list, "dimensions", {2, 3});
-  H5Oclose(list);
-  expectRefused("found a shape that does not fit");
+TEST_F(FilesCrafted, piece_that_is_too_long_is_refused) {
+  execute("UPDATE piece SET bytes=zeroblob(1000000)");
+  expectRefused("string or blob too big");
 }
 
-TEST_F(FilesCrafted, function_handle_of_many_elements_is_refused) {
-  craft(owned(vormel::makeFunctionHandle("sin")));
-  const hid_t function = openX();
-  setNumbers(function, "dimensions", {2, 2});
-  H5Oclose(function);
-  expectRefused("found an impossible function handle");
+TEST_F(FilesCrafted, put_over_forged_ranges_keeps_what_it_puts) {
+  execute("UPDATE variable SET first=-9223372036854775807,pieces=9223372036854775807");
+  EXPECT_TRUE(put(path, "x", aNumber(5)));
+  const OwnedArray back = get(path, "x");
+  ASSERT_TRUE(back);
+  EXPECT_EQ(vrGetScalar(back.get()), 5);
 }
 
-TEST_F(FilesCrafted, folder_that_is_a_soft_link_is_refused_though_it_stays_in_the_file) {
-  craft(aNumber(1));
-  const std::string outer = firstMember(file_);
-  H5Gclose(folder_);
-  H5Lmove(file_, outer.c_str(), file_, "moved", H5P_DEFAULT, H5P_DEFAULT);
-  H5Lcreate_soft("/moved", file_, outer.c_str(), H5P_DEFAULT, H5P_DEFAULT);
-  H5Fclose(file_);
-  EXPECT_FALSE(get(path, "x"));
-  EXPECT_EQ(vormel::lastFileError(), "found a link that leads elsewhere");
-  EXPECT_FALSE(put(path, "x", aNumber(1)));
+TEST_F(FilesCrafted, put_behind_the_last_possible_number_works_or_fails) {
+  execute("UPDATE piece SET id=9223372036854775807 WHERE id=2");
+  if (put(path, "z", aColumn(std::vector<double>(100'000, 1.0)))) {
+    EXPECT_TRUE(get(path, "z"));
+  }
+  EXPECT_TRUE(get(path, "x"));
 }
 
-TEST_F(FilesCrafted, folder_that_is_a_link_elsewhere_is_refused) {
-  craft(aNumber(1));
-  const std::string outer = firstMember(file_);
-  H5Gclose(folder_);
-  H5Ldelete(file_, outer.c_str(), H5P_DEFAULT);
-  H5Lcreate_external("/etc/hostname", "/", file_, outer.c_str(), H5P_DEFAULT, H5P_DEFAULT);
-  H5Fclose(file_);
-  EXPECT_FALSE(get(path, "x"));
-  EXPECT_EQ(vormel::lastFileError(), "found a link that leads elsewhere");
-  EXPECT_FALSE(put(path, "x", aNumber(1)));
+// ---- Values ----
+
+struct Forgery {
+  std::string bytes;
+  const char* reason;
+};
+
+std::string number(std::uint64_t value) {
+  std::string bytes(1, '\x1b');
+  for (int shift = 56; shift >= 0; shift -= 8) bytes += static_cast<char>(value >> shift);
+  return bytes;
+}
+
+// The head of an item of a major type with an argument of 8 bytes.
+std::string head(int major, std::uint64_t argument) {
+  std::string bytes = number(argument);
+  bytes[0] = static_cast<char>(major << 5 | 27);
+  return bytes;
+}
+
+const std::string kDouble =
+    "\x83\x66"
+    "double";
+const std::string kOneByOne = "\x82\x01\x01";
+const std::string kStruct = "\x84\x66struct";
+const std::string kCell =
+    "\x83\x64"
+    "cell";
+const std::string kEmpty = kDouble + std::string("\x82\0\0\xD8\x56\x40", 6);
+
+TEST_F(FilesCrafted, values_that_no_writer_gives_are_refused) {
+  constexpr std::uint64_t huge = std::uint64_t{1} << 63;
+  const std::string wide = "\x82" + number(1'000'000'000) + "\x01";
+  const std::vector<Forgery> forgeries = {
+      {"", "found data that has changed since it was written"},
+      {"\x01", "found an item of the wrong type"},
+      {"\x9F", "found a length that is not definite"},
+      {"\x98\x03", "found a length that is not the shortest"},
+      {head(4, 3), "found a length that is not the shortest"},
+      {"\x83\x66", "found fewer bytes than the value has"},
+      {"\x83" + head(3, huge), "found a name that is too long"},
+      {"\x83\x66squash" + kOneByOne, "found a class that is none"},
+      {std::string("\x83\x67") + std::string("double\0", 7) + kOneByOne,
+       "found a class that is none"},
+      {"\x83\x66opaque" + kOneByOne, "found a class that is none"},
+      {kDouble + "\x81\x01", "found an impossible shape"},
+      {kDouble + head(4, huge), "found an impossible shape"},
+      {kDouble + "\x82" + number(huge) + "\x01", "found an impossible size"},
+      {kDouble + "\x82" + number(std::uint64_t{1} << 32) + number(std::uint64_t{1} << 32),
+       "found an impossible size"},
+      {kDouble + std::string("\x82\x00", 2) + number(~std::uint64_t{0}),
+       "found an impossible size"},
+      {kDouble + "\x82\x01" + number(1), "found a length that is not the shortest"},
+      {kDouble + kOneByOne + "\xD8\x55\x48" + std::string(8, 'x'),
+       "found elements of the wrong type"},
+      {kDouble + kOneByOne + "\xD8\x56\x44" + std::string(8, 'x'),
+       "found a wrong number of elements"},
+      {kDouble + kOneByOne + "\xD8\x56\x48" + std::string(7, 'x'),
+       "found fewer bytes than the value has"},
+      {kDouble + kOneByOne + "\xD8\x56\x48" + std::string(9, 'x'), "found bytes after the value"},
+      {"\x82\x66" + kDouble.substr(2) + kOneByOne, "found a wrong number of items"},
+      {"\x84\x67logical" + kOneByOne, "found a wrong number of items"},
+      {"\x83\x67logical" + kOneByOne + "\xD8\x40\x41\x02",
+       "found a truth value that is neither 0 nor 1"},
+      {kCell + "\x82\x01\x02\x81" + kEmpty, "found a wrong number of parts"},
+      {kStruct + kOneByOne + "\x82\x61" + "a\x61" + "a", "found a name that stands twice"},
+      {kStruct + kOneByOne + "\x81\x41" + "a", "found a name of the wrong type"},
+      {kStruct + kOneByOne + "\x81\x61\xFF", "found a name of the wrong type"},
+      {kStruct + kOneByOne + "\x81\x05", "found a name that is none"},
+      {kStruct + kOneByOne + std::string("\x81\x61\0", 3), "found a name with a NUL"},
+      {kStruct + kOneByOne + "\x80\x81\x81" + kEmpty, "found a wrong number of fields"},
+      {"\x83\x6F"
+       "function_handle"
+       "\x82\x02\x02\x63sin",
+       "found an impossible function handle"},
+  };
+  for (const Forgery& forgery : forgeries) {
+    forge(forgery.bytes);
+    EXPECT_FALSE(get(path, "x")) << forgery.reason;
+    EXPECT_EQ(vormel::lastFileError(), forgery.reason);
+  }
+}
+
+// A claimed billion of anything is held against the bytes that there are, before it is made.
+TEST_F(FilesCrafted, counts_beyond_the_bytes_are_refused_before_anything_is_made) {
+  const std::string billion = std::string("\x1A\x3B\x9A\xCA\x00", 5);
+  const std::string wide = "\x82\x01" + billion;
+  const std::string bytesHead = std::string("\x5B\0\0\0\1\xDC\xD6\x50\0", 9);
+  const std::string list = std::string("\x9A\x3B\x9A\xCA\x00", 5);
+  for (const std::string& bytes :
+       {kDouble + wide + "\xD8\x56" + bytesHead, kCell + wide + list,
+        kStruct + wide + "\x80" + list, kStruct + wide + "\x81\x61" + "a" + list,
+        kStruct + kOneByOne + list}) {
+    forge(bytes);
+    expectRefused("found more than the bytes can hold");
+  }
+}
+
+TEST_F(FilesCrafted, values_nested_too_deep_are_refused) {
+  std::string bytes;
+  for (int level = 0; level < 400; ++level) bytes += kCell + kOneByOne + "\x81";
+  forge(bytes + kEmpty);
+  expectRefused("found arrays nested too deep");
+  forge(bytes.substr(bytes.size() / 400) + kEmpty);
+  EXPECT_TRUE(get(path, "x"));
+}
+
+// The file and its rows claim a gigabyte, the disk holds a few pages of it.
+TEST_F(FilesCrafted, sparse_file_is_refused_before_what_it_claims_is_made) {
+  std::filesystem::resize_file(path, std::uintmax_t{1} << 30);
+  overwrite(28, std::string("\0\2\0\0", 4));  // as many pages as that
+  forge(kDouble + std::string("\x82\x01\x1A\x07\0\0\0", 7) + "\xD8\x56" +
+        std::string("\x5A\x38\0\0\0", 5));
+  execute("DELETE FROM piece WHERE id>1; UPDATE variable SET pieces=4096");
+  expectRefused("found a piece missing");
+  execute("UPDATE variable SET pieces=1");
+  expectRefused("found more than the bytes can hold");
+}
+
+// ---- Records of commits ----
+
+TEST_F(FilesCrafted, forged_record_of_a_commit_is_refused_or_ignored) {
+  const std::uintmax_t size = std::filesystem::file_size(path);
+  for (const std::uint64_t count : {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{1} << 40}) {
+    std::string footer("VDFcommt");
+    const std::uint64_t numbers[] = {size, count, 0};
+    footer.append(reinterpret_cast<const char*>(numbers), sizeof numbers).append(1, '\0');
+    overwrite(size, footer);
+    EXPECT_TRUE(get(path, "x"));
+    EXPECT_TRUE(put(path, "z", aNumber(3)));
+    std::filesystem::resize_file(path, size);
+  }
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // Opening, closing, and the names of variables.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,6 +28,15 @@ TEST_F(FilesModes, new_file_is_empty_and_for_the_user_alone) {
   ASSERT_EQ(stat(path.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0600U);
   EXPECT_FALSE(get(path, "x"));
+}
+
+TEST_F(FilesModes, new_file_is_for_the_user_whatever_the_umask) {
+  const mode_t before = umask(0777);
+  EXPECT_NE(openFile(path, "w7.3"), nullptr);
+  umask(before);
+  struct stat status;
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600U);
 }
 
 TEST_F(FilesModes, new_file_takes_variables_at_once) {
@@ -75,7 +85,7 @@ TEST_F(FilesModes, file_that_does_not_open_is_reported_with_the_reason) {
   EXPECT_EQ(vormel::lastFileError(), folder + ": it is no regular file");
   std::filesystem::resize_file(path, 20);
   EXPECT_EQ(openFile(path, "r"), nullptr);
-  EXPECT_EQ(vormel::lastFileError(), path + ": HDF5 cannot open it");
+  EXPECT_EQ(vormel::lastFileError(), path + ": it has been cut short");
 }
 
 TEST_F(FilesModes, other_modes_and_null_give_null) {
@@ -147,13 +157,17 @@ TEST_F(FilesModes, variable_put_by_one_handle_is_there_for_the_next_while_the_fi
   EXPECT_EQ(stored(), 1);
 }
 
-TEST_F(FilesModes, handle_whose_file_another_changed_takes_no_variable_and_does_no_harm) {
+TEST_F(FilesModes, handle_whose_file_another_changed_sees_the_change_and_takes_variables) {
   const OpenFile first = openFile(path, "u");
+  EXPECT_EQ(vfPutVariable(first.get(), "w", aNumber(0).get()), 0);
   EXPECT_TRUE(put(path, "x", aNumber(1)));
-  EXPECT_NE(vfPutVariable(first.get(), "y", aNumber(2).get()), 0);
-  EXPECT_EQ(stored(), 1);
+  EXPECT_EQ(vrGetScalar(OwnedArray(vfGetVariable(first.get(), "x")).get()), 1);
+  EXPECT_EQ(vfPutVariable(first.get(), "y", aNumber(2).get()), 0);
   EXPECT_TRUE(put(path, "z", aNumber(3)));
-  EXPECT_EQ(stored(), 1);
+  EXPECT_EQ(stored("w"), 0);
+  EXPECT_EQ(stored("x"), 1);
+  EXPECT_EQ(stored("y"), 2);
+  EXPECT_EQ(stored("z"), 3);
 }
 
 TEST_F(FilesModes, handle_that_put_first_does_no_harm_when_it_closes_after_another_put) {
@@ -196,6 +210,48 @@ TEST_F(FilesModes, array_got_during_a_call_ends_with_it) {
     EXPECT_NE(vfGetVariable(file.get(), "x"), nullptr);
   }
   EXPECT_EQ(liveArrays.made(), 0U);
+}
+
+// Links within the path lead where they lead; a path through a held directory stays as it is.
+TEST_F(FilesModes, path_through_a_held_directory_is_opened_as_it_is) {
+  EXPECT_TRUE(put(path, "x", aNumber(1)));
+  const int held = open(directory.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const std::string moved = directory.path().string() + ".moved";
+  std::filesystem::rename(directory.path(), moved);
+  const std::string through = "/proc/self/fd/" + std::to_string(held) + "/test.vdf";
+  EXPECT_TRUE(put(through, "y", aNumber(2)));
+  EXPECT_TRUE(get(through, "x"));
+  EXPECT_TRUE(get(through, "y"));
+  std::filesystem::rename(moved, directory.path());
+  close(held);
+  EXPECT_EQ(stored("y"), 2);
+}
+
+TEST_F(FilesModes, nothing_lies_beside_the_file_during_a_put_or_after_it) {
+  const OpenFile file = openFile(path, "u");
+  EXPECT_EQ(vfPutVariable(file.get(), "x", aNumber(1).get()), 0);
+  const auto list = std::filesystem::directory_iterator(directory.path());
+  EXPECT_EQ(std::distance(begin(list), end(list)), 1);
+}
+
+TEST_F(FilesModes, reading_works_in_a_directory_that_takes_no_file) {
+  EXPECT_TRUE(put(path, "x", aNumber(1)));
+  std::filesystem::permissions(
+      directory.path(), std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+  std::filesystem::permissions(path, std::filesystem::perms::owner_read);
+  EXPECT_EQ(stored(), 1);
+  std::filesystem::permissions(directory.path(), std::filesystem::perms::owner_all);
+}
+
+// SQLite would play back a journal of that name, and take in a log.
+TEST_F(FilesModes, journals_beside_the_file_are_never_read) {
+  EXPECT_TRUE(put(path, "x", aNumber(1)));
+  for (const char* suffix : {"-journal", "-wal"}) {
+    std::filesystem::copy_file(path, path + suffix);
+    EXPECT_EQ(stored(), 1);
+    EXPECT_TRUE(put(path, "x", aNumber(1)));
+    EXPECT_TRUE(std::filesystem::exists(path + suffix));
+  }
 }
 
 TEST_F(FilesModes, failing_opens_leave_nothing_open) {

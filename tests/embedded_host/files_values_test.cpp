@@ -31,6 +31,10 @@ OwnedArray patterned(int classID, const std::vector<std::size_t>& dimensions, bo
                                                : aNumeric(classID, dimensions);
   const std::size_t size = vrGetNumberOfElements(array.get()) * vrGetElementSize(array.get());
   fillBytes(vrGetData(array.get()), size, 1);
+  if (classID == vrLOGICAL_CLASS) {
+    auto* truths = static_cast<unsigned char*>(vrGetData(array.get()));
+    for (std::size_t i = 0; i < size; ++i) truths[i] &= 1;
+  }
   if (isComplex) fillBytes(vrGetImagData(array.get()), size, 2);
   return array;
 }
@@ -47,7 +51,7 @@ TEST_F(FilesValues, complex_array_of_every_numeric_class_comes_back) {
   }
 }
 
-TEST_F(FilesValues, array_of_more_dimensions_than_a_dataset_has_comes_back) {
+TEST_F(FilesValues, array_of_many_dimensions_comes_back) {
   std::vector<std::size_t> shape(40, 1);
   shape[3] = 5;
   shape[39] = 2;
@@ -203,6 +207,12 @@ TEST_F(FilesRefusedValues, names_of_excessive_length_cannot_be_put) {
   const std::string name(50'001, 'n');
   expectRefused(aStruct({name.c_str()}));
   expectRefused(anObject(name));
+}
+
+// The reader refuses such a value, so that it would be lost.
+TEST_F(FilesRefusedValues, truth_values_beyond_0_and_1_cannot_be_put) {
+  expectRefused(filled<unsigned char>(aNumeric(vrLOGICAL_CLASS, {1, 3}), {0, 2, 1}));
+  EXPECT_EQ(vormel::lastFileError(), "a truth value is neither 0 nor 1");
 }
 
 TEST_F(FilesRefusedValues, two_fields_of_one_name_cannot_be_put) {

@@ -1,8 +1,6 @@
 // What the targets of variable files share.
 #pragma once
 
-#include <hdf5.h>
-
 #include <memory>
 #include <string>
 
@@ -22,8 +20,7 @@ inline OpenFile openFile(const std::string& path, const char* mode) {
   return OpenFile(vfOpen(path.c_str(), mode));
 }
 
-// Complains at its end unless as many arrays are alive as at its start, and no file and nothing of
-// HDF5 is open.
+// Complains at its end unless as many arrays are alive as at its start, and no file is open.
 class NothingLeft {
  public:
   NothingLeft() = default;
@@ -32,7 +29,6 @@ class NothingLeft {
   ~NothingLeft() {
     require(vormel::liveArrayCount() == aliveAtStart_, "arrays are left alive");
     require(vormel::openFileCount() == 0, "files are left open");
-    require(H5Fget_obj_count(H5F_OBJ_ALL, H5F_OBJ_ALL) == 0, "objects of HDF5 are left open");
   }
 
  private:

@@ -6,16 +6,16 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iostream>
-#include <string>
+#include <string_view>
 
 namespace kvr::fuzz {
 
-[[noreturn]] inline void complain(const std::string& text) {
+[[noreturn]] inline void complain(std::string_view text) {
   std::cerr << text << std::endl;
   std::abort();
 }
 
-inline void require(bool holds, const std::string& text) {
+inline void require(bool holds, std::string_view text) {
   if (!holds) complain(text);
 }
 

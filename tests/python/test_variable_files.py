@@ -1,17 +1,18 @@
-"""The scratch file of the store, read with standard tools."""
+"""The scratch file of the store, read with Python's own sqlite3."""
 
 import os
 import re
+import sqlite3
 import stat
-import subprocess
+from pathlib import Path
 
-import h5py
 import numpy as np
 import pytest
 import vormel
 
 TIME = np.array([[0.0], [0.5], [1.0]])
-DATA = np.array([[1.5], [-2.0], [np.nan]])
+DATA = np.array([[1.5], [-2.0], [4.0]])
+DOCUMENT = Path(__file__).resolve().parents[2] / "docs" / "variable-files.md"
 
 
 @pytest.fixture
@@ -41,70 +42,86 @@ def scratch(tmp_path):
     return directory + "KVR.vdf"
 
 
-def variable(file, name):
-    """The variable of that name, wherever it lies."""
-    found = []
-    file.visit(lambda path: found.append(path) if path.endswith(f"/{name}") else None)
-    assert len(found) == 1
-    assert re.fullmatch(f"[0-9a-f]/[0-9a-f]/[0-9a-f]/{name}", found[0])
-    return file[found[0]]
+@pytest.fixture(scope="module")
+def variables():
+    """The function of that name in the document's example."""
+    names = {}
+    example = re.search(r"```python\n(.*?)```", DOCUMENT.read_text(), re.DOTALL)
+    exec(example[1], names)
+    return names["variables"]
 
 
-def test_time_and_data_of_a_signal_are_plain_datasets(repo, record, scratch):
+def rows(scratch, sql):
+    database = sqlite3.connect(f"file:{scratch}?mode=ro", uri=True)
+    found = database.execute(sql).fetchall()
+    database.close()
+    return found
+
+
+def column(values):
+    return ["double", [len(values), 1], [value for (value,) in values.tolist()]]
+
+
+def test_example_of_the_document_reads_time_and_data(repo, record, scratch, variables):
     repo.writeToFile()
     signal = record(vormel.timeseries(DATA, TIME))
-    with h5py.File(scratch, "r") as file:
-        stored = variable(file, f"id{signal}")
-        assert list(stored) == ["Time", "Data"]
-        assert stored.attrs["class"] == b"struct"
-        for name, values in (("Time", TIME), ("Data", DATA)):
-            assert stored[name].dtype == np.float64
-            assert stored[name].chunks is None
-            assert stored[name].shape == values.T.shape
-            np.testing.assert_array_equal(stored[name][...].T, values)
+    other = record(vormel.timeseries(TIME, DATA))
+    fields = ["Time", "Data"]
+    assert variables(scratch) == {
+        f"id{signal}": ["struct", [1, 1], fields, [[column(TIME), column(DATA)]]],
+        f"id{other}": ["struct", [1, 1], fields, [[column(DATA), column(TIME)]]],
+    }
 
 
-def test_matrices_and_n_dimensional_data_have_their_dimensions_in_reverse(repo, record, scratch):
+def test_value_shown_in_the_document_is_that_of_the_example(repo, record, scratch, variables):
     repo.writeToFile()
-    data = np.arange(24, dtype=np.int16).reshape(2, 3, 4)
-    signal = record(vormel.timeseries(data, TIME))
-    with h5py.File(scratch, "r") as file:
-        stored = variable(file, f"id{signal}")["Data"]
-        assert stored.shape == (4, 3, 2)
-        assert stored.dtype == np.int16
-        np.testing.assert_array_equal(stored[...].transpose(), data)
+    signal = record(vormel.timeseries(DATA, TIME))
+    shown = str(variables(scratch)[f"id{signal}"]).replace("'", '"')
+    assert shown in DOCUMENT.read_text()
 
 
-def test_complex_data_read_as_complex_numbers(repo, record, scratch):
+def test_data_of_other_classes_and_shapes_are_read(repo, record, scratch, variables):
     repo.writeToFile()
-    data = np.array([[1 + 2j], [3 - 4j]])
-    signal = record(vormel.timeseries(data, TIME))
-    with h5py.File(scratch, "r") as file:
-        stored = variable(file, f"id{signal}")["Data"]
-        assert stored.dtype == np.complex128
-        np.testing.assert_array_equal(stored[...].T, data)
+    cube = np.arange(24, dtype=np.int16).reshape(2, 3, 4)
+    first = record(vormel.timeseries(cube, TIME))
+    second = record(vormel.timeseries(np.array([[1 + 2j], [3 - 4j]]), TIME))
+    third = record(vormel.timeseries("a\u20ac", [True, False]))
+    read = variables(scratch)
+    assert read[f"id{first}"][3][0][1] == ["int16", [2, 3, 4], cube.flatten("F").tolist()]
+    assert read[f"id{second}"][3][0][1] == ["double", [2, 1], [1.0, 3.0], [2.0, -4.0]]
+    assert read[f"id{third}"][3][0] == [["logical", [1, 2], [1, 0]], ["char", [1, 2], [97, 0x20AC]]]
 
 
-def test_dump_tool_shows_the_numbers(repo, record, scratch):
+def test_pieces_of_a_variable_are_the_bytes_of_dumps(repo, record, scratch):
+    repo.writeToFile()
+    time = np.arange(100_000, dtype=np.float64).reshape(-1, 1)
+    record(vormel.timeseries(time, time))
+    pieces = [bytes for (bytes,) in rows(scratch, "SELECT bytes FROM piece ORDER BY id")]
+    assert len(pieces) > 6
+    assert max(map(len, pieces)) == 262_144
+    prefix = len(b"\xd9\xd9\xf7\x84\x6cvormel value\x01")
+    assert b"".join(pieces) == vormel.dumps({"Time": time, "Data": time})[prefix:-9]
+
+
+def test_file_is_what_the_document_says(repo, record, scratch):
     repo.writeToFile()
     record(vormel.timeseries(DATA, TIME))
-    dump = subprocess.run(
-        ["h5dump", scratch],
-        capture_output=True,
-        text=True,
-        check=True,
-        env={"PATH": os.environ["PATH"]},  # without the sanitizer
-    ).stdout
-    assert "H5T_IEEE_F64LE" in dump
-    assert "1.5, -2, nan" in " ".join(dump.split())
-    assert "0, 0.5, 1" in " ".join(dump.split())
+    document = DOCUMENT.read_text()
+    schema = rows(scratch, "SELECT type, name, sql FROM sqlite_schema")
+    assert [row[:2] for row in schema] == [("table", "piece"), ("table", "variable")]
+    assert "```sql\n" + "\n".join(row[2] for row in schema) + "\n```" in document
+    assert rows(scratch, "PRAGMA application_id") == [(0x56564446,)]
+    assert rows(scratch, "PRAGMA user_version") == [(2,)]
+    assert rows(scratch, "PRAGMA page_size") == [(8192,)]
+    assert rows(scratch, "PRAGMA integrity_check") == [("ok",)]
 
 
 def test_file_is_for_the_user_alone_and_goes_with_the_store(repo, scratch):
     repo.writeToFile()
     assert stat.S_IMODE(os.stat(scratch).st_mode) == 0o600
+    assert rows(scratch, "PRAGMA integrity_check") == [("ok",)]
     repo.clean()
-    assert not os.path.exists(scratch)
+    assert os.listdir(os.path.dirname(scratch)) == []
 
 
 def test_signal_comes_back_from_the_file(repo, record, scratch):
