@@ -15,6 +15,7 @@
 #include "embedded_host/files/file_error.h"
 #include "embedded_host/files/file_format.h"
 #include "embedded_host/files/open_files.h"
+#include "embedded_host/files/sole_name.h"
 #include "embedded_host/files/transaction_driver.h"
 #include "embedded_host/files/value_reader.h"
 #include "embedded_host/files/value_writer.h"
@@ -104,7 +105,10 @@ std::unique_ptr<vfFile> open(const char* path, std::string_view mode) {
     if (!file->flush()) throw FileFault("cannot write to the file");
     return file;
   }
-  if (mode == "u") return std::make_unique<vfFile>(openFile(path, true), true);
+  if (mode == "u") {
+    giveSoleName(path);
+    return std::make_unique<vfFile>(openFile(path, true), true);
+  }
   if (mode == "r") return std::make_unique<vfFile>(openFile(path, false), false);
   throw FileFault("there is no such mode");
 }

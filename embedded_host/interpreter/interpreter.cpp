@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "embedded_host/functions/locked_directory.h"
 #include "embedded_host/interpreter/calls.h"
 #include "embedded_host/interpreter/module_file.h"
 #include "embedded_host/messages/host_exception.h"
@@ -54,7 +55,7 @@ void forEachPackage(Visit visit) {
 }  // namespace
 
 Interpreter& Interpreter::instance() {
-  static auto& interpreter = *new Interpreter;
+  static auto& interpreter = *(removeDeadDirectories(), new Interpreter);
   return interpreter;
 }
 
