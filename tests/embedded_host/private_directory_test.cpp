@@ -14,20 +14,22 @@
 #include <fstream>
 #include <vector>
 
-#include "embedded_host/functions/host_functions.h"
 #include "embedded_host/interpreter/interpreter.h"
-#include "kvrntob/host/libvf.h"
+#include "embedded_host/messages/host_exception.h"
 #include "tests/support/child_process.h"
-#include "tests/support/scratch_directory.h"
+#include "tests/support/private_directories.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using kvr::test::ChildProcess;
 using kvr::test::inProcess;
+using kvr::test::listing;
+using kvr::test::openDescriptors;
 using kvr::test::ScratchDirectory;
+using kvr::test::tempdirPath;
+using kvr::test::TemporaryDirectoryTest;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 using ::testing::SizeIs;
@@ -36,10 +38,6 @@ using ::testing::StartsWith;
 constexpr auto kKilled = ChildProcess::Ending::Killed;
 constexpr uid_t kNobody = 65534;
 
-std::string tempdirPath() {
-  return vrArrayToStdString(vormel::HostFunctions::instance().call("tempdir").get());
-}
-
 // Where the directory really lies, without a separator.
 std::string realPath() { return fs::canonical(tempdirPath()).string(); }
 
@@ -47,41 +45,19 @@ void write(const fs::path& path) { std::ofstream(path) << "content"; }
 
 bool canWrite(const std::string& path) { return std::ofstream(path + "file").good(); }
 
-std::vector<std::string> listing(const fs::path& directory) {
-  std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(directory))
-    names.push_back(entry.path().filename());
-  return names;
-}
-
-int openDescriptors() {
-  int count = 0;
-  for ([[maybe_unused]] const auto& entry : fs::directory_iterator("/proc/self/fd")) ++count;
-  return count;
-}
-
 std::string becomeNobody() {
   if (geteuid() != 0) return "";
   return setgroups(0, nullptr) == 0 && setgid(kNobody) == 0 && setuid(kNobody) == 0 ? "" : "failed";
 }
 
-class PrivateDirectory : public ::testing::Test {
+class PrivateDirectory : public TemporaryDirectoryTest {
  protected:
   PrivateDirectory() {
     fs::create_directory(victim);
     write(victim / "precious");
-    setenv("TMPDIR", temporary.path().c_str(), 1);
   }
-  ~PrivateDirectory() override {
-    EXPECT_THAT(listing(victim), ElementsAre("precious"));
-    before.empty() ? unsetenv("TMPDIR") : setenv("TMPDIR", before.c_str(), 1);
-  }
+  ~PrivateDirectory() override { EXPECT_THAT(listing(victim), ElementsAre("precious")); }
 
-  std::vector<std::string> leftBehind() const { return listing(temporary.path()); }
-
-  const std::string before = getenv("TMPDIR") != nullptr ? getenv("TMPDIR") : "";
-  const ScratchDirectory temporary;
-  const ScratchDirectory elsewhere;
   const fs::path victim = elsewhere.path() / "victim";
 };
 

@@ -69,7 +69,7 @@ class ChildProcess {
       text = std::string("failed: ") + failure.what();
     }
     const bool isReported =
-        write(report_[1], text.data(), text.size()) == static_cast<ssize_t>(text.size());
+        write(report_[1], text.c_str(), text.size() + 1) == static_cast<ssize_t>(text.size() + 1);
     close(report_[1]);
     char end;
     const bool isReleased = read(release_[0], &end, 1) == 0;
@@ -77,10 +77,9 @@ class ChildProcess {
     ending_ == Ending::Exit ? std::exit(status) : _exit(status);
   }
 
+  // Up to a NUL: processes forked from the child may keep the pipe open.
   void readText() {
-    char buffer[4096];
-    for (ssize_t count = 0; (count = read(report_[0], buffer, sizeof buffer)) > 0;)
-      text_.append(buffer, static_cast<std::size_t>(count));
+    for (char next = 0; read(report_[0], &next, 1) == 1 && next != '\0';) text_ += next;
     close(report_[0]);
   }
 
