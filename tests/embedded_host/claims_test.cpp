@@ -217,21 +217,25 @@ TEST_F(Claims, forked_child_is_refused_also_while_there_is_no_file) {
   EXPECT_EQ(text, "Vormel:Forked");
 }
 
+// The parent waits until its child runs: the fork's handlers have let go of the lock then.
 TEST_F(Claims, forked_child_that_outlives_its_parent_holds_nothing) {
   int release[2];
+  int running[2];
   ASSERT_EQ(pipe(release), 0);
+  ASSERT_EQ(pipe(running), 0);
   const std::string text = inProcess([&] {
     const std::string answer = askFor(first);
-    if (fork() != 0) return answer;
+    const pid_t child = fork();
+    char byte = 0;
+    if (child != 0) return read(running[0], &byte, 1) == 1 ? answer : "child does not run";
     close(release[1]);
-    char byte;
+    const bool isRunning = write(running[1], &byte, 1) == 1;
     const bool isReleased = read(release[0], &byte, 1) == 0;
-    _exit(isReleased ? 0 : 1);
+    _exit(isRunning && isReleased ? 0 : 1);
   });
   EXPECT_EQ(text, first);
   EXPECT_EQ(inOther(first), first);
-  close(release[0]);
-  close(release[1]);
+  for (const int end : {release[0], release[1], running[0], running[1]}) close(end);
 }
 
 TEST_F(Claims, fork_before_the_first_one_leaves_both_free_to_claim) {
