@@ -97,7 +97,10 @@ bool LockedDirectory::open(int parent) noexcept {
     directory = openDirectory(parent, name_);
   }
   if (!directory) return errno == ENOENT;
-  if (!isPrivate(directory.number())) return errno = EPERM, false;
+  if (!isPrivate(directory.number())) {
+    errno = EPERM;
+    return false;
+  }
   // Where there are no locks nobody can take this directory for a dead process's.
   if (flock(directory.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return true;
   const Identity identity = *identityOf(directory.number());

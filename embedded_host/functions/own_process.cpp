@@ -24,8 +24,9 @@ volatile std::uint32_t plainMark = kOwn;
 volatile std::uint32_t* mark = &plainMark;
 pid_t owner = 0;
 bool wasForked = false;  // and the handlers ran
-std::mutex forkMutex;
-bool wasOwn = false;  // while a fork is under way
+
+std::mutex forkMutex;  // held while a fork is under way, as is this:
+bool wasOwn = false;   // whether the forking process was
 
 // A page of its own that reads as zeros in every child. Null if there is none.
 volatile std::uint32_t* makeClearedMark() noexcept {
@@ -86,9 +87,8 @@ void refuseForkedProcess() {
 }
 
 void watchForks() {
-  static std::mutex mutex;
   static bool isWatching = false;
-  const std::lock_guard lock(mutex);
+  const std::lock_guard lock(forkMutex);
   if (isWatching) return;
   const int error = pthread_atfork(beforeFork, inParent, inChild);
   if (error != 0) {

@@ -70,6 +70,7 @@ PrivateDirectory& PrivateDirectory::instance() {
 }
 
 std::string PrivateDirectory::path() {
+  requireOwnProcess();
   watchForks();
   if (!isOwnProcess()) refuseForkedProcess();
   const std::lock_guard lock(mutex_);
@@ -176,7 +177,10 @@ bool PrivateDirectory::inChild() noexcept {
 }
 
 bool PrivateDirectory::takeChilds() noexcept {
-  if (!directory_->takeNumber(number_)) return false;
+  if (!directory_->takeNumber(number_)) {
+    close(number_);
+    return false;
+  }
   atNumber_ = directory_->identity();
   return true;
 }

@@ -55,9 +55,11 @@ void forEachPackage(Visit visit) {
 }  // namespace
 
 Interpreter& Interpreter::instance() {
-  static auto& interpreter = *(removeDeadDirectories(), new Interpreter);
+  static auto& interpreter = *new Interpreter;
   return interpreter;
 }
+
+Interpreter::Interpreter() { removeDeadDirectories(); }
 
 void Interpreter::loadModule(const std::string& path) {
   const std::filesystem::path found = requireFile(path);
