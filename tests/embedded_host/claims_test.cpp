@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include <filesystem>
 #include <string>
@@ -13,6 +12,7 @@
 #include "kvrntob/host/v_interpreter.h"
 #include "tests/embedded_host/sample_fixture.h"
 #include "tests/support/child_process.h"
+#include "tests/support/fewest_descriptors.h"
 #include "tests/support/private_directories.h"
 #include "tests/support/stored_number.h"
 
@@ -161,15 +161,15 @@ TEST_F(Claims, take_one_descriptor_however_often_is_asked) {
 TEST_F(Claims, exhausted_descriptors_fail_and_leave_the_one_before) {
   const ChildProcess living([&] {
     askFor(first);
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    const int next = dup(0);
-    close(next);
-    const rlimit full{static_cast<rlim_t>(next), before.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &full);
-    const std::string exhausted = askFor(second);
-    setrlimit(RLIMIT_NOFILE, &before);
-    return exhausted;
+    vormel::HostFunctions::instance().set("tempdir", [&] { return kvr::test::aText(second); });
+    try {
+      const kvr::test::FewestDescriptors none(0);
+      vrArray* answer = nullptr;
+      ipCallFcnWithTrap(1, &answer, 0, nullptr, "tempdir", 0);
+    } catch (const vormel::HostError& failure) {
+      return failure.identifier();
+    }
+    return std::string("no failure");
   });
   EXPECT_EQ(living.text(), "Vormel:DirectoryNotClaimed");
   EXPECT_EQ(inOther(first), kInUse);

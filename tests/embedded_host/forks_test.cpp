@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -19,6 +17,7 @@
 #include "tests/support/child_process.h"
 #include "tests/support/private_directories.h"
 #include "tests/support/stored_number.h"
+#include "tests/support/without_proc.h"
 
 namespace {
 
@@ -258,10 +257,13 @@ TEST_F(Forks, fork_that_fails_changes_nothing) {
     if (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0) return "skipped";
     const std::string path = fileWithOne();
     const ino_t inode = inodeOf(path);
-    const rlimit none{0, 0};
+    rlimit before{};
+    getrlimit(RLIMIT_NPROC, &before);
+    const rlimit none{0, before.rlim_max};
     setrlimit(RLIMIT_NPROC, &none);
     const pid_t child = fork();
     if (child == 0) _exit(0);
+    setrlimit(RLIMIT_NPROC, &before);
     if (child > 0) return "forked";
     const bool isPut = putNumber(path, "a", 2);
     const bool isSame = isPut && inodeOf(path) == inode;
@@ -384,11 +386,11 @@ TEST_F(Forks, directory_that_was_moved_or_removed_before) {
 
 TEST_F(Forks, where_proc_is_not_mounted_the_child_is_refused) {
   const std::string text = inProcess([&]() -> std::string {
-    if (unshare(CLONE_NEWNS) != 0) return "skipped";
-    if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return "skipped";
-    if (mount("none", "/proc", "tmpfs", 0, nullptr) != 0) return "skipped";
+    const kvr::test::WithoutProc withoutProc;
+    if (!withoutProc) return "skipped";
     const std::string path = fileWithOne();
-    return inProcess(callMethod) + ' ' + callMethod() + ' ' + numberAt(path, "a");
+    const std::string child = inProcess(callMethod, kQuick);
+    return child + ' ' + callMethod() + ' ' + numberAt(path, "a");
   });
   if (text == "skipped") GTEST_SKIP() << "file systems may not be mounted here";
   EXPECT_EQ(text, "Vormel:Forked called 1");

@@ -4,10 +4,7 @@
 #include <gmock/gmock.h>
 #include <grp.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <sys/file.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -17,7 +14,9 @@
 #include "embedded_host/interpreter/interpreter.h"
 #include "embedded_host/messages/host_exception.h"
 #include "tests/support/child_process.h"
+#include "tests/support/fewest_descriptors.h"
 #include "tests/support/private_directories.h"
+#include "tests/support/without_proc.h"
 
 namespace {
 
@@ -141,19 +140,12 @@ TEST_F(PrivateDirectory, keeps_away_from_the_standard_streams) {
 
 TEST_F(PrivateDirectory, exhausted_descriptors_fail_the_call_and_leave_nothing) {
   const std::string text = inProcess([&]() -> std::string {
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
     for (rlim_t room = 0; room < 8; ++room) {
-      const int next = dup(0);
-      close(next);
-      const rlimit limit{static_cast<rlim_t>(next) + room, before.rlim_max};
-      setrlimit(RLIMIT_NOFILE, &limit);
       try {
+        const kvr::test::FewestDescriptors few(room);
         tempdirPath();
-        setrlimit(RLIMIT_NOFILE, &before);
         return room > 0 ? "made in the end" : "made without a descriptor";
       } catch (const vormel::HostException& failure) {
-        setrlimit(RLIMIT_NOFILE, &before);
         if (failure.identifier() != "Vormel:NoTemporaryDirectory") return failure.identifier();
         if (!leftBehind().empty()) return "left behind";
       }
@@ -165,9 +157,8 @@ TEST_F(PrivateDirectory, exhausted_descriptors_fail_the_call_and_leave_nothing) 
 
 TEST_F(PrivateDirectory, has_a_plain_path_where_proc_is_not_mounted) {
   const std::string text = inProcess([&]() -> std::string {
-    if (unshare(CLONE_NEWNS) != 0) return "skipped";
-    if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return "skipped";
-    if (mount("none", "/proc", "tmpfs", 0, nullptr) != 0) return "skipped";
+    const kvr::test::WithoutProc withoutProc;
+    if (!withoutProc) return "skipped";
     const std::string path = tempdirPath();
     return canWrite(path) ? path : path + " cannot be written";
   });
