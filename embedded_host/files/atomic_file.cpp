@@ -79,19 +79,6 @@ bool cut(int file, std::uint64_t size) noexcept {
 
 }  // namespace
 
-// ---- Descriptor ----
-
-Descriptor::Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  std::swap(number_, other.number_);
-  return *this;
-}
-
-Descriptor::~Descriptor() {
-  if (number_ >= 0) close(number_);
-}
-
 // ---- Transactions ----
 
 void AtomicFile::begin() {

@@ -18,21 +18,9 @@
 #include <map>
 #include <vector>
 
+#include "embedded_host/functions/descriptor.h"
+
 namespace vormel {
-
-// Owns a file descriptor; -1 for none.
-class Descriptor {
- public:
-  explicit Descriptor(int number) noexcept : number_(number) {}
-  Descriptor(Descriptor&& other) noexcept;
-  Descriptor& operator=(Descriptor&& other) noexcept;
-  ~Descriptor();
-
-  int number() const noexcept { return number_; }
-
- private:
-  int number_;
-};
 
 // All operations throw std::system_error if the system fails, std::bad_alloc, or FileFault for a
 // file that cannot be one of pages.

@@ -22,6 +22,7 @@
 #include "embedded_host/files/file_layout.h"
 #include "embedded_host/files/open_files.h"
 #include "embedded_host/files/pieces.h"
+#include "embedded_host/files/sole_name.h"
 #include "embedded_host/files/value_format.h"
 #include "embedded_host/files/value_writer.h"
 #include "embedded_host/messages/host_exception.h"
@@ -62,7 +63,7 @@ namespace {
 Descriptor openPath(const char* path, int flags) {
   // Nothing waits for the other end of a pipe, and the last name of the path is no link.
   Descriptor descriptor(open(path, flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0600));
-  if (descriptor.number() < 0) throw FileFault(std::strerror(errno));
+  if (!descriptor) throw FileFault(std::strerror(errno));
   return descriptor;
 }
 
@@ -110,7 +111,10 @@ AtomicFile openFile(const char* path, bool isForWriting) {
 
 AtomicFile open(const char* path, std::string_view mode) {
   if (mode == "w7.3") return makeFile(path);
-  if (mode == "u") return openFile(path, true);
+  if (mode == "u") {
+    giveSoleName(path);
+    return openFile(path, true);
+  }
   if (mode == "r") return openFile(path, false);
   throw FileFault("there is no such mode");
 }

@@ -5,6 +5,7 @@
 
 #include "embedded_host/arrays/call_scope.h"
 #include "embedded_host/faults/fault_injection.h"
+#include "embedded_host/functions/claimed_directory.h"
 #include "embedded_host/functions/dispatcher.h"
 #include "embedded_host/functions/own_functions.h"
 #include "embedded_host/functions/trapped_failure.h"
@@ -103,13 +104,21 @@ OwnedArray HostFunctions::callOwn(const std::string& name) const {
 
 namespace {
 
+// Before a module puts its scratch file where "tempdir" says.
+void claimAnswer(const std::string& name, const vrArray* answer) {
+  if (name != "tempdir" || vrGetClassID(answer) != vrCHAR_CLASS) return;
+  ClaimedDirectory::instance().claim(vrArrayToStdString(answer));
+}
+
 // One call as ipCallFcnWithTrap makes it; the result stands on the list of the call that asked.
 void callFunction(int outputCount, vrArray** outputs, int inputCount, const char* name) {
   if (inputCount != 0) throw HostError("TooManyInputs", "Host functions take no inputs.");
   if (outputCount < 0 || outputCount > 1) {
     throw HostError("InvalidOutputCount", "Host functions give one output.");
   }
-  OwnedArray result = HostFunctions::instance().call(name != nullptr ? name : "");
+  const std::string asked = name != nullptr ? name : "";
+  OwnedArray result = HostFunctions::instance().call(asked);
+  claimAnswer(asked, result.get());
   if (outputCount == 0) return;
   CallScope::attach(result.get());
   outputs[0] = result.release();

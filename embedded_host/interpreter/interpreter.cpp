@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "embedded_host/functions/locked_directory.h"
 #include "embedded_host/interpreter/calls.h"
 #include "embedded_host/interpreter/module_file.h"
 #include "embedded_host/messages/host_exception.h"
@@ -57,6 +58,8 @@ Interpreter& Interpreter::instance() {
   static auto& interpreter = *new Interpreter;
   return interpreter;
 }
+
+Interpreter::Interpreter() { removeDeadDirectories(); }
 
 void Interpreter::loadModule(const std::string& path) {
   const std::filesystem::path found = requireFile(path);

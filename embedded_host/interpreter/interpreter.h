@@ -126,7 +126,7 @@ class VORMEL_HOST_API Interpreter {
   std::size_t liveArrays() const noexcept { return liveArrayCount(); }
 
  private:
-  Interpreter() = default;
+  Interpreter();
 
   std::vector<Module> modules_;
 };

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "embedded_host/functions/dispatcher.h"
+#include "embedded_host/functions/own_process.h"
 #include "embedded_host/functions/trapped_failure.h"
 #include "embedded_host/objects/numbers.h"
 #include "embedded_host/objects/refusals.h"
@@ -29,6 +30,7 @@ bool isText(const vrArray* array) {
 
 CallFrame::CallFrame(const MethodRecord& method, std::size_t inputCount, std::int64_t nargout)
     : method_(method), inputCount_(inputCount) {
+  requireOwnProcess();
   const std::size_t declared = method.inputs().size();
   if (inputCount < declared) refuseTooFewInputs(method, inputCount);
   if (inputCount > (declared == 0 ? 0 : kMostCells)) refuseTooManyInputs(method, inputCount);

@@ -4,13 +4,8 @@
 #include <chrono>
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include "embedded_host/functions/private_directory.h"
 #include "embedded_host/functions/trapped_failure.h"
 #include "kvrntob/host/v_dispatcher.h"
 #include "kvrntob/host/v_interpreter.h"
@@ -71,38 +66,6 @@ TEST_F(Functions, tempdir_is_private_and_ends_in_a_separator) {
   EXPECT_EQ(path.back(), '/');
   EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_all);
   EXPECT_EQ(textOf(functions().call("tempdir")), path);
-}
-
-TEST(PrivateDirectory, is_removed_with_its_content) {
-  std::string path;
-  {
-    vormel::PrivateDirectory directory;
-    path = directory.path();
-    std::ofstream(path + "file") << "content";
-    ASSERT_TRUE(fs::exists(path + "file"));
-  }
-  EXPECT_FALSE(fs::exists(path));
-}
-
-TEST(PrivateDirectory, is_left_alone_by_a_child_process) {
-  vormel::PrivateDirectory directory;
-  const std::string path = directory.path();
-  const pid_t child = fork();
-  if (child == 0) {
-    directory.~PrivateDirectory();
-    _exit(0);
-  }
-  waitpid(child, nullptr, 0);
-  EXPECT_TRUE(fs::exists(path));
-}
-
-TEST(PrivateDirectory, reports_a_parent_that_is_not_there) {
-  const char* before = getenv("TMPDIR");
-  const std::string saved = before != nullptr ? before : "";
-  setenv("TMPDIR", "/nowhere/at/all", 1);
-  vormel::PrivateDirectory directory;
-  expectHostError("NoTemporaryDirectory", [&] { directory.path(); });
-  before != nullptr ? setenv("TMPDIR", saved.c_str(), 1) : unsetenv("TMPDIR");
 }
 
 TEST_F(Functions, replaced_function_is_called_until_it_is_reset) {

@@ -39,8 +39,11 @@ def test_tempdir_is_private_and_ends_with_a_separator():
 
 
 def test_tempdir_is_removed_at_exit(run_python):
-    path = run_python("import vormel; print(vormel.functions['tempdir']())").strip()
-    assert os.path.isabs(path)
+    path = run_python(
+        "import os, vormel; print(os.path.realpath(vormel.functions['tempdir']()))"
+    ).strip()
+    assert os.path.basename(path).startswith("vormel-private-")
+    assert os.path.isdir(os.path.dirname(path))
     assert not os.path.exists(path)
 
 
