@@ -14,10 +14,9 @@ namespace {
 
 // Of the files whose paths begin so. Paths end at a NUL.
 std::string directoryOf(const std::string& answer) {
-  const std::string file = (answer + 'x').c_str();
-  const std::size_t slash = file.rfind('/');
-  if (slash == std::string::npos) return "./";
-  return file.substr(0, slash + 1);
+  const std::string path = answer.substr(0, answer.find('\0'));
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
 }
 
 bool isExhausted(int error) noexcept {
