@@ -25,6 +25,7 @@
 #include "embedded_host/files/sole_name.h"
 #include "embedded_host/files/value_format.h"
 #include "embedded_host/files/value_writer.h"
+#include "embedded_host/functions/claimed_directory.h"
 #include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/libvf.h"
 
@@ -77,6 +78,7 @@ void fillNewFile(AtomicFile& file) {
 }
 
 AtomicFile makeFile(const char* path) {
+  ClaimedDirectory::instance().noteFile(path);
   if (unlink(path) != 0 && errno != ENOENT) throw FileFault(std::strerror(errno));
   Descriptor descriptor = openPath(path, O_RDWR | O_CREAT | O_EXCL);
   try {

@@ -53,7 +53,21 @@ void ClaimedDirectory::claim(const std::string& answer) {
   } else {
     lock(directory);
   }
+  const bool isOther = path_ != directory;
+  if (isOther) file_.clear();
   path_ = std::move(directory);
+  if (isOther || locked_) endGuestStay();
+}
+
+void ClaimedDirectory::noteFile(const std::string& path) {
+  const std::lock_guard guard(mutex_);
+  if (!path_.empty() && path.compare(0, path_.size(), path_) == 0) file_ = path;
+}
+
+bool ClaimedDirectory::hasFile() const noexcept {
+  const std::lock_guard guard(mutex_);
+  struct stat status;
+  return !file_.empty() && lstat(file_.c_str(), &status) == 0;
 }
 
 void ClaimedDirectory::lock(const std::string& directory) {
@@ -75,10 +89,7 @@ std::string ClaimedDirectory::path() const {
   return path_;
 }
 
-bool ClaimedDirectory::beforeFork() noexcept {
-  mutex_.lock();
-  return path_.empty();
-}
+void ClaimedDirectory::beforeFork() noexcept { mutex_.lock(); }
 
 void ClaimedDirectory::inParent() noexcept { mutex_.unlock(); }
 

@@ -1,8 +1,9 @@
 // The directory that a replaced "tempdir" names. Processes that name the same one would share a
 // scratch file there, so it belongs to one process at a time: a lock (flock) on it shows whose.
 //
-// A forked child cannot be kept apart there: its module knows the parent's path, and would remove
-// the parent's file when it cleans. The host refuses calls in such a child (own_process.h).
+// A forked child cannot be kept apart there: its module knows the path of the parent's file, and
+// would remove that file when it cleans. The host refuses calls in such a child while a file is
+// there (own_process.h).
 #pragma once
 
 #include <mutex>
@@ -30,8 +31,14 @@ class ClaimedDirectory {
   // The directory, as the answer named it. Empty if none is claimed.
   std::string path() const;
 
-  // Around a fork, in this order. The first and last are false if a directory is claimed.
-  bool beforeFork() noexcept;
+  // A module makes the variable file at `path`. Keeps the path if it leads into the directory.
+  void noteFile(const std::string& path);
+
+  // Whether the file that was noted last, or another one under its path, is there.
+  bool hasFile() const noexcept;
+
+  // Around a fork, in this order. The last is false if a directory is claimed.
+  void beforeFork() noexcept;
   void inParent() noexcept;
   bool inChild() noexcept;
 
@@ -41,6 +48,7 @@ class ClaimedDirectory {
 
   mutable std::mutex mutex_;
   std::string path_;
+  std::string file_;  // in the directory; empty before one is made
   Descriptor locked_;
 };
 

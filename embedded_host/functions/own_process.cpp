@@ -24,6 +24,7 @@ volatile std::uint32_t plainMark = kOwn;
 volatile std::uint32_t* mark = &plainMark;
 pid_t owner = 0;
 bool wasForked = false;  // and the handlers ran
+bool isGuest = false;    // of a parent that has claimed a directory
 
 std::mutex forkMutex;  // held while a fork is under way, as is this:
 bool wasOwn = false;   // whether the forking process was
@@ -45,8 +46,8 @@ volatile std::uint32_t* makeClearedMark() noexcept {
 void beforeFork() {
   forkMutex.lock();
   wasOwn = isOwnProcess();
-  const bool isChildToGoOn = ClaimedDirectory::instance().beforeFork() && wasOwn;
-  PrivateDirectory::instance().beforeFork(isChildToGoOn);
+  ClaimedDirectory::instance().beforeFork();
+  PrivateDirectory::instance().beforeFork(wasOwn);
 }
 
 void inParent() {
@@ -59,9 +60,10 @@ void inParent() {
 void inChild() {
   const bool isApart = PrivateDirectory::instance().inChild();
   const bool isUnclaimed = ClaimedDirectory::instance().inChild();
-  const bool mayGoOn = wasOwn && isApart && isUnclaimed;
-  *mark = mayGoOn ? kOwn : 0;
-  if (mayGoOn) owner = getpid();
+  const bool isOwn = wasOwn && isApart;
+  *mark = isOwn && isUnclaimed ? kOwn : 0;
+  isGuest = isOwn && !isUnclaimed;
+  if (isOwn) owner = getpid();
   wasForked = true;
   forkMutex.unlock();
 }
@@ -70,9 +72,14 @@ void inChild() {
 
 std::atomic<const volatile std::uint32_t*> ownProcessMark = &plainMark;
 
-bool isOwnProcess() noexcept { return *mark == kOwn && owner == getpid(); }
+bool isOwnProcess() noexcept { return (*mark == kOwn || isGuest) && owner == getpid(); }
 
-void refuseForkedProcess() {
+void endGuestStay() noexcept {
+  if (isGuest && owner == getpid()) *mark = kOwn;
+}
+
+void requireGuestMayGoOn() {
+  if (isOwnProcess() && !ClaimedDirectory::instance().hasFile()) return;
   const std::string shared = ClaimedDirectory::instance().path();
   std::string why = "This process was made without the handlers of fork()";
   if (wasForked) why = "This process was forked, and its scratch file could not be kept apart";

@@ -72,7 +72,7 @@ PrivateDirectory& PrivateDirectory::instance() {
 std::string PrivateDirectory::path() {
   requireOwnProcess();
   watchForks();
-  if (!isOwnProcess()) refuseForkedProcess();
+  if (!isOwnProcess()) requireGuestMayGoOn();
   const std::lock_guard lock(mutex_);
   if (!directory_ || !directory_->isThere()) {
     path_.clear();

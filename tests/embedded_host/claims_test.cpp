@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "embedded_host/functions/host_functions.h"
@@ -141,7 +142,8 @@ TEST_F(Claims, private_directory_needs_none_and_frees_the_one_before) {
 TEST_F(Claims, private_directory_by_its_plain_path_is_its_owners_alone) {
   const ChildProcess living([&] {
     const std::string plain = fs::canonical(tempdirPath()).string() + '/';
-    return askFor(plain) == plain ? plain + ' ' + inProcess(callMethod).substr(0, 13) : "failed";
+    if (askFor(plain) != plain || !makeFile(plain + "KVR.vdf")) return std::string("failed");
+    return plain + ' ' + inProcess(callMethod).substr(0, 13);
   });
   const std::string plain = living.text().substr(0, living.text().find(' '));
   EXPECT_EQ(living.text(), plain + " Vormel:Forked");
@@ -206,15 +208,48 @@ TEST_F(Claims, forked_child_is_refused_and_the_parent_goes_on) {
   EXPECT_EQ(text, refusal + '\n' + refusal + "\n1called");
 }
 
-// Its module still knows the path, and would remove what the parent makes there later.
-TEST_F(Claims, forked_child_is_refused_also_while_there_is_no_file) {
+TEST_F(Claims, forked_child_goes_on_while_there_is_no_file) {
+  const std::string text = inProcess([&] {
+    const std::string path = askFor(first) + "KVR.vdf";
+    const std::string before = inProcess(callMethod);
+    makeFile(path);
+    fs::remove(path);
+    return before + ' ' + inProcess([&] { return callMethod() + ' ' + inProcess(callMethod); });
+  });
+  EXPECT_EQ(text, "called called called");
+}
+
+// Its module still knows the path, and would remove the file when it cleans.
+TEST_F(Claims, forked_child_is_refused_from_when_the_parent_makes_a_file_to_when_that_is_gone) {
   const std::string text = inProcess([&] {
     const std::string path = askFor(first) + "KVR.vdf";
     makeFile(path);
     fs::remove(path);
-    return inProcess(callMethod).substr(0, 13);
+    return inProcess([&] {
+      std::string states = callMethod();
+      std::ofstream(path) << "as the parent makes it";
+      states += ' ' + callMethod().substr(0, 13);
+      fs::remove(path);
+      return states + ' ' + callMethod();
+    });
   });
-  EXPECT_EQ(text, "Vormel:Forked");
+  EXPECT_EQ(text, "called Vormel:Forked called");
+}
+
+TEST_F(Claims, forked_child_with_a_directory_of_its_own_is_not_refused_any_more) {
+  const std::string text = inProcess([&] {
+    const std::string path = askFor(first) + "KVR.vdf";
+    makeFile(path);
+    fs::remove(path);
+    return inProcess([&] {
+      const std::string sameAnswer = askFor(first);
+      vormel::HostFunctions::instance().reset("tempdir");
+      const bool isOwn = ask() == tempdirPath();
+      std::ofstream(path) << "as the parent makes it";
+      return sameAnswer + (isOwn ? " own " : " not own ") + callMethod();
+    });
+  });
+  EXPECT_EQ(text, kInUse + " own called");
 }
 
 // The parent waits until its child runs: the fork's handlers have let go of the lock then.
