@@ -97,7 +97,7 @@ PlainArray anyNumbers(Bytes& bytes, int classID) {
 }
 
 PlainArray longText(Bytes& bytes) {
-  const std::size_t length = 1 + 16 * static_cast<std::size_t>(bytes.below(256));
+  const std::size_t length = std::size_t{1} << bytes.below(12);
   const auto unit = bytes.number<char16_t>();
   return models::characters({1, length}, std::u16string(length, unit));
 }

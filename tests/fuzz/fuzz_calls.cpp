@@ -13,7 +13,7 @@ namespace {
 
 using namespace models;
 
-constexpr std::size_t kMostSteps = 40;
+constexpr std::size_t kMostSteps = 16;
 
 class StepReader {
  public:
@@ -108,10 +108,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace kvr::fuzz;
   Bytes bytes(data, size);
   Trial trial;
+  const bool lookEverywhere = bytes.onceIn(16);
   if (!bytes.onceIn(8)) trial.prepareStore();
   StepReader reader(bytes, trial.world());
   for (std::size_t count = 0; bytes.left() > 0 && count < kMostSteps; ++count)
     trial.take(reader.next());
-  trial.finish();
+  trial.finish(lookEverywhere ? Trial::Look::Everywhere : Trial::Look::AtLeftovers);
   return 0;
 }

@@ -16,7 +16,7 @@ namespace {
 using namespace models;
 using vormel::OwnedArray;
 
-constexpr int kMostStructures = 8;
+constexpr int kMostStructures = 2;
 
 // Empty if the reader refuses the array.
 template <class Settings>
@@ -36,9 +36,10 @@ void requireSameAgain(const PlainArray& plain, Settings (*reader)(const vrArray*
   if (!settings) return;
   const OwnedArray written(writer(*settings));
   const std::optional<Settings> again = readBy(reader, written.get());
-  require(again.has_value(), "what was written is refused: " + describe(plain));
+  if (!again) complain("what was written is refused: " + describe(plain));
   const OwnedArray twice(writer(*again));
-  require(vormel::equal(written.get(), twice.get()), "changed by reading: " + describe(plain));
+  if (!vormel::equal(written.get(), twice.get()))
+    complain("changed by reading: " + describe(plain));
 }
 
 void takeStructure(Trial& trial, Bytes& bytes) {
@@ -69,6 +70,6 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   trial.prepareStore();
   for (int count = 0; bytes.left() > 0 && count < kMostStructures; ++count)
     takeStructure(trial, bytes);
-  trial.finish();
+  trial.finish(Trial::Look::AtLeftovers);
   return 0;
 }

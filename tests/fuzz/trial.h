@@ -22,9 +22,15 @@ class Trial {
 
   void take(const models::Step& step);
 
-  // Compares everything that can be seen, ends all objects, and accounts for arrays, objects and
-  // files. Nothing comes after it.
-  void finish();
+  enum class Look : bool {
+    AtLeftovers,
+    Everywhere
+  };
+
+  // Ends all objects and accounts for arrays, objects and files; looking everywhere, compares
+  // before that everything that can be seen, which costs as much as a hundred steps. Nothing comes
+  // after it.
+  void finish(Look look);
 
   const models::World& world() const { return episode_->world(); }
 
