@@ -11,7 +11,6 @@
 
 #include "embedded_host/arrays/arrays.h"
 #include "embedded_host/arrays/call_scope.h"
-#include "embedded_host/faults/fault_injection.h"
 #include "embedded_host/files/file_error.h"
 #include "embedded_host/files/file_format.h"
 #include "embedded_host/files/open_files.h"
@@ -157,17 +156,10 @@ OwnedArray getVariable(vfFile& file, const std::string& name) {
   return readVariable(*variable, file.disk);
 }
 
-bool isDueToFail(const char* name, const char* operation) noexcept {
-  if (!isFaultDue(FaultSite::FileOperation, operation)) return false;
-  setLastFileError(name, "fails on purpose");
-  return true;
-}
-
 }  // namespace
 
 vfFile* vfOpen(const char* path, const char* mode) {
   if (path == nullptr || mode == nullptr) return nullptr;
-  if (isDueToFail(path, "vfOpen")) return nullptr;
   const SilentHdf5 silent;
   try {
     return open(path, mode).release();
@@ -180,13 +172,11 @@ vfFile* vfOpen(const char* path, const char* mode) {
 int vfClose(vfFile* file) {
   if (file == nullptr) return 0;
   const std::unique_ptr<vfFile> owned(file);
-  const bool isLost = isDueToFail("a file", "vfClose");
-  return owned->close() && !isLost ? 0 : 1;
+  return owned->close() ? 0 : 1;
 }
 
 int vfPutVariable(vfFile* file, const char* name, const vrArray* array) {
   if (file == nullptr || name == nullptr || array == nullptr) return 1;
-  if (isDueToFail(name, "vfPutVariable")) return 1;
   const SilentHdf5 silent;
   try {
     putVariable(*file, name, array);
@@ -199,7 +189,6 @@ int vfPutVariable(vfFile* file, const char* name, const vrArray* array) {
 
 vrArray* vfGetVariable(vfFile* file, const char* name) {
   if (file == nullptr || name == nullptr) return nullptr;
-  if (isDueToFail(name, "vfGetVariable")) return nullptr;
   const SilentHdf5 silent;
   try {
     return getVariable(*file, name).release();
