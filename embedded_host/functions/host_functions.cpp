@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "embedded_host/arrays/call_scope.h"
-#include "embedded_host/faults/fault_injection.h"
 #include "embedded_host/functions/dispatcher.h"
 #include "embedded_host/functions/own_functions.h"
 #include "embedded_host/functions/trapped_failure.h"
@@ -77,9 +76,6 @@ namespace {
 OwnedArray callAsHostFunction(const HostFunction& function, int handle, const std::string& name) {
   const CallScope scope;
   const RunningFunction running(handle);
-  if (isFaultDue(FaultSite::HostFunction, Vdispatcher::pDMain->get_hfuncname(handle))) {
-    throw HostError("InjectedFault", "The host function \"" + name + "\" fails on purpose.");
-  }
   OwnedArray result = function();
   if (!result) throw HostError("NoResult", "The host function \"" + name + "\" gave no result.");
   CallScope::detach(result.get());

@@ -1,6 +1,6 @@
 // Signals whose values are kept in the scratch file.
 #include "kvrntob/exchange/scratch_file.h"
-#include "embedded_host/faults/fault_injection.h"
+#include "tests/support/faults.h"
 
 #include <stdexcept>
 
@@ -376,7 +376,7 @@ TEST_F(ScratchFileTest, spoiled_file_cannot_be_located_for_a_read_and_takes_no_w
 
 TEST_F(ScratchFileTest, variable_that_cannot_be_written_reports_timeseries) {
   writeToFile();
-  const vormel::FaultPlan second(vormel::FaultSite::FileOperation, 2);  // opens, then writes
+  const FaultPlan second(FaultSite::FileOperation, 2);  // opens, then writes
   expectFailure("INPUT_MISMATCH", "timeseries", [&] { addSeries({1}); });
   EXPECT_STREQ(second.lastFault(), "vfPutVariable");
 }
