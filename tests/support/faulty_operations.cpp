@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "embedded_host/arrays/call_scope.h"
+#include "embedded_host/arrays/host_entry.h"
 #include "embedded_host/functions/dispatcher.h"
 #include "embedded_host/functions/trapped_failure.h"
 #include "embedded_host/messages/host_exception.h"
@@ -42,6 +43,7 @@ bool isFileFaultDue(const char* operation) {
 }
 
 [[noreturn]] void failAsFunction(const char* name) {
+  const vormel::HostEntry entry;
   const vormel::RunningFunction running(vormel::functionHandle(name));
   throw vormel::HostError("InjectedFault",
                           std::string("The host function \"") + name + "\" fails on purpose.");
