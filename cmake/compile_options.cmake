@@ -1,5 +1,6 @@
 # Options that every target of this project is compiled with.
 option(KVR_SANITIZE "Address and undefined behaviour sanitizers" OFF)
+option(KVR_SANITIZE_THREADS "Thread sanitizer" OFF)
 option(KVR_COVERAGE "Line and branch coverage" OFF)
 option(KVR_FUZZ "Fuzz targets of clang's libFuzzer, in place of the tests that run kept inputs" OFF)
 
@@ -26,6 +27,10 @@ if(KVR_SANITIZE)
                     OUTPUT_VARIABLE runtime_dir OUTPUT_STRIP_TRAILING_WHITESPACE)
     add_link_options(-shared-libasan -Wl,-rpath,${runtime_dir})
   endif()
+endif()
+if(KVR_SANITIZE_THREADS)
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
 endif()
 if(KVR_COVERAGE)
   add_compile_options(--coverage -fprofile-update=atomic)

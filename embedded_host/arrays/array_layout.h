@@ -5,8 +5,8 @@
 //           -> Names       field names; class, function and subclass names
 //
 // All three are counted and shared by copies; a write first makes the array's own. Counts are plain
-// numbers: the host runs on one thread. Smaller elements lie in the vrArray itself, so that a
-// scalar is one allocation.
+// numbers: one thread at a time is inside the host. Smaller elements lie in the vrArray itself, so
+// that a scalar is one allocation.
 #pragma once
 
 #include <cstddef>

@@ -6,7 +6,7 @@ namespace vormel {
 
 // The lists of a scope. An item knows what points to it (link) and the item behind it (next).
 struct CallScopeAccess {
-  static CallScope* innermost;
+  static thread_local CallScope* innermost;
 
   template <class Item>
   static void enter(Item* item, Item*& first) noexcept {
@@ -26,7 +26,7 @@ struct CallScopeAccess {
   }
 };
 
-CallScope* CallScopeAccess::innermost = nullptr;
+constinit thread_local CallScope* CallScopeAccess::innermost = nullptr;
 
 CallResource::CallResource() noexcept {
   if (CallScope* scope = CallScope::current()) CallScopeAccess::enter(this, scope->resources_);

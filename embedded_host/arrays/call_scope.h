@@ -4,6 +4,8 @@
 // until they are destroyed, put into another array, given scope 0 or returned; its end releases the
 // rest, also when an exception ends the call. A list is intrusive and doubly linked: entering and
 // leaving are a few stores, and a call whose arrays all leave pays nothing at its end.
+//
+// Scopes belong to the thread that opened them: what another thread makes meanwhile is on no list.
 #pragma once
 
 #include "kvrntob/host/export.h"
@@ -40,7 +42,7 @@ class VORMEL_HOST_API CallScope {
   CallScope(const CallScope&) = delete;
   CallScope& operator=(const CallScope&) = delete;
 
-  // The innermost scope, or null outside any call.
+  // The innermost scope of the thread, or null outside any call.
   static CallScope* current() noexcept;
 
   // Takes an array that leaves the call off whatever list it is on. Null is ignored.

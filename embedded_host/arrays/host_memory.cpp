@@ -3,20 +3,12 @@
 #include <cstring>
 #include <limits>
 
-#include "embedded_host/faults/fault_injection.h"
 #include "kvrntob/host/libhu.h"
 
-using vormel::FaultSite;
-using vormel::isFaultDue;
-
 // A block of no bytes is one of one byte: null means exhausted memory alone.
-void* huMalloc(std::size_t size) noexcept {
-  if (isFaultDue(FaultSite::Memory, "huMalloc")) return nullptr;
-  return std::malloc(std::max<std::size_t>(size, 1));
-}
+void* huMalloc(std::size_t size) noexcept { return std::malloc(std::max<std::size_t>(size, 1)); }
 
 void* huCalloc(std::size_t size, std::size_t count) noexcept {
-  if (isFaultDue(FaultSite::Memory, "huCalloc")) return nullptr;
   size = std::max<std::size_t>(size, 1);
   count = std::max<std::size_t>(count, 1);
   if (size > std::numeric_limits<std::size_t>::max() / count) return nullptr;

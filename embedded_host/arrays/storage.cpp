@@ -86,7 +86,7 @@ std::size_t checkedCount(std::size_t dimensionCount, const std::size_t* dimensio
 
 vrArray* newArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions) {
   auto* array = new (required(huMalloc(sizeof(vrArray)))) vrArray{};
-  ++liveArrays;
+  countArrays(1);
   array->dimensionCount = static_cast<std::uint32_t>(dimensionCount);
   array->classID = static_cast<std::uint8_t>(classID);
   array->isSmall = hasElements(array);
@@ -152,14 +152,14 @@ vrArray* InputArray::make(int classID, std::size_t rows, std::size_t columns) {
     array->block = blockIn(required(unfilledMemory(sizeof(Block) + all)), all);
     array->isSmall = false;
   }
-  ++liveArrays;
+  countArrays(1);
   return array;
 }
 
 void InputArray::end() noexcept {
   auto* array = std::launder(reinterpret_cast<vrArray*>(head_));
   if (!array->isSmall) releaseBlock(array->block);
-  --liveArrays;
+  countArrays(-1);
 }
 
 vrArray* newPartsArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions,

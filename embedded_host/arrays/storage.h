@@ -3,6 +3,7 @@
 // Whatever allocates throws ntob::TOBOutOfMemoryException when memory is exhausted.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <new>
 #include <string>
@@ -13,7 +14,15 @@
 
 namespace vormel {
 
-extern std::size_t liveArrays;
+// Changed by one thread at a time, read by any: a plain addition does.
+extern std::atomic<std::size_t> liveArrays;
+inline void countArrays(int made) noexcept {
+  liveArrays.store(liveArrays.load(std::memory_order_relaxed) + static_cast<std::size_t>(made),
+                   std::memory_order_relaxed);
+}
+
+// Ends the handles that were let go of outside of any call. For a thread that is inside.
+void endWaitingHandles() noexcept;
 
 // The number of elements of that shape. Throws HostError for fewer than two dimensions, and for
 // more elements of `elementSize` bytes than an address space holds (dimensions of 0 left out, so

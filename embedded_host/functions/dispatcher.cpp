@@ -1,6 +1,7 @@
 #include "embedded_host/functions/dispatcher.h"
 
 #include <deque>
+#include <mutex>
 #include <unordered_map>
 
 namespace vormel {
@@ -9,7 +10,8 @@ namespace {
 // Handles count from 0 in the order of first use. Never destroyed: names live as long as the
 // process.
 struct NameTable {
-  std::deque<std::string> names;
+  std::mutex mutex;
+  std::deque<std::string> names;  // an element never moves
   std::unordered_map<std::string, int> handles;
 };
 
@@ -18,7 +20,7 @@ NameTable& nameTable() {
   return *table;
 }
 
-const Vfh_Vormel_fn* innermost = nullptr;
+constinit thread_local const Vfh_Vormel_fn* innermost = nullptr;
 
 Vdispatcher mainDispatcher;
 
@@ -26,6 +28,7 @@ Vdispatcher mainDispatcher;
 
 int functionHandle(const std::string& name) {
   NameTable& table = nameTable();
+  const std::lock_guard lock(table.mutex);
   const auto found = table.handles.find(name);
   if (found != table.handles.end()) return found->second;
   const auto handle = static_cast<int>(table.names.size());
@@ -50,7 +53,8 @@ const Vfh_Vormel_fn* Vdispatcher::GetCurrentlyExecutingFunctionScope() const {
 }
 
 const char* Vdispatcher::get_hfuncname(int handle) const {
-  const auto& names = vormel::nameTable().names;
+  vormel::NameTable& table = vormel::nameTable();
+  const std::lock_guard lock(table.mutex);
   const auto index = static_cast<std::size_t>(handle);
-  return handle >= 0 && index < names.size() ? names[index].c_str() : nullptr;
+  return handle >= 0 && index < table.names.size() ? table.names[index].c_str() : nullptr;
 }

@@ -15,7 +15,7 @@ namespace vormel {
 // long as the process.
 VORMEL_HOST_API int functionHandle(const std::string& name);
 
-// Makes a function the running one for as long as it lives. Lives must nest.
+// Makes a function the running one of the thread for as long as it lives. Lives must nest.
 class VORMEL_HOST_API RunningFunction {
  public:
   explicit RunningFunction(int handle) noexcept;

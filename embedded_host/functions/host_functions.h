@@ -2,10 +2,14 @@
 //
 // The host has its own "version", "now", "tempdir" and "timeseries" (v_interpreter.h). Each can be
 // replaced and put back, and functions can be added. Functions take no inputs and give one output.
+//
+// Any thread may ask and change the list at any time, a function that is running included. A
+// function that was replaced or removed ends after the list has changed.
 #pragma once
 
 #include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -27,7 +31,7 @@ class VORMEL_HOST_API HostFunctions {
 
   // Names that can be called, in alphabetical order.
   std::vector<std::string> names() const;
-  bool contains(const std::string& name) const { return functions_.count(name) != 0; }
+  bool contains(const std::string& name) const;
 
   // True if `name` is replaced or added: not as the host has it.
   bool isReplaced(const std::string& name) const;
@@ -40,7 +44,8 @@ class VORMEL_HOST_API HostFunctions {
   void reset(const std::string& name);
 
   // Calls the function as a host call of its own. The result is the caller's, on no list. Throws
-  // HostError("NoSuchFunction"), HostError("NoResult") if it gave no array, and what it throws.
+  // HostError("NoSuchFunction"), as HostEntry, HostError("NoResult") if it gave no array, and what
+  // it throws.
   OwnedArray call(const std::string& name) const;
 
   // The same with the function that the host has of its own, whatever it is replaced by.
@@ -54,7 +59,9 @@ class VORMEL_HOST_API HostFunctions {
   };
 
   HostFunctions();
+  Entry find(const std::string& name) const;
 
+  mutable std::mutex mutex_;  // never held while a function runs, or ends
   std::map<std::string, Entry> functions_;
 };
 

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "embedded_host/arrays/host_entry.h"
 #include "embedded_host/functions/locked_directory.h"
 #include "embedded_host/interpreter/calls.h"
 #include "embedded_host/interpreter/module_file.h"
@@ -62,6 +63,7 @@ Interpreter& Interpreter::instance() {
 Interpreter::Interpreter() { removeDeadDirectories(); }
 
 void Interpreter::loadModule(const std::string& path) {
+  const HostEntry entry;
   const std::filesystem::path found = requireFile(path);
   const std::string name = moduleName(found);
   const bool loaded = std::any_of(modules_.begin(), modules_.end(),
@@ -76,18 +78,21 @@ void Interpreter::loadModule(const std::string& path) {
 }
 
 ClassRecord& Interpreter::findClass(std::string_view fullName) const {
+  const HostEntry entry;
   ClassRecord* cls = vormel::findClass(fullName);
   if (cls != nullptr) return *cls;
   throw HostError("NoSuchClass", "There is no class " + std::string(fullName) + ".");
 }
 
 std::vector<std::string> Interpreter::packageNames() const {
+  const HostEntry entry;
   std::vector<std::string> names;
   forEachPackage([&](PackageRecord& package) { names.push_back(package.fullName()); });
   return names;
 }
 
 std::vector<std::string> Interpreter::classNames() const {
+  const HostEntry entry;
   std::vector<std::string> names;
   forEachPackage([&](PackageRecord& package) {
     for (const auto& cls : package.classes()) names.push_back(cls->fullName());
@@ -96,10 +101,12 @@ std::vector<std::string> Interpreter::classNames() const {
 }
 
 Method Interpreter::method(std::string_view className, std::string_view name) const {
+  const HostEntry entry;
   return Method(requireMethod(findClass(className), name));
 }
 
 Object Interpreter::construct(std::string_view className, Arguments inputs) const {
+  const HostEntry entry;
   ClassRecord& cls = findClass(className);
   const MethodRecord* constructor = cls.constructor();
   if (constructor == nullptr) {

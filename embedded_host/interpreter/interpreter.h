@@ -8,7 +8,15 @@
 //
 // What a module raises arrives as HostException, what the host refuses as CallRefused or HostError
 // (embedded_host/messages/host_exception.h), exhausted memory as ntob::TOBOutOfMemoryException or
-// std::bad_alloc. Everything happens on one thread.
+// std::bad_alloc.
+//
+// Any thread may use the host, one at a time. While a thread is inside, in a call, a look-up or the
+// loading of a module, whatever another thread asks of the Interpreter, of an Object or of a Method
+// is refused with CallRefused("Busy") and changes nothing; it may be asked again. Calls from a host
+// function on the same thread nest until little of the thread's stack is left, then they are
+// refused with CallRefused("TooDeep"). An Object may be dropped at any time: where another thread
+// is inside, the object ends when that one leaves. Values, and host arrays at large, are made,
+// copied and dropped by a thread that is inside, or while none is.
 #pragma once
 
 #include <initializer_list>
@@ -47,7 +55,7 @@ class VORMEL_HOST_API Object {
   // The object's class. Not for an Object that names nothing.
   ClassRecord& cls() const;
 
-  // True once the object has ended.
+  // True once the object has ended. To be asked while no other thread is inside.
   bool isEnded() const noexcept;
 
   // Calls the first method of the name; the handle goes before `inputs`. One output is asked for,
@@ -93,7 +101,8 @@ class VORMEL_HOST_API Interpreter {
   // and whatever the module's entry throws.
   void loadModule(const std::string& path);
 
-  // Loaded modules, in the order of loading: name, and the texts that they export.
+  // Loaded modules, in the order of loading: name, and the texts that they export. To be asked
+  // while no other thread loads one.
   struct Module {
     std::string name;       // of the file, without folder and ending: "kvrntob"
     std::string path;       // as it was found, symbolic links resolved

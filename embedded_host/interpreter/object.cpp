@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "embedded_host/arrays/host_entry.h"
 #include "embedded_host/interpreter/calls.h"
 #include "embedded_host/messages/host_exception.h"
 #include "embedded_host/objects/object_record.h"
@@ -8,6 +9,7 @@ namespace vormel {
 namespace {
 
 OwnedArray copyOf(const OwnedArray& array) {
+  const HostEntry entry;
   return array ? OwnedArray(detachedCopy(array.get())) : OwnedArray();
 }
 
@@ -54,10 +56,12 @@ bool Object::isEnded() const noexcept {
 }
 
 Value Object::call(std::string_view method, Arguments inputs) const {
+  const HostEntry entry;
   return Method(requireMethod(cls(), method))(*this, inputs);
 }
 
 CallResult Object::invoke(std::string_view method, int nargout, Arguments inputs) const {
+  const HostEntry entry;
   return Method(requireMethod(cls(), method)).invoke(*this, nargout, inputs);
 }
 

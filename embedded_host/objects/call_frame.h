@@ -8,6 +8,8 @@
 //
 // A refusal is a CallRefused; the body has not run then and nothing has changed:
 //
+//   "TooDeep"             little of the thread's stack is left
+//   "Busy"                another thread is inside the host
 //   "NotEnoughInputs"     fewer inputs than the signature declares
 //   "TooManyInputs"       more inputs where none are declared, or more than 65536
 //   "InvalidOutputCount"  nargout below 0 or above 65536
@@ -26,6 +28,7 @@
 
 #include "embedded_host/arrays/arrays.h"
 #include "embedded_host/arrays/call_scope.h"
+#include "embedded_host/arrays/host_entry.h"
 #include "embedded_host/arrays/input_array.h"
 #include "embedded_host/messages/host_exception.h"
 #include "embedded_host/objects/object_record.h"
@@ -135,6 +138,7 @@ class VORMEL_HOST_API CallFrame {
   void execute();
   void releaseOutputs() noexcept;
 
+  HostEntry entry_;
   CallScope scope_;
   const MethodRecord& method_;
   std::size_t inputCount_;

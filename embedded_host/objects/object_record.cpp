@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "embedded_host/arrays/host_entry.h"
 #include "embedded_host/messages/host_exception.h"
 
 namespace vormel {
@@ -70,6 +71,7 @@ vrArray* newHandle(const TOBInterfacePtr& object) {
 void endObject(const vrArray* handle) {
   ObjectRecord* object = ObjectRecord::behind(handle);
   if (object == nullptr) throw CallRefused("InvalidInput", "Only a host object can be ended.");
+  const HostEntry entry;
   object->end();
 }
 

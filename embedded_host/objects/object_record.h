@@ -78,7 +78,7 @@ VORMEL_HOST_API std::size_t liveObjectCount() noexcept;
 VORMEL_HOST_API vrArray* newHandle(const ntob::TOBInterfacePtr& object);
 
 // Ends the object that a handle array names, as host code does by hand. Nothing on an ended one.
-// Throws CallRefused("InvalidInput") if the array is no handle.
+// Throws CallRefused("InvalidInput") if the array is no handle, and as HostEntry.
 VORMEL_HOST_API void endObject(const vrArray* handle);
 
 }  // namespace vormel

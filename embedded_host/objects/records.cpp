@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "embedded_host/arrays/host_entry.h"
 #include "embedded_host/functions/dispatcher.h"
 
 namespace vormel {
@@ -68,7 +69,9 @@ ClassRecord::ClassRecord(const std::string& packageName, std::unique_ptr<TOBClas
 ClassRecord::~ClassRecord() = default;
 
 void ClassRecord::load() {
-  if (std::exchange(loaded_, true)) return;
+  if (loaded_) return;
+  const HostEntry entry;
+  loaded_ = true;
   descriptor_->loadMethods(this);
 }
 
@@ -114,7 +117,9 @@ PackageRecord::PackageRecord(const std::string& parentName,
 PackageRecord::~PackageRecord() = default;
 
 void PackageRecord::load() {
-  if (std::exchange(loaded_, true)) return;
+  if (loaded_) return;
+  const HostEntry entry;
+  loaded_ = true;
   descriptor_->loadPackageContents(this);
 }
 

@@ -3,7 +3,8 @@
 // A record is made from a descriptor and owns it. Contents are pulled from the module when they are
 // first needed: listing or looking up the contents of a package calls loadPackageContents, of a
 // class loadMethods, each once. If the module throws in there, what it registered before stays,
-// nothing is tried again, and the exception passes. Records live to the end of the process.
+// nothing is tried again, and the exception passes. What pulls enters the host and is refused as
+// any call (HostEntry); it is tried again then. Records live to the end of the process.
 #pragma once
 
 #include <memory>

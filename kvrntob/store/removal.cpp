@@ -9,6 +9,7 @@
 // carried out together. Noting may run out of memory, carrying out does not.
 #include <algorithm>
 #include <functional>
+#include <numeric>
 #include <utility>
 
 #include "kvrntob/binding/failure.h"
@@ -27,6 +28,55 @@ void eraseFirstOrLast(SignalRepository::IDList& list, int32 id) {
     list.pop_back();
   }
 }
+
+// A list of ids that loses many, each as eraseFirstOrLast takes it out, and is rewritten once: when
+// this ends. Making it may run out of memory, nothing else does. The list is not to be used
+// meanwhile.
+class ShrinkingList {
+ public:
+  using List = SignalRepository::IDList;
+
+  explicit ShrinkingList(List& list)
+      : list_(list), byID_(list.size()), isGone_(list.size()), end_(list.size()) {
+    std::iota(byID_.begin(), byID_.end(), std::size_t{0});
+    const auto isBefore = [&](std::size_t a, std::size_t b) {
+      return list[a] != list[b] ? list[a] < list[b] : a < b;
+    };
+    if (!std::is_sorted(list.begin(), list.end()))
+      std::sort(byID_.begin(), byID_.end(), isBefore);
+  }
+  ShrinkingList(const ShrinkingList&) = delete;
+  ShrinkingList& operator=(const ShrinkingList&) = delete;
+  ~ShrinkingList() {
+    std::size_t kept = 0;
+    for (std::size_t place = 0; place < end_; ++place) {
+      if (!isGone_[place]) list_[kept++] = list_[place];
+    }
+    list_.resize(kept);
+  }
+
+  // To be called once for an id.
+  void eraseFirstOrLast(int32 id) noexcept {
+    const auto isBelow = [&](std::size_t place, int32 key) { return list_[place] < key; };
+    const auto first = std::lower_bound(byID_.begin(), byID_.end(), id, isBelow);
+    // Where the first is gone, it went as the last: so did the others before it.
+    const bool isThere = first != byID_.end() && list_[*first] == id && !isGone_[*first];
+    if (isThere)
+      isGone_[*first] = true;
+    else if (dropGoneEnd(), end_ > 0)
+      isGone_[end_ - 1] = true;
+  }
+
+ private:
+  void dropGoneEnd() noexcept {
+    while (end_ > 0 && isGone_[end_ - 1]) --end_;
+  }
+
+  List& list_;
+  std::vector<std::size_t> byID_;  // places by their ids, equal ones in their order
+  std::vector<bool> isGone_;       // by place
+  std::size_t end_;                // all from here on are gone
+};
 
 // In a walk over a list of records: asks for one that comes a few steps later.
 void prefetchAhead(const std::vector<DataPtr>& list, std::size_t index) {
@@ -163,10 +213,9 @@ void SignalRepository::removeFromGroups(int32 id, Removal& removal) {
   removal.fromList(modelGroups[record.ModelSource], id);
 }
 
-void SignalRepository::removeRunRecords(int32 run) {
+void SignalRepository::noteRunRecords(int32 run, Removal& removal) {
   if (!runs.contains(run)) raiseFromMessage(KVR::kvr::NON_EXISTENT("Run ID"));
-  Removal removal;
-  std::vector<DataPtr>& list = signalsByRun[run];
+  const std::vector<DataPtr>& list = signalsByRun[run];
   IDList ids;  // an id can stand in the list twice where numbers were given out twice
   for (const DataPtr& record : list) ids.push_back(record->DataID);
   std::sort(ids.begin(), ids.end());
@@ -175,36 +224,69 @@ void SignalRepository::removeRunRecords(int32 run) {
     prefetchAhead(list, i);  // in the order of the list most ids rise
     removeFromGroups(ids[i], removal);
   }
+}
 
-  // From here on nothing can run out of memory.
-  removal.carryOut();
+void SignalRepository::eraseRunRecords(int32 run) noexcept {
+  const auto entry = signalsByRun.find(run);
+  std::vector<DataPtr>& list = entry->second;
   for (std::size_t i = 0; i < list.size(); ++i) {
     prefetchAhead(list, i);
     signalsBySource.erase(list[i]->DataSource);
     signals.erase(list[i]->DataID);
     list[i].reset();
   }
-  signalsByRun.erase(run);
+  signalsByRun.erase(entry);
   runs.erase(run);
-  eraseFirstOrLast(runIDs, run);
-  // A run that stands in no list reads as instance 0, and costs that list its last entry.
+}
+
+// A run that stands in no list reads as instance 0, and costs that list its last entry.
+int32 SignalRepository::takeInstanceOfRun(int32 run) noexcept {
   const auto owner = instanceByRun.find(run);
   const int32 instance = owner != instanceByRun.end() ? owner->second : 0;
   instanceByRun.erase(run);
+  return instance;
+}
+
+void SignalRepository::eraseFromInstance(int32 instance, int32 run) noexcept {
   const auto siblings = runsByInstance.find(instance);
   if (siblings != runsByInstance.end()) eraseFirstOrLast(siblings->second, run);
 }
 
+void SignalRepository::removeRun(int32 run) {
+  Removal removal;
+  noteRunRecords(run, removal);
+
+  // From here on nothing can run out of memory.
+  removal.carryOut();
+  eraseRunRecords(run);
+  eraseFirstOrLast(runIDs, run);
+  eraseFromInstance(takeInstanceOfRun(run), run);
+}
+
 void SignalRepository::removeEmptyRun(int32 run) {
-  removeRunRecords(run);
+  removeRun(run);
   --lastRunID;
 }
 
+// A run that is refused, or that there is no memory for, ends it: those before it are gone. Groups
+// lose the signals of all runs at once.
 void SignalRepository::deleteInstanceID(int32 instance) {
   const auto entry = runsByInstance.find(instance);
   if (entry == runsByInstance.end()) return;
   const IDList list = entry->second;
-  for (const int32 run : list) removeRunRecords(run);
+  Removal removal;
+  ShrinkingList all(runIDs);
+  ShrinkingList siblings(entry->second);
+  for (const int32 run : list) {
+    noteRunRecords(run, removal);
+    eraseRunRecords(run);
+    all.eraseFirstOrLast(run);
+    const int32 owner = takeInstanceOfRun(run);
+    if (owner == instance)
+      siblings.eraseFirstOrLast(run);
+    else
+      eraseFromInstance(owner, run);
+  }
 }
 
 }  // namespace kvr

@@ -13,7 +13,9 @@ int32 SignalRepository::copyRun(int32 source, int32 instance) {
   const auto count = static_cast<int32>(signalsByRun[source].size());
   for (int32 index = 1; index <= count; ++index) {
     const DataPtr record = recordPointerByRunIndex(source, index);
-    std::unique_ptr<Data> duplicate(duplicateRecord(*record, writeFlag));
+    // Reading values back calls the host, where a function may change or remove the signal.
+    std::unique_ptr<Data> duplicate(record->storedInFile ? duplicateRecord(Data(*record), writeFlag)
+                                                         : duplicateRecord(*record, writeFlag));
     duplicate->setRunID(copy);
     insertCopy(copy, duplicate.release());
   }

@@ -100,10 +100,11 @@ class SignalRepository {
   void removeSignal(int32 id);
   // Removes a run and its signals, leaving its settings, the hierarchy and all group names alone.
   // Fails with "Run ID".
-  void removeRun(int32 run) { removeRunRecords(run); }
+  void removeRun(int32 run);
   // The same, then takes 1 off lastRunID, whichever run it was and whether or not it was empty.
   void removeEmptyRun(int32 run);
-  // Removes the runs of an instance; none if it is unknown.
+  // Removes the runs of an instance; none if it is unknown. Linear in what is removed and in the
+  // lists that lose it.
   void deleteInstanceID(int32 instance);
 
   // ---- Hierarchy: store/hierarchy.cpp. Fail with "ID" unless told otherwise ----
@@ -226,7 +227,10 @@ class SignalRepository {
   void removeSignal(int32 id, Removal& removal);
   void removeChildren(int32 id, Removal& removal);
   void removeFromGroups(int32 id, Removal& removal);
-  void removeRunRecords(int32 run);
+  void noteRunRecords(int32 run, Removal& removal);
+  void eraseRunRecords(int32 run) noexcept;
+  int32 takeInstanceOfRun(int32 run) noexcept;
+  void eraseFromInstance(int32 instance, int32 run) noexcept;
   Data* duplicateRecord(const Data& record, bool storedInFile) const;
   int32 insertCopy(int32 run, Data* record);
   static ColumnIndex columnIndex(Column column);

@@ -186,6 +186,7 @@ std::int64_t readOutputCount(PyObject* value) {
 
 PyObject* callMethod(const MethodRecord& method, PyObject* const* arguments, std::size_t count,
                      PyObject* keywordNames) noexcept {
+  if (!isThreadReady(method.name().c_str())) return nullptr;
   PyObject* result = nullptr;
   try {
     result = run(method, arguments, count, keywordNames).release().ptr();

@@ -6,8 +6,10 @@
 #include <typeinfo>
 #include <utility>
 
+#include "embedded_host/arrays/host_entry.h"
 #include "kvrntob/host/ntob.h"
 #include "python/src/names.h"
+#include "python/src/python_lock.h"
 
 namespace vormel::python {
 namespace {
@@ -56,8 +58,70 @@ void setHostError(PyObject* cls, const HostException& failure) {
       makeError(cls, failure.identifier(), failure.word(), failure.functionName(), failure.what()));
 }
 
-// What is no Exception, on its way through the host. Owned; null most of the time.
-PyObject* interruption = nullptr;
+// The Python error that is set, with its traceback, no longer set. Null if there is none.
+Ref takePythonError() noexcept {
+  PyObject* type = nullptr;
+  PyObject* value = nullptr;
+  PyObject* traceback = nullptr;
+  PyErr_Fetch(&type, &value, &traceback);
+  if (type == nullptr) return {};
+  PyErr_NormalizeException(&type, &value, &traceback);
+  if (traceback != nullptr) PyException_SetTraceback(value, traceback);
+  Py_XDECREF(type);
+  Py_XDECREF(traceback);
+  return steal(value);
+}
+
+// ---- Exhausted memory. Nothing throws here: there may be no memory for that. ----
+
+bool setAttribute(const Ref& error, PyObject* name, const Ref& value) noexcept {
+  return value && PyObject_SetAttr(error.ptr(), name, value.ptr()) == 0;
+}
+
+Ref textOrNone(const char* text) noexcept {
+  return text != nullptr ? steal(PyUnicode_FromString(text)) : borrow(Py_None);
+}
+
+// Null, with a Python error set, if there is no memory.
+Ref makeOutOfMemory(const char* function, const char* text) noexcept {
+  const Ref message = textOrNone(text);
+  const Ref arguments = message ? steal(PyTuple_Pack(1, message.ptr())) : Ref();
+  if (!arguments) return {};
+  auto* type = reinterpret_cast<PyTypeObject*>(classes.outOfMemory);
+  Ref error = steal(type->tp_new(type, arguments.ptr(), nullptr));
+  const bool isWhole = error &&
+                       setAttribute(error, names.identifier, textOrNone("Vormel:OutOfMemory")) &&
+                       setAttribute(error, names.word, textOrNone(nullptr)) &&
+                       setAttribute(error, names.function, textOrNone(function));
+  return isWhole ? error : Ref();
+}
+
+// The Python error that is set becomes the cause.
+void setOutOfMemory(const char* function, const char* text) noexcept {
+  Ref cause = takePythonError();
+  const Ref error = makeOutOfMemory(function, text);
+  if (!error) {
+    PyErr_Clear();
+    PyErr_NoMemory();
+    return;
+  }
+  if (cause) PyException_SetCause(error.ptr(), cause.release().ptr());
+  setError(error);
+}
+
+// Python's own MemoryError is one of the host too.
+void nameExhaustedMemory(const char* function) noexcept {
+  if (PyErr_ExceptionMatches(PyExc_MemoryError) == 0 ||
+      PyErr_ExceptionMatches(classes.outOfMemory) != 0)
+    return;
+  setOutOfMemory(function, "out of memory");
+}
+
+// ---- The other failures ----
+
+// What is no Exception, on its way through the host to the thread's call. Owned; null most of the
+// time.
+constinit thread_local PyObject* interruption = nullptr;
 
 bool isInterruption(PyObject* error) {
   return PyType_IsSubtype(Py_TYPE(error), reinterpret_cast<PyTypeObject*>(PyExc_Exception)) == 0;
@@ -75,10 +139,10 @@ PyObject* classOfRefusal(const CallRefused& failure) {
   return failure.identifier() == "Vormel:NoSuchMethod" ? classes.methodError : classes.callError;
 }
 
-void setOtherError(PyObject* cls, const char* identifier, const char* function, const char* text) {
+void setUnexpected(const char* function, const char* text) {
   std::optional<std::string> name;
   if (function != nullptr) name = function;
-  setError(makeError(cls, identifier, std::nullopt, name, text));
+  setError(makeError(classes.error, "Vormel:Unexpected", std::nullopt, name, text));
 }
 
 void translateHostException(const HostException& failure) {
@@ -100,29 +164,16 @@ void translate(const char* function) {
   } catch (const HostException& failure) {
     translateHostException(failure);
   } catch (const ntob::TOBOutOfMemoryException& failure) {
-    setOtherError(classes.outOfMemory, "Vormel:OutOfMemory", function, failure.what());
+    setOutOfMemory(function, failure.what());
   } catch (const std::bad_alloc&) {
-    setOtherError(classes.outOfMemory, "Vormel:OutOfMemory", function, "out of memory");
+    setOutOfMemory(function, "out of memory");
   } catch (pybind11::error_already_set& error) {
     error.restore();
   } catch (const std::exception& failure) {
-    setOtherError(classes.error, "Vormel:Unexpected", function, failure.what());
+    setUnexpected(function, failure.what());
   } catch (...) {
-    setOtherError(classes.error, "Vormel:Unexpected", function, "an unknown C++ exception");
+    setUnexpected(function, "an unknown C++ exception");
   }
-}
-
-// The Python error that is set, with its traceback, no longer set.
-Ref takePythonError() {
-  PyObject* type = nullptr;
-  PyObject* value = nullptr;
-  PyObject* traceback = nullptr;
-  PyErr_Fetch(&type, &value, &traceback);
-  PyErr_NormalizeException(&type, &value, &traceback);
-  if (traceback != nullptr) PyException_SetTraceback(value, traceback);
-  Py_XDECREF(type);
-  Py_XDECREF(traceback);
-  return steal(value);
 }
 
 std::string describe(const std::string& name, PyObject* error) {
@@ -154,11 +205,17 @@ void loadErrorClasses() {
 void setPythonError(const char* function) noexcept {
   try {
     translate(function);
-  } catch (const PythonErrorSet&) {  // making the error failed, and has set an error of its own
-    return;
+  } catch (const PythonErrorSet&) {  // NOLINT(bugprone-empty-catch): making it failed, and set one
   } catch (...) {
     PyErr_NoMemory();
   }
+  nameExhaustedMemory(function);
+}
+
+bool isThreadReady(const char* function) noexcept {
+  if (prepareThread()) return true;
+  setOutOfMemory(function, "out of memory");
+  return false;
 }
 
 PyObject* interruptedInstead(PyObject* result) noexcept {
@@ -172,11 +229,11 @@ PyObject* interruptedInstead(PyObject* result) noexcept {
 void setPythonError(const HostException& failure) noexcept {
   try {
     translateHostException(failure);
-  } catch (const PythonErrorSet&) {  // as above
-    return;
+  } catch (const PythonErrorSet&) {  // NOLINT(bugprone-empty-catch): as above
   } catch (...) {
     PyErr_NoMemory();
   }
+  nameExhaustedMemory(nullptr);
 }
 
 CallableFailed::CallableFailed(const std::string& name) : CallableFailed(name, takePythonError()) {}
@@ -186,11 +243,19 @@ CallableFailed::CallableFailed(const std::string& name, Ref cause)
   if (isInterruption(cause_.ptr())) Py_XSETREF(interruption, Py_NewRef(cause_.ptr()));
 }
 
-CallableFailed::CallableFailed(const CallableFailed& other) = default;
+// The host may copy and keep a failure on any thread, and beyond the end of the interpreter.
+CallableFailed::CallableFailed(const CallableFailed& other) : HostError(other) {
+  const PythonLock lock;
+  if (lock) cause_ = other.cause_;
+}
 
-// The host may keep a failure beyond the end of the interpreter.
 CallableFailed::~CallableFailed() {
-  if (Py_IsInitialized() == 0) static_cast<void>(cause_.release());
+  const PythonLock lock;
+  if (lock) {
+    cause_ = Ref();
+  } else {
+    static_cast<void>(cause_.release());
+  }
 }
 
 }  // namespace vormel::python

@@ -16,10 +16,16 @@ void loadErrorClasses();
 
 // Sets the Python error for the C++ exception being handled. `function` names the method that ran,
 // for failures that do not know it themselves; may be null. To be called in a catch block.
+// Exhausted memory is an OutOfMemoryError, whoever found it; its cause is the MemoryError that
+// Python set, if it did. It is a plain MemoryError where there is no memory for that either.
 void setPythonError(const char* function = nullptr) noexcept;
 
 // The same for a failure of the host, at hand.
 void setPythonError(const HostException& failure) noexcept;
+
+// Makes sure that the thread can throw (prepareThread). False if there is no memory for it, with
+// the Python error set. To be asked before anything that may throw.
+bool isThreadReady(const char* function = nullptr) noexcept;
 
 // A failed call of a Python callable, on its way through the host with the Python error it carries.
 class CallableFailed : public HostError {
@@ -45,6 +51,7 @@ PyObject* interruptedInstead(PyObject* result) noexcept;
 // Runs `body` and returns what it returns, or `failed` with a Python error set.
 template <class Result, class Body>
 Result guarded(Result failed, const Body& body) noexcept {
+  if (!isThreadReady()) return failed;
   try {
     return body();
   } catch (...) {

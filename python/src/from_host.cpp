@@ -32,9 +32,9 @@ struct KnownFields {
   Ref dict;              // of the keys, all None: a copy of it has its final size
 };
 
-const KnownFields& knownFields(const vrArray* structure) {
-  static auto& known =  // never freed, as in names.cpp
-      *new KnownFields{0, checked(PyTuple_New(0)), checked(PyDict_New())};
+// A copy of what is known: Python code that runs while a reader works may make others known.
+KnownFields knownFields(const vrArray* structure) {
+  static auto& known = *new KnownFields{0, {}, {}};  // never freed, as in names.cpp
   const std::uint64_t number = fieldNamesNumber(structure);
   if (known.number == number) return known;
   const std::vector<std::string>& names = fieldNames(structure);
@@ -50,8 +50,8 @@ const KnownFields& knownFields(const vrArray* structure) {
 
 // Of a name that stands twice the first field counts.
 Ref dictOfElement(const vrArray* structure, std::size_t index) {
-  const KnownFields& known = knownFields(structure);
-  const Ref keys = known.keys;  // a field that is a structure makes others known
+  const KnownFields known = knownFields(structure);
+  const Ref& keys = known.keys;
   Ref dict = checked(PyDict_Copy(known.dict.ptr()));
   for (Py_ssize_t i = PyTuple_GET_SIZE(keys.ptr()); i-- > 0;) {
     const Ref value = fromHost(fieldAt(structure, index, static_cast<std::size_t>(i)));

@@ -1,17 +1,20 @@
 #include "python/src/functions.h"
 
 #include <map>
+#include <utility>
 
 #include "embedded_host/functions/host_functions.h"
 #include "python/src/errors.h"
 #include "python/src/from_host.h"
+#include "python/src/python_lock.h"
 #include "python/src/to_host.h"
 
 namespace vormel::python {
 namespace {
 
 // The host is given names alone, so that nothing of Python is left with it when the interpreter
-// has ended.
+// has ended. Dropping a callable may run code that comes back here: a callable that leaves the
+// table is dropped after table and host agree again.
 std::map<std::string, Ref>& callables() {
   static auto& known = *new std::map<std::string, Ref>();
   return known;
@@ -28,8 +31,14 @@ OwnedArray convertResult(const std::string& name, PyObject* result) {
   throw CallableFailed(name);
 }
 
+[[noreturn]] void failUnknown(const std::string& name) {
+  throw HostError("NoSuchFunction", "no callable is set for \"" + name + '"');
+}
+
 OwnedArray callCallable(const std::string& name) {
-  const Ref callable = callables().at(name);
+  const PythonLock lock;  // a thread of C++ may have made the call
+  const Ref callable = lock ? functionSetFor(name) : Ref();
+  if (!callable) failUnknown(name);
   const Ref result = steal(PyObject_CallNoArgs(callable.ptr()));
   if (!result) throw CallableFailed(name);
   return convertResult(name, result.ptr());
@@ -38,8 +47,11 @@ OwnedArray callCallable(const std::string& name) {
 }  // namespace
 
 void setFunction(const std::string& name, PyObject* callable) {
-  callables()[name] = borrow(callable);
-  HostFunctions::instance().set(name, [name] { return callCallable(name); });
+  HostFunction function = [name] { return callCallable(name); };
+  Ref entry = borrow(callable);
+  Ref& place = callables()[name];
+  HostFunctions::instance().set(name, std::move(function));
+  std::swap(place, entry);
 }
 
 Ref functionSetFor(const std::string& name) {
@@ -49,7 +61,7 @@ Ref functionSetFor(const std::string& name) {
 
 void resetFunction(const std::string& name) {
   HostFunctions::instance().reset(name);
-  callables().erase(name);
+  const auto former = callables().extract(name);  // dropped at the end
 }
 
 Ref callOwnFunction(const std::string& name) {

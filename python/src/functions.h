@@ -16,7 +16,8 @@ Ref functionSetFor(const std::string& name);
 // Puts the host's own back.
 void resetFunction(const std::string& name);
 
-// Calls the function that the host has of its own.
+// Calls the function that the host has of its own, as a call: refused while another thread is
+// inside one.
 Ref callOwnFunction(const std::string& name);
 
 }  // namespace vormel::python

@@ -78,6 +78,7 @@ int construct(PyObject* self, PyObject* arguments, PyObject* keywords) {
     PyErr_SetString(PyExc_TypeError, "HostObject is the base of host classes, and none itself");
     return -1;
   }
+  if (!isThreadReady(cls->name().c_str())) return -1;
   PyObject* done = nullptr;
   try {
     runConstructor(self, arguments, keywords);
@@ -164,9 +165,10 @@ void addHostObjectType(PyObject* module) {
 Ref classFor(ClassRecord& cls) {
   const auto known = knownClasses().find(&cls);
   if (known != knownClasses().end()) return borrow(known->second);
-  Ref type = makeClass(cls);
-  knownClasses().emplace(&cls, type.inc_ref().ptr());
-  return type;
+  Ref type = makeClass(cls);  // runs Python code, which may have asked for the class as well
+  const auto [place, isNew] = knownClasses().emplace(&cls, type.ptr());
+  if (isNew) type.inc_ref();
+  return borrow(place->second);
 }
 
 ClassRecord* hostClassOf(PyObject* type) {
@@ -176,14 +178,25 @@ ClassRecord* hostClassOf(PyObject* type) {
   return static_cast<ClassRecord*>(PyCapsule_GetPointer(capsule.ptr(), classAttribute));
 }
 
-Ref hostObjectOf(const vrArray* handle) {
-  ObjectRecord* object = ObjectRecord::behind(handle);
+namespace {
+
+// The Python object of the host object; null if there is none.
+Ref liveObjectOf(const ObjectRecord* object) {
   const auto live = liveObjects().find(object);
   // An object without references is on its way out: weak-reference callbacks run while it goes.
-  if (live != liveObjects().end() && Py_REFCNT(live->second) > 0) return borrow(live->second);
+  const bool isAlive = live != liveObjects().end() && Py_REFCNT(live->second) > 0;
+  return isAlive ? borrow(live->second) : Ref();
+}
+
+}  // namespace
+
+Ref hostObjectOf(const vrArray* handle) {
+  ObjectRecord* object = ObjectRecord::behind(handle);
+  if (Ref live = liveObjectOf(object)) return live;
   const Ref type = classFor(object->cls());
   auto* cls = reinterpret_cast<PyTypeObject*>(type.ptr());
   Ref self = checked(cls->tp_alloc(cls, 0));
+  if (Ref live = liveObjectOf(object)) return live;  // Python code may have run in between
   adopt(self.ptr(), OwnedArray(detachedCopy(handle)));
   return self;
 }

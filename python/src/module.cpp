@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "embedded_host/interpreter/interpreter.h"
@@ -81,12 +82,20 @@ Ref makeArray(const py::object& value, const std::optional<py::str>& cls) {
   return wrapArray(toHostOfClass(value.ptr(), plainUtf8(cls->ptr(), "class name")));
 }
 
+// All properties are named at once: adding one to an object copies those it has.
 Ref makeValueObject(const py::str& className, const py::dict& properties) {
+  const py::dict own(checked(PyDict_Copy(properties.ptr())));  // Python code that runs changes none
+  std::vector<std::string> names;
+  for (const auto& property : own) {
+    names.emplace_back(plainUtf8(property.first.ptr(), "property name"));
+  }
   const std::size_t dimensions[] = {1, 1};
-  OwnedArray object(makeObject(plainUtf8(className.ptr(), "class name"), 2, dimensions));
-  for (const auto& [name, value] : properties) {
-    const OwnedArray array = toHost(value.ptr());
-    vrSetProperty_730(object.get(), 0, plainUtf8(name.ptr(), "property name"), array.get());
+  OwnedArray object(makeObject(plainUtf8(className.ptr(), "class name"), 2, dimensions, names));
+  int number = 0;
+  for (const auto& property : own) {
+    OwnedArray array = toHost(property.second.ptr());
+    vrSetFieldByNumber_730(object.get(), 0, number++, array.get());
+    static_cast<void>(array.release());  // the object's from here on
   }
   return wrapObject(std::move(object));
 }
@@ -113,10 +122,40 @@ void importNumpy() {
 }
 
 void addTypes(PyObject* module) {
-  loadErrorClasses();
-  addArrayTypes(module);
-  addMethodType(module);
-  addHostObjectType(module);
+  try {
+    loadErrorClasses();
+    addArrayTypes(module);
+    addMethodType(module);
+    addHostObjectType(module);
+  } catch (const PythonErrorSet&) {
+    throw py::error_already_set();
+  }
+}
+
+// ---- Threads ----
+
+PyCFunctionWithKeywords pybindFunction = nullptr;
+
+PyObject* callOnPreparedThread(PyObject* self, PyObject* arguments, PyObject* keywords) {
+  return isThreadReady() ? pybindFunction(self, arguments, keywords) : nullptr;
+}
+
+template <class To, class From>
+To functionAs(From* function) {
+  return reinterpret_cast<To>(reinterpret_cast<void*>(function));
+}
+
+// Puts the preparation of the thread before every function that pybind11 made; all have one entry.
+void prepareThreadsBeforeFunctions(PyObject* module) {
+  PyObject* members = PyModule_GetDict(module);
+  Py_ssize_t position = 0;
+  PyObject* member = nullptr;
+  while (PyDict_Next(members, &position, nullptr, &member) != 0) {
+    if (!PyCFunction_CheckExact(member)) continue;
+    PyMethodDef* method = reinterpret_cast<PyCFunctionObject*>(member)->m_ml;
+    const PyCFunction prepared = functionAs<PyCFunction>(callOnPreparedThread);
+    pybindFunction = functionAs<PyCFunctionWithKeywords>(std::exchange(method->ml_meth, prepared));
+  }
 }
 
 }  // namespace
@@ -153,4 +192,5 @@ PYBIND11_MODULE(_vormel, m) {
   });
   m.def("reset_function", resetFunction);
   m.def("call_own_function", callOwnFunction);
+  prepareThreadsBeforeFunctions(m.ptr());
 }

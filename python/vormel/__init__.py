@@ -13,7 +13,8 @@ folder. What the module registers appears as packages and classes below this one
 Arguments are positional. ``nargout=`` says how many outputs are asked for; without it, as many as
 the method declares. No output comes back as None, one as the value, several as a tuple.
 
-One host lives in a process, and one thread calls it. Everything is gone when the process ends.
+One host lives in a process, and one thread at a time calls it: a call while another thread is inside
+one is refused with CallError, identifier "Vormel:Busy". Everything is gone when the process ends.
 """
 
 from __future__ import annotations

@@ -15,12 +15,12 @@
 #include <sstream>
 #include <string>
 
-#include "embedded_host/faults/fault_injection.h"
 #include "embedded_host/interpreter/interpreter.h"
 #include "embedded_host/objects/object_record.h"
 #include "kvrntob/binding/module.h"
 #include "tests/binding/add_inputs.h"
 #include "tests/support/failure_matchers.h"
+#include "tests/support/faults.h"
 #include "tests/support/live_arrays.h"
 
 namespace kvr::test {
@@ -148,7 +148,7 @@ TEST_F(LoadedModule, registers_one_root_package) {
 
 // Descriptors lie in host memory: the root package's is the only one that loading asks for.
 TEST(Loading, pulls_nothing_beyond_the_root_package) {
-  const vormel::FaultPlan counting(vormel::FaultSite::Memory, 0);
+  const FaultPlan counting(FaultSite::Memory, 0);
   Interpreter::instance().loadModule(kModule);
   EXPECT_EQ(counting.seen(), 1U);
   EXPECT_THAT(Interpreter::instance().classNames(), ElementsAre(kRepository, "Dravik.kvr.Map"));
@@ -157,7 +157,7 @@ TEST(Loading, pulls_nothing_beyond_the_root_package) {
 
 TEST(Loading, without_memory_for_the_root_package_registers_nothing) {
   {
-    const vormel::FaultPlan exhausted(vormel::FaultSite::Memory, 1);
+    const FaultPlan exhausted(FaultSite::Memory, 1);
     Interpreter::instance().loadModule(kModule);
     EXPECT_EQ(exhausted.injected(), 1U);
   }

@@ -1,10 +1,11 @@
 // Faults on purpose: which operation fails, how, and what is counted.
-#include "embedded_host/faults/fault_injection.h"
+#include "tests/support/faults.h"
 
 #include "embedded_host/files/open_files.h"
 #include "embedded_host/functions/host_functions.h"
 #include "kvrntob/host/libhu.h"
 #include "kvrntob/host/ntob.h"
+#include "kvrntob/host/v_interpreter.h"
 #include "tests/reliability/heap_faults.h"
 #include "tests/support/array_builders.h"
 #include "tests/support/failure_matchers.h"
@@ -12,10 +13,6 @@
 
 namespace kvr::test {
 namespace {
-
-using vormel::FaultPlan;
-using vormel::FaultRepeat;
-using vormel::FaultSite;
 
 class FaultsTest : public VariableFileTest {};
 
@@ -78,7 +75,7 @@ TEST_F(FaultsTest, zeroed_memory_fails_too) {
 TEST_F(FaultsTest, a_file_that_is_not_to_be_opened_is_null) {
   const FaultPlan plan(FaultSite::FileOperation, 1);
   EXPECT_EQ(vfOpen(path.c_str(), "u"), nullptr);
-  EXPECT_EQ(vormel::lastFileError(), path + ": fails on purpose");
+  EXPECT_STREQ(plan.lastFault(), "vfOpen");
 }
 
 TEST_F(FaultsTest, a_variable_that_is_not_to_be_written_is_absent) {
@@ -105,10 +102,26 @@ TEST_F(FaultsTest, a_file_whose_close_fails_is_closed) {
   EXPECT_EQ(vormel::openFileCount(), 0U);
 }
 
-TEST_F(FaultsTest, a_host_function_throws) {
+TEST_F(FaultsTest, a_host_function_throws_under_its_name) {
   const FaultPlan plan(FaultSite::HostFunction, 1);
-  expectHostError("InjectedFault", [] { vormel::HostFunctions::instance().call("now"); });
+  vrArray* result = nullptr;
+  try {
+    ipCallFcnWithTrap(1, &result, 0, nullptr, "now", 0);
+    ADD_FAILURE() << "came through";
+  } catch (const vormel::HostError& failure) {
+    EXPECT_EQ(failure.identifier(), "Vormel:InjectedFault");
+    EXPECT_EQ(failure.functionName(), "now");
+  }
   EXPECT_STREQ(plan.lastFault(), "now");
+}
+
+TEST_F(FaultsTest, a_trapped_host_function_gives_null_and_keeps_its_failure) {
+  const FaultPlan plan(FaultSite::HostFunction, 1);
+  vrArray* result = nullptr;
+  EXPECT_EQ(ipCallFcnWithTrap(1, &result, 0, nullptr, "timeseries", 1), 1);
+  EXPECT_EQ(result, nullptr);
+  const OwnedArray value = aNumber(1);
+  expectHostError("InjectedFault", [&] { vrSetProperty_730(result, 0, "Data", value.get()); });
 }
 
 // ---- Failures for whose text there is no heap ----

@@ -22,7 +22,6 @@
 namespace kvr::test {
 namespace {
 
-using vormel::FaultRepeat;
 
 // ---- SQLite's memory ----
 
@@ -363,7 +362,7 @@ TEST_F(FilesFaults, get_survives_every_failing_allocation_of_heap_and_host) {
           if (isHeap) {
             attempt(HeapPlan(number, repeat));
           } else {
-            attempt(vormel::FaultPlan(vormel::FaultSite::Memory, number, repeat));
+            attempt(FaultPlan(FaultSite::Memory, number, repeat));
           }
           EXPECT_EQ(!found, injected > 0) << name << ' ' << number;
           if (injected == 0) break;
@@ -391,7 +390,7 @@ void expectOutOfMemory(const Action& action) {
   };
   std::uint64_t number = 1;
   while (!isDone(HeapPlan(number, FaultRepeat::Once))) ++number;
-  for (number = 1; !isDone(vormel::FaultPlan(vormel::FaultSite::Memory, number));) ++number;
+  for (number = 1; !isDone(FaultPlan(FaultSite::Memory, number));) ++number;
 }
 
 TEST(ValueBytesFaults, bytes_without_memory_are_an_exhausted_memory_exception) {

@@ -1,7 +1,10 @@
 // Signals whose values are kept in the scratch file.
 #include "kvrntob/exchange/scratch_file.h"
-#include "embedded_host/faults/fault_injection.h"
+#include "tests/support/faults.h"
 
+#include <pthread.h>
+
+#include <functional>
 #include <stdexcept>
 
 #include "kvrntob/exchange/export_signal.h"
@@ -376,9 +379,32 @@ TEST_F(ScratchFileTest, spoiled_file_cannot_be_located_for_a_read_and_takes_no_w
 
 TEST_F(ScratchFileTest, variable_that_cannot_be_written_reports_timeseries) {
   writeToFile();
-  const vormel::FaultPlan second(vormel::FaultSite::FileOperation, 2);  // opens, then writes
+  const FaultPlan second(FaultSite::FileOperation, 2);  // opens, then writes
   expectFailure("INPUT_MISMATCH", "timeseries", [&] { addSeries({1}); });
   EXPECT_STREQ(second.lastFault(), "vfPutVariable");
+}
+
+// What ends a thread is no failure of the write, and is not to be held back.
+TEST_F(ScratchFileTest, thread_that_ends_in_the_midst_of_a_write_ends) {
+  writeToFile();
+  const OwnedArray series = aTimeseries({1}, {0});
+  bool isThrough = false;
+  const std::function<void()> write = [&] {
+    const vormel::CallScope hostCall;
+    endsThreadAtFileOperation = true;
+    writeScratchVariable(series.get(), 1);
+    isThrough = true;
+  };
+  pthread_t thread;
+  const auto run = [](void* action) -> void* {
+    (*static_cast<const std::function<void()>*>(action))();
+    return nullptr;
+  };
+  void* const action = const_cast<void*>(static_cast<const void*>(&write));
+  ASSERT_EQ(pthread_create(&thread, nullptr, run, action), 0);
+  pthread_join(thread, nullptr);
+  EXPECT_FALSE(isThrough);
+  EXPECT_EQ(readData(addSeries({2})), Numbers{2});
 }
 
 TEST_F(ScratchFileTest, store_recovers_with_the_next_write_to_file) {

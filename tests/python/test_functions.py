@@ -253,3 +253,85 @@ def test_endless_nesting_ends_in_an_error(repo):
     vormel.functions["now"] = lambda: repo.createEmptyRun("again", 1)
     with pytest.raises((vormel.Error, RecursionError)):
         repo.createEmptyRun("Monday", 1)
+
+
+# ---- Callables whose end changes the functions ----
+
+
+class Ending:
+    """A callable that gives 1.0, and does something when it is let go of."""
+
+    def __init__(self, end):
+        self.end = end
+
+    def __call__(self):
+        return 1.0
+
+    def __del__(self):
+        self.end()
+
+
+def created(repo):
+    return repo.getDateCreated(repo.createEmptyRun("Monday", 1))
+
+
+def set_now():
+    vormel.functions["now"] = lambda: 3.0
+
+
+def delete_now():
+    del vormel.functions["now"]
+
+
+def test_callable_that_sets_its_entry_as_it_ends_is_replaced_by_what_it_set(repo):
+    vormel.functions["now"] = Ending(set_now)
+    vormel.functions["now"] = lambda: 2.0
+    assert created(repo) == 3.0
+
+
+def test_callable_that_deletes_its_entry_as_it_ends_is_replaced_by_the_hosts_own(repo):
+    vormel.functions["now"] = Ending(delete_now)
+    vormel.functions["now"] = lambda: 2.0
+    assert created(repo) > 700_000
+    assert "none" in repr(vormel.functions)
+
+
+def test_callable_that_sets_its_entry_as_it_is_deleted_is_followed_by_what_it_set(repo):
+    vormel.functions["now"] = Ending(set_now)
+    del vormel.functions["now"]
+    assert created(repo) == 3.0
+
+
+def test_callables_that_set_one_another_as_they_end_leave_the_last_one(repo):
+    def again():
+        vormel.functions["now"] = Ending(set_now)
+        vormel.functions["now"] = lambda: 4.0
+
+    vormel.functions["now"] = Ending(again)
+    vormel.functions["now"] = lambda: 2.0
+    assert created(repo) == 3.0
+
+
+def test_callable_that_deletes_itself_while_it_runs_comes_to_its_end(repo):
+    ended = []
+
+    class Once(Ending):
+        def __call__(self):
+            del vormel.functions["now"]
+            assert not ended
+            return 5.0
+
+    vormel.functions["now"] = Once(lambda: ended.append(True))
+    assert created(repo) == 5.0
+    assert ended
+    assert created(repo) > 700_000
+
+
+def test_callable_that_clears_all_functions_while_it_runs_comes_to_its_end(repo):
+    def version():
+        vormel.functions.clear()
+        return "own"
+
+    vormel.functions.update(version=version, now=Ending(vormel.functions.clear))
+    assert created(repo) > 700_000
+    assert "none" in repr(vormel.functions)

@@ -15,8 +15,6 @@
 
 namespace kvr::test {
 
-using vormel::FaultRepeat;
-
 enum class Site {
   HostMemory,
   Heap,
@@ -99,10 +97,10 @@ Attempt attemptUnder(const Fault& fault, const Action& action) {
     HeapPlan plan(fault.number, fault.repeat);
     failure = runUnder(plan, attempt, [&] { action(attempt); });
   } else {
-    const auto site = fault.site == Site::HostMemory      ? vormel::FaultSite::Memory
-                      : fault.site == Site::FileOperation ? vormel::FaultSite::FileOperation
-                                                          : vormel::FaultSite::HostFunction;
-    vormel::FaultPlan plan(site, fault.number, fault.repeat);
+    const auto site = fault.site == Site::HostMemory      ? FaultSite::Memory
+                      : fault.site == Site::FileOperation ? FaultSite::FileOperation
+                                                          : FaultSite::HostFunction;
+    FaultPlan plan(site, fault.number, fault.repeat);
     failure = runUnder(plan, attempt, [&] { action(attempt); });
     lastFault = plan.lastFault();
   }

@@ -10,7 +10,7 @@ HeapPlan* active = nullptr;
 
 }  // namespace
 
-HeapPlan::HeapPlan(std::uint64_t first, vormel::FaultRepeat repeat) noexcept
+HeapPlan::HeapPlan(std::uint64_t first, FaultRepeat repeat) noexcept
     : first_(first), repeat_(repeat) {
   active = this;
 }
@@ -20,7 +20,7 @@ HeapPlan::~HeapPlan() { active = nullptr; }
 bool HeapPlan::isDue() noexcept {
   ++seen_;
   const bool isDue =
-      first_ != 0 && (repeat_ == vormel::FaultRepeat::Always ? seen_ >= first_ : seen_ == first_);
+      first_ != 0 && (repeat_ == FaultRepeat::Always ? seen_ >= first_ : seen_ == first_);
   injected_ += isDue ? 1 : 0;
   return isDue;
 }

@@ -4,14 +4,14 @@
 
 #include <cstdint>
 
-#include "embedded_host/faults/fault_injection.h"
+#include "tests/support/faults.h"
 
 namespace kvr::test {
 
-// As vormel::FaultPlan. One at a time.
+// As FaultPlan. One at a time.
 class HeapPlan {
  public:
-  HeapPlan(std::uint64_t first, vormel::FaultRepeat repeat) noexcept;
+  HeapPlan(std::uint64_t first, FaultRepeat repeat) noexcept;
   ~HeapPlan();
   HeapPlan(const HeapPlan&) = delete;
   HeapPlan& operator=(const HeapPlan&) = delete;
@@ -24,7 +24,7 @@ class HeapPlan {
 
  private:
   std::uint64_t first_;
-  vormel::FaultRepeat repeat_;
+  FaultRepeat repeat_;
   std::uint64_t seen_ = 0;
   std::uint64_t injected_ = 0;
 };

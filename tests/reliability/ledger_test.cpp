@@ -69,7 +69,7 @@ const std::vector<Row>& ledger() {
       // ---- What fails has used up numbers ----
       {"run_whose_host_functions_fail_loses_its_number",
        [](SignalRepository& store) {
-         const vormel::FaultPlan plan(vormel::FaultSite::HostFunction, 1);
+         const FaultPlan plan(FaultSite::HostFunction, 1);
          failing([&] { store.createEmptyRun("run", 1); });
        },
        {{"run ids given out", 1}}},
@@ -96,7 +96,7 @@ const std::vector<Row>& ledger() {
        [](SignalRepository& store) {
          store.writeToFile();
          const vormel::CallScope hostCall;
-         const vormel::FaultPlan plan(vormel::FaultSite::FileOperation, 4);  // the second signal's
+         const FaultPlan plan(FaultSite::FileOperation, 4);  // the second signal's
          failing([&] { store.copyRun(2, 1); });
        },
        {{"runs", 1},

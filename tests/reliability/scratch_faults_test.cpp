@@ -138,7 +138,7 @@ TEST_F(ScratchFaults, adding_fails_by_the_operation_and_loses_the_id) {
       const int32 count = store().signalCount();
       std::string failure;
       const vormel::CallScope hostCall;  // which closes what a failed write leaves open
-      const vormel::FaultPlan plan(vormel::FaultSite::FileOperation, number);
+      const FaultPlan plan(FaultSite::FileOperation, number);
       try {
         aSignal().inRun(run_).withSource("new").withValues(kept(series(i))).addTo(store());
       } catch (...) {

@@ -168,6 +168,8 @@ class RemovalModelTest : public StoreTest {
  protected:
   // One random step on both stores; it gives the same, or fails with the same word.
   void step();
+  // The same, of those alone that make and remove runs.
+  void stepOfRuns();
 
   // A store that the process has let go of, so that the counters can be restarted under it.
   SignalRepository& store_ = drop();
@@ -242,6 +244,38 @@ void RemovalModelTest::step() {
     both([&] { return store_.signalCount(run); }, [&] { return plain_.count(run); });
   else
     restartCounters();
+}
+
+void RemovalModelTest::stepOfRuns() {
+  const int chance = upTo(99);
+  const int run = upTo(2 * kRuns);
+  const int instance = upTo(kInstances);
+  if (chance < 60)
+    both([&] { return store_.createEmptyRun("run", instance); },
+         [&] { return plain_.createRun(instance); });
+  else if (chance < 70)
+    both([&] { return store_.setDateCreated(run, 1), 0; },
+         [&] { return plain_.makeRunByDate(run), 0; });
+  else if (chance < 78)
+    both([&] { return store_.removeEmptyRun(run), 0; },
+         [&] { return plain_.removeEmptyRun(run), 0; });
+  else if (chance < 86)
+    addSignal();
+  else if (chance < 96)
+    both([&] { return store_.deleteInstanceID(instance), 0; },
+         [&] { return plain_.deleteInstance(instance), 0; });
+  else
+    restartCounters();
+}
+
+TEST_F(RemovalModelTest, random_deletions_of_instances_leave_the_tables_that_plain_steps_leave) {
+  for (unsigned seed = 1; seed <= 12; ++seed) {
+    random_.seed(seed);
+    for (int i = 0; i < 100 && !HasFailure(); ++i) {
+      stepOfRuns();
+      EXPECT_EQ(pictureOf(store_, plain_), pictureOf(plain_)) << "seed " << seed << ", step " << i;
+    }
+  }
 }
 
 TEST_F(RemovalModelTest, random_steps_leave_the_tables_that_plain_steps_leave) {

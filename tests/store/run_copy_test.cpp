@@ -1,4 +1,5 @@
 // Copying a run: deep as to the data, shallow as to what was set after a signal was added.
+#include <functional>
 #include <stdexcept>
 
 #include "kvrntob/store/palette.h"
@@ -183,6 +184,58 @@ TEST_F(RunCopyTest, copy_run_into_the_number_of_its_source_takes_the_count_once)
   const int32 copy = store().copyRun(source, 4);
   EXPECT_EQ(copy, source);
   EXPECT_EQ(idsOfRun(source), (IDs{1, 2, 3, 4}));
+}
+
+// ---- Signals in the scratch file: the host function timeseries runs while one is read back ----
+
+class RunCopyInFileTest : public RunCopyTest {
+ protected:
+  // Copies a run of one signal with an action in the midst of reading it.
+  Data copyWhile(const std::function<void()>& action) {
+    SignalRepository& copied = store();
+    const ReplacedFunction series("timeseries", [&] {
+      action();
+      return vormel::HostFunctions::instance().callOwn("timeseries");
+    });
+    const int32 copy = copied.copyRun(source, 4);
+    return copied.copyRecordByRunIndex(copy, 1);
+  }
+
+  const int32 id = [this] {
+    store().writeToFile();
+    return add(aSignal().inRun(source).withMetaData(kept(aNumber(3))));
+  }();
+};
+
+TEST_F(RunCopyInFileTest, signal_that_changes_while_it_is_read_is_copied_as_it_was) {
+  store().stopWritingToFile();
+  const Data copy = copyWhile([&] { store().setMetaData(id, kept(aNumber(4))); });
+  EXPECT_EQ(vrGetScalar(copy.getMetaData().get()), 3);
+  EXPECT_EQ(vrGetScalar(store().copyRecordByID(id).getMetaData().get()), 4);
+}
+
+TEST_F(RunCopyInFileTest, signal_that_is_removed_while_it_is_read_is_copied_as_it_was) {
+  store().stopWritingToFile();
+  const Data copy = copyWhile([&] { store().removeSignal(id); });
+  EXPECT_EQ(copy.getSignalLabel(), "label");
+  EXPECT_EQ(vrGetScalar(copy.getMetaData().get()), 3);
+  EXPECT_EQ(store().signalCount(source), 0);
+}
+
+TEST_F(RunCopyInFileTest, signal_whose_run_is_removed_while_it_is_read_is_copied_as_it_was) {
+  store().stopWritingToFile();
+  const Data copy = copyWhile([&] { store().removeRun(source); });
+  EXPECT_EQ(copy.getSignalLabel(), "label");
+  EXPECT_FALSE(store().isValidRunID(source));
+}
+
+TEST_F(RunCopyInFileTest, store_that_is_dropped_while_a_signal_is_read_holds_the_copy) {
+  store().stopWritingToFile();
+  SignalRepository* dropped = nullptr;
+  const Data copy = copyWhile([&] { dropped = &drop(); });
+  EXPECT_EQ(copy.getSignalLabel(), "label");
+  EXPECT_EQ(dropped->signalCount(copy.getRunID()), 1);
+  EXPECT_EQ(store().signalCount(), 0);
 }
 
 }  // namespace

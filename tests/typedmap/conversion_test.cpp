@@ -9,10 +9,10 @@
 #include <memory>
 #include <vector>
 
-#include "embedded_host/faults/fault_injection.h"
 #include "kvrntob/typedmap/make_wrapper.h"
 #include "tests/support/array_builders.h"
 #include "tests/support/failure_matchers.h"
+#include "tests/support/faults.h"
 #include "tests/support/live_arrays.h"
 
 namespace kvr::test {
@@ -271,7 +271,7 @@ TEST_F(Conversion, number_for_which_the_host_has_no_memory_is_null) {
   const Map map = aMap(vrDOUBLE_CLASS, vrINT8_CLASS);
   const OwnedArray number = aNumber(1);
   map->put(number.get(), number.get());
-  const vormel::FaultPlan first(vormel::FaultSite::Memory, 1);
+  const FaultPlan first(FaultSite::Memory, 1);
   EXPECT_EQ(map->getDataByIndex(0), nullptr);
 }
 

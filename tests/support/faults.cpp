@@ -1,8 +1,10 @@
-#include "embedded_host/faults/fault_injection.h"
+#include "tests/support/faults.h"
 
-namespace vormel {
+namespace kvr::test {
 
 FaultPlan* FaultPlan::innermost = nullptr;
+
+thread_local bool endsThreadAtFileOperation = false;
 
 FaultPlan::FaultPlan(FaultSite site, std::uint64_t first, FaultRepeat repeat) noexcept
     : outer_(innermost), site_(site), repeat_(repeat), first_(first) {
@@ -31,4 +33,4 @@ bool FaultPlan::decide(FaultSite site, const char* operation) noexcept {
   return isDue;
 }
 
-}  // namespace vormel
+}  // namespace kvr::test

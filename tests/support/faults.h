@@ -1,26 +1,27 @@
 // Faults on purpose, for tests of what becomes of a call when the host lets it down.
 //
 //   FaultPlan plan(FaultSite::Memory, 3);                        // the third from now on, once
-//   FaultPlan plan(FaultSite::FileOperation, 1, FaultRepeat::Always);  // the first and all after
-//   it FaultPlan plan(FaultSite::HostFunction, 0);                  // none; counts alone
+//   FaultPlan plan(FaultSite::FileOperation, 1, FaultRepeat::Always);  // the first and all later
+//   FaultPlan plan(FaultSite::HostFunction, 0);                  // none; counts alone
 //   ...
 //   plan.seen(); plan.injected(); plan.lastFault();
 //
 // A faulty operation fails as it would by itself: memory is null, a file cannot be opened, a
 // variable cannot be written or read, a host function throws HostError("InjectedFault"). A file is
 // closed all the same.
+//
+// The operations of a program that links kvr_test_faults take the place of the host's
+// (faulty_operations.cpp), for the program, the host and the modules that it loads alike.
 #pragma once
 
 #include <cstdint>
 
-#include "kvrntob/host/export.h"
-
-namespace vormel {
+namespace kvr::test {
 
 enum class FaultSite : std::uint8_t {
   Memory,         // huMalloc and huCalloc, and with them every array
   FileOperation,  // vfOpen, vfPutVariable, vfGetVariable, vfClose
-  HostFunction    // each call of a host function, under its name
+  HostFunction    // each call of a host function by a module, under its name
 };
 
 enum class FaultRepeat : std::uint8_t {
@@ -29,7 +30,7 @@ enum class FaultRepeat : std::uint8_t {
 };
 
 // Holds for as long as it lives. Plans for different sites may hold at one time; lives must nest.
-class VORMEL_HOST_API FaultPlan {
+class FaultPlan {
  public:
   // Makes operation number `first` fail, counted from 1 and from now on; 0 lets none fail.
   FaultPlan(FaultSite site, std::uint64_t first, FaultRepeat repeat = FaultRepeat::Once) noexcept;
@@ -66,4 +67,7 @@ inline bool isFaultDue(FaultSite site, const char* operation) noexcept {
   return FaultPlan::innermost != nullptr && FaultPlan::decide(site, operation);
 }
 
-}  // namespace vormel
+// The thread's next file operation ends the thread, as pthread_exit does.
+extern thread_local bool endsThreadAtFileOperation;
+
+}  // namespace kvr::test
