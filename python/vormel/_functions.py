@@ -22,7 +22,9 @@ class HostFunctions(MutableMapping[str, Callable[[], Any]]):
 
     def __getitem__(self, name: str) -> Callable[[], Any]:
         replacement = _vormel.function_set_for(name)
-        return partial(_vormel.call_own_function, name) if replacement is None else replacement
+        if replacement is not None:
+            return replacement
+        return partial(_vormel.call_own_function, name)
 
     def __setitem__(self, name: str, function: Callable[[], Any]) -> None:
         if not callable(function):
