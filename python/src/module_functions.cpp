@@ -157,16 +157,27 @@ Ref liveArrays(Arguments) { return checked(PyLong_FromSize_t(liveArrayCount()));
 
 // ---- The host's functions ----
 
+// "" for what cannot be the name of a function.
+std::string functionName(PyObject* argument) {
+  Py_ssize_t length = 0;
+  if (!PyUnicode_Check(argument)) return "";
+  const char* characters = PyUnicode_AsUTF8AndSize(argument, &length);
+  if (characters == nullptr && cannotBeEncoded()) return "";
+  return {characters, static_cast<std::size_t>(length)};
+}
+
 std::string functionNamed(PyObject* argument) {
   const HostFunctions& functions = HostFunctions::instance();
-  const std::string name = PyUnicode_Check(argument) ? textIn(argument, "function name") : "";
+  std::string name = functionName(argument);
   if (functions.contains(name)) return name;
   std::string known;
-  for (const std::string& one : functions.names())
-    known.append(known.empty() ? "" : ", ").append(one);
-  const Ref shown = checked(PyObject_Repr(argument));
-  const std::string text(utf8(shown.ptr(), "function name"));
-  raise(PyExc_KeyError, "the host calls no function " + text + "; it calls " + known);
+  for (const std::string& other : functions.names()) {
+    known.append(known.empty() ? "" : ", ").append(other);
+  }
+  const Ref shown = checked(PyObject_ASCII(argument));
+  raise(PyExc_KeyError, "the host calls no function " +
+                            std::string(utf8(shown.ptr(), "function name")) + "; it calls " +
+                            known);
 }
 
 Ref functionNames(Arguments) { return listOfTexts(HostFunctions::instance().names()); }
