@@ -5,7 +5,7 @@
 #include <string>
 
 #include "embedded_host/messages/host_exception.h"
-#include "python/src/numpy_classes.h"
+#include "python/src/numpy_elements.h"
 
 namespace vormel::python {
 namespace {
@@ -93,11 +93,16 @@ bool isMaskedArray(PyObject* array, const Ref& module) {
          PyType_IsSubtype(Py_TYPE(array), reinterpret_cast<PyTypeObject*>(type.ptr())) != 0;
 }
 
+// The mask is an array of NumPy's bools, or one bool for an array without masked elements.
 bool hasMaskedElements(PyObject* array, const Ref& module) {
-  const Ref answer = checked(PyObject_CallMethod(module.ptr(), "is_masked", "O", array));
-  const int isTrue = PyObject_IsTrue(answer.ptr());
-  checked(isTrue);
-  return isTrue != 0;
+  const Ref mask = checked(PyObject_CallMethod(module.ptr(), "getmask", "O", array));
+  if (!PyArray_Check(mask.ptr())) return false;
+  auto* truths = reinterpret_cast<PyArrayObject*>(mask.ptr());
+  if (PyArray_TYPE(truths) != NPY_BOOL) return false;
+  bool isAnyTrue = false;
+  forEachElement(NumpyElements(truths),
+                 [&isAnyTrue](const char* truth) { isAnyTrue = isAnyTrue || *truth != 0; });
+  return isAnyTrue;
 }
 
 }  // namespace
