@@ -28,3 +28,27 @@ def test_memory_error_or_the_result(family, failing):
     steps, runs = map(int, done.split()[-2:])
     assert steps > 0
     assert runs > 2 * steps  # memory failed at least once in each step, before it came through
+
+
+NUMPY_PROGRAM = """
+import sys
+import no_memory_steps
+print(no_memory_steps.run_numpy_family(sys.argv[1], every=sys.argv[2] == "all"))
+"""
+
+
+@pytest.mark.parametrize("failing", ["one", "all"])
+@pytest.mark.parametrize("family", ["in", "out"])
+def test_memory_error_or_the_result_where_numpy_has_no_memory(family, failing):
+    steps, failures = map(int, run_alone(NUMPY_PROGRAM, family, failing).split()[-2:])
+    assert steps > 0
+    assert failures > 0
+
+
+@pytest.mark.skipif(under_sanitizer(), reason="the sanitizer needs the whole address space")
+def test_large_values_in_an_address_space_with_bounds():
+    program = "import sys, no_memory_steps; print(no_memory_steps.run_bounded(int(sys.argv[1])))"
+    done = run_alone(program, "1" if wants_long_form() else "8", seconds=300)
+    came_through, failed = map(int, done.split()[-2:])
+    assert came_through > 10
+    assert failed > 10
