@@ -48,6 +48,13 @@ std::vector<KnownClass>& knownClasses() {
   return classes;
 }
 
+// Null if there is none. One without references is on its way out: weak-reference callbacks run
+// while it goes.
+PyObject* liveObjectOf(const ObjectRecord* object) {
+  const auto live = liveObjects().find(object);
+  return live != liveObjects().end() && Py_REFCNT(live->second) > 0 ? live->second : nullptr;
+}
+
 PyTypeObject* knownTypeOf(const ClassRecord& cls) {
   for (const KnownClass& known : knownClasses()) {
     if (known.record == &cls) return known.type;
@@ -211,12 +218,12 @@ ClassRecord* hostClassOf(PyObject* type) {
 
 Ref hostObjectOf(const vrArray* handle) {
   ObjectRecord* object = ObjectRecord::behind(handle);
-  const Ref type = classFor(object->cls());  // may run Python code
-  const auto live = liveObjects().find(object);
-  // An object without references is on its way out: weak-reference callbacks run while it goes.
-  if (live != liveObjects().end() && Py_REFCNT(live->second) > 0) return borrow(live->second);
+  if (PyObject* live = liveObjectOf(object)) return borrow(live);
+  const Ref type = classFor(object->cls());
   auto* cls = reinterpret_cast<PyTypeObject*>(type.ptr());
   Ref self = checked(cls->tp_alloc(cls, 0));
+  // Making the class and the object may have run Python code that asked for the same object.
+  if (PyObject* live = liveObjectOf(object)) return borrow(live);
   adopt(self.ptr(), OwnedArray(detachedCopy(handle)));
   return self;
 }

@@ -159,7 +159,8 @@ class World:
             world.act()
             if calls_plain:
                 return plain(self, *arguments, **keywords)
-            return world.answer()
+            # Python itself loses what __hash__ returns if that is no int.
+            return 7 if name == "__hash__" else world.answer()
 
         return misbehave
 
