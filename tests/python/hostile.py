@@ -28,8 +28,24 @@ METHODS = [
     "__array_ufunc__", "__array_function__", "__class__", "__getattr__", "__getattribute__",
     "__str__", "__repr__", "__del__", "__call__", "__next__", "keys", "items", "values", "shape",
     "dtype", "ndim", "size", "strides", "data", "_mask", "__length_hint__", "__buffer__",
-    "__host_class__", "tolist", "tp_name", "__reduce__", "__copy__", "mask",
+    "__host_class__", "tolist", "mask",
 ]  # fmt: skip
+
+# What is likely to be called.
+OF_BASES: dict[type, list[str]] = {
+    list: ["__len__", "__iter__", "__length_hint__", "__getitem__"],
+    tuple: ["__len__", "__iter__", "__length_hint__", "__getitem__"],
+    dict: ["__len__", "__iter__", "__getitem__", "keys", "__contains__", "__eq__"],
+    str: ["__eq__", "__hash__", "__len__", "__iter__", "__str__"],
+    int: ["__index__", "__int__", "__float__", "__bool__"],
+    float: ["__float__", "__int__", "__bool__"],
+    complex: ["__complex__", "__float__"],
+    object: ["__array__", "__index__", "__float__", "__len__", "__iter__", "__call__"],
+    np.ndarray: ["__array_finalize__", "__array_wrap__", "__array_prepare__", "dtype", "shape"],
+    np.ma.MaskedArray: ["__array_finalize__", "_mask", "mask", "dtype", "shape"],
+    np.int32: ["__index__", "__int__", "__float__", "__complex__"],
+    np.float64: ["__float__", "__complex__", "__index__"],
+}
 
 # Without what leaves arrays behind by itself, and the scratch file.
 SAFE = {
@@ -135,7 +151,7 @@ class World:
     def convert(self) -> None:
         vormel.array(self.random.choice(list(VALUES.values())))
 
-    ACTIONS = [nothing, nothing, fail, harm_list, harm_dict, harm_array, harm_array, change_class,
+    ACTIONS = [nothing, nothing, fail, fail, fail, harm_list, harm_dict, harm_array, harm_array, change_class,
                drop, collect, use_store, use_map, convert]  # fmt: skip
 
     # ---- What it answers ----
@@ -167,11 +183,9 @@ class World:
     # ---- Objects ----
 
     def make_class(self, base: type) -> type:
-        chosen = self.random.sample(METHODS, self.random.randrange(1, 5))
-        if base is object:
-            chosen.append("__array__")
-        if base in (np.ndarray, np.ma.MaskedArray):
-            chosen.append("__array_finalize__")
+        ours = OF_BASES.get(base, METHODS)
+        chosen = self.random.sample(ours, min(len(ours), self.random.randrange(1, 4)))
+        chosen += self.random.sample(METHODS, self.random.randrange(3))
         return type("Hostile_" + base.__name__, (base,), {name: self.method(name, base) for name in chosen})
 
     def array(self, cls: type) -> Any:
@@ -220,6 +234,8 @@ class World:
                      np.float64: (2.5,), np.int32: (7,), np.str_: ("text",)}.get(base, ())  # fmt: skip
         return base.__new__(cls, *arguments)
 
+
+STEPS = 400  # of a round
 
 CLASSES = ["double", "single", "int8", "uint64", "logical", "char", "cell", "struct",
            "function_handle", "nonsense"]  # fmt: skip
@@ -305,7 +321,7 @@ def round_of(seed: int, steps: int) -> tuple[int, int]:
     assert world.map.getCount() >= 0
     vormel.delete(world.map)  # it may hold itself
     actions = world.actions
-    empty_store(signals=500)
+    empty_store(signals=STEPS + 10)
     return came_through, actions
 
 
@@ -321,7 +337,7 @@ def run(first_seed: int, seconds: float) -> str:
     seed, came_through, actions = first_seed, 0, 0
     while seed == first_seed or time.monotonic() < end:
         print(f"seed {seed}", flush=True)
-        good, acted = round_of(seed, 60)
+        good, acted = round_of(seed, STEPS)
         came_through, actions, seed = came_through + good, actions + acted, seed + 1
         gc.collect()
         assert vormel.live_arrays() == alive, f"seed {seed}: {vormel.live_arrays() - alive} arrays"
