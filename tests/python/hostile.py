@@ -119,7 +119,7 @@ class World:
             target.shape = self.random.choice([(-1,), (1, -1), (-1, 1)])
         elif kind == 2:
             target.dtype = self.random.choice(["u1", "f8", "c16", "U1", ">f8", "i2"])
-        elif kind == 3:
+        elif kind == 3 and target.dtype != object:  # NumPy would release the first item many times
             target.strides = (0,) * target.ndim
         elif kind == 4:
             target.flags.writeable = False
