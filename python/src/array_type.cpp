@@ -9,6 +9,7 @@
 #include "python/src/from_host.h"
 #include "python/src/host_value.h"
 #include "python/src/names.h"
+#include "python/src/text.h"
 
 namespace vormel::python {
 namespace {
@@ -61,6 +62,56 @@ PyObject* toPython(PyObject* self, PyObject*) {
   return guarded<PyObject*>(nullptr, [&] { return fromHost(arrayIn(self)).release().ptr(); });
 }
 
+// ---- The array interface of NumPy ----
+
+// NumPy arrays that own their elements are copies; the others lie over the host's memory.
+bool isCopy(PyArrayObject* array) { return PyArray_CHKFLAGS(array, NPY_ARRAY_OWNDATA); }
+
+Ref inDtype(Ref array, PyArray_Descr* dtype, bool mustCopy) {
+  const int flags = NPY_ARRAY_FORCECAST | (mustCopy ? NPY_ARRAY_ENSURECOPY : 0);
+  auto* source = reinterpret_cast<PyArrayObject*>(array.ptr());
+  Py_XINCREF(dtype);  // taken over by the call
+  return checked(PyArray_FromArray(source, dtype, flags));
+}
+
+// Null for None.
+Ref readDtype(PyObject* value) {
+  PyArray_Descr* dtype = nullptr;
+  if (value != Py_None && PyArray_DescrConverter(value, &dtype) == NPY_FAIL) throw PythonErrorSet();
+  return steal(reinterpret_cast<PyObject*>(dtype));
+}
+
+// What NumPy 2 means by `copy`: None where it has to be, True always, False never.
+Ref numpyFace(const vrArray* array, PyObject* dtypeValue, PyObject* copy) {
+  const Ref dtype = readDtype(dtypeValue);
+  const int isTrue = PyObject_IsTrue(copy);
+  checked(isTrue);
+  Ref face = numpyArrayOf(array);
+  const bool wasCopied = isCopy(reinterpret_cast<PyArrayObject*>(face.ptr()));
+  const bool mustCopy = isTrue != 0 && !wasCopied;
+  Ref result = inDtype(face, reinterpret_cast<PyArray_Descr*>(dtype.ptr()), mustCopy);
+  if (isTrue != 0) {
+    PyArray_ENABLEFLAGS(reinterpret_cast<PyArrayObject*>(result.ptr()), NPY_ARRAY_WRITEABLE);
+  }
+  if (copy != Py_None && isTrue == 0 && (wasCopied || result.ptr() != face.ptr())) {
+    PyErr_SetString(PyExc_ValueError, "a NumPy array of these elements needs a copy of them");
+    throw PythonErrorSet();
+  }
+  return result;
+}
+
+PyObject* toNumpy(PyObject* self, PyObject* arguments, PyObject* keywords) {
+  static const char* names[] = {"dtype", "copy", nullptr};
+  PyObject* dtype = Py_None;
+  PyObject* copy = Py_None;
+  if (PyArg_ParseTupleAndKeywords(arguments, keywords, "|OO:__array__", const_cast<char**>(names),
+                                  &dtype, &copy) == 0) {
+    return nullptr;
+  }
+  return guarded<PyObject*>(nullptr,
+                            [&] { return numpyFace(arrayIn(self), dtype, copy).release().ptr(); });
+}
+
 std::string shapeText(const vrArray* array) {
   const std::size_t count = vrGetNumberOfDimensions_730(array);
   const std::size_t* dimensions = vrGetDimensions_730(array);
@@ -97,6 +148,11 @@ PyTypeObject* makeArrayType() {
   static PyMethodDef methods[] = {
       {"to_python", toPython, METH_NOARGS,
        "to_python($self, /)\n--\n\nThe value as a call would return it."},
+      {"__array__", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(toNumpy)),
+       METH_VARARGS | METH_KEYWORDS,
+       "__array__($self, /, dtype=None, copy=None)\n--\n\n"
+       "A NumPy array of the same shape, of two or more dimensions: numbers and truths read-only\n"
+       "over the host's memory, characters of dtype U1, everything else of dtype object."},
       {nullptr, nullptr, 0, nullptr}};
   static char doc[] =
       "A host array as it is. Make one with vormel.array(). Arrays are equal when class, shape,\n"
@@ -118,12 +174,11 @@ PyTypeObject* makeArrayType() {
 
 // The property, or null if there is none of that name.
 OwnedArray property(PyObject* self, PyObject* name) {
+  if (!PyUnicode_Check(name)) return {};
   Py_ssize_t length = 0;
   const char* characters = PyUnicode_AsUTF8AndSize(name, &length);
-  if (characters == nullptr) PyErr_Clear();
-  if (characters == nullptr || std::strlen(characters) != static_cast<std::size_t>(length)) {
-    return {};
-  }
+  if (characters == nullptr && cannotBeEncoded()) return {};
+  if (std::strlen(characters) != static_cast<std::size_t>(length)) return {};
   return OwnedArray(vrGetProperty_730(arrayIn(self), 0, characters));
 }
 

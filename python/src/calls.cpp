@@ -62,8 +62,9 @@ bool setText(CallFrame& call, std::size_t position, PyObject* value) {
   if (!PyUnicode_Check(value)) return false;
   Py_ssize_t length = 0;
   const char* text = PyUnicode_AsUTF8AndSize(value, &length);
-  if (text == nullptr) PyErr_Clear();  // a lone surrogate: the host has its own way with it
-  if (text == nullptr || std::strlen(text) != static_cast<std::size_t>(length)) return false;
+  // A lone surrogate: the host has its own way with it.
+  if (text == nullptr && cannotBeEncoded()) return false;
+  if (std::strlen(text) != static_cast<std::size_t>(length)) return false;
   call.setBorrowedText(position, text);
   return true;
 }
@@ -114,7 +115,8 @@ std::int64_t outputsAskedFor(const MethodRecord& method, PyObject* keywords) {
   PyObject* value = nullptr;
   for (PyObject* name = nullptr; PyDict_Next(keywords, &position, &name, &value) != 0;) {
     if (!isNargout(name)) refuseKeyword(method, name);
-    nargout = readOutputCount(value);
+    const Ref held = borrow(value);
+    nargout = readOutputCount(held.ptr());
   }
   return nargout;
 }
@@ -125,10 +127,12 @@ Ref results(CallFrame& call, std::int64_t nargout) {
   if (nargout == 0) return pybind11::none();
   if (nargout == 1) return outputValue(call, 0);
   Ref values = checked(PyTuple_New(static_cast<Py_ssize_t>(nargout)));
+  PyObject_GC_UnTrack(values.ptr());  // Python code that runs meanwhile cannot find it half-filled
   for (Py_ssize_t i = 0; i < static_cast<Py_ssize_t>(nargout); ++i) {
     PyTuple_SET_ITEM(values.ptr(), i,
                      outputValue(call, static_cast<std::size_t>(i)).release().ptr());
   }
+  PyObject_GC_Track(values.ptr());
   return values;
 }
 

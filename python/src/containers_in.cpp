@@ -10,9 +10,6 @@
 namespace vormel::python {
 namespace {
 
-// A tuple's items do not change while they are converted, whatever Python code that runs.
-Ref snapshot(PyObject* sequence) { return checked(PySequence_Tuple(sequence)); }
-
 bool allNumbers(PyObject* tuple) {
   for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(tuple); ++i) {
     if (kindOfNumber(PyTuple_GET_ITEM(tuple, i)) == NumberKind::None) return false;
@@ -20,37 +17,34 @@ bool allNumbers(PyObject* tuple) {
   return true;
 }
 
-bool sameKeys(PyObject* a, PyObject* b) {
-  if (PyDict_GET_SIZE(a) != PyDict_GET_SIZE(b)) return false;
-  Py_ssize_t position = 0;
-  for (PyObject* key = nullptr; PyDict_Next(a, &position, &key, nullptr) != 0;) {
-    const Ref held = borrow(key);
-    const int contained = PyDict_Contains(b, key);
+// The keys of a dict as a tuple, which stays as it is.
+Ref keysOf(PyObject* dict) { return snapshot(checked(PyDict_Keys(dict)).ptr()); }
+
+bool hasTheKeys(PyObject* dict, PyObject* keys) {
+  if (PyDict_GET_SIZE(dict) != PyTuple_GET_SIZE(keys)) return false;
+  for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(keys); ++i) {
+    const int contained = PyDict_Contains(dict, PyTuple_GET_ITEM(keys, i));
     checked(contained);
     if (contained == 0) return false;
   }
   return true;
 }
 
-bool allDictsOfEqualKeys(PyObject* tuple) {
-  PyObject* first = PyTuple_GET_ITEM(tuple, 0);
+bool allDictsWithTheKeys(PyObject* tuple, PyObject* keys) {
   for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(tuple); ++i) {
     PyObject* item = PyTuple_GET_ITEM(tuple, i);
-    if (!PyDict_Check(item) || !sameKeys(first, item)) return false;
+    if (!PyDict_Check(item) || !hasTheKeys(item, keys)) return false;
   }
   return true;
 }
 
-// The keys as a tuple, all of them texts that a field may have as its name.
-Ref fieldKeys(PyObject* dict) {
-  const Ref list = checked(PyDict_Keys(dict));
-  Ref keys = snapshot(list.ptr());
-  for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(keys.ptr()); ++i) {
-    if (!PyUnicode_Check(PyTuple_GET_ITEM(keys.ptr(), i))) {
+// A field's name is a text.
+void requireTexts(PyObject* keys) {
+  for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(keys); ++i) {
+    if (!PyUnicode_Check(PyTuple_GET_ITEM(keys, i))) {
       throw CallRefused("NotConvertible", "a dict whose keys are not all str has no host array");
     }
   }
-  return keys;
 }
 
 OwnedArray emptyStructure(PyObject* keys, std::size_t count) {
@@ -70,19 +64,19 @@ void fillElement(vrArray* structure, std::size_t index, PyObject* keys, PyObject
       if (PyErr_Occurred() != nullptr) throw PythonErrorSet();
       throw CallRefused("NotConvertible", "a dict changed while it was read");
     }
-    OwnedArray array = toHost(borrow(value).ptr());
+    const Ref held = borrow(value);
+    OwnedArray array = toHost(held.ptr());
     vrSetFieldByNumber_730(structure, index, static_cast<int>(field), array.get());
     static_cast<void>(array.release());  // the structure's from here on
   }
 }
 
-OwnedArray structureRow(PyObject* tuple) {
-  const Ref keys = fieldKeys(PyTuple_GET_ITEM(tuple, 0));
+OwnedArray structureRow(PyObject* tuple, PyObject* keys) {
+  requireTexts(keys);
   const auto count = static_cast<std::size_t>(PyTuple_GET_SIZE(tuple));
-  OwnedArray structure = emptyStructure(keys.ptr(), count);
+  OwnedArray structure = emptyStructure(keys, count);
   for (std::size_t i = 0; i < count; ++i) {
-    PyObject* dict = PyTuple_GET_ITEM(tuple, static_cast<Py_ssize_t>(i));
-    fillElement(structure.get(), i, keys.ptr(), dict);
+    fillElement(structure.get(), i, keys, PyTuple_GET_ITEM(tuple, static_cast<Py_ssize_t>(i)));
   }
   return structure;
 }
@@ -100,17 +94,22 @@ OwnedArray cellRow(PyObject* tuple) {
   return cell;
 }
 
+Ref snapshot(PyObject* sequence) { return checked(PySequence_Tuple(sequence)); }
+
 OwnedArray toHostFromSequence(PyObject* sequence) {
   const Ref items = snapshot(sequence);
   if (PyTuple_GET_SIZE(items.ptr()) == 0) return makeNumeric(0, 0, vrDOUBLE_CLASS);
   if (allNumbers(items.ptr())) return numberRow(items.ptr());
-  if (allDictsOfEqualKeys(items.ptr())) return structureRow(items.ptr());
-  return cellRow(items.ptr());
+  PyObject* first = PyTuple_GET_ITEM(items.ptr(), 0);
+  if (!PyDict_Check(first)) return cellRow(items.ptr());
+  const Ref keys = keysOf(first);
+  if (!allDictsWithTheKeys(items.ptr(), keys.ptr())) return cellRow(items.ptr());
+  return structureRow(items.ptr(), keys.ptr());
 }
 
 OwnedArray toHostFromDict(PyObject* dict) {
   const Ref only = checked(PyTuple_Pack(1, dict));
-  return structureRow(only.ptr());
+  return structureRow(only.ptr(), keysOf(dict).ptr());
 }
 
 }  // namespace vormel::python

@@ -41,20 +41,20 @@ class HeldBuffer {
 
 }  // namespace
 
-Ref dumpBytes(const pybind11::object& value) {
-  const OwnedArray array = toHost(value.ptr());
+Ref dumpBytes(PyObject* value) {
+  const OwnedArray array = toHost(value);
   const std::size_t size = dumpedSize(array.get());
   Ref bytes = checked(PyBytes_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(size)));
   dumpValue(array.get(), reinterpret_cast<std::byte*>(PyBytes_AS_STRING(bytes.ptr())));
   return bytes;
 }
 
-Ref loadBytes(const pybind11::object& data) {
-  if (PyObject_CheckBuffer(data.ptr()) == 0) {
+Ref loadBytes(PyObject* data) {
+  if (PyObject_CheckBuffer(data) == 0) {
     throw CallRefused("NotBytes", std::string("loads() wants a bytes-like object, not '") +
-                                      Py_TYPE(data.ptr())->tp_name + "'");
+                                      Py_TYPE(data)->tp_name + "'");
   }
-  const HeldBuffer buffer(data.ptr());
+  const HeldBuffer buffer(data);
   if (buffer.isContiguous()) return wrapArray(loadValue(buffer.bytes()));
   const Ref copy = buffer.gathered();
   return wrapArray(loadValue(HeldBuffer(copy.ptr()).bytes()));

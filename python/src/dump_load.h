@@ -7,10 +7,10 @@ namespace vormel::python {
 
 // The bytes of the host array that the value becomes. Fails as toHost, and with the host's failure
 // for an array that a variable file cannot hold.
-Ref dumpBytes(const pybind11::object& value);
+Ref dumpBytes(PyObject* value);
 
 // The vormel.Array that the bytes are those of. Refuses what is not bytes-like; fails with the
 // host's failure for bytes that dumpBytes never gives.
-Ref loadBytes(const pybind11::object& data);
+Ref loadBytes(PyObject* data);
 
 }  // namespace vormel::python

@@ -60,28 +60,37 @@ Ref dictOfElement(const vrArray* structure, std::size_t index) {
   return dict;
 }
 
-// A list of what `element` makes of each index.
+// A list of what `element` makes of each index. Making an element may run Python code, which finds
+// every list that the collector tracks: a half-filled one is not shown to it.
 template <class Element>
 Ref listOf(const vrArray* array, const Element& element) {
   const std::size_t count = vrGetNumberOfElements(array);
   Ref list = checked(PyList_New(static_cast<Py_ssize_t>(count)));
+  PyObject_GC_UnTrack(list.ptr());
   for (std::size_t i = 0; i < count; ++i) {
     PyList_SET_ITEM(list.ptr(), static_cast<Py_ssize_t>(i), element(i).release().ptr());
   }
+  PyObject_GC_Track(list.ptr());
   return list;
+}
+
+// A NumPy object array of what `element` makes of each index.
+template <class Element>
+Ref objectsOf(const vrArray* array, const Element& element) {
+  Ref objects = numpyObjects(array);
+  auto** item =
+      static_cast<PyObject**>(PyArray_DATA(reinterpret_cast<PyArrayObject*>(objects.ptr())));
+  const std::size_t count = vrGetNumberOfElements(array);
+  for (std::size_t i = 0; i < count; ++i) {
+    Py_DECREF(std::exchange(item[i], element(i).release().ptr()));
+  }
+  return objects;
 }
 
 // A list for a row, else a NumPy object array.
 template <class Element>
 Ref rowOrObjects(const vrArray* array, const ArrayFacts& facts, const Element& element) {
-  if (isRow(facts)) return listOf(array, element);
-  Ref objects = numpyObjects(array);
-  auto** item =
-      static_cast<PyObject**>(PyArray_DATA(reinterpret_cast<PyArrayObject*>(objects.ptr())));
-  for (std::size_t i = 0; i < facts.count; ++i) {
-    Py_DECREF(std::exchange(item[i], element(i).release().ptr()));
-  }
-  return objects;
+  return isRow(facts) ? listOf(array, element) : objectsOf(array, element);
 }
 
 Ref structure(const vrArray* array, const ArrayFacts& facts) {
@@ -153,6 +162,26 @@ Ref fromHost(OwnedArray array) {
 Ref fromHost(const vrArray* array) {
   if (Ref value = fromBorrowed(array)) return value;
   return numpyFromHost(OwnedArray(detachedCopy(array)));
+}
+
+Ref numpyArrayOf(const vrArray* array) {
+  switch (vrGetClassID(array)) {
+    case vrCHAR_CLASS:
+      return numpyCharacters(array);
+    case vrSTRUCT_CLASS:
+      return objectsOf(array, [array](std::size_t index) { return dictOfElement(array, index); });
+    case vrCELL_CLASS:
+      return objectsOf(array,
+                       [array](std::size_t index) { return fromHost(cellElement(array, index)); });
+    case vrOBJECT_CLASS:
+      return objectsOf(
+          array, [array](std::size_t index) { return wrapObject(objectElement(array, index)); });
+    case vrFUNCTION_CLASS:
+    case vrOPAQUE_CLASS:
+      return objectsOf(array, [array](std::size_t) { return opaque(array); });
+    default:
+      return numpyFromHost(OwnedArray(detachedCopy(array)));
+  }
 }
 
 }  // namespace vormel::python

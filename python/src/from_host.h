@@ -25,6 +25,11 @@ Ref fromHost(OwnedArray array);
 // The same for an array that stays where it is. What the result keeps of it is a shared copy.
 Ref fromHost(const vrArray* array);
 
+// The array as a NumPy array of its shape, whatever its class: numbers and truths over the host's
+// memory as above, characters of dtype U1, and everything else of dtype object, its elements as
+// Python values.
+Ref numpyArrayOf(const vrArray* array);
+
 // Numeric and logical arrays (numpy_out.cpp).
 Ref numpyFromHost(OwnedArray array);
 

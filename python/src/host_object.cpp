@@ -4,6 +4,7 @@
 #include <string>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include <structmember.h>
 
@@ -36,13 +37,30 @@ std::unordered_map<const ObjectRecord*, PyObject*>& liveObjects() {
   return objects;
 }
 
-// The Python class of each host class that was asked for. Owned to the end of the process.
-std::unordered_map<const ClassRecord*, PyObject*>& knownClasses() {
-  static auto& classes = *new std::unordered_map<const ClassRecord*, PyObject*>();
+struct KnownClass {
+  ClassRecord* record;
+  PyTypeObject* type;  // owned to the end of the process
+};
+
+// Each host class that was asked for, with its Python class. There are few.
+std::vector<KnownClass>& knownClasses() {
+  static auto& classes = *new std::vector<KnownClass>();
   return classes;
 }
 
-constexpr char classAttribute[] = "__host_class__";
+// Null if there is none. One without references is on its way out: weak-reference callbacks run
+// while it goes.
+PyObject* liveObjectOf(const ObjectRecord* object) {
+  const auto live = liveObjects().find(object);
+  return live != liveObjects().end() && Py_REFCNT(live->second) > 0 ? live->second : nullptr;
+}
+
+PyTypeObject* knownTypeOf(const ClassRecord& cls) {
+  for (const KnownClass& known : knownClasses()) {
+    if (known.record == &cls) return known.type;
+  }
+  return nullptr;
+}
 
 void adopt(PyObject* self, OwnedArray handle) {
   liveObjects()[ObjectRecord::behind(handle.get())] = self;
@@ -63,9 +81,9 @@ void requireUnconstructed(PyObject* self) {
   }
 }
 
-void runConstructor(PyObject* self, PyObject* arguments, PyObject* keywords) {
+void runConstructor(PyObject* self, ClassRecord& cls, PyObject* arguments, PyObject* keywords) {
   requireUnconstructed(self);
-  OwnedArray handle = constructObject(*hostClassOf(asObject(Py_TYPE(self))), arguments, keywords);
+  OwnedArray handle = constructObject(cls, arguments, keywords);
   requireUnconstructed(self);  // Python code may have run in between
   adopt(self, std::move(handle));
 }
@@ -73,7 +91,7 @@ void runConstructor(PyObject* self, PyObject* arguments, PyObject* keywords) {
 // Runs the class's constructor. Keeping this out of create() lets Python subclasses have
 // constructors of their own.
 int construct(PyObject* self, PyObject* arguments, PyObject* keywords) {
-  const ClassRecord* cls = hostClassOf(asObject(Py_TYPE(self)));
+  ClassRecord* cls = hostClassOf(asObject(Py_TYPE(self)));
   if (cls == nullptr) {
     PyErr_SetString(PyExc_TypeError, "HostObject is the base of host classes, and none itself");
     return -1;
@@ -81,7 +99,7 @@ int construct(PyObject* self, PyObject* arguments, PyObject* keywords) {
   if (!isThreadReady(cls->name().c_str())) return -1;
   PyObject* done = nullptr;
   try {
-    runConstructor(self, arguments, keywords);
+    runConstructor(self, *cls, arguments, keywords);
     done = Py_NewRef(Py_None);
   } catch (...) {
     setPythonError(cls->name().c_str());
@@ -114,25 +132,39 @@ PyObject* represent(PyObject* self) {
   });
 }
 
-PyObject* capsuleOf(ClassRecord& cls) { return PyCapsule_New(&cls, classAttribute, nullptr); }
+Ref textOf(const std::string& text) {
+  return checked(
+      PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "replace"));
+}
+
+void setItem(const Ref& dict, const char* key, const Ref& value) {
+  checked(PyDict_SetItemString(dict.ptr(), key, value.ptr()));
+}
+
+// Of a name that is registered twice the first registration counts.
+void addMethods(const Ref& dict, ClassRecord& cls) {
+  for (const auto& method : cls.methods()) {
+    if (method->isConstructor()) continue;
+    const Ref callable = makeMethod(*method);
+    if (PyDict_SetDefault(dict.ptr(), nameFor(method->name()).ptr(), callable.ptr()) == nullptr) {
+      throw PythonErrorSet();
+    }
+  }
+}
 
 Ref classDict(ClassRecord& cls) {
-  const std::string package = cls.fullName().substr(0, cls.fullName().rfind('.'));
-  pybind11::dict dict;
-  dict["__doc__"] = pybind11::str(cls.descriptor().getDetailedDescription());
-  dict["__module__"] = pybind11::str("vormel." + package);
-  dict["__slots__"] = pybind11::tuple();
-  dict[classAttribute] = checked(capsuleOf(cls));
-  for (const auto& method : cls.methods()) {
-    const Ref name = nameFor(method->name());
-    if (!method->isConstructor() && !dict.contains(name)) dict[name] = makeMethod(*method);
-  }
+  Ref dict = checked(PyDict_New());
+  const char* description = cls.descriptor().getDetailedDescription();
+  setItem(dict, "__doc__", textOf(description == nullptr ? "" : description));
+  setItem(dict, "__module__",
+          textOf("vormel." + cls.fullName().substr(0, cls.fullName().rfind('.'))));
+  setItem(dict, "__slots__", checked(PyTuple_New(0)));
+  addMethods(dict, cls);
   return dict;
 }
 
 Ref makeClass(ClassRecord& cls) {
-  const Ref base = borrow(asObject(hostObjectType));
-  const Ref bases = checked(PyTuple_Pack(1, base.ptr()));
+  const Ref bases = checked(PyTuple_Pack(1, asObject(hostObjectType)));
   const Ref name = nameFor(cls.name());
   return checked(PyObject_CallFunctionObjArgs(asObject(&PyType_Type), name.ptr(), bases.ptr(),
                                               classDict(cls).ptr(), nullptr));
@@ -163,40 +195,36 @@ void addHostObjectType(PyObject* module) {
 }
 
 Ref classFor(ClassRecord& cls) {
-  const auto known = knownClasses().find(&cls);
-  if (known != knownClasses().end()) return borrow(known->second);
-  Ref type = makeClass(cls);  // runs Python code, which may have asked for the class as well
-  const auto [place, isNew] = knownClasses().emplace(&cls, type.ptr());
-  if (isNew) type.inc_ref();
-  return borrow(place->second);
+  if (PyTypeObject* known = knownTypeOf(cls)) return borrow(asObject(known));
+  Ref type = makeClass(cls);
+  // Making it may have run Python code that asked for the class, too.
+  if (PyTypeObject* known = knownTypeOf(cls)) return borrow(asObject(known));
+  knownClasses().push_back({&cls, reinterpret_cast<PyTypeObject*>(type.ptr())});
+  Py_INCREF(type.ptr());
+  return type;
 }
 
+// Along the bases as they are, without asking an attribute: a subclass may answer as it likes.
 ClassRecord* hostClassOf(PyObject* type) {
-  const Ref capsule = steal(PyObject_GetAttrString(type, classAttribute));
-  if (!capsule) PyErr_Clear();
-  if (!capsule || PyCapsule_IsValid(capsule.ptr(), classAttribute) == 0) return nullptr;
-  return static_cast<ClassRecord*>(PyCapsule_GetPointer(capsule.ptr(), classAttribute));
+  const PyObject* bases = reinterpret_cast<PyTypeObject*>(type)->tp_mro;
+  if (bases == nullptr) return nullptr;
+  for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(bases); ++i) {
+    const auto* base = reinterpret_cast<PyTypeObject*>(PyTuple_GET_ITEM(bases, i));
+    for (const KnownClass& known : knownClasses()) {
+      if (known.type == base) return known.record;
+    }
+  }
+  return nullptr;
 }
-
-namespace {
-
-// The Python object of the host object; null if there is none.
-Ref liveObjectOf(const ObjectRecord* object) {
-  const auto live = liveObjects().find(object);
-  // An object without references is on its way out: weak-reference callbacks run while it goes.
-  const bool isAlive = live != liveObjects().end() && Py_REFCNT(live->second) > 0;
-  return isAlive ? borrow(live->second) : Ref();
-}
-
-}  // namespace
 
 Ref hostObjectOf(const vrArray* handle) {
   ObjectRecord* object = ObjectRecord::behind(handle);
-  if (Ref live = liveObjectOf(object)) return live;
+  if (PyObject* live = liveObjectOf(object)) return borrow(live);
   const Ref type = classFor(object->cls());
   auto* cls = reinterpret_cast<PyTypeObject*>(type.ptr());
   Ref self = checked(cls->tp_alloc(cls, 0));
-  if (Ref live = liveObjectOf(object)) return live;  // Python code may have run in between
+  // Making the class and the object may have run Python code that asked for the same object.
+  if (PyObject* live = liveObjectOf(object)) return borrow(live);
   adopt(self.ptr(), OwnedArray(detachedCopy(handle)));
   return self;
 }

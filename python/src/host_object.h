@@ -15,6 +15,7 @@ void addHostObjectType(PyObject* module);
 Ref classFor(ClassRecord& cls);
 
 // The host class behind a Python class, or the nearest of its bases that has one; null if none.
+// Runs no Python code, and never fails.
 ClassRecord* hostClassOf(PyObject* type);
 
 // The Python object of the host object that a handle names: the one that is alive, or a new one.

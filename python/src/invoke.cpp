@@ -12,6 +12,7 @@
 #include "python/src/errors.h"
 #include "python/src/host_object.h"
 #include "python/src/host_value.h"
+#include "python/src/near_names.h"
 
 namespace vormel::python {
 namespace {
@@ -27,10 +28,17 @@ ClassRecord& classOfTarget(PyObject* target) {
                                        " is neither a host object nor a host class");
 }
 
+std::vector<std::string> methodNames(ClassRecord& cls) {
+  std::vector<std::string> names;
+  for (const auto& method : cls.methods()) names.push_back(method->name());
+  return names;
+}
+
 const MethodRecord& find(ClassRecord& cls, const std::string& name) {
   const MethodRecord* method = cls.findMethod(name);
   if (method == nullptr) {
-    throw CallRefused("NoSuchMethod", "the class " + cls.fullName() + " has no method " + name);
+    throw CallRefused("NoSuchMethod", "the class " + cls.fullName() + " has no method " + name +
+                                          suggestion(name, methodNames(cls)));
   }
   return *method;
 }
@@ -56,9 +64,13 @@ pybind11::tuple run(const MethodRecord& method, const std::vector<PyObject*>& in
   for (std::size_t i = 0; i < inputs.size(); ++i) setInput(call, i, inputs[i]);
   call.run();
   const std::size_t count = std::max(static_cast<std::size_t>(nargout), method.outputs().size());
-  pybind11::list cells;
-  for (std::size_t cell = 0; cell < count; ++cell) cells.append(cellAsLeft(call, cell));
-  return pybind11::make_tuple(call.outputCount(), cells);
+  const Ref cells = checked(PyList_New(0));
+  for (std::size_t cell = 0; cell < count; ++cell) {
+    checked(PyList_Append(cells.ptr(), cellAsLeft(call, cell).ptr()));
+  }
+  const Ref outputCount = checked(PyLong_FromLong(call.outputCount()));
+  return pybind11::reinterpret_steal<pybind11::tuple>(
+      checked(PyTuple_Pack(2, outputCount.ptr(), cells.ptr())).release());
 }
 
 }  // namespace
@@ -73,7 +85,8 @@ pybind11::tuple invoke(const pybind11::object& target, const std::string& name,
   } catch (...) {
     setPythonError(method.name().c_str());
   }
-  return checked(interruptedInstead(outcome));
+  return pybind11::reinterpret_steal<pybind11::tuple>(
+      checked(interruptedInstead(outcome)).release());
 }
 
 }  // namespace vormel::python

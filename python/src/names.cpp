@@ -16,7 +16,7 @@ Ref nameFor(const std::string& name) {
   if (found != known.end()) return borrow(found->second);
   Ref text =
       checked(PyUnicode_DecodeUTF8(name.data(), static_cast<Py_ssize_t>(name.size()), "replace"));
-  if (known.size() < keptNames) known.emplace(name, text.inc_ref().ptr());
+  if (known.size() < keptNames && known.emplace(name, text.ptr()).second) text.inc_ref();
   return text;
 }
 

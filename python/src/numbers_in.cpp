@@ -58,6 +58,7 @@ Word readInteger(PyObject* value) {
   if (overflow < 0) refuseTooLarge();
   const unsigned long long unsignedValue = PyLong_AsUnsignedLongLong(number);
   if (PyErr_Occurred() != nullptr) {
+    if (PyErr_ExceptionMatches(PyExc_OverflowError) == 0) throw PythonErrorSet();
     PyErr_Clear();
     refuseTooLarge();
   }

@@ -23,15 +23,22 @@ inline Ref borrow(PyObject* object) { return pybind11::reinterpret_borrow<Ref>(o
 // Thrown while a Python error is set, to carry it through C++ to where Python called.
 struct PythonErrorSet {};
 
+// Throws PythonErrorSet for a call of Python or NumPy that failed. NumPy has places that set no error
+// where memory runs out.
+[[noreturn]] inline void passError() {
+  if (PyErr_Occurred() == nullptr) PyErr_NoMemory();
+  throw PythonErrorSet();
+}
+
 // Takes a new reference from Python; throws PythonErrorSet if it is null.
 inline Ref checked(PyObject* object) {
-  if (object == nullptr) throw PythonErrorSet();
+  if (object == nullptr) passError();
   return steal(object);
 }
 
 // The same for operations that report failure with -1.
 inline void checked(int status) {
-  if (status < 0) throw PythonErrorSet();
+  if (status < 0) passError();
 }
 
 }  // namespace vormel::python

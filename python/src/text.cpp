@@ -1,7 +1,6 @@
 #include "python/src/text.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 #include "embedded_host/messages/host_exception.h"
@@ -79,18 +78,36 @@ Ref textFromUnits(const char16_t* units, std::size_t count) {
                                        "surrogatepass", &littleEndian));
 }
 
-const char* plainUtf8(PyObject* text, const char* what) {
+Ref textFromCodes(const Py_UCS4* codes, std::size_t count) {
+  const bool isText =
+      std::all_of(codes, codes + count, [](Py_UCS4 code) { return code <= 0x10FFFF; });
+  if (!isText) throw CallRefused("NotConvertible", "a text holds what is no character of Unicode");
+  return checked(
+      PyUnicode_FromKindAndData(PyUnicode_4BYTE_KIND, codes, static_cast<Py_ssize_t>(count)));
+}
+
+bool cannotBeEncoded() {
+  if (PyErr_ExceptionMatches(PyExc_UnicodeEncodeError) == 0) throw PythonErrorSet();
+  PyErr_Clear();
+  return true;
+}
+
+std::string_view utf8(PyObject* text, const char* what) {
   Py_ssize_t length = 0;
   const char* characters = PyUnicode_AsUTF8AndSize(text, &length);
-  if (characters == nullptr) {
-    PyErr_Clear();
+  if (characters == nullptr && cannotBeEncoded()) {
     throw CallRefused("NotConvertible",
                       std::string("a ") + what + " may not hold a lone surrogate");
   }
-  if (std::strlen(characters) != static_cast<std::size_t>(length)) {
+  return {characters, static_cast<std::size_t>(length)};
+}
+
+const char* plainUtf8(PyObject* text, const char* what) {
+  const std::string_view characters = utf8(text, what);
+  if (characters.find('\0') != std::string_view::npos) {
     throw CallRefused("NotConvertible", std::string("a ") + what + " may not hold a NUL character");
   }
-  return characters;
+  return characters.data();  // NUL-terminated, as all that a str keeps
 }
 
 }  // namespace vormel::python

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 
 #include "embedded_host/arrays/arrays.h"
 #include "python/src/python_api.h"
@@ -22,8 +23,18 @@ OwnedArray characterRow(PyObject* text);
 // The units as a str. Throws PythonErrorSet.
 Ref textFromUnits(const char16_t* units, std::size_t count);
 
+// The characters as a str. Refuses what is no character of Unicode. Throws PythonErrorSet.
+Ref textFromCodes(const Py_UCS4* codes, std::size_t count);
+
 // The str as UTF-8, valid as long as the str. Refuses, as a thing called `what`, a str that holds a
-// NUL or a lone surrogate.
+// NUL or a lone surrogate. Throws PythonErrorSet, also for what is no str.
 const char* plainUtf8(PyObject* text, const char* what);
+
+// The same for a str that may hold a NUL.
+std::string_view utf8(PyObject* text, const char* what);
+
+// True, with no error set any more, if the error that is set says that a str cannot be encoded.
+// Throws PythonErrorSet for any other error.
+bool cannotBeEncoded();
 
 }  // namespace vormel::python

@@ -7,6 +7,7 @@
 #include "kvrntob/host/ntob.h"
 #include "python/src/host_value.h"
 #include "python/src/nesting.h"
+#include "python/src/not_convertible.h"
 #include "python/src/numbers_in.h"
 #include "python/src/numpy_scalars.h"
 #include "python/src/text.h"
@@ -25,8 +26,14 @@ OwnedArray scalarOrText(PyObject* value) {
   return numberScalar(value);
 }
 
+PyArrayObject* asNumpy(const Ref& array) { return reinterpret_cast<PyArrayObject*>(array.ptr()); }
+
 bool isScalarOrText(PyObject* value) {
   return PyUnicode_Check(value) || kindOfNumber(value) != NumberKind::None;
+}
+
+bool isContainer(PyObject* value) {
+  return PyDict_Check(value) || PyList_Check(value) || PyTuple_Check(value);
 }
 
 OwnedArray container(PyObject* value) {
@@ -52,13 +59,30 @@ OwnedArray toHost(PyObject* value) {
   if (const vrArray* array = hostArrayOf(value)) return OwnedArray(detachedCopy(array));
   if (PyArray_Check(value)) return toHostFromNumpy(reinterpret_cast<PyArrayObject*>(value));
   if (PyArray_IsScalar(value, Generic) && !PyUnicode_Check(value)) {
-    const Ref array = checked(PyArray_FromScalar(value, nullptr));
-    return toHostFromNumpy(reinterpret_cast<PyArrayObject*>(array.ptr()));
+    return toHostFromNumpy(asNumpy(checked(PyArray_FromScalar(value, nullptr))));
   }
   if (isScalarOrText(value)) return scalarOrText(value);
-  if (PyDict_Check(value) || PyList_Check(value) || PyTuple_Check(value)) return container(value);
-  throw CallRefused("NotConvertible", std::string("a value of the Python class ") +
-                                          Py_TYPE(value)->tp_name + " has no host array");
+  if (isContainer(value)) return container(value);
+  if (const Ref array = arrayByProtocol(value)) return toHostFromNumpy(asNumpy(array));
+  refuseValue(value);
+}
+
+Ref arrayByProtocol(PyObject* value) {
+  if (value == Py_None || PyType_Check(value) || PyArray_Check(value) || isContainer(value) ||
+      isScalarOrText(value) || PyArray_IsScalar(value, Generic) || hostArrayOf(value) != nullptr) {
+    return {};
+  }
+  const Ref method = steal(PyObject_GetAttrString(value, "__array__"));
+  if (!method) {
+    if (PyErr_ExceptionMatches(PyExc_AttributeError) == 0) throw PythonErrorSet();
+    PyErr_Clear();
+    return {};
+  }
+  Ref array = checked(PyObject_CallNoArgs(method.ptr()));
+  if (PyArray_Check(array.ptr())) return array;
+  throw CallRefused("NotConvertible", std::string("__array__ of a value of the Python class ") +
+                                          Py_TYPE(value)->tp_name + " gave a value of the class " +
+                                          Py_TYPE(array.ptr())->tp_name + ", not a NumPy array");
 }
 
 }  // namespace vormel::python

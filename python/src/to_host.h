@@ -13,6 +13,10 @@
 //   NumPy array or scalar           the class of its dtype; in a list, a NumPy scalar counts as the
 //                                   bool, int, float or complex that it stands for
 //   Array, Object, host object      a copy that shares its storage
+//   anything else with __array__    as the NumPy array that it gives
+//
+// Code of the caller's own may run in between: methods of subclasses and keys, finalizers. What it
+// raises passes; what it changes is not seen, or seen whole.
 #pragma once
 
 #include "embedded_host/arrays/arrays.h"
@@ -21,19 +25,30 @@
 namespace vormel::python {
 
 // A new array. Throws CallRefused for what the table does not list, PythonErrorSet for a failure of
-// Python itself (such as RecursionError), ntob::TOBOutOfMemoryException.
+// Python itself (such as RecursionError) or of the caller's own code,
+// ntob::TOBOutOfMemoryException.
 OwnedArray toHost(PyObject* value);
 
 // A new array of the named host class, such as "int8" or "cell". Numbers must fit the class: what
 // is out of range, or not whole where whole numbers are asked for, is refused. Fails as toHost.
 OwnedArray toHostOfClass(PyObject* value, const char* className);
 
-// The same for a NumPy array, by its dtype alone (numpy_in.cpp). Dtypes without a class are
-// refused.
+// The same for a NumPy array, by its dtype alone (numpy_in.cpp). Dtypes without a class and masked
+// elements are refused.
 OwnedArray toHostFromNumpy(PyArrayObject* value);
+
+// The array that __array__ of a value gives; null for a value without it, and for one that the
+// table lists before it.
+Ref arrayByProtocol(PyObject* value);
+
+// A cell array of the shape of a NumPy array, its elements converted one by one (numpy_cells.cpp).
+OwnedArray cellFromNumpy(PyArrayObject* value);
 
 // A 1-by-n cell array of the items (containers_in.cpp).
 OwnedArray cellRow(PyObject* tuple);
+
+// The items of a list or tuple as a tuple, which stays as it is whatever Python code runs.
+Ref snapshot(PyObject* sequence);
 
 // List, tuple or dict as the table says (containers_in.cpp).
 OwnedArray toHostFromSequence(PyObject* sequence);

@@ -183,7 +183,10 @@ def live_arrays() -> int:
 def __getattr__(name: str) -> _Any:
     if name in _vormel.package_names(""):
         return _importlib.import_module(f"{__name__}.{name}")
-    raise AttributeError(f"module {__name__!r} has no attribute {name!r}")
+    packages = ", ".join(sorted(_vormel.package_names("")))
+    raise AttributeError(
+        f"module {__name__!r} has no attribute {name!r}; packages of the host: {packages}"
+    )
 
 
 def __dir__() -> list[str]:

@@ -21,18 +21,17 @@ class HostFunctions(MutableMapping[str, Callable[[], Any]]):
     """
 
     def __getitem__(self, name: str) -> Callable[[], Any]:
-        self._require(name)
         replacement = _vormel.function_set_for(name)
-        return partial(_vormel.call_own_function, name) if replacement is None else replacement
+        if replacement is not None:
+            return replacement
+        return partial(_vormel.call_own_function, name)
 
     def __setitem__(self, name: str, function: Callable[[], Any]) -> None:
-        self._require(name)
         if not callable(function):
             raise TypeError(f"the function {name!r} must be callable, not {function!r}")
         _vormel.set_function(name, function)
 
     def __delitem__(self, name: str) -> None:
-        self._require(name)
         _vormel.reset_function(name)
 
     def __iter__(self) -> Iterator[str]:
@@ -49,8 +48,3 @@ class HostFunctions(MutableMapping[str, Callable[[], Any]]):
     def __repr__(self) -> str:
         replaced = [name for name in self if _vormel.function_set_for(name) is not None]
         return f"<host functions {', '.join(self)}; replaced: {', '.join(replaced) or 'none'}>"
-
-    @staticmethod
-    def _require(name: str) -> None:
-        if name not in _vormel.function_names():
-            raise KeyError(name)

@@ -33,11 +33,14 @@ class HostPackage(ModuleType):
             found = _vormel.host_class(f"{self._full_name}.{name}")
             setattr(self, name, found)
             return found
-        raise AttributeError(f"the host package {self._full_name!r} holds no {name!r}")
+        held = ", ".join(sorted(self._contents()))
+        raise AttributeError(f"the host package {self._full_name!r} holds no {name!r}; it holds {held}")
 
     def __dir__(self) -> list[str]:
-        held = _vormel.package_names(self._full_name) + _vormel.class_names(self._full_name)
-        return sorted({*super().__dir__(), *held})
+        return sorted({*super().__dir__(), *self._contents()})
+
+    def _contents(self) -> list[str]:
+        return _vormel.package_names(self._full_name) + _vormel.class_names(self._full_name)
 
 
 class PackageFinder(MetaPathFinder, Loader):
@@ -68,7 +71,7 @@ class PackageFinder(MetaPathFinder, Loader):
         full_name = sought.name.removeprefix(_PREFIX)
         doc = _vormel.package_description(full_name) or f"The host package {full_name}."
         module = HostPackage(sought.name, doc)
-        module.__all__ = _vormel.package_names(full_name) + _vormel.class_names(full_name)
+        setattr(module, "__all__", module._contents())
         return module
 
     def exec_module(self, module: ModuleType) -> None:

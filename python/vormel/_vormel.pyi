@@ -1,6 +1,8 @@
 from collections.abc import Callable
 from typing import Any
 
+from numpy.typing import DTypeLike, NDArray
+
 class Array:
     @property
     def class_id(self) -> int: ...
@@ -11,6 +13,7 @@ class Array:
     @property
     def is_complex(self) -> bool: ...
     def to_python(self) -> Any: ...
+    def __array__(self, dtype: DTypeLike | None = None, copy: bool | None = None) -> NDArray[Any]: ...
 
 class Object:
     def __getattr__(self, name: str) -> Any: ...

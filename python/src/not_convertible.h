@@ -1,0 +1,19 @@
+// Refusals of Python values that have no host array. Each says what to pass instead, where that is
+// known, and throws CallRefused("NotConvertible").
+#pragma once
+
+#include "python/src/python_api.h"
+
+namespace vormel::python {
+
+// A value of a Python class that the host has nothing for.
+[[noreturn]] void refuseValue(PyObject* value);
+
+// A NumPy array or scalar of a dtype that has no host class.
+[[noreturn]] void refuseDtype(PyArray_Descr* dtype);
+
+// Refuses a masked array that has masked elements; returns for every other array. May run code of a
+// subclass, so that nothing read from the array before holds any longer.
+void refuseMasked(PyArrayObject* array);
+
+}  // namespace vormel::python
