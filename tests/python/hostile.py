@@ -18,6 +18,7 @@ from typing import Any
 
 import numpy as np
 import vormel
+from failing_allocator import hold_default_handler
 from no_memory_steps import READING, SERIES, VALUES, WRITING, empty_store, fresh_store, read_store
 from vormel.Dravik.kvr import Map
 
@@ -327,6 +328,7 @@ def round_of(seed: int, steps: int) -> tuple[int, int]:
 
 def run(first_seed: int, seconds: float) -> str:
     faulthandler.enable()
+    hold_default_handler()
     warnings.simplefilter("ignore")
     sys.unraisablehook = lambda _: None  # finalizers raise, too
     round_of(first_seed, 5)  # what is made once
