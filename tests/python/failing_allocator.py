@@ -94,3 +94,12 @@ _set_handler = _function(_SET_HANDLER, ctypes.py_object, ctypes.py_object)
 _default = _Handler.from_address(
     _pointer_in(_function(_GET_HANDLER, ctypes.py_object)(), b"mem_handler")
 )
+
+
+def hold_default_handler() -> None:
+    """Keeps NumPy's own allocator for good.
+
+    NumPy 1.24 releases it once too often for each array whose __array_finalize__ raises.
+    """
+    handler = _function(_GET_HANDLER, ctypes.py_object)()
+    ctypes.c_ssize_t.from_address(id(handler)).value += 2**30
