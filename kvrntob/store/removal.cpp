@@ -42,8 +42,7 @@ class ShrinkingList {
     const auto isBefore = [&](std::size_t a, std::size_t b) {
       return list[a] != list[b] ? list[a] < list[b] : a < b;
     };
-    if (!std::is_sorted(list.begin(), list.end()))
-      std::sort(byID_.begin(), byID_.end(), isBefore);
+    if (!std::is_sorted(list.begin(), list.end())) std::sort(byID_.begin(), byID_.end(), isBefore);
   }
   ShrinkingList(const ShrinkingList&) = delete;
   ShrinkingList& operator=(const ShrinkingList&) = delete;

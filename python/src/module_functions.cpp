@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -141,28 +142,36 @@ std::vector<std::pair<Ref, Ref>> itemsOf(PyObject* dict) {
   return items;
 }
 
-std::vector<std::string> propertyNames(const std::vector<std::pair<Ref, Ref>>& properties) {
-  std::vector<std::string> names;
-  names.reserve(properties.size());
-  for (const auto& [name, value] : properties) {
-    requireClass(name.ptr(), PyUnicode_Check(name.ptr()), "str as the name of a property");
-    names.emplace_back(plainUtf8(name.ptr(), "property name"));
+// Property names in the order of their numbers, and the number of each item's. Keys of a dict that
+// are of a class derived from str may be equal texts all the same.
+struct Properties {
+  explicit Properties(const std::vector<std::pair<Ref, Ref>>& items) {
+    std::unordered_map<std::string, int> known;
+    for (const auto& [key, value] : items) {
+      requireClass(key.ptr(), PyUnicode_Check(key.ptr()), "str as the name of a property");
+      const auto [place, isNew] =
+          known.try_emplace(plainUtf8(key.ptr(), "property name"), static_cast<int>(names.size()));
+      if (isNew) names.push_back(place->first);
+      numbers.push_back(place->second);
+    }
   }
-  return names;
-}
+
+  std::vector<std::string> names;
+  std::vector<int> numbers;
+};
 
 // All properties are named at once: adding one to an object copies those it has.
 Ref makeValueObject(Arguments arguments) {
   requireClass(arguments[0], PyUnicode_Check(arguments[0]), "str");
   requireClass(arguments[1], PyDict_Check(arguments[1]), "dict");
-  const std::vector<std::pair<Ref, Ref>> properties = itemsOf(arguments[1]);
+  const std::vector<std::pair<Ref, Ref>> items = itemsOf(arguments[1]);
+  const Properties properties(items);
   const std::size_t dimensions[] = {1, 1};
-  OwnedArray object(makeObject(plainUtf8(arguments[0], "class name"), 2, dimensions,
-                               propertyNames(properties)));
-  int number = 0;
-  for (const auto& [name, value] : properties) {
-    OwnedArray array = toHost(value.ptr());
-    vrSetFieldByNumber_730(object.get(), 0, number++, array.get());
+  OwnedArray object(
+      makeObject(plainUtf8(arguments[0], "class name"), 2, dimensions, properties.names));
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    OwnedArray array = toHost(items[i].second.ptr());
+    vrSetFieldByNumber_730(object.get(), 0, properties.numbers[i], array.get());
     static_cast<void>(array.release());  // the object's from here on
   }
   return wrapObject(std::move(object));

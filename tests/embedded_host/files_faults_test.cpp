@@ -22,7 +22,6 @@
 namespace kvr::test {
 namespace {
 
-
 // ---- SQLite's memory ----
 
 sqlite3_mem_methods ownMemory;
