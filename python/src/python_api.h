@@ -23,8 +23,8 @@ inline Ref borrow(PyObject* object) { return pybind11::reinterpret_borrow<Ref>(o
 // Thrown while a Python error is set, to carry it through C++ to where Python called.
 struct PythonErrorSet {};
 
-// Throws PythonErrorSet for a call of Python or NumPy that failed. NumPy has places that set no error
-// where memory runs out.
+// Throws PythonErrorSet for a call of Python or NumPy that failed. NumPy has places that set no
+// error where memory runs out.
 [[noreturn]] inline void passError() {
   if (PyErr_Occurred() == nullptr) PyErr_NoMemory();
   throw PythonErrorSet();
