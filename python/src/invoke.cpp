@@ -30,6 +30,7 @@ ClassRecord& classOfTarget(PyObject* target) {
 
 std::vector<std::string> methodNames(ClassRecord& cls) {
   std::vector<std::string> names;
+  names.reserve(cls.methods().size());
   for (const auto& method : cls.methods()) names.push_back(method->name());
   return names;
 }

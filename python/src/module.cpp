@@ -18,8 +18,6 @@ namespace {
 PyObject* theModule = nullptr;
 bool isFilled = false;
 
-PyModuleDef* definition();
-
 // The host's objects belong to the interpreter that made them.
 void requireMainInterpreter() {
   if (PyInterpreterState_Get() == PyInterpreterState_Main()) return;

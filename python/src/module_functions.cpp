@@ -69,6 +69,7 @@ PackageRecord& packageNamed(const std::string& fullName) {
 template <class Records>
 Ref namesOf(const Records& records) {
   std::vector<std::string> names;
+  names.reserve(records.size());
   for (const auto& record : records) names.push_back(record->name());
   return listOfTexts(names);
 }

@@ -114,15 +114,16 @@ class World:
     def harm_array(self) -> None:
         target = self.random.choice(self.arrays)
         kind = self.random.randrange(6)
+        holds_objects = np.ndarray.dtype.__get__(target) == object  # its own answer may be a lie
         if kind == 0:
             np.ndarray.resize(target, self.random.choice([(0,), (1,), (300, 300)]), refcheck=False)
         elif kind == 1:
             target.shape = self.random.choice([(-1,), (1, -1), (-1, 1)])
         elif kind == 2:
             target.dtype = self.random.choice(["u1", "f8", "c16", "U1", ">f8", "i2"])
-        elif kind == 3 and target.dtype != object:  # NumPy would release the first item many times
+        elif kind == 3 and not holds_objects:  # NumPy would release the first item many times
             target.strides = (0,) * target.ndim
-        elif kind == 4 and target.dtype != object:  # NumPy would not fill what a resize adds
+        elif kind == 4 and not holds_objects:  # NumPy would not fill what a resize adds
             target.flags.writeable = False
         else:
             target[...] = self.random.choice([None, 0, "x"])
