@@ -301,12 +301,13 @@ void Pair::callToleranceFunction() {
   }
   given_ = settings_.toleranceFunction({t, f_.components, a, aImaginary, b, bImaginary});
   if (given_.size() != t.size() && given_.size() != a.size()) throw std::runtime_error("shape");
+  for (const double given : given_) {
+    if (given < 0) throw std::runtime_error("negative");
+  }
   for (std::size_t i = 0; i < t.size(); ++i) {
-    if (f_.components == 0 && (given_[i] < 0)) throw std::runtime_error("negative");
     for (std::size_t c = 0; c < f_.components; ++c) {
-      const double given = toleranceOf(i, c);
-      if (given < 0) throw std::runtime_error("negative");
-      if (std::isnan(given) && !isNaN(instants_[i].a[c])) throw std::runtime_error("NaN");
+      const bool isNumber = !isNaN(instants_[i].a[c]);
+      if (std::isnan(toleranceOf(i, c)) && isNumber) throw std::runtime_error("NaN");
     }
   }
 }
