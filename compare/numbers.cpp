@@ -92,6 +92,11 @@ void copy(const Numbers& numbers, Part part, SampleOf sampleOf, std::size_t coun
 
 void gather(const Numbers& numbers, Part part, const std::size_t* samples, std::size_t count,
             Components components, double* to) {
+  const double* const data = components.count == 1 ? inPlace(numbers, 1, part) : nullptr;
+  if (data != nullptr) {
+    for (std::size_t k = 0; k < count; ++k) to[k] = data[samples[k]];
+    return;
+  }
   copy(numbers, part, [samples](std::size_t k) { return signedOf(samples[k]); }, count, components,
        to);
 }
