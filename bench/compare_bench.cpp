@@ -64,7 +64,12 @@ double share(std::uint64_t& state) {
   return static_cast<double>((z ^ (z >> 31)) >> 11) * 0x1p-53;
 }
 
-enum class Kind { kEqualTimes, kDifferentTimes, kEveryOtherTime, kNoisy };
+enum class Kind {
+  kEqualTimes,
+  kDifferentTimes,
+  kEveryOtherTime,
+  kNoisy
+};
 
 const Sides& sides(Kind kind, std::size_t count) {
   static Sides made;
@@ -80,7 +85,8 @@ const Sides& sides(Kind kind, std::size_t count) {
   }
   for (std::size_t i = 0; i < count; ++i) {
     const auto number = static_cast<double>(i);
-    const bool isShared = kind != Kind::kDifferentTimes && (kind != Kind::kEveryOtherTime || i % 2 == 0);
+    const bool isShared =
+        kind != Kind::kDifferentTimes && (kind != Kind::kEveryOtherTime || i % 2 == 0);
     if (kind == Kind::kEveryOtherTime) {
       tf = number;
       tg = isShared ? number : number + 0.5 * share(state);
@@ -92,8 +98,8 @@ const Sides& sides(Kind kind, std::size_t count) {
     made.otherTimes.push_back(tg);
     const double noise = kind == Kind::kNoisy ? 2 * share(state) - 1 : 0.1 * share(state);
     made.baseline.push_back(std::sin(tf * 0.001) + noise);
-    made.other.push_back(std::sin(tg * 0.001) + (kind == Kind::kNoisy ? 2 * share(state) - 1
-                                                                     : 0.1 * share(state)));
+    made.other.push_back(std::sin(tg * 0.001) +
+                         (kind == Kind::kNoisy ? 2 * share(state) - 1 : 0.1 * share(state)));
   }
   return made;
 }

@@ -34,8 +34,8 @@ bool Differences::add(const Measured& values) {
   const std::size_t number = values.numberOf(0);
   Sums sums = turned(number);
   const Facts facts =
-      measureDifferences(values.difference, values.size, values.tolerance, values.count,
-                         mostRelativeTime_ ? mostRelative_ : -1.0, sums);
+      kernels().measureDifferences({values.difference, values.size, values.tolerance}, values.count,
+                                   mostRelativeTime_ ? mostRelative_ : -1.0, sums);
   if (facts.anyFar) {
     addFar(values);
   } else {
@@ -51,7 +51,8 @@ bool Differences::addPlain(const double* a, const double* b, std::size_t count, 
                            double absolute, double relative) {
   if (!mostTime_ || !mostRelativeTime_) return false;
   Sums sums = turned(number);
-  const Facts facts = measurePair(a, b, count, absolute, relative, mostRelative_, sums);
+  const Facts facts =
+      kernels().measureValues({a, b, absolute, relative}, count, mostRelative_, sums);
   if (facts.anyUnfit || facts.anyFar || facts.mayRaise || facts.most > most_) return false;
   keepTurned(sums, number);
   finite_ += count;

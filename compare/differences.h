@@ -33,8 +33,9 @@ class Differences {
   // Returns whether any difference is not finite or not within its tolerance.
   bool add(const Measured& values);
 
-  // Adds the differences of `count` real values, the first of them number `number`, if all are within
-  // max(absolute, relative * |a|) and none changes a maximum. Otherwise adds none, returns false.
+  // Adds the differences of `count` real values, the first of them number `number`, if all are
+  // within max(absolute, relative * |a|) and none changes a maximum. Otherwise adds none, returns
+  // false.
   bool addPlain(const double* a, const double* b, std::size_t count, std::size_t number,
                 double absolute, double relative);
 
@@ -42,7 +43,7 @@ class Differences {
 
  private:
   static constexpr std::size_t kSums = kLanes;
-  using Sums = std::array<double, kSums>;
+  using Sums = LaneSums;
 
   Sums turned(std::size_t number) const;
   void keepTurned(const Sums& sums, std::size_t number);

@@ -71,8 +71,7 @@ void Judge::judge(const Chunk& chunk, const double* given) {
 
 // The usual case in one look: constant tolerances, and every value within.
 bool Judge::isPlain(const Chunk& chunk, const double* given) {
-  const bool isUsual =
-      given == nullptr && !rule_.isStepped() && !isComplex_ && aligned_ == nullptr;
+  const bool isUsual = given == nullptr && !rule_.isStepped() && !isComplex_ && aligned_ == nullptr;
   return isUsual && summary_.differences().addPlain(chunk.baseline.real, chunk.other.real,
                                                     chunk.size(), chunk.firstValue(),
                                                     rule_.absoluteAt(0.0), rule_.relativeAt(0.0));

@@ -1,19 +1,22 @@
-// The loops that look at every number, in vector code. The vector is eight doubles wide everywhere,
-// whatever the machine makes of it, and nothing is added across it, so that all machines compute the
-// same bits.
+// The loops that look at every number, in vector code: one copy for each width of registers, the
+// widest that the machine has in use. Numbers go to eight lanes whatever the width, and nothing is
+// added across them, so that all copies compute the same bits.
 #pragma once
 
 #include <array>
 #include <cstddef>
+#include <vector>
 
 namespace kvr::compare {
 
 inline constexpr std::size_t kLanes = 8;
+using LaneSums = std::array<double, kLanes>;
 
-enum class Order { kFalls, kTies, kRises };
-
-// Whether all of the times are greater than the one before, or some equal, or some not even that.
-Order orderOf(const double* times, std::size_t count);
+enum class Order {
+  kFalls,
+  kTies,
+  kRises
+};
 
 // What is known of a run of differences after one look.
 struct Facts {
@@ -29,18 +32,41 @@ struct Facts {
 inline constexpr double kSmall = 0x1p-480;
 inline constexpr double kLarge = 0x1p480;
 
-// Looks at `count` differences; adds the square of the finite ones, number i to sum i % 8. `quotient`
-// is negative if there was none so far.
-Facts measureDifferences(const double* difference, const double* size, const double* tolerance,
-                         std::size_t count, double quotient, std::array<double, kLanes>& sums);
+// Differences of values, to be looked at by either of two kernels.
+struct DifferenceArrays {
+  const double* difference;
+  const double* size;
+  const double* tolerance;
+};
+// |a - b| with the size |a| and the tolerance max(absolute, relative * |a|); unlike elsewhere the
+// difference of equal infinities is NaN.
+struct ValueArrays {
+  const double* a;
+  const double* b;
+  double absolute;
+  double relative;
+};
 
-// The same for |a - b| with the size |a| and the tolerance max(absolute, relative * |a|), but that
-// equal infinities have no difference.
-Facts measurePair(const double* a, const double* b, std::size_t count, double absolute,
-                  double relative, double quotient, std::array<double, kLanes>& sums);
+struct Kernels {
+  // Whether all of the times are greater than the one before, or some equal, or some not even that.
+  Order (*orderOf)(const double* times, std::size_t count);
 
-// weight[i] = (t[i] - before[i]) / (after[i] - before[i])
-void findWeights(const double* t, const double* before, const double* after, std::size_t count,
-                 double* weight);
+  // Look at `count` differences and add the square of finite number i to sum i % 8. `quotient` is
+  // the greatest so far, negative if there was none.
+  Facts (*measureDifferences)(const DifferenceArrays& from, std::size_t count, double quotient,
+                              LaneSums& sums);
+  Facts (*measureValues)(const ValueArrays& from, std::size_t count, double quotient,
+                         LaneSums& sums);
+
+  // weight[i] = (t[i] - before[i]) / (after[i] - before[i])
+  void (*findWeights)(const double* t, const double* before, const double* after, std::size_t count,
+                      double* weight);
+};
+
+// The fastest that this machine can run.
+const Kernels& kernels();
+
+// All that it can run, the fastest last.
+std::vector<const Kernels*> kernelsOfEveryWidth();
 
 }  // namespace kvr::compare

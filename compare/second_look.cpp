@@ -66,8 +66,7 @@ double leastFor(Holds holds) {
 }  // namespace
 
 SecondLook::SecondLook(const Series& baseline, const Times& times, const ToleranceRule& rule,
-                       bool isLinear, bool isComplex, double timeTolerance,
-                       std::size_t mostScanned)
+                       bool isLinear, bool isComplex, double timeTolerance, std::size_t mostScanned)
     : numbers_(baseline.values),
       data_(inPlace(baseline.values, componentsOf(baseline.shape))),
       components_(componentsOf(baseline.shape)),
@@ -102,8 +101,8 @@ void SecondLook::moveTo(double t) {
       gallop(from, count, [this](std::size_t i) { return times_.at(i) < window_.start; });
   window_.past = gallop(std::max(to, window_.first), count,
                         [this](std::size_t i) { return times_.at(i) <= window_.end; });
-  window_.startsBetween = window_.first > 0 && window_.first < count &&
-                          times_.at(window_.first) != window_.start;
+  window_.startsBetween =
+      window_.first > 0 && window_.first < count && times_.at(window_.first) != window_.start;
   window_.endsBetween =
       window_.past > 0 && window_.past < count && times_.at(window_.past - 1) != window_.end;
 }

@@ -1,7 +1,8 @@
 // The time tolerance: values out of tolerance are looked at again. Such a value is forgiven if the
 // baseline comes near enough to it within the time tolerance of its instant.
 //
-//        r0      r1 | l2      r3         the baseline's samples in the window are the candidates, and
+//        r0      r1 | l2      r3         the baseline's samples in the window are the candidates,
+//        and
 //     [--o--------o | o-------o--]       its values at the window's ends. Interpolated values cut
 //   t - w       event          t + w     them into pieces at events; held ones make each a piece.
 //
@@ -23,14 +24,14 @@ namespace kvr::compare {
 // The candidates of one component in a window that moves on. Its front may be cut out of a piece,
 // its back too; pieces that lie in it whole are kept as reaches.
 struct MovingWindow {
-  std::size_t begin = 0;   // samples from `begin` to `end` were taken in
+  std::size_t begin = 0;  // samples from `begin` to `end` were taken in
   std::size_t middle = 0;
   std::size_t end = 0;
   std::vector<Reach> toPieceEnd;  // of sample begin + i up to the end of its piece, or to `middle`
   std::size_t openFrom = 0;       // samples from here to `middle` are of a piece that goes on there
   Reach head;                     // from `middle` to the end of that piece
   bool headIsOpen = false;
-  Reach tail;                     // the newest piece
+  Reach tail;  // the newest piece
   std::size_t tailBegin = 0;
   Reaches whole;
   // 1 + the newest candidate that is infinite; 0 if there is none.
@@ -51,7 +52,7 @@ class SecondLook {
   // The window of the instant at hand.
   struct Window {
     double t, start, end;
-    std::size_t first, past;        // the samples in it: `past` is one beyond the last
+    std::size_t first, past;          // the samples in it: `past` is one beyond the last
     bool startsBetween, endsBetween;  // the ends are no times of samples
   };
   // A value and what is allowed beside the tolerance that reaches hold already.

@@ -41,7 +41,7 @@ TimeWindow Times::window(std::size_t from, std::size_t length) {
               buffer_.begin() + static_cast<std::ptrdiff_t>(length),
               std::numeric_limits<double>::infinity());
   }
-  const Order order = orderOf(times, there);
+  const Order order = kernels().orderOf(times, there);
   if (from + there > checked_) {
     const bool joins = from == 0 || from < checked_ || at(from - 1) <= times[0];
     if (!joins || order == Order::kFalls) raiseBadTime();
@@ -61,7 +61,7 @@ bool Times::sharesRun(std::size_t from, std::size_t count, Times& there, std::si
   if (data_ == nullptr || there.data_ == nullptr) return false;
   if (std::memcmp(data_ + from, there.data_ + fromThere, count * sizeof(double)) != 0) return false;
   if (!standsAlone(from, count) || !there.standsAlone(fromThere, count)) return false;
-  if (orderOf(data_ + from, count) != Order::kRises) return false;
+  if (kernels().orderOf(data_ + from, count) != Order::kRises) return false;
   checkUpTo(from);
   there.checkUpTo(fromThere);
   checked_ = std::max(checked_, from + count);

@@ -17,7 +17,7 @@ namespace {
 
 // The window of one side for a block.
 struct Cursor {
-  std::size_t base;      // sample at which the window starts
+  std::size_t base;  // sample at which the window starts
   const double* window;
   std::size_t position;  // in the window: samples passed
 };
@@ -42,8 +42,8 @@ class Union : public InstantSource {
   void walk(InstantBlock& block);
 
   TwoSides sides_;
-  std::size_t i_;  // baseline samples passed
-  std::size_t j_;  // other samples passed
+  std::size_t i_;                       // baseline samples passed
+  std::size_t j_;                       // other samples passed
   std::vector<std::uint32_t> passed_;   // at each instant, in the window of the baseline
   std::vector<double> before_, after_;  // times of a side round each instant
 };
@@ -63,8 +63,7 @@ Cursor cursorAt(Times& times, std::size_t passed, std::size_t steps, bool& isStr
 bool Union::next(InstantBlock& block) {
   while (true) {
     pollStop(sides_.options);
-    const std::size_t left =
-        leftOf(i_, sides_.span.baseline) + leftOf(j_, sides_.span.other);
+    const std::size_t left = leftOf(i_, sides_.span.baseline) + leftOf(j_, sides_.span.other);
     if (left == 0) return false;
     if (pairUp(block)) return true;
     const std::size_t steps = std::min(left, kBlock);
@@ -144,7 +143,7 @@ void Union::merge(InstantBlock& block, const Cursor& f, const Cursor& g, std::si
     passedG[k] = g.position + (k + 1 - passed_[k]);
   }
   block.count = steps;
-  if (orderOf(times, steps + 1) != Order::kRises) dropRepeated(block, steps);
+  if (kernels().orderOf(times, steps + 1) != Order::kRises) dropRepeated(block, steps);
   block.times = times;
   i_ += a;
   j_ += steps - a;
@@ -188,7 +187,7 @@ void Union::place(InstantBlock& block, const Cursor& side, Places& places) {
     places.right[k] = side.base + passed - (before_[k] == times[k] ? 1 : 0);
     left[k] = side.base + passed - 1;
   }
-  findWeights(times, before_.data(), after_.data(), block.count, places.weight.data());
+  kernels().findWeights(times, before_.data(), after_.data(), block.count, places.weight.data());
 }
 
 void Union::walk(InstantBlock& block) {

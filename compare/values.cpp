@@ -23,8 +23,8 @@ ValueReader::ValueReader(const Numbers& numbers, std::size_t components)
 }
 
 const double* ValueReader::part(Part part, const Places& places, std::size_t first,
-                                std::size_t count, Components components,
-                                std::vector<double>& left, std::vector<double>& right) {
+                                std::size_t count, Components components, std::vector<double>& left,
+                                std::vector<double>& right) {
   if (places.isRun) {
     const std::size_t sample = places.firstOfRun + first;
     const double* const data = inPlace(numbers_, components_, part);
@@ -44,8 +44,8 @@ SideValues ValueReader::read(const Places& places, std::size_t first, std::size_
                              Components components) {
   SideValues values{part(Part::kReal, places, first, count, components, left_, right_), nullptr};
   if (numbers_.imaginary != nullptr) {
-    values.imaginary = part(Part::kImaginary, places, first, count, components, leftImaginary_,
-                            rightImaginary_);
+    values.imaginary =
+        part(Part::kImaginary, places, first, count, components, leftImaginary_, rightImaginary_);
   }
   if (places.isRun || places.isHeld) return values;
   const double* const weight = places.weight.data() + first;

@@ -83,8 +83,8 @@ inline std::vector<double> counting(std::size_t count) {
 
 inline Verdict judgedValues(const std::vector<double>& baseline, const std::vector<double>& other,
                             const Given& given = {}) {
-  return judged(Signal{counting(baseline.size()), baseline},
-                Signal{counting(other.size()), other}, given);
+  return judged(Signal{counting(baseline.size()), baseline}, Signal{counting(other.size()), other},
+                given);
 }
 
 // Samples with imaginary parts or several components, one a unit of time.

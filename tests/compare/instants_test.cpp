@@ -37,24 +37,24 @@ TEST(Union, of_a_repeated_time_the_last_sample_is_held) {
 
 TEST(Events, with_linear_make_two_instants_left_and_right) {
   // At 1 the baseline jumps from 2 to 4, the 3 between does not count; the other is at 0.5.
-  const Aligned pair = aligned({{0, 1, 1, 1, 2}, {1, 2, 3, 4, 5}}, {{0, 2}, {0, 1}},
-                               Given().linear());
+  const Aligned pair =
+      aligned({{0, 1, 1, 1, 2}, {1, 2, 3, 4, 5}}, {{0, 2}, {0, 1}}, Given().linear());
   EXPECT_THAT(pair.instants, ElementsAre(0, 1, 1, 2));
   EXPECT_THAT(pair.baseline, ElementsAre(1, 2, 4, 5));
   EXPECT_THAT(pair.other, ElementsAre(0, 0.5, 0.5, 1));
 }
 
 TEST(Events, of_either_side_pair_left_with_left_and_right_with_right) {
-  const Aligned pair = aligned({{0, 1, 1, 2}, {1, 2, 3, 4}}, {{0, 1, 1, 1, 2}, {5, 6, 7, 8, 9}},
-                               Given().linear());
+  const Aligned pair =
+      aligned({{0, 1, 1, 2}, {1, 2, 3, 4}}, {{0, 1, 1, 1, 2}, {5, 6, 7, 8, 9}}, Given().linear());
   EXPECT_THAT(pair.baseline, ElementsAre(1, 2, 3, 4));
   EXPECT_THAT(pair.other, ElementsAre(5, 6, 8, 9));
 }
 
 TEST(Events, lines_run_from_the_right_value_to_the_left_value) {
   // Between 1 and 3 from 4 to 6: 5 at time 2.
-  const Aligned pair = aligned({{0, 1, 1, 3, 3}, {1, 2, 4, 6, 0}}, {{0, 2, 3}, {0, 0, 0}},
-                               Given().linear());
+  const Aligned pair =
+      aligned({{0, 1, 1, 3, 3}, {1, 2, 4, 6, 0}}, {{0, 2, 3}, {0, 0, 0}}, Given().linear());
   EXPECT_THAT(pair.instants, ElementsAre(0, 1, 1, 2, 3, 3));
   EXPECT_THAT(pair.baseline, ElementsAre(1, 2, 4, 5, 6, 0));
 }
@@ -67,8 +67,8 @@ TEST(Events, at_the_ends_of_the_span_count) {
 
 TEST(Linear, equal_ends_give_exactly_their_value) {
   // 0.1 + (0.1 - 0.1) * w would be 0.1 as well; with infinite ends the formula gives NaN.
-  const Aligned pair = aligned({{0, 2}, {kInfinity, kInfinity}}, {{0, 1, 2}, {1, 1, 1}},
-                               Given().linear());
+  const Aligned pair =
+      aligned({{0, 2}, {kInfinity, kInfinity}}, {{0, 1, 2}, {1, 1, 1}}, Given().linear());
   EXPECT_THAT(pair.baseline, ElementsAre(kInfinity, kInfinity, kInfinity));
 }
 
@@ -78,8 +78,8 @@ TEST(Linear, no_line_leads_to_or_from_infinity_or_nan) {
     EXPECT_TRUE(std::isnan(aligned({{0, 2}, {5, end}}, probe, Given().linear()).baseline[1]));
     EXPECT_TRUE(std::isnan(aligned({{0, 2}, {end, 5}}, probe, Given().linear()).baseline[1]));
   }
-  const Aligned pair = aligned({{0, 2}, {-kInfinity, kInfinity}}, {{0, 1, 2}, {1, 1, 1}},
-                               Given().linear());
+  const Aligned pair =
+      aligned({{0, 2}, {-kInfinity, kInfinity}}, {{0, 1, 2}, {1, 1, 1}}, Given().linear());
   EXPECT_TRUE(std::isnan(pair.baseline[1]));
 }
 
@@ -97,7 +97,8 @@ TEST(Linear, is_computed_as_written_without_fusing) {
   const volatile double rise = 0.7 - 0.1;
   const volatile double product = rise * weight;
   const double expected = 0.1 + product;
-  const Aligned pair = aligned({{0, 0.3}, {0.1, 0.7}}, {{0, 0.1, 0.3}, {1, 1, 1}}, Given().linear());
+  const Aligned pair =
+      aligned({{0, 0.3}, {0.1, 0.7}}, {{0, 0.1, 0.3}, {1, 1, 1}}, Given().linear());
   EXPECT_EQ(pair.baseline[1], expected);
 }
 
@@ -124,16 +125,15 @@ TEST(Intersection, with_linear_has_two_instants_at_an_event) {
 }
 
 TEST(Intersection, baseline_times_that_the_other_lacks_are_not_uncovered) {
-  const Verdict verdict =
-      judged({{0, 1, 2}, {1, 9, 3}}, {{0, 2}, {1, 3}}, Given().intersection());
+  const Verdict verdict = judged({{0, 1, 2}, {1, 9, 3}}, {{0, 2}, {1, 3}}, Given().intersection());
   EXPECT_EQ(verdict.status, Status::kWithin);
   EXPECT_EQ(verdict.instants, 2U);
   EXPECT_EQ(verdict.uncovered, 0U);
 }
 
 TEST(Intersection, with_a_time_tolerance_pairs_near_times_at_the_time_of_the_baseline) {
-  // 0 meets 0.25; 1 lies 0.75 after that and 0.5 before 1.5, meets it; 3 meets nothing; 4 meets 4.25,
-  // beyond the common span.
+  // 0 meets 0.25; 1 lies 0.75 after that and 0.5 before 1.5, meets it; 3 meets nothing; 4
+  // meets 4.25, beyond the common span.
   const Aligned pair = aligned({{0, 1, 3, 4}, {1, 2, 3, 4}}, {{0.25, 1.5, 4.25}, {1, 2, 4}},
                                Given().intersection().within(0.5));
   EXPECT_THAT(pair.instants, ElementsAre(0, 1, 4));
@@ -143,14 +143,14 @@ TEST(Intersection, with_a_time_tolerance_pairs_near_times_at_the_time_of_the_bas
 
 TEST(Intersection, with_a_time_tolerance_uses_each_time_once) {
   // Both 0 and 0.25 are near 0.1; the first takes it.
-  const Aligned pair = aligned({{0, 0.25, 1}, {1, 1, 1}}, {{0.1, 1}, {1, 1}},
-                               Given().intersection().within(0.5));
+  const Aligned pair =
+      aligned({{0, 0.25, 1}, {1, 1, 1}}, {{0.1, 1}, {1, 1}}, Given().intersection().within(0.5));
   EXPECT_THAT(pair.instants, ElementsAre(0, 1));
 }
 
 TEST(Intersection, without_a_common_span_has_no_instants_however_near) {
-  const Verdict verdict = judged({{0, 1}, {1, 1}}, {{1.25, 2}, {1, 1}},
-                                 Given().intersection().within(0.5).common());
+  const Verdict verdict =
+      judged({{0, 1}, {1, 1}}, {{1.25, 2}, {1, 1}}, Given().intersection().within(0.5).common());
   EXPECT_EQ(verdict.instants, 0U);
   EXPECT_EQ(verdict.reason, Reason::kNothingCompared);
 }
@@ -179,8 +179,8 @@ TEST(Uniform, grid_times_that_come_out_equal_count_once) {
 }
 
 TEST(Uniform, with_linear_has_two_instants_where_a_grid_time_meets_an_event) {
-  const Aligned pair = aligned({{0, 1, 1, 2}, {0, 1, 5, 6}}, {{0, 2}, {0, 2}},
-                               Given().uniform(1).linear());
+  const Aligned pair =
+      aligned({{0, 1, 1, 2}, {0, 1, 5, 6}}, {{0, 2}, {0, 2}}, Given().uniform(1).linear());
   EXPECT_THAT(pair.instants, ElementsAre(0, 1, 1, 2));
   EXPECT_THAT(pair.baseline, ElementsAre(0, 1, 5, 6));
 }

@@ -88,7 +88,8 @@ TEST(Group1, judges_from_start_to_end_with_both) {
 }
 
 TEST(Group1, outside_comes_before_gaps_and_losses) {
-  const Verdict verdict = judgedValues({kNaN, 1, kNaN, 1}, {kNaN, kNaN, 1, 1}, Given().window(3, 3));
+  const Verdict verdict =
+      judgedValues({kNaN, 1, kNaN, 1}, {kNaN, kNaN, 1, 1}, Given().window(3, 3));
   EXPECT_EQ(verdict.outside, 3U);
   EXPECT_EQ(verdict.gaps + verdict.gained + verdict.lost, 0U);
 }
@@ -174,9 +175,8 @@ TEST(Complex, a_real_side_has_imaginary_part_0) {
 }
 
 TEST(Complex, a_number_with_a_part_nan_is_nan) {
-  const Verdict verdict =
-      judged(complexSide({{1, kNaN}, {kNaN, 1}, {1, 1}, {kInfinity, kNaN}}),
-             complexSide({{kNaN, 1}, {1, 1}, {1, kNaN}, {kInfinity, 0}}));
+  const Verdict verdict = judged(complexSide({{1, kNaN}, {kNaN, 1}, {1, 1}, {kInfinity, kNaN}}),
+                                 complexSide({{kNaN, 1}, {1, 1}, {1, kNaN}, {kInfinity, 0}}));
   EXPECT_EQ(verdict.gaps, 1U);
   EXPECT_EQ(verdict.gained, 2U);
   EXPECT_EQ(verdict.lost, 1U);
@@ -282,7 +282,8 @@ TEST(Classes, negative_integers_and_the_largest_keep_their_value) {
 TEST(Blocks, a_value_out_is_found_wherever_it_stands) {
   std::vector<std::size_t> counts;
   for (std::size_t count = 1; count <= 34; ++count) counts.push_back(count);
-  for (const std::size_t count : {1023U, 1024U, 1025U, 2047U, 2048U, 2049U}) counts.push_back(count);
+  for (const std::size_t count : {1023U, 1024U, 1025U, 2047U, 2048U, 2049U})
+    counts.push_back(count);
   for (const std::size_t count : counts) {
     const std::vector<double> times = counting(count);
     const std::vector<double> values(count, 1.0);

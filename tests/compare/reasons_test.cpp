@@ -16,8 +16,8 @@ struct Faulty {
 
   Reason reason() const {
     const Verdict verdict = compare(baseline.view, other.view, given.settings, given.options);
-    EXPECT_EQ(verdict.status, verdict.reason == Reason::kNone ? Status::kWithin
-                                                              : Status::kIncomparable);
+    EXPECT_EQ(verdict.status,
+              verdict.reason == Reason::kNone ? Status::kWithin : Status::kIncomparable);
     return verdict.reason;
   }
 };
@@ -153,17 +153,17 @@ TEST(Reasons, a_side_without_samples_has_no_shape) {
 
 TEST(Reasons, fields_of_the_group_in_force_are_tested_and_no_others) {
   double Tolerance::*const first[] = {&Tolerance::absolute, &Tolerance::relative};
-  double Tolerance::*const second[] = {
-      &Tolerance::timeStart,     &Tolerance::timeEnd, &Tolerance::timeStep,
-      &Tolerance::initAbsTolVal, &Tolerance::absStep, &Tolerance::initRelTolVal,
-      &Tolerance::relStep};
+  double Tolerance::*const second[] = {&Tolerance::timeStart, &Tolerance::timeEnd,
+                                       &Tolerance::timeStep,  &Tolerance::initAbsTolVal,
+                                       &Tolerance::absStep,   &Tolerance::initRelTolVal,
+                                       &Tolerance::relStep};
   const auto expectBad = [](std::int32_t group, double Tolerance::*field, double value,
                             bool isBad) {
     Given given;
     if (group == 1) given.window(-10, 10, 1);
-    if (group == 2) given.function([](const AtInstants& at) {
-      return std::vector<double>(at.instants.size(), 0.0);
-    });
+    if (group == 2)
+      given.function(
+          [](const AtInstants& at) { return std::vector<double>(at.instants.size(), 0.0); });
     given.settings.tolerance.*field = value;
     EXPECT_EQ(reasonOf(kPlain, kPlain, given) == Reason::kBadSettings, isBad) << group << value;
   };
@@ -223,8 +223,7 @@ TEST(Reasons, a_grid_has_at_most_2_to_the_31_steps) {
   // 2^31 + 1 steps of 1 end at 2^31 + 1. The allowed grid is stopped at its first block.
   const double most = 2147483648.0;
   const auto signal = [](double end) { return Signal{{0, end}, {1, 1}}; };
-  EXPECT_EQ(reasonOf(signal(most + 1), signal(most + 1), Given().uniform(1)),
-            Reason::kBadSettings);
+  EXPECT_EQ(reasonOf(signal(most + 1), signal(most + 1), Given().uniform(1)), Reason::kBadSettings);
   Given allowed = Given().uniform(1);
   allowed.options.stop = [] { return true; };
   EXPECT_THROW(judged(signal(most), signal(most), allowed), Stopped);

@@ -182,7 +182,8 @@ TEST(TimeTolerance, in_group_1_a_part_of_0_keeps_the_tolerance_from_being_negati
 }
 
 TEST(TimeTolerance, in_group_2_the_tolerance_of_the_instant_holds_for_all_candidates) {
-  Given given = Given().within(1).function([](const AtInstants&) { return std::vector<double>{3}; });
+  Given given =
+      Given().within(1).function([](const AtInstants&) { return std::vector<double>{3}; });
   EXPECT_EQ(outAt5(kSteps, 63, given), 0U);
   EXPECT_EQ(outAt5(kSteps, 63.1, given), 1U);
   EXPECT_EQ(outAt5(kSteps, 37, given), 0U);

@@ -181,8 +181,7 @@ TEST(Aligned, has_the_verdict_of_compare_and_all_components) {
   const plain::Side baseline = vectorSide({{1, 2}, {3, 4}});
   const plain::Side other = vectorSide({{1, 9}, {3, 4}});
   Aligned pair;
-  const Verdict verdict =
-      align(OwnedSeries(baseline).view, OwnedSeries(other).view, {}, {}, pair);
+  const Verdict verdict = align(OwnedSeries(baseline).view, OwnedSeries(other).view, {}, {}, pair);
   EXPECT_EQ(verdict.out, 1U);
   EXPECT_EQ(pair.components, 2U);
   EXPECT_THAT(pair.baseline, ElementsAre(1, 2, 3, 4));
@@ -272,7 +271,8 @@ TEST(Text, of_a_pair_within_tells_how_near) {
   EXPECT_EQ(describe(judgedValues({1}, {1}), {}, Source::kOwn), "within at 1 instant");
   EXPECT_EQ(describe(judgedValues({kNaN}, {1}), {}, Source::kOwn),
             "within: the baseline has no number at 1 instant");
-  EXPECT_EQ(describe(judged(Signal{}, Signal{}), {}, Source::kOwn), "within: the baseline has no samples");
+  EXPECT_EQ(describe(judged(Signal{}, Signal{}), {}, Source::kOwn),
+            "within: the baseline has no samples");
 }
 
 TEST(Text, of_other_states_says_why) {
@@ -293,15 +293,14 @@ TEST(Names, are_those_of_reports) {
   EXPECT_STREQ(nameOf(Status::kMissing), "missing");
   EXPECT_STREQ(nameOf(Status::kExtra), "extra");
   EXPECT_STREQ(nameOf(Status::kIncomparable), "incomparable");
-  const Reason reasons[] = {Reason::kNone,         Reason::kNoValues,     Reason::kNotNumeric,
-                            Reason::kBadTime,      Reason::kShapeDiffers, Reason::kBadSettings,
-                            Reason::kNoFunction,   Reason::kFunctionFailed,
-                            Reason::kNothingCompared};
+  const Reason reasons[] = {Reason::kNone,       Reason::kNoValues,       Reason::kNotNumeric,
+                            Reason::kBadTime,    Reason::kShapeDiffers,   Reason::kBadSettings,
+                            Reason::kNoFunction, Reason::kFunctionFailed, Reason::kNothingCompared};
   std::vector<std::string> names;
   for (const Reason reason : reasons) names.emplace_back(nameOf(reason));
-  EXPECT_THAT(names, ElementsAre("", "no-values", "not-numeric", "bad-time", "shape-differs",
-                                 "bad-settings", "no-function", "function-failed",
-                                 "nothing-compared"));
+  EXPECT_THAT(names,
+              ElementsAre("", "no-values", "not-numeric", "bad-time", "shape-differs",
+                          "bad-settings", "no-function", "function-failed", "nothing-compared"));
 }
 
 }  // namespace
