@@ -53,6 +53,7 @@ class SecondLook {
   struct Window {
     double t, start, end;
     std::size_t first, past;          // the samples in it: `past` is one beyond the last
+    std::size_t next;                 // the first sample after t
     bool startsBetween, endsBetween;  // the ends are no times of samples
   };
   // A value and what is allowed beside the tolerance that reaches hold already.
@@ -71,6 +72,7 @@ class SecondLook {
   static bool holds(const Reach& reach, const Sought& sought);
 
   bool scan(std::size_t component, const Sought& sought) const;
+  bool meetsNear(std::size_t component, const Sought& sought);
   bool scanInfinite(std::size_t component, double value) const;
   bool search(MovingWindow& window, std::size_t component, const Sought& sought) const;
   bool meetsWhole(MovingWindow& window, const Sought& sought) const;
@@ -90,6 +92,7 @@ class SecondLook {
   std::size_t mostScanned_;
   Window window_{};
   bool hasWindow_ = false;
+  std::size_t credit_ = 0;  // samples that may be looked at near an instant
   std::unordered_map<std::size_t, MovingWindow> moving_;  // by component
 };
 
