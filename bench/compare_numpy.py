@@ -46,7 +46,7 @@ def union_zoh(tf: Doubles, f: Doubles, tg: Doubles, g: Doubles) -> int:
 
 
 def intersection(tf: Doubles, f: Doubles, tg: Doubles, g: Doubles) -> int:
-    _, in_f, in_g = np.intersect1d(tf, tg, assume_unique=True, return_indices=True)
+    _, in_f, in_g = np.intersect1d(tf, tg, return_indices=True)
     return out_of(f[in_f], g[in_g])
 
 

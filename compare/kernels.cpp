@@ -1,6 +1,7 @@
 #include "compare/kernels.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -187,6 +188,30 @@ struct Wide {
     }
     for (; i < count; ++i) weight[i] = (t[i] - before[i]) / (after[i] - before[i]);
   }
+
+  KVR_INLINE static void interpolate(double* left, const double* right, const double* weight,
+                                     std::size_t count) {
+    const Mask magnitude = Mask{} + std::numeric_limits<std::int64_t>::max();
+    Vector greatest;
+    Vector none;
+    fill(greatest, std::numeric_limits<double>::max());
+    fill(none, std::numeric_limits<double>::quiet_NaN());
+    std::size_t i = 0;
+    for (; i + kEach <= count; i += kEach) {
+      Vector a;
+      Vector b;
+      Vector w;
+      load(a, left + i);
+      load(b, right + i);
+      load(w, weight + i);
+      const Vector size = (Vector)((Mask)b & magnitude);
+      const Vector onLine = a + (b - a) * w;
+      const Vector bounded = size <= greatest ? onLine : none;
+      const Vector value = a == b ? a : bounded;
+      std::memcpy(left + i, &value, sizeof value);
+    }
+    for (; i < count; ++i) left[i] = between(left[i], right[i], weight[i]);
+  }
 };
 
 // The kernels for registers of a width, compiled for the machines of `target`.
@@ -206,8 +231,13 @@ struct Wide {
                                  std::size_t count, double* weight) {                            \
     Wide<width>::findWeights(t, before, after, count, weight);                                   \
   }                                                                                              \
+  target void interpolate##width(double* left, const double* right, const double* weight,        \
+                                 std::size_t count) {                                            \
+    Wide<width>::interpolate(left, right, weight, count);                                        \
+  }                                                                                              \
   constexpr Kernels kKernels##width = {orderOf##width, measureDifferences##width,                \
-                                       measureValues##width, findWeights##width};
+                                       measureValues##width, findWeights##width,                 \
+                                       interpolate##width};
 
 KVR_KERNELS(In16Bytes, )
 #ifdef __x86_64__
@@ -216,6 +246,11 @@ KVR_KERNELS(In64Bytes, [[gnu::target("avx512f")]])
 #endif
 
 }  // namespace
+
+double between(double a, double b, double weight) {
+  if (a == b) return a;
+  return std::isinf(b) ? std::numeric_limits<double>::quiet_NaN() : a + (b - a) * weight;
+}
 
 std::vector<const Kernels*> kernelsOfEveryWidth() {
   std::vector<const Kernels*> all = {&kKernelsIn16Bytes};

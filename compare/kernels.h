@@ -61,7 +61,14 @@ struct Kernels {
   // weight[i] = (t[i] - before[i]) / (after[i] - before[i])
   void (*findWeights)(const double* t, const double* before, const double* after, std::size_t count,
                       double* weight);
+
+  // left[i] = between(left[i], right[i], weight[i])
+  void (*interpolate)(double* left, const double* right, const double* weight, std::size_t count);
 };
+
+// The value `weight` of the way on a straight line from `a` to `b`: exactly `a` if they are equal,
+// NaN on the way to or from infinity.
+double between(double a, double b, double weight);
 
 // The fastest that this machine can run.
 const Kernels& kernels();

@@ -7,8 +7,8 @@
 #include <numeric>
 
 #include "compare/differences.h"
+#include "compare/kernels.h"
 #include "compare/shape.h"
-#include "compare/values.h"
 
 namespace kvr::compare {
 namespace {

@@ -41,13 +41,18 @@ TimeWindow Times::window(std::size_t from, std::size_t length) {
               buffer_.begin() + static_cast<std::ptrdiff_t>(length),
               std::numeric_limits<double>::infinity());
   }
-  const Order order = kernels().orderOf(times, there);
-  if (from + there > checked_) {
-    const bool joins = from == 0 || from < checked_ || at(from - 1) <= times[0];
-    if (!joins || order == Order::kFalls) raiseBadTime();
-    checked_ = from + there;
+  const std::size_t end = from + there;
+  if (end > checked_) {
+    // The last time that is known already is the first to compare with.
+    const std::size_t known = checked_ > from ? checked_ - 1 - from : 0;
+    const Order order = kernels().orderOf(times + known, there - known);
+    const bool joins = from < checked_ || at(from - 1) < times[0];
+    const bool isTied = from >= checked_ && at(from - 1) == times[0];
+    if (order == Order::kFalls || !(joins || isTied)) raiseBadTime();
+    if (order == Order::kTies || isTied) risesFrom_ = end - 1;
+    checked_ = end;
   }
-  return {times, order == Order::kRises};
+  return {times, risesFrom_ <= from};
 }
 
 // Whether neither the time before the run nor the one after it is one of the run's.

@@ -60,7 +60,8 @@ class Times {
   Numbers numbers_;
   const double* data_;  // null unless the times lie as in a C array of double
   std::size_t count_;
-  std::size_t checked_ = 1;  // so many times are known to be in order
+  std::size_t checked_ = 1;    // so many times are known to be in order
+  std::size_t risesFrom_ = 0;  // of those, the ones from here on are known to be distinct
   std::vector<double> buffer_;
   const Options& options_;
 };

@@ -3,17 +3,14 @@
 #include <cmath>
 #include <limits>
 
+#include "compare/kernels.h"
+
 namespace kvr::compare {
 namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
-
-double between(double a, double b, double weight) {
-  if (a == b) return a;
-  return std::isinf(b) ? kNaN : a + (b - a) * weight;
-}
 
 ValueReader::ValueReader(const Numbers& numbers, std::size_t components)
     : numbers_(numbers), components_(components), left_(kBlock), right_(kBlock) {
@@ -61,7 +58,7 @@ void ValueReader::interpolate(const double* weight, std::size_t count, std::size
   double* const left = left_.data();
   const double* const right = right_.data();
   if (components == 1) {
-    for (std::size_t k = 0; k < count; ++k) left[k] = between(left[k], right[k], weight[k]);
+    kernels().interpolate(left, right, weight, count);
     return;
   }
   for (std::size_t k = 0; k < count; ++k) {

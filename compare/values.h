@@ -33,9 +33,6 @@ struct Chunk {
   }
 };
 
-// A straight line from `a` to `b`; never a bridge to or from infinity.
-double between(double a, double b, double weight);
-
 // Reads the values of one side, in place where they lie as a C array of double.
 class ValueReader {
  public:
