@@ -214,6 +214,8 @@ struct Wide {
   }
 };
 
+// NOLINTBEGIN(bugprone-macro-parentheses): the argument is a type.
+
 // The kernels for registers of a width, compiled for the machines of `target`.
 #define KVR_KERNELS(width, target)                                                               \
   target Order orderOf##width(const double* times, std::size_t count) {                          \
@@ -238,6 +240,8 @@ struct Wide {
   constexpr Kernels kKernels##width = {orderOf##width, measureDifferences##width,                \
                                        measureValues##width, findWeights##width,                 \
                                        interpolate##width};
+
+// NOLINTEND(bugprone-macro-parentheses)
 
 KVR_KERNELS(In16Bytes, )
 #ifdef __x86_64__
