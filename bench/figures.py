@@ -2,7 +2,7 @@
 
 from dataclasses import dataclass
 
-PROGRAMS = ("typedmap_bench", "store_bench", "binding_bench", "scratch_bench")
+PROGRAMS = ("typedmap_bench", "store_bench", "binding_bench", "scratch_bench", "compare_bench")
 PYTHON = "python:"  # begins the names of the cases of python_face_bench.py
 
 
@@ -146,5 +146,19 @@ def python_rows():
                 case("add_1000"), "binding_call/add_1000")  # fmt: skip
 
 
+def compare_rows():
+    program = "compare_bench"
+    yield ratio("compare, equal times", "1e7", 1.4, program,
+                "compare/equal_times/10000000", "compare/read_once/10000000")  # fmt: skip
+    for case in ("equal_times", "union_linear", "union_zoh"):
+        sizes = ("10000", "100000", "1000000", "10000000")
+        yield growth(f"compare, {case}", "1e4 to 1e7", 1.5, program,
+                     *(f"compare/{case}/{size}" for size in sizes))  # fmt: skip
+    for case, plain in (("time_tolerance", "noisy"), ("time_tolerance_zoh", "noisy_zoh")):
+        for window in (16, 1024, 2_000_000):
+            yield ratio(f"compare, {case}", f"1e6, {window} samples", 6, program,
+                        f"compare/{case}/1000000/{window}", f"compare/{plain}/1000000")  # fmt: skip
+
+
 def rows(full):
-    return [*map_rows(), *store_rows(full), *scratch_rows(), *python_rows()]
+    return [*map_rows(), *store_rows(full), *scratch_rows(), *python_rows(), *compare_rows()]
