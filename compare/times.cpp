@@ -1,0 +1,107 @@
+#include "compare/times.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "compare/reason.h"
+
+namespace kvr::compare {
+namespace {
+
+[[noreturn]] void raiseBadTime() { throw Incomparable{Reason::kBadTime, {}}; }
+
+// Whether times[i] follows times[i - 1] for all i from 1 to count - 1.
+bool ascends(const double* times, std::size_t count) {
+  std::uint64_t falls = 0;
+  for (std::size_t i = 1; i < count; ++i) {
+    falls |= times[i - 1] <= times[i] ? std::uint64_t{0} : std::uint64_t{1};
+  }
+  return falls == 0;
+}
+
+bool hasTie(const double* times, std::size_t count) {
+  std::uint64_t ties = 0;
+  for (std::size_t i = 1; i < count; ++i) {
+    ties |= times[i - 1] == times[i] ? std::uint64_t{1} : std::uint64_t{0};
+  }
+  return ties != 0;
+}
+
+}  // namespace
+
+void pollStop(const Options& options) {
+  if (options.stop && options.stop()) throw Stopped();
+}
+
+Times::Times(const Series& series, const Options& options)
+    : numbers_(series.times),
+      data_(inPlace(series.times, 1)),
+      count_(series.timeCount),
+      buffer_(kWindow),
+      options_(options) {
+  // Between finite ends, times that never fall are finite.
+  if (count_ > 0 && !(std::isfinite(first()) && std::isfinite(last()))) raiseBadTime();
+}
+
+TimeWindow Times::window(std::size_t from, std::size_t length) {
+  const std::size_t there = std::min(length, count_ - from);
+  checkUpTo(from);
+  const double* times = buffer_.data();
+  if (data_ != nullptr && there == length) {
+    times = data_ + from;
+  } else {
+    copyRun(numbers_, Part::kReal, from, there, {0, 1}, buffer_.data());
+    std::fill(buffer_.begin() + static_cast<std::ptrdiff_t>(there),
+              buffer_.begin() + static_cast<std::ptrdiff_t>(length),
+              std::numeric_limits<double>::infinity());
+  }
+  if (from + there > checked_) {
+    const bool joins = from == 0 || from < checked_ || at(from - 1) <= times[0];
+    if (!joins || !ascends(times, there)) raiseBadTime();
+    checked_ = from + there;
+  }
+  return {times, !hasTie(times, there)};
+}
+
+void Times::checkUpTo(std::size_t end) {
+  while (checked_ < end) {
+    pollStop(options_);
+    window(checked_ - 1, std::min(kBlock, count_ - (checked_ - 1)));
+  }
+}
+
+std::size_t Times::countBefore(double t) const {
+  std::size_t low = 0;
+  for (std::size_t high = count_; low < high;) {
+    const std::size_t middle = low + (high - low) / 2;
+    if (at(middle) < t) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  return low;
+}
+
+std::size_t Times::countUpTo(double t) const {
+  std::size_t low = 0;
+  for (std::size_t high = count_; low < high;) {
+    const std::size_t middle = low + (high - low) / 2;
+    if (at(middle) <= t) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  return low;
+}
+
+std::span<const double> Times::whole(std::vector<double>& copy) const {
+  if (data_ != nullptr) return {data_, count_};
+  copy.resize(count_);
+  copyRun(numbers_, Part::kReal, 0, count_, {0, 1}, copy.data());
+  return copy;
+}
+
+}  // namespace kvr::compare

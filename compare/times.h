@@ -1,0 +1,60 @@
+// The times of one side, window by window.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <vector>
+
+#include "compare/numbers.h"
+
+namespace kvr::compare {
+
+// Longest window: a block, the sample before it and two after it.
+inline constexpr std::size_t kWindow = kBlock + 3;
+
+// Raises Stopped if the caller asks for it.
+void pollStop(const Options& options);
+
+struct TimeWindow {
+  const double* times;  // valid until the next window of the same side
+  bool isStrict;        // no time stands twice in it
+};
+
+// Times are checked as they are first looked at in windows, so that the comparison reads them once.
+// Single times may be read unchecked. Whoever uses unchecked times must stay within bounds whatever
+// they are; `checkAll` finds out at the end, and what was computed from bad times is dropped.
+class Times {
+ public:
+  // Throws Incomparable kBadTime unless the first and the last time are finite.
+  Times(const Series& series, const Options& options);
+
+  std::size_t count() const { return count_; }
+  double first() const { return at(0); }
+  double last() const { return at(count_ - 1); }
+
+  double at(std::size_t i) const { return data_ != nullptr ? data_[i] : numberAt(numbers_, i); }
+
+  // `length` times from sample `from` on, infinity past the end. All times up to the end of the
+  // window are checked: throws Incomparable kBadTime at NaN, infinity or a falling time.
+  TimeWindow window(std::size_t from, std::size_t length);
+
+  void checkUpTo(std::size_t end);
+  void checkAll() { checkUpTo(count_); }
+
+  // How many samples stand before the first with a time of at least (more than) `t`.
+  std::size_t countBefore(double t) const;
+  std::size_t countUpTo(double t) const;
+
+  // All times as doubles, in place if they are; `copy` holds them otherwise.
+  std::span<const double> whole(std::vector<double>& copy) const;
+
+ private:
+  Numbers numbers_;
+  const double* data_;  // null unless the times lie as in a C array of double
+  std::size_t count_;
+  std::size_t checked_ = 1;  // so many times are known to be in order
+  std::vector<double> buffer_;
+  const Options& options_;
+};
+
+}  // namespace kvr::compare
