@@ -16,6 +16,9 @@ import importlib as _importlib
 from typing import TYPE_CHECKING as _TYPE_CHECKING
 
 if _TYPE_CHECKING:
+    from kvr._comparing import compare as compare
+    from kvr._comparing import compare_series as compare_series
+    from kvr._comparison import Comparison as Comparison
     from kvr._errors import Ambiguous as Ambiguous
     from kvr._errors import Error as Error
     from kvr._errors import FormatError as FormatError
@@ -34,10 +37,12 @@ if _TYPE_CHECKING:
     from kvr._signal import Signal as Signal
     from kvr._store import Runs as Runs
     from kvr._store import Store as Store
+    from kvr._verdict import Verdict as Verdict
 
 # Public name, module that defines it.
 _HOMES = {
     "Ambiguous": "_errors",
+    "Comparison": "_comparison",
     "Error": "_errors",
     "Format": "_formats",
     "FormatError": "_errors",
@@ -53,6 +58,9 @@ _HOMES = {
     "Store": "_store",
     "Sync": "_settings",
     "Tolerance": "_settings",
+    "Verdict": "_verdict",
+    "compare": "_comparing",
+    "compare_series": "_comparing",
     "functions": "_functions",
     "open": "_formats",
 }

@@ -35,6 +35,21 @@ class Series(NamedTuple):
     values: Array
 
 
+class Facts(NamedTuple):
+    """Who a signal is, in one look; the fields are those of the signal, `run` is the run's id."""
+
+    run: int
+    label: str
+    path: str = ""
+    model: str = ""
+    source: str = ""
+    root_source: str = ""
+    time_source: str = ""
+    port: int = 0
+    channel: tuple[int, ...] = ()
+    sid: str = ""
+
+
 class SignalReader(ABC):
     """A signal, for reading.
 
@@ -108,6 +123,10 @@ class SignalReader(ABC):
     @abstractmethod
     def _series(self) -> Series:
         """Time and values as found. Raises NoValues, or FormatError from a file."""
+
+    def _facts(self) -> Facts:
+        names = Facts._fields[1:]
+        return Facts(self.run.id, *(getattr(self, name) for name in names))
 
     @property
     def unit(self) -> str | None:

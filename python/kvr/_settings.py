@@ -47,6 +47,10 @@ class _Settings:
         """The fields under the names of the store's structure, in its order."""
         return {field: self._fields[name] for name, field in self._names}
 
+    def to_fields(self) -> dict[str, Any]:
+        """The fields under the names of the attributes."""
+        return dict(self._fields)
+
     @property
     def inherited(self) -> bool:
         """Whether these came from the run of the signal that they were read from."""

@@ -4,34 +4,19 @@ from __future__ import annotations
 
 import re
 from collections.abc import Sequence
-from typing import TYPE_CHECKING, Any, NamedTuple
+from typing import TYPE_CHECKING, Any
 
 import numpy as np
 import vormel
 
 from kvr import _host
 from kvr._errors import Gone, NoValues
-from kvr._reading import Color, Series, SignalReader
+from kvr._reading import Color, Facts, Series, SignalReader
 from kvr._settings import Sync, Tolerance
 from kvr._values import series_of
 
 if TYPE_CHECKING:
     from kvr._run import Run
-
-
-class _Facts(NamedTuple):
-    """What the store never changes about a signal."""
-
-    run: int
-    label: str
-    path: str = ""
-    model: str = ""
-    source: str = ""
-    root_source: str = ""
-    time_source: str = ""
-    port: int = 0
-    channel: tuple[int, ...] = ()
-    sid: str = ""
 
 
 class Signal(SignalReader):
@@ -60,7 +45,7 @@ class Signal(SignalReader):
     def __init__(self, host: Any, number: int) -> None:
         self._host = host
         self._id = number
-        self._known: _Facts | None = None
+        self._known: Facts | None = None
 
     # ---- The store behind it ----
 
@@ -95,7 +80,7 @@ class Signal(SignalReader):
             ) from error
         return record
 
-    def _facts(self) -> _Facts:
+    def _facts(self) -> Facts:
         repository = self._repository()
         if self._known is None:
             try:
@@ -302,9 +287,9 @@ def _exists(repository: Any, signal: int) -> bool:
     return True
 
 
-def _facts_of(record: dict[str, Any]) -> _Facts:
+def _facts_of(record: dict[str, Any]) -> Facts:
     port = _host.numbers(record["PortIndex"])
-    return _Facts(
+    return Facts(
         run=int(record["RunID"]),
         label=record["SignalLabel"],
         path=record["BlockSource"],
@@ -318,7 +303,7 @@ def _facts_of(record: dict[str, Any]) -> _Facts:
     )
 
 
-def _facts_from_columns(repository: Any, signal: int) -> _Facts:
+def _facts_from_columns(repository: Any, signal: int) -> Facts:
     """The facts of a signal whose record cannot be read, because its values are lost.
 
     What stands in no column is taken as not given.
@@ -329,7 +314,7 @@ def _facts_from_columns(repository: Any, signal: int) -> _Facts:
         raise NoValues(f"signal {signal} stands in no listed run, and its record cannot be read")
     columns = ("GSIGNALNAME", "GBLOCKPATH", "GMODEL", "GDATASOURCE")
     label, path, model, source = (_group_of(repository, signal, column) for column in columns)
-    return _Facts(run, label, path, model, source)
+    return Facts(run, label, path, model, source)
 
 
 def _holds(repository: Any, run: int, signal: int) -> bool:

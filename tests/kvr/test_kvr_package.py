@@ -9,6 +9,7 @@ import pytest
 
 EXPORTED = [
     "Ambiguous",
+    "Comparison",
     "Error",
     "Format",
     "FormatError",
@@ -24,6 +25,9 @@ EXPORTED = [
     "Store",
     "Sync",
     "Tolerance",
+    "Verdict",
+    "compare",
+    "compare_series",
     "functions",
     "open",
 ]
