@@ -84,6 +84,11 @@ class Comparison(Sequence[Verdict]):
         return self.counts["within"] + self.counts["out"]
 
     @property
+    def paired(self) -> int:
+        """How many verdicts are on a pair, compared or not."""
+        return self.compared + self.counts["incomparable"]
+
+    @property
     def passed(self) -> bool:
         return self.compared > 0 and not self.failed
 

@@ -120,6 +120,18 @@ class SignalReader(ABC):
     @abstractmethod
     def sync(self) -> Sync: ...
 
+    @property
+    @abstractmethod
+    def color(self) -> Color: ...
+
+    @property
+    @abstractmethod
+    def dash(self) -> str: ...
+
+    @property
+    @abstractmethod
+    def visible(self) -> bool: ...
+
     @abstractmethod
     def _series(self) -> Series:
         """Time and values as found. Raises NoValues, or FormatError from a file."""
@@ -150,6 +162,16 @@ class SignalReader(ABC):
         Raises NoValues if the signal has no readable time series.
         """
         return self._series().values
+
+    def plot(self, ax: Any = None) -> Any:
+        """Draw it into matplotlib axes, the present ones if None is given; returns the axes.
+
+        Steps or lines, as its synchronisation options say. Raises ValueError for what is not real
+        numbers, MissingPackage without matplotlib.
+        """
+        from kvr import _plots
+
+        return _plots.draw(self, ax)
 
     def to_series(self) -> pandas.Series[Any]:
         """The signal as a pandas Series: its values over its times, named by its label.
@@ -281,6 +303,14 @@ class RunReader(ABC, Generic[Signal]):
         from kvr import _frames
 
         return _frames.dataset(self)
+
+    def plot(self, ax: Any = None) -> Any:
+        """Draw its signals into matplotlib axes, as ``Signal.plot``; returns the axes."""
+        for signal in self.signals:
+            ax = signal.plot(ax)
+        if ax is not None:
+            ax.legend()
+        return ax
 
     def _repr_html_(self) -> str:
         rows = [

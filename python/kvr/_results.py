@@ -74,16 +74,17 @@ def _plain(value: Any) -> Any:
 
 
 def json_text(comparison: Comparison) -> str:
-    return json.dumps(_for_json(plain(comparison)), indent=1, allow_nan=False) + "\n"
+    return json.dumps(for_json(plain(comparison)), indent=1, allow_nan=False) + "\n"
 
 
-def _for_json(value: Any) -> Any:
+def for_json(value: Any) -> Any:
+    """Plain values with NaN, infinities and complex numbers in the form that they have in JSON."""
     if isinstance(value, dict):
-        return {name: _for_json(part) for name, part in value.items()}
+        return {name: for_json(part) for name, part in value.items()}
     if isinstance(value, list):
-        return [_for_json(part) for part in value]
+        return [for_json(part) for part in value]
     if isinstance(value, complex):
-        return [_for_json(value.real), _for_json(value.imag)]
+        return [for_json(value.real), for_json(value.imag)]
     if isinstance(value, float) and not math.isfinite(value):
         return "NaN" if math.isnan(value) else "Infinity" if value > 0 else "-Infinity"
     return value
@@ -149,14 +150,19 @@ def _row(verdict: Verdict) -> dict[str, Any]:
 
 
 def write(text: str, path: str | os.PathLike[str] | None) -> str:
-    """The text, written to the path if there is one: beside it first, then put in its place."""
-    if path is None:
-        return text
+    """The text, written to the path if there is one."""
+    if path is not None:
+        write_bytes(text.encode("utf-8", "replace"), path)
+    return text
+
+
+def write_bytes(data: bytes, path: str | os.PathLike[str]) -> None:
+    """The file is written beside its place, and put there when it is complete and on disk."""
     folder = os.path.dirname(os.path.abspath(os.fspath(path)))
     handle, beside = tempfile.mkstemp(prefix=".kvr-", dir=folder)
     try:
-        with os.fdopen(handle, "w", encoding="utf-8", errors="replace") as file:
-            file.write(text)
+        with os.fdopen(handle, "wb") as file:
+            file.write(data)
             file.flush()
             os.fsync(file.fileno())
         os.chmod(beside, 0o666 & ~_umask())
@@ -165,7 +171,6 @@ def write(text: str, path: str | os.PathLike[str] | None) -> str:
         with suppress(OSError):
             os.unlink(beside)
         raise
-    return text
 
 
 def _umask() -> int:
