@@ -8,7 +8,7 @@ from typing import Any
 
 from kvr._facts import plain_run, plain_signal, settings_text, span_text
 from kvr._formats import open as open_recording
-from kvr._opening import split_name
+from kvr._opening import chosen_run, split_name
 from kvr._reading import RunReader
 from kvr._results import for_json
 from kvr._terminal import table
@@ -24,7 +24,9 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
 def run(options: argparse.Namespace) -> int:
     path, name = split_name(options.file)
     with open_recording(path) as recording:
-        runs: list[RunReader[Any]] = list(recording.runs) if name is None else [recording.runs[name]]
+        runs: list[RunReader[Any]] = list(recording.runs)
+        if name is not None:
+            runs = [chosen_run(recording, name)]
         if options.json:
             listed = [plain_run(one, options.signals) for one in runs]
             print(json.dumps(for_json({"file": path, "runs": listed}), indent=1))

@@ -25,7 +25,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
 
 
 def run(options: argparse.Namespace) -> int:
-    signal = _signal_of(open_run(options.file).run, options.signal)
+    signal = _signal_of(open_run(options.file).run, options.signal, options.file)
     if options.plot is not None:
         from kvr._plots import save_picture
 
@@ -39,13 +39,13 @@ def run(options: argparse.Namespace) -> int:
     return 0
 
 
-def _signal_of(run: RunReader[Any], name: str) -> SignalReader:
+def _signal_of(run: RunReader[Any], name: str, file: str) -> SignalReader:
     try:
         return run[name]  # type: ignore[no-any-return]
-    except (NotFound, Ambiguous):
+    except (NotFound, Ambiguous) as error:
         full = [s for s in run.signals if s.path and f"{s.path}/{s.label}" == name]
         if len(full) != 1:
-            raise
+            raise type(error)(f"{file}: {error}") from None
         return full[0]  # type: ignore[no-any-return]
 
 

@@ -8,7 +8,7 @@ from typing import Any, NamedTuple, Union
 from kvr._errors import Ambiguous, NotFound
 from kvr._formats import open as open_recording
 from kvr._names import listed
-from kvr._reading import RunReader
+from kvr._reading import RunReader, run_named
 from kvr._recording import Recording
 
 RunOrPath = Union[RunReader[Any], str, "os.PathLike[str]"]
@@ -46,7 +46,7 @@ def split_name(text: str) -> tuple[str, str | None]:
 def chosen_run(recording: Recording, name: str | None) -> RunReader[Any]:
     """The run of this name, or the only one. Raises NotFound, Ambiguous."""
     if name is not None:
-        return recording.runs[name]
+        return run_named(list(recording.runs), name, "the file", f"{recording.path}: ")
     if not recording.runs:
         raise NotFound(f"{recording.path} has no runs")
     if len(recording.runs) > 1:

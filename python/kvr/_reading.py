@@ -324,16 +324,19 @@ class RunReader(ABC, Generic[Signal]):
 AnyRun = TypeVar("AnyRun", bound=RunReader[Any])
 
 
-def run_named(runs: Sequence[AnyRun], name: str, owner: str) -> AnyRun:
-    """The run of this name. Raises NotFound; Ambiguous if several share it."""
+def run_named(runs: Sequence[AnyRun], name: str, owner: str, place: str = "") -> AnyRun:
+    """The run of this name. Raises NotFound; Ambiguous if several share it.
+
+    `owner` has the runs; `place` stands in front of the text of an error.
+    """
     found = [run for run in runs if run.name == name]
     if len(found) == 1:
         return found[0]
     if found:
         ids = _names.joined([str(run.id) for run in found], "and")
-        raise Ambiguous(f"{len(found)} runs are named {name!r}, with the ids {ids}")
+        raise Ambiguous(f"{place}{len(found)} runs are named {name!r}, with the ids {ids}")
     hint = _names.near_misses(name, [run.name for run in runs])
-    raise NotFound(f"no run is named {name!r}; {hint or f'{owner} has no runs'}")
+    raise NotFound(f"{place}no run is named {name!r}; {hint or f'{owner} has no runs'}")
 
 
 def matching(

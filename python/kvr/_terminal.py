@@ -36,7 +36,7 @@ def table(header: Sequence[str], rows: Sequence[Sequence[str]], wide: int) -> li
     fitted = [[shown(cell, 200) for cell in row] for row in [header, *rows]]
     widths = [max(len(row[place]) for row in fitted) for place in range(len(header))]
     spare = width() - sum(widths) - 2 * (len(widths) - 1)
-    widths[wide] = max(widths[wide] + min(spare, 0), 12)
+    widths[wide] = max(widths[wide] + min(spare, 0), min(widths[wide], 12))
     return [
         "  ".join(shown(cell, w).ljust(w) for cell, w in zip(row, widths)).rstrip()
         for row in fitted
