@@ -13,9 +13,9 @@ Names are imported when they are first used, so that ``import kvr`` costs next t
 from __future__ import annotations
 
 import importlib as _importlib
-from typing import TYPE_CHECKING as _TYPE_CHECKING
+from typing import TYPE_CHECKING
 
-if _TYPE_CHECKING:
+if TYPE_CHECKING:
     from kvr._comparing import compare as compare
     from kvr._comparing import compare_series as compare_series
     from kvr._comparison import Comparison as Comparison
@@ -68,7 +68,7 @@ _HOMES = {
 __all__ = list(_HOMES)  # noqa: PLE0604  names, all of them
 
 
-if not _TYPE_CHECKING:  # or every misspelt name would pass as one of these
+if not TYPE_CHECKING:  # or every misspelt name would pass as one of these
 
     def __getattr__(name: str) -> object:
         if name not in _HOMES:

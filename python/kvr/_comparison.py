@@ -30,7 +30,7 @@ class SideInfo:
 
     @staticmethod
     def of(run: RunReader[Any], path: str | None) -> SideInfo:
-        return SideInfo(path, run.name, run.id, len(run.signals))
+        return SideInfo(path, run.name, run.id, len(run))
 
 
 class Comparison(Sequence[Verdict]):

@@ -19,7 +19,7 @@ _POINT_NUMBER = re.compile(r"\s*[+-]?(\d+\.?\d*|\.\d+)([eE][+-]?\d+)?\s*")
 _COMMA_NUMBER = re.compile(r"\s*[+-]?(\d+,\d*|\d*,\d+)([eE][+-]?\d+)?\s*")
 _THOUSANDS = re.compile(r"\s*[+-]?\d{1,3}(,\d{3})+\s*")
 _OTHER_NUMBER = re.compile(r"\s*([+-]?(nan|inf|infinity)|true|false)\s*", re.IGNORECASE)
-_LABEL_WITH_UNIT = re.compile(r"(.*\S)\s+\[([^\[\]]*)\]", re.DOTALL)
+LABEL_WITH_UNIT = re.compile(r"(.*\S)\s+\[([^\[\]]*)\]", re.DOTALL)
 _SINGLE_QUOTED = re.compile(r"(?:^|[,;\t|])'[^'\n]*'(?:[,;\t|]|$)", re.MULTILINE)
 
 
@@ -173,7 +173,7 @@ def _split_units(names: Sequence[str]) -> tuple[list[str], list[str]]:
     labels, units = [], []
     for place, name in enumerate(names):
         name = name.strip()
-        found = _LABEL_WITH_UNIT.fullmatch(name)
+        found = LABEL_WITH_UNIT.fullmatch(name)
         labels.append((found[1] if found else name) or f"column {place + 1}")
         units.append(found[2].strip() if found else "")
     return labels, units

@@ -5,12 +5,13 @@ from __future__ import annotations
 import importlib
 import os
 import stat
-from collections.abc import Callable
+from collections.abc import Callable, Sequence
 from dataclasses import dataclass
 from typing import Any
 
 from kvr._errors import FormatError
 from kvr._names import listed
+from kvr._reading import RunReader
 from kvr._recording import Recording
 
 ENTRY_POINTS = "kvr.formats"
@@ -23,18 +24,25 @@ class Format:
     name     such as "csv"
     endings  of the files, in lower case, such as (".csv", ".csv.gz")
     open     called with the path and the options of ``kvr.open``; returns a Recording
+    save     called with the path, the runs to write and whether to add them to the file; None if
+             the format is for reading only
     """
 
     name: str
     endings: tuple[str, ...]
     open: Callable[..., Recording]
+    save: Callable[[str, Sequence[RunReader[Any]], bool], None] | None = None
 
 
 def _open_csv(path: str, **options: Any) -> Recording:
     return importlib.import_module("kvr._csv").CsvRecording(path, **options)  # type: ignore[no-any-return]
 
 
-_OWN = (Format("csv", (".csv", ".tsv", ".csv.gz", ".tsv.gz"), _open_csv),)
+def _save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
+    importlib.import_module("kvr._csv_write").save_csv(path, runs, append)
+
+
+_OWN = (Format("csv", (".csv", ".tsv", ".csv.gz", ".tsv.gz"), _open_csv, _save_csv),)
 
 
 def known_formats() -> list[Format]:
@@ -83,3 +91,12 @@ def open(path: str | os.PathLike[str], format: str | None = None, **options: Any
     if not (stat.S_ISREG(mode) or stat.S_ISFIFO(mode)):
         raise FormatError(path, "is not a regular file")
     return format_of(path, format).open(path, **options)
+
+
+def save(path: str | os.PathLike[str], runs: Sequence[RunReader[Any]], append: bool) -> None:
+    """Write runs in the format of the path's ending. Raises ValueError, FormatError, OSError."""
+    path = os.fspath(path)
+    chosen = format_of(path, None)
+    if chosen.save is None:
+        raise ValueError(f"{path}: files of format {chosen.name!r} can only be read")
+    chosen.save(path, runs, append)

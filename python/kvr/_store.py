@@ -172,6 +172,24 @@ class Store:
 
         return load(source, runs)
 
+    def save(
+        self,
+        path: str | os.PathLike[str],
+        runs: Iterable[str | Run] | str | Run | None = None,
+        append: bool = False,
+    ) -> None:
+        """Write runs to a file, in the format of its ending, in place of an old file.
+
+        `runs` are runs or names of runs, None for all. `append` adds to the file, where the format
+        can. A CSV file holds one run, and keeps neither settings nor display. Raises ValueError for
+        what the format cannot hold, NotFound, OSError; an old file then stays as it was.
+        """
+        from kvr import _formats
+
+        chosen = [runs] if isinstance(runs, (str, Run)) else self.runs if runs is None else runs
+        found = [self.runs[run] if isinstance(run, str) else run for run in chosen]
+        _formats.save(path, found, append)
+
     def clear(self) -> None:
         """Empty the store: the store's ``clean``. Every run and signal of it is gone then.
 

@@ -438,3 +438,99 @@ def test_any_file_gives_a_result_or_one_error(opened, content):
             assert len(signal.values) == len(signal.time)
     except kvr.FormatError as error:
         assert "\n" not in str(error)
+
+
+# ---- Writing ----
+
+
+def test_run_comes_back_from_its_file(store, tmp_path):
+    run = store.new_run("drive")
+    time = [0.0, 0.1, 0.30000000000000004]
+    run.add("speed", [4.5, math.nan, -math.inf], time, unit="m/s")
+    run.add("gear", np.array([1, 2, 3], np.uint8), time)
+    run.add("brake", [True, False, True], time)
+    run.add("note", ["a,b", 'say "x"', "two\nlines"], time)
+    run.add("odd [name]", [1.5, 2.5, 5e-324], time)
+    for name in ("x.csv", "x.tsv", "x.csv.gz"):
+        run.save(tmp_path / name)
+        (back,) = store.load(tmp_path / name)
+        assert [signal.label for signal in back] == [signal.label for signal in run]
+        for signal in run:
+            np.testing.assert_array_equal(back[signal.label].values, signal.values)
+            np.testing.assert_array_equal(back[signal.label].time, signal.time)
+            assert back[signal.label].unit == signal.unit
+        assert back["brake"].values.dtype == bool
+        assert kvr.compare(run, back, ignore="note").passed
+
+
+@pytest.mark.parametrize("seconds", [[0.0, 86400.0], [1467158400.25, 1467158400.5], [1e-12, 1e11]])
+def test_dates_come_back_from_their_file(store, tmp_path, seconds):
+    run = store.new_run("a")
+    run.add("a", [1, 2], seconds, time_source="seconds since 1970-01-01")
+    run.save(tmp_path / "a.csv")
+    (back,) = store.load(tmp_path / "a.csv")
+    assert back["a"].time.tolist() == seconds
+    is_dated = back["a"].time_source == "seconds since 1970-01-01"
+    assert is_dated == (seconds != [1e-12, 1e11])
+
+
+def test_signals_of_different_times_leave_empty_cells(store, tmp_path):
+    run = store.new_run("a")
+    run.add("a", [1.5, 2.5], time=[0.0, 2.0])
+    run.add("b", [True], time=[1.0])
+    run.add("c", [[1, 2], [3, 4]], time=[2.0, 2.0])
+    run.save(tmp_path / "a.csv")
+    assert (tmp_path / "a.csv").read_text() == (
+        'time,a,b,"c[0]","c[1]"\n0.0,1.5,,,\n1.0,,true,,\n2.0,2.5,,1.0,2.0\n2.0,,,3.0,4.0\n'
+    ).replace('"', "")
+
+
+def test_labels_that_stand_twice_are_told_apart_by_their_paths(store, tmp_path):
+    run = store.new_run("a")
+    for path in ("p", "q"):
+        run.add("a", [1], time=[0.0], path=path)
+    run.save(tmp_path / "a.csv")
+    assert (tmp_path / "a.csv").read_text().splitlines()[0] == "time,p/a,q/a"
+
+
+def test_what_a_csv_file_cannot_hold_is_refused_and_the_old_file_stays(store, tmp_path):
+    path = tmp_path / "a.csv"
+    path.write_text("old")
+    run = store.new_run("a")
+    run.add("z", [1j], time=[0.0])
+    with pytest.raises(ValueError, match="'z' is complex, which CSV files cannot hold"):
+        run.save(path)
+    with pytest.raises(ValueError, match="nothing can be added to a CSV file"):
+        store.save(path, append=True)
+    store.new_run("b")
+    with pytest.raises(ValueError, match="a CSV file holds one run, not 2"):
+        store.save(path)
+    with pytest.raises(kvr.NotFound):
+        store.save(path, runs=["c"])
+    with pytest.raises(kvr.FormatError, match="its ending is of no known format"):
+        run.save(tmp_path / "a.xyz")
+    assert path.read_text() == "old"
+    assert os.listdir(tmp_path) == ["a.csv"]
+    store.save(path, runs="b")
+    assert path.read_text() == "time\n"
+
+
+# ---- Formats of others ----
+
+
+def test_format_of_another_package_is_found_by_its_entry_point(tmp_path, monkeypatch):
+    from importlib import metadata
+
+    class Point:
+        def load(self):
+            return kvr.Format("letters", (".abc",), lambda path: kvr.open(path, format="csv"))
+
+    monkeypatch.setattr(metadata, "entry_points", lambda group: [Point()] * (group == "kvr.formats"))
+    path = tmp_path / "x.abc"
+    path.write_text("time,a\n0,1\n")
+    assert kvr.open(path).runs[0]["a"].values.tolist() == [1]
+    assert kvr.open(path, format="letters").path == str(path)
+    with pytest.raises(ValueError, match="format must be 'csv' or 'letters'"):
+        kvr.open(path, format="none")
+    with pytest.raises(ValueError, match="files of format 'letters' can only be read"):
+        kvr.Store().new_run("a").save(path)
