@@ -7,7 +7,6 @@ from datetime import datetime, timezone
 from typing import Any, NoReturn
 
 import numpy as np
-import vormel
 
 from kvr._dates import EPOCH_SOURCE
 from kvr._reading import Array
@@ -155,6 +154,8 @@ def _texts(samples: Array) -> Array:
 
 def host_series(samples: Array, times: Array) -> Any:
     """The host's time series: one column for (n,), else as it is, time first."""
+    import vormel  # here, so that comparing files does not start the host
+
     column = samples.reshape(-1, 1) if samples.ndim == 1 else samples
     data = vormel.array(column, "cell") if column.dtype == object else column
     return vormel.timeseries(data, times.reshape(-1, 1))

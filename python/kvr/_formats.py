@@ -88,7 +88,7 @@ def open(path: str | os.PathLike[str], format: str | None = None, **options: Any
     mode = os.stat(path).st_mode
     if stat.S_ISDIR(mode):
         raise FormatError(path, "is a folder; name a file in it")
-    if not (stat.S_ISREG(mode) or stat.S_ISFIFO(mode)):
+    if not stat.S_ISREG(mode):
         raise FormatError(path, "is not a regular file")
     return format_of(path, format).open(path, **options)
 

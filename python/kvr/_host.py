@@ -10,11 +10,26 @@ from __future__ import annotations
 
 import importlib
 import math
+import os
+import threading
 from typing import Any
 
 import vormel
 
 _SignalRepository: Any = importlib.import_module("vormel.Dravik.kvr").SignalRepository
+
+
+# Two threads that move the date of one run at a time would each take the store for another one.
+_looking = threading.RLock()
+
+
+def _renew_lock() -> None:
+    """In a new process: whoever held the lock is not there."""
+    global _looking
+    _looking = threading.RLock()
+
+
+os.register_at_fork(after_in_child=_renew_lock)
 
 
 def connect() -> Any:
@@ -35,19 +50,24 @@ def same_store(one: Any, other: Any, run: int) -> bool:
     for through the other, and put back.
     """
     try:
-        date = float(one.getDateCreated(run))
-        if not _same_number(float(other.getDateCreated(run)), date):
-            return False
-        moved = math.nextafter(date, math.inf) if math.isfinite(date) else 0.0
-        try:
-            one.setDateCreated(run, moved)
-            return float(other.getDateCreated(run)) == moved
-        finally:
-            one.setDateCreated(run, date)
+        with _looking:
+            return _moves_together(one, other, run)
     except vormel.CallError:
         raise
     except vormel.Error:
         return False  # the run is missing on one side, or `one` was cleaned through and is dead
+
+
+def _moves_together(one: Any, other: Any, run: int) -> bool:
+    date = float(one.getDateCreated(run))
+    if not _same_number(float(other.getDateCreated(run)), date):
+        return False
+    moved = math.nextafter(date, math.inf) if math.isfinite(date) else 0.0
+    try:
+        one.setDateCreated(run, moved)
+        return float(other.getDateCreated(run)) == moved
+    finally:
+        one.setDateCreated(run, date)
 
 
 def _same_number(one: float, other: float) -> bool:

@@ -190,6 +190,15 @@ class Verdict:
         baseline, other, difference, tolerance, out = values
         return AlignedSeries(instants, baseline, other, difference, tolerance, out.astype(bool))
 
+    def plot(self, ax: Any = None) -> Any:
+        """Draw both sides into matplotlib axes, with the instants out marked; returns the axes.
+
+        Raises as ``series``, ValueError for complex signals, MissingPackage without matplotlib.
+        """
+        from kvr import _plots
+
+        return _plots.draw_pair(self.label, self.series(), ax)
+
     def __repr__(self) -> str:
         name = f" {self.label!r}" if self.label else ""
         return f"<Verdict{name}: {self.text}>"

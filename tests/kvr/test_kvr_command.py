@@ -85,6 +85,14 @@ def test_help_imports_nothing_heavy():
     assert done.stdout.splitlines()[-1] == "[]"
 
 
+def test_comparing_files_does_not_start_the_host(files):
+    program = "import sys, kvr; kvr.compare('base.csv', 'other.csv'); print('vormel' in sys.modules)"
+    done = subprocess.run(
+        [sys.executable, "-c", program], capture_output=True, text=True, cwd=files
+    )
+    assert done.stdout == "False\n"
+
+
 @pytest.mark.parametrize(
     "arguments",
     [

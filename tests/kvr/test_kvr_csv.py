@@ -337,6 +337,9 @@ def test_missing_file_and_folder(tmp_path):
         kvr.open(tmp_path / "folder.csv")
     with pytest.raises(kvr.FormatError, match="is not a regular file"):
         kvr.open("/dev/null", format="csv")
+    os.mkfifo(tmp_path / "pipe.csv")
+    with pytest.raises(kvr.FormatError, match="is not a regular file"):
+        kvr.open(tmp_path / "pipe.csv")
 
 
 def test_unknown_formats(tmp_path):

@@ -1,5 +1,8 @@
 """Objects of what was removed, or of a store that was cleared, say so."""
 
+import sys
+import threading
+
 import kvr
 import pytest
 import vormel
@@ -177,3 +180,29 @@ def test_looking_leaves_no_host_arrays_behind(store, run):
     for _ in range(100):
         look()
     assert vormel.live_arrays() == before
+
+
+def test_threads_that_look_at_once_find_the_run_there(run):
+    """Before looks excluded each other, one took what another did for another store."""
+    signal = run.add("speed", [1.0], time=[0.0])
+    failures = []
+
+    def look():
+        try:
+            for _ in range(3000):
+                assert run.name == "Monday"
+                assert signal.visible is False
+        except Exception as error:
+            failures.append(error)
+
+    interval = sys.getswitchinterval()
+    sys.setswitchinterval(1e-6)
+    try:
+        threads = [threading.Thread(target=look) for _ in range(4)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+    finally:
+        sys.setswitchinterval(interval)
+    assert failures == []

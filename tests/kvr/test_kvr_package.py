@@ -3,6 +3,7 @@
 import doctest
 import importlib
 import pkgutil
+from pathlib import Path
 
 import kvr
 import pytest
@@ -77,3 +78,9 @@ def test_public_class_has_an_example(name):
 def test_importing_the_package_imports_nothing_heavy(run_python):
     printed = run_python("import sys, kvr; print([m for m in ('numpy', 'vormel') if m in sys.modules])")
     assert printed == "[]\n"
+
+
+def test_examples_of_the_guide_print_what_they_say():
+    guide = Path(__file__).parents[2] / "docs" / "kvr.md"
+    failures, tests = doctest.testfile(str(guide), module_relative=False)
+    assert (failures, tests) == (0, 11)

@@ -168,3 +168,37 @@ def test_text_names_how_many_more(store):
     for i in range(50):
         run.add(str(i), np.zeros(1), time=[0.0])
     assert str(kvr.compare(run, run)).splitlines()[-1] == "and 30 more"
+
+
+# ---- Pictures ----
+
+
+@pytest.fixture
+def axes():
+    figure = pytest.importorskip("matplotlib.figure")
+    return figure.Figure().subplots()
+
+
+def test_plots_draw_into_the_given_axes(comparison, axes):
+    verdict = comparison["out"]
+    assert verdict.plot(axes) is axes
+    baseline, other, mark = axes.lines
+    assert baseline.get_ydata().tolist() == [1.0, 2.0]
+    assert other.get_ydata().tolist() == [1.0, 3.0]
+    assert mark.get_xdata() == [1.0, 1.0]
+    with pytest.raises(ValueError, match="complex"):
+        comparison["complex"].plot(axes)
+
+
+def test_signals_are_drawn_in_their_colour_dash_and_interpolation(store, axes):
+    run = store.new_run("a")
+    signal = run.add("speed", [1, 2], time=[0.0, 1.0], unit="m/s")
+    signal.color, signal.dash = "#ff0000", "--"
+    run.add("matrix", [[1, 2], [3, 4]], time=[0.0, 1.0]).sync = kvr.Sync(interp="linear")
+    assert run.plot(axes) is axes
+    steps, first, second = axes.lines
+    assert (steps.get_color(), steps.get_linestyle()) == ((1.0, 0.0, 0.0), "--")
+    assert (steps.get_drawstyle(), first.get_drawstyle()) == ("steps-post", "default")
+    assert second.get_ydata().tolist() == [2.0, 4.0]
+    with pytest.raises(ValueError, match="cannot be drawn"):
+        run.add("text", ["a"], time=[0.0]).plot(axes)
