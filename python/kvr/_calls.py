@@ -14,7 +14,9 @@ from kvr._settings import Sync, Tolerance
 Call = Callable[..., Array]
 
 
-def calls_of(tolerance: Tolerance, sync: Sync, shape: tuple[int, ...]) -> tuple[Call | None, Call | None]:
+def calls_of(
+    tolerance: Tolerance, sync: Sync, shape: tuple[int, ...]
+) -> tuple[Call | None, Call | None]:
     """The functions that the settings name, None for one that is not needed or not registered."""
     judge = functions.get(tolerance.function_name) if tolerance.type == 2 else None
     choose = functions.get(sync.function_name) if sync.type == 1 else None

@@ -41,7 +41,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     add("--interp", choices=INTERPOLATIONS, help="values between samples")
     add("--time-tolerance", metavar="X", type=_amount, default=0.0, help="in the unit of the time")
     add("--coverage", choices=COVERAGES, default="baseline",
-        help="whether baseline samples outside the common span are out (baseline) or not (common)")  # fmt: skip
+        help="baseline: what the other does not reach is out; common: it is not")  # fmt: skip
     add("--match", metavar="HOW", default="path", type=_match,
         help="path, name, source, sid, or fields such as label,path")  # fmt: skip
     add("--only", metavar="PATTERN", action="append", default=[], help="compare these alone")

@@ -82,5 +82,6 @@ def _samples(time: Array, values: Array) -> list[str]:
 
 def _sample(time: Array, values: Array, place: int) -> str:
     value = values[place]
-    text = value.item() if isinstance(value, np.generic) else value.tolist() if isinstance(value, np.ndarray) else value
-    return f"{time[place]!s:>16}  {shown(str(text), 200)}"
+    if isinstance(value, (np.generic, np.ndarray)):
+        value = value.tolist()
+    return f"{time[place]!s:>16}  {shown(str(value), 200)}"

@@ -137,7 +137,8 @@ class Comparison(Sequence[Verdict]):
     def to_json(self, path: str | os.PathLike[str] | None = None) -> str:
         """The result as JSON, also written to `path`; docs/comparison.schema.json describes it.
 
-        NaN and infinities are the texts "NaN", "Infinity" and "-Infinity", complex numbers [re, im].
+        NaN and infinities are the texts "NaN", "Infinity" and "-Infinity", complex numbers are
+        [re, im].
         """
         from kvr._results import json_text, write
 
@@ -150,7 +151,7 @@ class Comparison(Sequence[Verdict]):
         return write(junit_text(self), path)
 
     def to_dataframe(self) -> pandas.DataFrame:
-        """A row a verdict, with its plain facts as columns. Raises MissingPackage without pandas."""
+        """A row a verdict, its plain facts as columns. Raises MissingPackage without pandas."""
         from kvr._results import dataframe
 
         return dataframe(self)

@@ -65,12 +65,15 @@ class Columns:
                 low_memory=False,
             )
         except pandas.errors.EmptyDataError:
-            return pandas.DataFrame({place: [] for place in range(len(dialect.labels))}, dtype=float)
+            return pandas.DataFrame(columns=range(len(dialect.labels)), dtype=float)
         except (pandas.errors.ParserError, ValueError) as error:
             detail = " ".join(str(error).split())
             if "EOF inside string" in detail:
-                what = "a text in quotes does not end; close it, or name the quote with the option quote"
-                raise FormatError(self._path, what) from error
+                raise FormatError(
+                    self._path,
+                    "a text in quotes does not end; close it, or name the quote with the option "
+                    "quote",
+                ) from error
             raise FormatError(self._path, f"cannot be read: {_text.shown(detail, 200)}") from error
 
     # ---- Widths ----

@@ -35,7 +35,8 @@ class Format:
 
 
 def _open_csv(path: str, **options: Any) -> Recording:
-    return importlib.import_module("kvr._csv").CsvRecording(path, **options)  # type: ignore[no-any-return]
+    recording: Recording = importlib.import_module("kvr._csv").CsvRecording(path, **options)
+    return recording
 
 
 def _save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
@@ -56,7 +57,8 @@ def format_of(path: str, name: str | None) -> Format:
     """The format of this name, or else of this file's ending. Raises ValueError, FormatError."""
     for formats in (lambda: list(_OWN), known_formats):  # others are looked for only if needed
         for candidate in formats():
-            if candidate.name == name if name is not None else path.lower().endswith(candidate.endings):
+            by_name, by_ending = candidate.name == name, path.lower().endswith(candidate.endings)
+            if by_name if name is not None else by_ending:
                 return candidate
     names = listed([candidate.name for candidate in known_formats()], "or")
     if name is not None:

@@ -63,7 +63,7 @@ class Signal(SignalReader):
         raise Gone(f"signal {self._id} was removed") from None
 
     def _canary(self, present: Any) -> int:
-        """A run that both stores have if they are the same. Raises vormel.Error if there is none."""
+        """A run that both stores have if they are the same. Raises vormel.Error without one."""
         try:
             return int(present.getRunID(1))
         except vormel.Error:
@@ -76,7 +76,7 @@ class Signal(SignalReader):
             raise
         except vormel.Error as error:
             raise NoValues(
-                f"the values of signal {self._id} were kept in the scratch file and are lost: {error}"
+                f"the values of signal {self._id}, kept in the scratch file, are lost: {error}"
             ) from error
         return record
 

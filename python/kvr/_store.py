@@ -241,7 +241,10 @@ class Store:
 
     def _repr_html_(self) -> str:
         runs = self.runs
-        rows = [(run.id, run.name, f"{run.created:%Y-%m-%d %H:%M}", len(run)) for run in runs[: _html.ROWS]]
+        rows = [
+            (run.id, run.name, f"{run.created:%Y-%m-%d %H:%M}", len(run))
+            for run in runs[: _html.ROWS]
+        ]
         return _html.table("Runs", ("id", "name", "created", "signals"), rows, len(runs))
 
 

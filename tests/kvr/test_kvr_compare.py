@@ -116,7 +116,9 @@ def test_dates_of_different_units_meet():
     assert (verdict.status, verdict.first_out) == ("out", 86400.0)
 
 
-@pytest.mark.parametrize("dtype", ["bool", "int8", "uint64", "float16", "longdouble", ">f8", ">c16"])
+@pytest.mark.parametrize(
+    "dtype", ["bool", "int8", "uint64", "float16", "longdouble", ">f8", ">c16"]
+)
 def test_values_of_every_class_are_compared(dtype):
     values = np.array([0, 1, 1]).astype(dtype)
     assert same_times(values, [0.0, 1.0, 1.0]).status == "within"
@@ -377,7 +379,11 @@ def paired(two, first, second, **options):
 
 def test_path_pairs_path_port_and_channel_whatever_the_label(two):
     first = [dict(path="p", port=1), dict(path="p", port=2), dict(path="p", channel=[1])]
-    second = [dict(path="p", channel=[1], label="x"), dict(path="p", port=2), dict(path="q", port=1)]
+    second = [
+        dict(path="p", channel=[1], label="x"),
+        dict(path="p", port=2),
+        dict(path="q", port=1),
+    ]
     assert paired(two, first, second) == ([(1, 0), (2, 5), (3, 4), (0, 6)], [])
 
 
@@ -647,7 +653,8 @@ def test_nowcast_signals_that_are_out(relative, out):
 
 def test_nowcast_values_revised_and_gained():
     comparison = nowcast()
-    totals = {name: sum(getattr(v, name) for v in comparison) for name in ("judged", "out", "gained", "lost")}
+    names = ("judged", "out", "gained", "lost")
+    totals = {name: sum(getattr(verdict, name) for verdict in comparison) for name in names}
     assert totals == {"judged": 8653, "out": 85, "gained": 21, "lost": 0}
     assert {verdict.beyond for verdict in comparison} == {1}  # the second day has a month more
 

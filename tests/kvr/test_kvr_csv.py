@@ -112,7 +112,7 @@ def test_file_is_loaded_into_the_store(store, tmp_path):
 def test_file_that_the_store_does_not_take_leaves_nothing_behind(store, tmp_path):
     path = tmp_path / "x.csv"
     path.write_text("time,a\n0,1\n2,2\n1,3\n")
-    with pytest.raises(kvr.FormatError, match=r"signal 'a': the store does not take it: time falls"):
+    with pytest.raises(kvr.FormatError, match="signal 'a': the store does not take it: time falls"):
         store.load(path)
     assert (len(store), len(store.signals)) == (0, 0)
 
@@ -309,7 +309,7 @@ def test_header_alone_is_a_file_without_samples(opened):
     suppress_health_check=[hypothesis.HealthCheck.function_scoped_fixture],
 )
 @hypothesis.given(
-    st.lists(st.lists(st.floats(allow_infinity=False), min_size=2, max_size=2), min_size=3, max_size=6),
+    st.lists(st.tuples(*[st.floats(allow_infinity=False)] * 2), min_size=3, max_size=6),
     st.sampled_from([",", ";", "\t", "|"]),
     st.sampled_from([".", ","]),
 )
@@ -392,13 +392,19 @@ def test_file_without_permission_is_an_os_error(tmp_path):
         ),
         (
             "time,a\n0,1\n\n1,oops\n2,3\n3,4\n",
-            "line 4, column 'a': 'oops' is not a number, as most of its column are; correct it, or "
-            "leave it empty for a gap",
+            "line 4, column 'a': 'oops' is not a number, as most of its column are; correct it, "
+            "or leave it empty for a gap",
         ),
-        ("time,a\n2020-01-01,1\n2020-01-32,2\n", "line 3, column 'time': '2020-01-32' is not a date"),
+        (
+            "time,a\n2020-01-01,1\n2020-01-32,2\n",
+            "line 3, column 'time': '2020-01-32' is not a date",
+        ),
         ("time,a\n2020-01-01,1\n,2\n", "line 3, column 'time': the time is missing"),
-        ("time,a\ntrue,1\nfalse,2\n", "line 2, column 'time': the time is neither numbers nor dates"),
-        ('time,a\n0,"x\n1,y\n', "a text in quotes does not end; close it, or name the quote with the option"),
+        (
+            "time,a\ntrue,1\nfalse,2\n",
+            "line 2, column 'time': the time is neither numbers nor dates",
+        ),
+        ('time,a\n0,"x\n1,y\n', "a text in quotes does not end; close it, or name the quote"),
         ("# only\n# comments\n", "holds comments alone"),
     ],
 )
@@ -528,7 +534,8 @@ def test_format_of_another_package_is_found_by_its_entry_point(tmp_path, monkeyp
         def load(self):
             return kvr.Format("letters", (".abc",), lambda path: kvr.open(path, format="csv"))
 
-    monkeypatch.setattr(metadata, "entry_points", lambda group: [Point()] * (group == "kvr.formats"))
+    points = {"kvr.formats": [Point()]}
+    monkeypatch.setattr(metadata, "entry_points", lambda group: points[group])
     path = tmp_path / "x.abc"
     path.write_text("time,a\n0,1\n")
     assert kvr.open(path).runs[0]["a"].values.tolist() == [1]

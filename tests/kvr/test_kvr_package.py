@@ -33,7 +33,10 @@ EXPORTED = [
     "open",
 ]
 MODULES = sorted(name for _, name, _ in pkgutil.walk_packages(kvr.__path__, "kvr."))
-WITH_EXAMPLES = ["Error", "FormatError", "Gone", "Map", "Run", "Signal", "Store", "Sync", "Tolerance"]
+WITH_EXAMPLES = [
+    "Comparison", "Error", "FormatError", "Gone", "Map", "Run", "Signal", "Store", "Sync",
+    "Tolerance", "compare", "compare_series", "open",
+]  # fmt: skip
 
 
 def test_exported_names():
@@ -71,12 +74,14 @@ def test_examples_print_what_they_say(name):
 
 
 @pytest.mark.parametrize("name", WITH_EXAMPLES)
-def test_public_class_has_an_example(name):
+def test_public_name_has_an_example(name):
     assert ">>> " in getattr(kvr, name).__doc__
 
 
 def test_importing_the_package_imports_nothing_heavy(run_python):
-    printed = run_python("import sys, kvr; print([m for m in ('numpy', 'vormel') if m in sys.modules])")
+    printed = run_python(
+        "import sys, kvr; print([name for name in ('numpy', 'vormel') if name in sys.modules])"
+    )
     assert printed == "[]\n"
 
 

@@ -88,7 +88,12 @@ def test_options_with_settings_stand_in_the_json(store):
     run = store.new_run("a")
     run.add("a", [1.0], time=[0.0])
     found = kvr.compare(
-        run, run, match=("label", "path"), tolerance=kvr.Tolerance(1, math.inf), sync=kvr.Sync(), only="a"
+        run,
+        run,
+        match=("label", "path"),
+        tolerance=kvr.Tolerance(1, math.inf),
+        sync=kvr.Sync(),
+        only="a",
     )
     document = json.loads(found.to_json())
     jsonschema.validate(document, SCHEMA, jsonschema.Draft202012Validator)

@@ -66,10 +66,10 @@ std::vector<double> guarded(Interruption& interruption, const Call& call) {
 
 compare::SyncFunction syncFunction(const py::object& function, Interruption& interruption) {
   if (function.is_none()) return {};
-  return [&function, &interruption](std::span<const double> baseline,
-                                    std::span<const double> other) {
-    return guarded(interruption, [&] { return function(vectorOf(baseline), vectorOf(other)); });
-  };
+  return
+      [&function, &interruption](std::span<const double> baseline, std::span<const double> other) {
+        return guarded(interruption, [&] { return function(vectorOf(baseline), vectorOf(other)); });
+      };
 }
 
 compare::ToleranceFunction toleranceFunction(const py::object& function,

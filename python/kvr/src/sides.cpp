@@ -2,6 +2,7 @@
 
 #include <pybind11/stl.h>
 
+#include <array>
 #include <stdexcept>
 #include <string>
 
@@ -9,31 +10,32 @@ namespace kvr::python {
 namespace {
 
 namespace py = pybind11;
-using compare::NumericClass;
 using compare::Numbers;
+using compare::NumericClass;
 
-// The class of real numbers of a kind of dtype and a size in bytes.
+struct RealClass {
+  char kind;  // of the dtype
+  py::ssize_t size;
+  NumericClass numericClass;
+};
+
+constexpr std::array<RealClass, 11> realClasses{{
+    {'b', 1, NumericClass::kLogical},
+    {'i', 1, NumericClass::kInt8},
+    {'i', 2, NumericClass::kInt16},
+    {'i', 4, NumericClass::kInt32},
+    {'i', 8, NumericClass::kInt64},
+    {'u', 1, NumericClass::kUint8},
+    {'u', 2, NumericClass::kUint16},
+    {'u', 4, NumericClass::kUint32},
+    {'u', 8, NumericClass::kUint64},
+    {'f', 4, NumericClass::kSingle},
+    {'f', 8, NumericClass::kDouble},
+}};
+
 NumericClass classOf(char kind, py::ssize_t size) {
-  switch (kind) {
-    case 'b': return NumericClass::kLogical;
-    case 'i':
-      if (size == 1) return NumericClass::kInt8;
-      if (size == 2) return NumericClass::kInt16;
-      if (size == 4) return NumericClass::kInt32;
-      if (size == 8) return NumericClass::kInt64;
-      break;
-    case 'u':
-      if (size == 1) return NumericClass::kUint8;
-      if (size == 2) return NumericClass::kUint16;
-      if (size == 4) return NumericClass::kUint32;
-      if (size == 8) return NumericClass::kUint64;
-      break;
-    case 'f':
-      if (size == 4) return NumericClass::kSingle;
-      if (size == 8) return NumericClass::kDouble;
-      break;
-    default: break;
-  }
+  for (const RealClass& known : realClasses)
+    if (known.kind == kind && known.size == size) return known.numericClass;
   throw std::invalid_argument(std::string("no numbers to compare: dtype kind ") + kind);
 }
 

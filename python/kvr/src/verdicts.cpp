@@ -38,8 +38,8 @@ py::list intervalsOf(const compare::Verdict& verdict) {
 // Values of `components` an instant as a matrix that owns a copy.
 template <class T>
 py::array matrixOf(const std::vector<T>& values, std::size_t instants, std::size_t components) {
-  return py::array_t<T>(
-      {static_cast<py::ssize_t>(instants), static_cast<py::ssize_t>(components)}, values.data());
+  return py::array_t<T>({static_cast<py::ssize_t>(instants), static_cast<py::ssize_t>(components)},
+                        values.data());
 }
 
 py::array matrixOf(const std::vector<double>& real, const std::vector<double>& imaginary,
@@ -77,8 +77,8 @@ py::dict dictOf(const compare::Verdict& verdict, const std::string& text) {
   fields["rms"] = verdict.rms;
   fields["intervals"] = intervalsOf(verdict);
   fields["intervals_total"] = verdict.intervalsTotal;
-  fields["text"] = py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF8(
-      text.data(), static_cast<py::ssize_t>(text.size()), "replace"));
+  fields["text"] = py::reinterpret_steal<py::object>(
+      PyUnicode_DecodeUTF8(text.data(), static_cast<py::ssize_t>(text.size()), "replace"));
   return fields;
 }
 
