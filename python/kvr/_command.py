@@ -106,6 +106,10 @@ def _told(error: Exception) -> str:
 
 
 def _remedy(error: OSError) -> str:
+    from kvr._results import CANNOT_BE_WRITTEN
+
+    if (error.strerror or "").startswith(CANNOT_BE_WRITTEN):
+        return f"{error.strerror}; name another place"
     if isinstance(error, FileNotFoundError):
         return "there is no such file; check the name"
     if isinstance(error, PermissionError):

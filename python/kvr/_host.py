@@ -42,6 +42,11 @@ def is_missing(error: vormel.Error, *words: str) -> bool:
     return error.identifier == "KVR:kvr:NON_EXISTENT" and error.word in words
 
 
+def is_scratch_failure(error: vormel.Error) -> bool:
+    """Whether the store could not write the scratch file; it says so in these words."""
+    return error.identifier == "KVR:kvr:INPUT_MISMATCH" and error.word == "timeseries"
+
+
 def same_store(one: Any, other: Any, run: int) -> bool:
     """Whether two host objects reach the same store; False as well if `run` is not in both.
 

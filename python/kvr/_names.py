@@ -8,13 +8,16 @@ from collections.abc import Callable, Iterable
 from fnmatch import fnmatchcase
 
 _SHOWN = 5  # names in one message
+_SEARCHED = 10_000  # names among which near misses are looked for
+_LONGEST = 200  # characters of a name that are looked at and shown
 
 
 def near_misses(name: str, names: Iterable[str]) -> str:
     """A clause for an error text: the names that look like `name`, or the first that there are."""
     known = list(dict.fromkeys(names))
-    lower = {known_name.lower(): known_name for known_name in known}
-    close = [lower[hit] for hit in difflib.get_close_matches(name.lower(), lower, n=_SHOWN)]
+    lower = {one.lower(): one for one in known[:_SEARCHED] if len(one) <= _LONGEST}
+    sought = name[:_LONGEST].lower()
+    close = [lower[hit] for hit in difflib.get_close_matches(sought, lower, n=_SHOWN)]
     if close:
         return f"did you mean {listed(close, 'or')}?"
     if len(known) > _SHOWN:
@@ -24,7 +27,12 @@ def near_misses(name: str, names: Iterable[str]) -> str:
 
 def listed(names: Iterable[str], conjunction: str) -> str:
     """Names quoted and joined as in a sentence."""
-    return joined([repr(name) for name in names], conjunction)
+    return joined([quoted(name) for name in names], conjunction)
+
+
+def quoted(name: str) -> str:
+    """The name in quotes, cut where it is very long."""
+    return repr(name) if len(name) <= _LONGEST else f"{name[:_LONGEST]!r}..."
 
 
 def joined(words: list[str], conjunction: str) -> str:

@@ -257,12 +257,12 @@ class RunReader(ABC, Generic[Signal]):
             places = [signal.path or "an empty path" for signal in found[:10]]
             more = [f"{len(found) - 10} more"] if len(found) > 10 else []
             raise Ambiguous(
-                f"{len(found)} signals are labelled {label!r}, "
+                f"{len(found)} signals are labelled {_names.quoted(label)}, "
                 f"at {_names.joined(places + more, 'and')}"
             )
         labels = [signal.label for signal in self.signals]
         hint = _names.near_misses(label, labels) if labels else "the run has no signals"
-        raise NotFound(f"no signal is labelled {label!r}; {hint}")
+        raise NotFound(f"no signal is labelled {_names.quoted(label)}; {hint}")
 
     def __contains__(self, wanted: object) -> bool:
         if isinstance(wanted, str):
@@ -334,9 +334,10 @@ def run_named(runs: Sequence[AnyRun], name: str, owner: str, place: str = "") ->
         return found[0]
     if found:
         ids = _names.joined([str(run.id) for run in found], "and")
-        raise Ambiguous(f"{place}{len(found)} runs are named {name!r}, with the ids {ids}")
+        raise Ambiguous(f"{place}{len(found)} runs are named {_names.quoted(name)}, with the ids {ids}")
     hint = _names.near_misses(name, [run.name for run in runs])
-    raise NotFound(f"{place}no run is named {name!r}; {hint or f'{owner} has no runs'}")
+    wanted = _names.quoted(name)
+    raise NotFound(f"{place}no run is named {wanted}; {hint or f'{owner} has no runs'}")
 
 
 def matching(

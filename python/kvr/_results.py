@@ -21,6 +21,7 @@ if TYPE_CHECKING:
     from kvr._comparison import Comparison
 
 VERSION = 1
+CANNOT_BE_WRITTEN = "cannot be written"
 _FACTS = (
     "status", "reason", "text", "tolerance", "tolerance_source", "sync", "sync_source",
     "instants", "instants_out", "judged", "out", "lost", "gained", "gaps", "outside",
@@ -157,8 +158,19 @@ def write(text: str, path: str | os.PathLike[str] | None) -> str:
 
 
 def write_bytes(data: bytes, path: str | os.PathLike[str]) -> None:
-    """The file is written beside its place, and put there when it is complete and on disk."""
+    """Write a file beside its place, and put it there when it is complete and on disk.
+
+    Raises OSError that names the file; an old file then stays as it was.
+    """
     folder = os.path.dirname(os.path.abspath(os.fspath(path)))
+    try:
+        _write_beside(data, folder, path)
+    except OSError as error:
+        reason = f"{CANNOT_BE_WRITTEN}, {error.strerror}"
+        raise OSError(error.errno, reason, os.fspath(path)) from error
+
+
+def _write_beside(data: bytes, folder: str, path: str | os.PathLike[str]) -> None:
     handle, beside = tempfile.mkstemp(prefix=".kvr-", dir=folder)
     try:
         with os.fdopen(handle, "wb") as file:

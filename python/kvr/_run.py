@@ -150,7 +150,8 @@ class Run(RunReader[Signal]):
         parent   a signal of the store that this one is part of
 
         Raises ValueError, which says what does not fit and where; Gone if the run or the parent
-        is. A refused signal leaves the store as it was.
+        is; OSError where the scratch file cannot be written. A refused signal leaves the store as
+        it was.
 
         >>> run = kvr.Store().new_run("Monday")
         >>> run.add("speed", [4.5, 7.0], time=[0.0, 0.1], path="car/engine", unit="m/s")
@@ -176,10 +177,15 @@ class Run(RunReader[Signal]):
             above = parent.id
         series = _adding.host_series(samples, times)
         sample_dims = list(samples.shape[1:]) or [1]
-        number = self._repository().add(
-            None, self._id, root_source, time_source, source, series, path, model, label,
-            1, sample_dims, port, channels, sid, metadata, above, source,
-        )  # fmt: skip
+        try:
+            number = self._repository().add(
+                None, self._id, root_source, time_source, source, series, path, model, label,
+                1, sample_dims, port, channels, sid, metadata, above, source,
+            )  # fmt: skip
+        except vormel.Error as error:
+            if _host.is_scratch_failure(error):
+                raise OSError("the values cannot be written to the scratch file") from error
+            raise
         return Signal(self._host, int(number))
 
     # ---- How its signals are compared ----

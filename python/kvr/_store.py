@@ -8,6 +8,8 @@ from collections.abc import Iterable, Iterator, Sequence
 from types import TracebackType
 from typing import TYPE_CHECKING, Any, overload
 
+import vormel
+
 from kvr import _adding, _host, _html
 from kvr._columns import Columns, group_members
 from kvr._errors import NotFound
@@ -205,7 +207,8 @@ class Store:
         """Keep the values of later signals in a new scratch file; as a context, until its end.
 
         There is one scratch file: starting another one loses the values of signals in the first.
-        Signals that are in the file stay there when the mode ends.
+        Signals that are in the file stay there when the mode ends. Raises OSError where the host
+        has no folder for it.
 
         >>> store = kvr.Store()
         >>> with store.to_file():
@@ -213,7 +216,12 @@ class Store:
         >>> speed.values
         array([4.5, 7. ])
         """
-        _host.connect().writeToFile()
+        try:
+            _host.connect().writeToFile()
+        except vormel.Error as error:
+            if _host.is_scratch_failure(error):
+                raise OSError("the host names no folder for the scratch file") from error
+            raise
         return FileMode(self)
 
     def to_memory(self) -> None:
@@ -242,10 +250,16 @@ class Store:
     def _repr_html_(self) -> str:
         runs = self.runs
         rows = [
-            (run.id, run.name, f"{run.created:%Y-%m-%d %H:%M}", len(run))
-            for run in runs[: _html.ROWS]
+            (run.id, run.name, _created_text(run), len(run)) for run in runs[: _html.ROWS]
         ]
         return _html.table("Runs", ("id", "name", "created", "signals"), rows, len(runs))
+
+
+def _created_text(run: Run) -> str:
+    try:
+        return f"{run.created:%Y-%m-%d %H:%M}"
+    except ValueError:  # another program set what is not a date
+        return ""
 
 
 def _every_signal(repository: Any) -> list[int]:

@@ -320,9 +320,21 @@ def test_results_go_to_files_and_fit_the_schema(files):
     suite = xml.etree.ElementTree.parse(files / "r.xml").getroot()[0]
     assert (suite.get("tests"), suite.get("failures")) == ("4", "2")
     assert json.loads(compared(files, "--json", "-")[1]) == document
-    code, out, err = compared(files, "--json", "none/r.json")
-    assert (code, out) == (2, "")
-    assert err.startswith("kvr: none") or "no such file" in err
+    assert compared(files, "--json", "none/r.json") == (
+        2,
+        "",
+        "kvr: none/r.json: cannot be written, No such file or directory; name another place\n",
+    )
+
+
+def test_results_that_do_not_fit_on_the_disk_leave_nothing_behind(files):
+    (files / "r.json").write_text("old")
+    program = f"ulimit -f 0; {sys.executable} -m kvr compare base.csv other.csv --json r.json"
+    done = subprocess.run(program, shell=True, cwd=files, capture_output=True, text=True)
+    assert (done.returncode, done.stdout) == (2, "")
+    assert done.stderr == "kvr: r.json: cannot be written, File too large; name another place\n"
+    assert (files / "r.json").read_text() == "old"
+    assert not any(name.startswith(".kvr") for name in os.listdir(files))
 
 
 def test_nowcast_days_on_the_command_line():

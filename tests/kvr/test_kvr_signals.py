@@ -424,6 +424,19 @@ def test_scratch_file_that_is_gone_is_no_values_and_no_gone(store, run, scratch)
         _ = lost.values
 
 
+def test_scratch_file_that_cannot_be_written_is_an_os_error(store, run, scratch):
+    store.to_file()
+    scratch.unlink()
+    scratch.mkdir()
+    with pytest.raises(OSError, match="the values cannot be written to the scratch file"):
+        run.add("speed", [1.0], time=[0.0])
+    assert len(run) == 0
+    store.to_memory()
+    vormel.functions["tempdir"] = lambda: ""
+    with pytest.raises(OSError, match="the host names no folder for the scratch file"):
+        store.to_file()
+
+
 def test_signal_added_by_another_program_is_seen_at_once(store, run):
     SignalRepository().add(
         None, run.id, "", "", "s", vormel.timeseries([1.0, 2.0], [0.0, 1.0]), "p", "", "l",

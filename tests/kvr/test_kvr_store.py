@@ -282,6 +282,20 @@ def test_copy_keeps_names_and_values(store, run):
     assert twin != run
 
 
+def test_html_shows_a_run_whose_date_is_none(store, run, repo):
+    repo.setDateCreated(run.id, math.nan)
+    assert "Monday" in store._repr_html_()
+
+
+def test_very_long_names_are_cut_in_errors(store, run):
+    run.name = "x" * 1_000_000
+    run.add("y" * 1_000_000, [1.0], time=[0.0])
+    for look in (lambda: store.runs["z" * 1_000_000], lambda: run["z" * 1_000_000]):
+        with pytest.raises(kvr.NotFound) as caught:
+            look()
+        assert len(str(caught.value)) < 1000
+
+
 # ---- Columns ----
 
 
