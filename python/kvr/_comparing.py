@@ -4,8 +4,7 @@ from __future__ import annotations
 
 import math
 import os
-from collections.abc import Callable, Iterable
-from concurrent.futures import FIRST_COMPLETED, Future, ThreadPoolExecutor, wait
+from collections.abc import Iterable
 from typing import Any, Union
 
 import numpy.typing as npt
@@ -13,18 +12,16 @@ import numpy.typing as npt
 from kvr import _kvr
 from kvr._comparison import Comparison, SideInfo
 from kvr._names import listed
+from kvr._judging import Choose, judged
 from kvr._opening import OpenRun, RunOrPath, open_run
-from kvr._pairing import Match, Pair, Subject, fields_of, pair, patterns_of
+from kvr._pairing import Match, fields_of, pair, patterns_of
 from kvr._progress import Progress, reporter
 from kvr._reading import SignalReader
 from kvr._settings import Sync, Tolerance
-from kvr._sides import side_of_arrays, side_of_signal
-from kvr._verdict import Identity, Rules, Settings, Verdict, calls_python, judge
+from kvr._sides import side_of_arrays
+from kvr._verdict import Rules, Settings, Verdict, judge
 
 COVERAGES = ("baseline", "common")
-_WAITING = 4  # pairs for each thread that are read ahead
-
-Choose = Callable[[SignalReader], Settings]
 
 
 def compare_series(
@@ -131,7 +128,8 @@ def compare_runs(
     matched = fields_of(match)
     found = pair(baseline.run.signals, other.run.signals, match, only, ignore)
     runs = (baseline.run.name, other.run.name)
-    verdicts = _judged(found.pairs, runs, rules, choose, count, progress)
+    report = reporter(progress, len(found.pairs))
+    verdicts = judged(found.pairs, runs, rules, choose, count, report)
     options = {
         "match": match if isinstance(match, str) else list(matched),
         "coverage": rules.coverage,
@@ -202,96 +200,3 @@ def _thread_count(threads: int | None) -> int:
     if threads < 1:
         raise ValueError(f"threads must be 1 or more, not {threads}")
     return threads
-
-
-# ---- Judging many pairs ----
-
-
-def _judged(
-    pairs: list[Pair],
-    runs: tuple[str, str],
-    rules: Rules,
-    choose: Choose,
-    threads: int,
-    progress: Progress,
-) -> list[Verdict]:
-    """The verdicts in the order of the pairs.
-
-    Signals are read here, for the store takes calls from one thread at a time; arrays are judged
-    in the threads, a few pairs ahead.
-    """
-    verdicts: list[Verdict | None] = [None] * len(pairs)
-    report = reporter(progress, len(pairs))
-    stop = _kvr.Stop()
-    with ThreadPoolExecutor(threads, "kvr-compare") as pool:
-        running: dict[Future[dict[str, Any]], Callable[[dict[str, Any]], None]] = {}
-        done = 0
-        try:
-            for place, (here, there) in enumerate(pairs):
-                known = _known(here, there, runs)
-                if here is None or there is None:
-                    verdicts[place] = _alone(known, missing=there is None)
-                    done += 1
-                else:
-                    settings = choose(here.signal)
-                    sides = side_of_signal(here.signal), side_of_signal(there.signal)
-                    known |= {**settings._asdict(), "_rules": rules}
-                    if calls_python(settings):
-                        verdicts[place] = Verdict(**judge(*sides, settings, rules, stop), **known)
-                        done += 1
-                    else:
-                        future = pool.submit(judge, *sides, settings, rules, stop)
-                        running[future] = _keeper(verdicts, place, known)
-                done += _collect(running, threads * _WAITING)
-                report(done)
-            while running:
-                done += _collect(running, 1)
-                report(done)
-        except BaseException:
-            stop.set()
-            for future in running:
-                future.cancel()
-            raise
-    return [verdict for verdict in verdicts if verdict is not None]
-
-
-def _keeper(
-    verdicts: list[Verdict | None], place: int, known: dict[str, Any]
-) -> Callable[[dict[str, Any]], None]:
-    def keep(fields: dict[str, Any]) -> None:
-        verdicts[place] = Verdict(**fields, **known)
-
-    return keep
-
-
-def _collect(running: dict[Future[dict[str, Any]], Any], fewer_than: int) -> int:
-    """Keep what is finished, once at least `fewer_than` are running; returns how many."""
-    if len(running) < fewer_than:
-        return 0
-    finished, _ = wait(running, return_when=FIRST_COMPLETED)
-    for future in finished:
-        running.pop(future)(future.result())
-    return len(finished)
-
-
-def _known(here: Subject | None, there: Subject | None, runs: tuple[str, str]) -> dict[str, Any]:
-    return {
-        "baseline": here.signal if here else None,
-        "other": there.signal if there else None,
-        "baseline_identity": _identity(here, runs[0]),
-        "other_identity": _identity(there, runs[1]),
-    }
-
-
-def _identity(subject: Subject | None, run: str) -> Identity | None:
-    if subject is None:
-        return None
-    facts = subject.facts
-    return Identity(
-        run, subject.signal.id, facts.label, facts.path, facts.source, facts.port, facts.channel
-    )
-
-
-def _alone(known: dict[str, Any], missing: bool) -> Verdict:
-    status = "missing" if missing else "extra"
-    return Verdict(status=status, reason=None, text=_kvr.describe_alone(missing), **known)
