@@ -28,7 +28,10 @@ class BlockWriter {
   void add(double t, const Location& baseline, const Location& other);
 
  private:
-  enum class Edge { kLeft, kRight };
+  enum class Edge {
+    kLeft,
+    kRight
+  };
   void put(double t, const Location& baseline, const Location& other, Edge edge);
   void put(Places& places, const Times& times, double t, const Location& location, Edge edge);
 

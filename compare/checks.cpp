@@ -25,14 +25,15 @@ bool toleranceHolds(const Tolerance& tolerance) {
       return isAllowance(tolerance.absolute) && isAllowance(tolerance.relative) &&
              !std::isinf(tolerance.relative);
     case 1:
-      for (const double field :
-           {tolerance.timeStart, tolerance.timeEnd, tolerance.initAbsTolVal, tolerance.absStep,
-            tolerance.initRelTolVal, tolerance.relStep}) {
+      for (const double field : {tolerance.timeStart, tolerance.timeEnd, tolerance.initAbsTolVal,
+                                 tolerance.absStep, tolerance.initRelTolVal, tolerance.relStep}) {
         if (std::isnan(field)) return false;
       }
       return isAllowance(tolerance.timeStep);
-    case 2: return true;
-    default: return false;
+    case 2:
+      return true;
+    default:
+      return false;
   }
 }
 

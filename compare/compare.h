@@ -141,8 +141,8 @@ struct AtInstants {
 using SyncFunction =
     std::function<std::vector<double>(std::span<const double>, std::span<const double>)>;
 
-// Returns one tolerance an instant, or one a value in the order of `AtInstants`: each at least 0, or
-// NaN where the baseline is NaN.
+// Returns one tolerance an instant, or one a value in the order of `AtInstants`: each at least 0,
+// or NaN where the baseline is NaN.
 using ToleranceFunction = std::function<std::vector<double>(const AtInstants&)>;
 
 // An exception of a function makes the pair incomparable; `Stopped` passes through.
@@ -176,7 +176,13 @@ class KVR_COMPARE_EXPORT Stopped : public std::exception {
 
 // ---- The verdict ----
 
-enum class Status : std::uint8_t { kWithin, kOut, kMissing, kExtra, kIncomparable };
+enum class Status : std::uint8_t {
+  kWithin,
+  kOut,
+  kMissing,
+  kExtra,
+  kIncomparable
+};
 
 // Why a pair is incomparable, in the order of the tests.
 enum class Reason : std::uint8_t {
@@ -209,7 +215,7 @@ struct Interval {
 struct Verdict {
   Status status = Status::kWithin;
   Reason reason = Reason::kNone;
-  std::string failure;          // what a function that failed said
+  std::string failure;           // what a function that failed said
   bool complexBaseline = false;  // whether the values of `worst` and `first` have imaginary parts
   bool complexOther = false;
 
@@ -226,15 +232,16 @@ struct Verdict {
   // difference rank above; of equals the earliest, then the lowest component.
   std::optional<ValueOut> worst;
 
-  // Over the judged values with a finite difference, forgiven ones included; the earliest of equals.
+  // Over the judged values with a finite difference, forgiven ones included; the earliest of
+  // equals.
   double maxDifference = 0.0;
   std::optional<double> maxDifferenceTime;
   double maxRelative = 0.0;  // difference / |baseline| where the baseline is finite and not 0
   std::optional<double> maxRelativeTime;
   // Root of the mean of the squares of the finite differences of judged values. They are added in a
   // fixed order: value number n (instant * components + component) goes to partial sum n % 8, and
-  // the eight are joined as ((0+1)+(2+3))+((4+5)+(6+7)). Differences above 2^480 or below 2^-480 are
-  // scaled and have sums of their own, so that no square overflows or vanishes.
+  // the eight are joined as ((0+1)+(2+3))+((4+5)+(6+7)). Differences above 2^480 or below 2^-480
+  // are scaled and have sums of their own, so that no square overflows or vanishes.
   double rms = 0.0;
 
   std::vector<Interval> intervals;  // the first 100
@@ -265,7 +272,11 @@ KVR_COMPARE_EXPORT Verdict align(const Series& baseline, const Series& other,
                                  Aligned& aligned);
 
 // Whose settings a pair was judged with.
-enum class Source : std::uint8_t { kOwn, kRun, kOverride };
+enum class Source : std::uint8_t {
+  kOwn,
+  kRun,
+  kOverride
+};
 
 // The verdict as one sentence, such as
 //   out at 12 of 379 instants, first at 20.5: 872 instead of 857, off by 15, allowed 8.57

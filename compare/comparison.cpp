@@ -69,8 +69,8 @@ std::unique_ptr<InstantSource> Comparison::source() {
 // Calls `visit` with the first instant, the number of instants and the components of each chunk.
 template <class Visit>
 void Comparison::forEachChunk(std::size_t instants, Visit visit) const {
-  const std::size_t perChunk = components_ == 0 ? kBlock : std::max<std::size_t>(
-                                                               1, kBlock / components_);
+  const std::size_t perChunk =
+      components_ == 0 ? kBlock : std::max<std::size_t>(1, kBlock / components_);
   for (std::size_t k = 0; k < instants; k += perChunk) {
     const std::size_t count = std::min(perChunk, instants - k);
     for (std::size_t c = 0; c < components_; c += kBlock) {

@@ -6,10 +6,7 @@
 namespace kvr::compare {
 namespace {
 
-// Squares of differences from kSmall to kLarge, up to 2^60 of them, add up without overflow and
-// without loss to underflow. Others are scaled before they are squared.
-constexpr double kSmall = 0x1p-480;
-constexpr double kLarge = 0x1p480;
+// Scales for differences whose squares would vanish or overflow.
 constexpr double kUp = 0x1p600;
 constexpr double kDown = 0x1p-600;
 
@@ -21,17 +18,28 @@ double finiteOrZero(double difference) { return difference <= kGreatest ? differ
 
 }  // namespace
 
+// The sums in the order in which values from `number` on go to them.
+Differences::Sums Differences::turned(std::size_t number) const {
+  Sums sums;
+  for (std::size_t s = 0; s < kSums; ++s) sums[s] = ordinary_[(s + number) % kSums];
+  return sums;
+}
+
+void Differences::keepTurned(const Sums& sums, std::size_t number) {
+  for (std::size_t s = 0; s < kSums; ++s) ordinary_[(s + number) % kSums] = sums[s];
+}
+
 bool Differences::add(const Measured& values) {
   if (values.count == 0) return false;
-  // Sum s of the call is sum (s + shift) % 8 of the comparison.
-  const std::size_t shift = values.numberOf(0) % kSums;
-  Sums sums;
-  for (std::size_t s = 0; s < kSums; ++s) sums[s] = ordinary_[(s + shift) % kSums];
-  const Facts facts = measure(values, sums);
+  const std::size_t number = values.numberOf(0);
+  Sums sums = turned(number);
+  const Facts facts =
+      kernels().measureDifferences({values.difference, values.size, values.tolerance}, values.count,
+                                   mostRelativeTime_ ? mostRelative_ : -1.0, sums);
   if (facts.anyFar) {
     addFar(values);
   } else {
-    for (std::size_t s = 0; s < kSums; ++s) ordinary_[(s + shift) % kSums] = sums[s];
+    keepTurned(sums, number);
   }
   if (facts.finite > 0) raise(values, facts);
   if (facts.mayRaise) raiseRelative(values);
@@ -39,41 +47,16 @@ bool Differences::add(const Measured& values) {
   return facts.anyUnfit;
 }
 
-// One pass that the compiler turns into vector code: eight values at a time, each with its own sum.
-Differences::Facts Differences::measure(const Measured& values, Sums& sums) const {
-  std::array<double, kSums> most{};
-  std::array<std::uint64_t, kSums> infinite{}, unfit{}, far{}, raises{};
-  // A quotient above the greatest so far has a dividend of at least their product, rounded or not.
-  const double bound = mostRelativeTime_ ? mostRelative_ : -1.0;
-  const double least = mostRelativeTime_ ? 0.0 : -1.0;
-  const auto take = [&](std::size_t s, std::size_t i) {
-    const double difference = values.difference[i];
-    const double size = values.size[i];
-    const double finite = finiteOrZero(difference);
-    most[s] = most[s] < finite ? finite : most[s];
-    sums[s] += finite * finite;
-    infinite[s] += difference <= kGreatest ? std::uint64_t{0} : std::uint64_t{1};
-    unfit[s] |= difference <= values.tolerance[i] ? std::uint64_t{0} : std::uint64_t{1};
-    far[s] |= finite > kLarge ? std::uint64_t{1} : std::uint64_t{0};
-    far[s] |= (finite < kSmall ? finite : 0.0) > 0.0 ? std::uint64_t{1} : std::uint64_t{0};
-    raises[s] |= (finite >= bound * size ? finite : -1.0) > least ? std::uint64_t{1}
-                                                                  : std::uint64_t{0};
-  };
-  std::size_t i = 0;
-  for (; i + kSums <= values.count; i += kSums) {
-    for (std::size_t s = 0; s < kSums; ++s) take(s, i + s);
-  }
-  for (std::size_t s = 0; i + s < values.count; ++s) take(s, i + s);
-
-  Facts facts{0.0, values.count, false, false, false};
-  for (std::size_t s = 0; s < kSums; ++s) {
-    facts.most = std::max(facts.most, most[s]);
-    facts.finite -= infinite[s];
-    facts.anyUnfit = facts.anyUnfit || unfit[s] != 0 || infinite[s] != 0;
-    facts.anyFar = facts.anyFar || far[s] != 0;
-    facts.mayRaise = facts.mayRaise || raises[s] != 0;
-  }
-  return facts;
+bool Differences::addPlain(const double* a, const double* b, std::size_t count, std::size_t number,
+                           double absolute, double relative) {
+  if (!mostTime_ || !mostRelativeTime_) return false;
+  Sums sums = turned(number);
+  const Facts facts =
+      kernels().measureValues({a, b, absolute, relative}, count, mostRelative_, sums);
+  if (facts.anyUnfit || facts.anyFar || facts.mayRaise || facts.most > most_) return false;
+  keepTurned(sums, number);
+  finite_ += count;
+  return true;
 }
 
 void Differences::addFar(const Measured& values) {

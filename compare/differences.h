@@ -5,8 +5,9 @@
 #include <array>
 #include <cstddef>
 #include <limits>
-#include <vector>
+#include <optional>
 
+#include "compare/kernels.h"
 #include "compare/values.h"
 
 namespace kvr::compare {
@@ -32,21 +33,20 @@ class Differences {
   // Returns whether any difference is not finite or not within its tolerance.
   bool add(const Measured& values);
 
+  // Adds the differences of `count` real values, the first of them number `number`, if all are
+  // within max(absolute, relative * |a|) and none changes a maximum. Otherwise adds none, returns
+  // false.
+  bool addPlain(const double* a, const double* b, std::size_t count, std::size_t number,
+                double absolute, double relative);
+
   void writeTo(Verdict& verdict) const;
 
  private:
-  static constexpr std::size_t kSums = 8;
-  using Sums = std::array<double, kSums>;
+  static constexpr std::size_t kSums = kLanes;
+  using Sums = LaneSums;
 
-  struct Facts {
-    double most;       // greatest finite difference
-    std::size_t finite;
-    bool anyUnfit;     // not finite, or not within tolerance
-    bool anyFar;       // the square of a difference would overflow or vanish
-    bool mayRaise;     // the greatest relative difference may be among them
-  };
-
-  Facts measure(const Measured& values, Sums& sums) const;
+  Sums turned(std::size_t number) const;
+  void keepTurned(const Sums& sums, std::size_t number);
   void addFar(const Measured& values);
   void raise(const Measured& values, const Facts& facts);
   void raiseRelative(const Measured& values);

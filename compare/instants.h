@@ -11,12 +11,13 @@
 
 namespace kvr::compare {
 
-// Where one side has its values at the instants of a block. The value at instant k is that of sample
-// left[k] if it is right[k] too, else it lies between the two, `weight[k]` of the way to the right.
+// Where one side has its values at the instants of a block. The value at instant k is that of
+// sample left[k] if it is right[k] too, else it lies between the two, `weight[k]` of the way to the
+// right.
 struct Places {
-  bool isRun = false;     // sample firstOfRun + k at instant k; nothing below is set
+  bool isRun = false;  // sample firstOfRun + k at instant k; nothing below is set
   std::size_t firstOfRun = 0;
-  bool isHeld = false;    // sample left[k] at instant k; right and weight are not set
+  bool isHeld = false;  // sample left[k] at instant k; right and weight are not set
   std::vector<std::size_t> left, right;
   std::vector<double> weight;
 };
@@ -37,8 +38,8 @@ class InstantSource {
   InstantSource& operator=(const InstantSource&) = delete;
   virtual ~InstantSource() = default;
 
-  // Fills the block with the next instants, at least one and at most kBlock; false if there are none
-  // left. Throws Incomparable kBadTime as `Times` does; what came before is then void.
+  // Fills the block with the next instants, at least one and at most kBlock; false if there are
+  // none left. Throws Incomparable kBadTime as `Times` does; what came before is then void.
   virtual bool next(InstantBlock& block) = 0;
 };
 

@@ -35,6 +35,7 @@ Judge::Judge(const ToleranceRule& rule, bool isComplex, SecondLook& secondLook, 
 
 void Judge::judge(const Chunk& chunk, const double* given) {
   if (hasBadTolerance_) return;
+  if (isPlain(chunk, given)) return summary_.addJudged(chunk.size());
   const Range range = judgedInstants(chunk);
   const std::size_t first = range.begin * chunk.components.count;
   const std::size_t end = range.end * chunk.components.count;
@@ -66,6 +67,14 @@ void Judge::judge(const Chunk& chunk, const double* given) {
   }
   summary_.addJudged(judged);
   if (aligned_ != nullptr) align(chunk, first, end);
+}
+
+// The usual case in one look: constant tolerances, and every value within.
+bool Judge::isPlain(const Chunk& chunk, const double* given) {
+  const bool isUsual = given == nullptr && !rule_.isStepped() && !isComplex_ && aligned_ == nullptr;
+  return isUsual && summary_.differences().addPlain(chunk.baseline.real, chunk.other.real,
+                                                    chunk.size(), chunk.firstValue(),
+                                                    rule_.absoluteAt(0.0), rule_.relativeAt(0.0));
 }
 
 // Times ascend, so that the window of group 1 is one range of them.

@@ -29,6 +29,7 @@ class Judge {
     std::size_t begin, end;
   };
 
+  bool isPlain(const Chunk& chunk, const double* given);
   Range judgedInstants(const Chunk& chunk) const;
   void findDifferences(const Chunk& chunk, std::size_t first, std::size_t end);
   void findComplexDifferences(const Chunk& chunk, std::size_t first, std::size_t end);

@@ -10,7 +10,10 @@ namespace kvr::compare {
 // Most values that are looked at together; everything kept per value has this many entries.
 inline constexpr std::size_t kBlock = 1024;
 
-enum class Part { kReal, kImaginary };
+enum class Part {
+  kReal,
+  kImaginary
+};
 
 // Number `component` of sample `sample`.
 double numberAt(const Numbers& numbers, std::size_t sample, std::size_t component = 0,

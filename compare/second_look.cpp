@@ -66,8 +66,7 @@ double leastFor(Holds holds) {
 }  // namespace
 
 SecondLook::SecondLook(const Series& baseline, const Times& times, const ToleranceRule& rule,
-                       bool isLinear, bool isComplex, double timeTolerance,
-                       std::size_t mostScanned)
+                       bool isLinear, bool isComplex, double timeTolerance, std::size_t mostScanned)
     : numbers_(baseline.values),
       data_(inPlace(baseline.values, componentsOf(baseline.shape))),
       components_(componentsOf(baseline.shape)),
@@ -85,6 +84,7 @@ bool SecondLook::forgives(double t, double value, std::size_t component, double 
   if (window_.past - window_.first <= mostScanned_) {
     return std::isinf(value) ? scanInfinite(component, value) : scan(component, sought);
   }
+  if (meetsNear(component, sought)) return true;
   MovingWindow& window = moving_[component];
   advance(window, component);
   return search(window, component, sought);
@@ -96,14 +96,17 @@ void SecondLook::moveTo(double t) {
   window_.end = std::min(t + timeTolerance_, times_.last());
   const std::size_t from = hasWindow_ ? window_.first : 0;
   const std::size_t to = hasWindow_ ? window_.past : 0;
+  const std::size_t near = hasWindow_ ? window_.next : 0;
   const std::size_t count = times_.count();
   hasWindow_ = true;
   window_.first =
       gallop(from, count, [this](std::size_t i) { return times_.at(i) < window_.start; });
-  window_.past = gallop(std::max(to, window_.first), count,
+  window_.next = gallop(std::max(near, window_.first), count,
+                        [this](std::size_t i) { return times_.at(i) <= window_.t; });
+  window_.past = gallop(std::max(to, window_.next), count,
                         [this](std::size_t i) { return times_.at(i) <= window_.end; });
-  window_.startsBetween = window_.first > 0 && window_.first < count &&
-                          times_.at(window_.first) != window_.start;
+  window_.startsBetween =
+      window_.first > 0 && window_.first < count && times_.at(window_.first) != window_.start;
   window_.endsBetween =
       window_.past > 0 && window_.past < count && times_.at(window_.past - 1) != window_.end;
 }
@@ -173,6 +176,25 @@ bool SecondLook::scan(std::size_t component, const Sought& sought) const {
     piece.include(reachOf(window_.end, valueAtEnd(component)));
   }
   return holds(piece, sought);
+}
+
+// Whether one of the samples near the instant is enough, as it often is. The samples that may be
+// looked at on average are few, so that the cost is bounded; what is spared goes to those that need
+// to look further.
+bool SecondLook::meetsNear(std::size_t component, const Sought& sought) {
+  if (std::isinf(sought.value)) return false;
+  credit_ += mostScanned_ / 2;
+  const auto meets = [&](std::size_t i) {
+    --credit_;
+    return isCandidate(i) && holds(reachOf(times_.at(i), valueOf(i, component)), sought);
+  };
+  std::size_t before = window_.next;
+  std::size_t after = window_.next;
+  while (credit_ >= 2 && (before > window_.first || after < window_.past)) {
+    if (before > window_.first && meets(--before)) return true;
+    if (after < window_.past && meets(after++)) return true;
+  }
+  return false;
 }
 
 // Only a candidate of the same value forgives an infinite one.

@@ -1,7 +1,8 @@
 // The time tolerance: values out of tolerance are looked at again. Such a value is forgiven if the
 // baseline comes near enough to it within the time tolerance of its instant.
 //
-//        r0      r1 | l2      r3         the baseline's samples in the window are the candidates, and
+//        r0      r1 | l2      r3         the baseline's samples in the window are the candidates,
+//        and
 //     [--o--------o | o-------o--]       its values at the window's ends. Interpolated values cut
 //   t - w       event          t + w     them into pieces at events; held ones make each a piece.
 //
@@ -23,14 +24,14 @@ namespace kvr::compare {
 // The candidates of one component in a window that moves on. Its front may be cut out of a piece,
 // its back too; pieces that lie in it whole are kept as reaches.
 struct MovingWindow {
-  std::size_t begin = 0;   // samples from `begin` to `end` were taken in
+  std::size_t begin = 0;  // samples from `begin` to `end` were taken in
   std::size_t middle = 0;
   std::size_t end = 0;
   std::vector<Reach> toPieceEnd;  // of sample begin + i up to the end of its piece, or to `middle`
   std::size_t openFrom = 0;       // samples from here to `middle` are of a piece that goes on there
   Reach head;                     // from `middle` to the end of that piece
   bool headIsOpen = false;
-  Reach tail;                     // the newest piece
+  Reach tail;  // the newest piece
   std::size_t tailBegin = 0;
   Reaches whole;
   // 1 + the newest candidate that is infinite; 0 if there is none.
@@ -51,7 +52,8 @@ class SecondLook {
   // The window of the instant at hand.
   struct Window {
     double t, start, end;
-    std::size_t first, past;        // the samples in it: `past` is one beyond the last
+    std::size_t first, past;          // the samples in it: `past` is one beyond the last
+    std::size_t next;                 // the first sample after t
     bool startsBetween, endsBetween;  // the ends are no times of samples
   };
   // A value and what is allowed beside the tolerance that reaches hold already.
@@ -70,6 +72,7 @@ class SecondLook {
   static bool holds(const Reach& reach, const Sought& sought);
 
   bool scan(std::size_t component, const Sought& sought) const;
+  bool meetsNear(std::size_t component, const Sought& sought);
   bool scanInfinite(std::size_t component, double value) const;
   bool search(MovingWindow& window, std::size_t component, const Sought& sought) const;
   bool meetsWhole(MovingWindow& window, const Sought& sought) const;
@@ -89,6 +92,7 @@ class SecondLook {
   std::size_t mostScanned_;
   Window window_{};
   bool hasWindow_ = false;
+  std::size_t credit_ = 0;  // samples that may be looked at near an instant
   std::unordered_map<std::size_t, MovingWindow> moving_;  // by component
 };
 

@@ -35,8 +35,7 @@ void Summary::addOut(std::size_t instant, const ValueOut& value, bool isLost) {
   if (verdict_.worst) {
     const ValueOut& worst = *verdict_.worst;
     if (worstIsUnbounded_) return;
-    const bool isFurther =
-        value.difference - value.tolerance > worst.difference - worst.tolerance;
+    const bool isFurther = value.difference - value.tolerance > worst.difference - worst.tolerance;
     if (!isUnbounded && !isFurther) return;
   }
   verdict_.worst = value;

@@ -33,9 +33,12 @@ std::string counted(std::size_t count, const std::string& what) {
 
 std::string textOf(Source source) {
   switch (source) {
-    case Source::kOwn: return "from the signal";
-    case Source::kRun: return "from the run";
-    case Source::kOverride: return "as given";
+    case Source::kOwn:
+      return "from the signal";
+    case Source::kRun:
+      return "from the run";
+    case Source::kOverride:
+      return "as given";
   }
   return "";
 }
@@ -61,8 +64,8 @@ std::string firstValueOut(const Verdict& verdict, const Settings& settings, Sour
   if (!std::isfinite(first.difference)) return text;
   text += ", off by " + textOf(first.difference);
   if (std::isnan(first.tolerance)) return text;
-  return text + ", allowed " + textOf(first.tolerance) + " (" +
-         origin(first, settings.tolerance) + ", " + textOf(source) + ")";
+  return text + ", allowed " + textOf(first.tolerance) + " (" + origin(first, settings.tolerance) +
+         ", " + textOf(source) + ")";
 }
 
 std::string describeOut(const Verdict& verdict, const Settings& settings, Source source) {
@@ -79,9 +82,9 @@ std::string describeOut(const Verdict& verdict, const Settings& settings, Source
 
 std::string describeWithin(const Verdict& verdict) {
   if (verdict.judged == 0) {
-    return verdict.instants == 0 ? "within: the baseline has no samples"
-                                 : "within: the baseline has no number at " +
-                                       counted(verdict.instants, "instant");
+    return verdict.instants == 0
+               ? "within: the baseline has no samples"
+               : "within: the baseline has no number at " + counted(verdict.instants, "instant");
   }
   std::string text = "within at " + counted(verdict.instants, "instant");
   if (verdict.maxDifference > 0) {
@@ -89,22 +92,30 @@ std::string describeWithin(const Verdict& verdict) {
             textOf(*verdict.maxDifferenceTime);
   }
   if (verdict.uncovered > 0) {
-    text += "; the other does not cover " + counted(verdict.uncovered, "sample") +
-            " of the baseline";
+    text +=
+        "; the other does not cover " + counted(verdict.uncovered, "sample") + " of the baseline";
   }
   return text;
 }
 
 std::string describeIncomparable(const Verdict& verdict) {
   switch (verdict.reason) {
-    case Reason::kNone: break;
-    case Reason::kNoValues: return "incomparable: a side has no readable time series";
-    case Reason::kNotNumeric: return "incomparable: the values of a side are not numbers";
-    case Reason::kBadTime: return "incomparable: the times of a side are not usable";
-    case Reason::kShapeDiffers: return "incomparable: the samples of the two sides differ in shape";
-    case Reason::kBadSettings: return "incomparable: tolerance or sync options are not usable";
-    case Reason::kNoFunction: return "incomparable: the settings name a function that is not known";
-    case Reason::kFunctionFailed: return "incomparable: a function failed: " + verdict.failure;
+    case Reason::kNone:
+      break;
+    case Reason::kNoValues:
+      return "incomparable: a side has no readable time series";
+    case Reason::kNotNumeric:
+      return "incomparable: the values of a side are not numbers";
+    case Reason::kBadTime:
+      return "incomparable: the times of a side are not usable";
+    case Reason::kShapeDiffers:
+      return "incomparable: the samples of the two sides differ in shape";
+    case Reason::kBadSettings:
+      return "incomparable: tolerance or sync options are not usable";
+    case Reason::kNoFunction:
+      return "incomparable: the settings name a function that is not known";
+    case Reason::kFunctionFailed:
+      return "incomparable: a function failed: " + verdict.failure;
     case Reason::kNothingCompared:
       return "incomparable: there is no instant at which the two could be compared";
   }
@@ -115,37 +126,56 @@ std::string describeIncomparable(const Verdict& verdict) {
 
 std::string describe(const Verdict& verdict, const Settings& settings, Source toleranceSource) {
   switch (verdict.status) {
-    case Status::kWithin: return describeWithin(verdict);
-    case Status::kOut: return describeOut(verdict, settings, toleranceSource);
-    case Status::kMissing: return "missing: the other has no such signal";
-    case Status::kExtra: return "extra: the baseline has no such signal";
-    case Status::kIncomparable: break;
+    case Status::kWithin:
+      return describeWithin(verdict);
+    case Status::kOut:
+      return describeOut(verdict, settings, toleranceSource);
+    case Status::kMissing:
+      return "missing: the other has no such signal";
+    case Status::kExtra:
+      return "extra: the baseline has no such signal";
+    case Status::kIncomparable:
+      break;
   }
   return describeIncomparable(verdict);
 }
 
 const char* nameOf(Status status) {
   switch (status) {
-    case Status::kWithin: return "within";
-    case Status::kOut: return "out";
-    case Status::kMissing: return "missing";
-    case Status::kExtra: return "extra";
-    case Status::kIncomparable: break;
+    case Status::kWithin:
+      return "within";
+    case Status::kOut:
+      return "out";
+    case Status::kMissing:
+      return "missing";
+    case Status::kExtra:
+      return "extra";
+    case Status::kIncomparable:
+      break;
   }
   return "incomparable";
 }
 
 const char* nameOf(Reason reason) {
   switch (reason) {
-    case Reason::kNone: break;
-    case Reason::kNoValues: return "no-values";
-    case Reason::kNotNumeric: return "not-numeric";
-    case Reason::kBadTime: return "bad-time";
-    case Reason::kShapeDiffers: return "shape-differs";
-    case Reason::kBadSettings: return "bad-settings";
-    case Reason::kNoFunction: return "no-function";
-    case Reason::kFunctionFailed: return "function-failed";
-    case Reason::kNothingCompared: return "nothing-compared";
+    case Reason::kNone:
+      break;
+    case Reason::kNoValues:
+      return "no-values";
+    case Reason::kNotNumeric:
+      return "not-numeric";
+    case Reason::kBadTime:
+      return "bad-time";
+    case Reason::kShapeDiffers:
+      return "shape-differs";
+    case Reason::kBadSettings:
+      return "bad-settings";
+    case Reason::kNoFunction:
+      return "no-function";
+    case Reason::kFunctionFailed:
+      return "function-failed";
+    case Reason::kNothingCompared:
+      return "nothing-compared";
   }
   return "";
 }

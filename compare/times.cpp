@@ -2,31 +2,16 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
+#include "compare/kernels.h"
 #include "compare/reason.h"
 
 namespace kvr::compare {
 namespace {
 
 [[noreturn]] void raiseBadTime() { throw Incomparable{Reason::kBadTime, {}}; }
-
-// Whether times[i] follows times[i - 1] for all i from 1 to count - 1.
-bool ascends(const double* times, std::size_t count) {
-  std::uint64_t falls = 0;
-  for (std::size_t i = 1; i < count; ++i) {
-    falls |= times[i - 1] <= times[i] ? std::uint64_t{0} : std::uint64_t{1};
-  }
-  return falls == 0;
-}
-
-bool hasTie(const double* times, std::size_t count) {
-  std::uint64_t ties = 0;
-  for (std::size_t i = 1; i < count; ++i) {
-    ties |= times[i - 1] == times[i] ? std::uint64_t{1} : std::uint64_t{0};
-  }
-  return ties != 0;
-}
 
 }  // namespace
 
@@ -56,12 +41,32 @@ TimeWindow Times::window(std::size_t from, std::size_t length) {
               buffer_.begin() + static_cast<std::ptrdiff_t>(length),
               std::numeric_limits<double>::infinity());
   }
+  const Order order = kernels().orderOf(times, there);
   if (from + there > checked_) {
     const bool joins = from == 0 || from < checked_ || at(from - 1) <= times[0];
-    if (!joins || !ascends(times, there)) raiseBadTime();
+    if (!joins || order == Order::kFalls) raiseBadTime();
     checked_ = from + there;
   }
-  return {times, !hasTie(times, there)};
+  return {times, order == Order::kRises};
+}
+
+// Whether neither the time before the run nor the one after it is one of the run's.
+bool Times::standsAlone(std::size_t from, std::size_t count) const {
+  const std::size_t end = from + count;
+  return (from == 0 || data_[from - 1] < data_[from]) &&
+         (end == count_ || data_[end - 1] < data_[end]);
+}
+
+bool Times::sharesRun(std::size_t from, std::size_t count, Times& there, std::size_t fromThere) {
+  if (data_ == nullptr || there.data_ == nullptr) return false;
+  if (std::memcmp(data_ + from, there.data_ + fromThere, count * sizeof(double)) != 0) return false;
+  if (!standsAlone(from, count) || !there.standsAlone(fromThere, count)) return false;
+  if (kernels().orderOf(data_ + from, count) != Order::kRises) return false;
+  checkUpTo(from);
+  there.checkUpTo(fromThere);
+  checked_ = std::max(checked_, from + count);
+  there.checked_ = std::max(there.checked_, fromThere + count);
+  return true;
 }
 
 void Times::checkUpTo(std::size_t end) {

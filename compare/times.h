@@ -38,6 +38,12 @@ class Times {
   // window are checked: throws Incomparable kBadTime at NaN, infinity or a falling time.
   TimeWindow window(std::size_t from, std::size_t length);
 
+  // Whether the next `count` times, from sample `from` on, are those of the other side from
+  // `fromThere` on, byte for byte, and none of them stands twice on either side. If so they are
+  // checked on both, and lie at `data()`.
+  bool sharesRun(std::size_t from, std::size_t count, Times& there, std::size_t fromThere);
+  const double* data() const { return data_; }
+
   void checkUpTo(std::size_t end);
   void checkAll() { checkUpTo(count_); }
 
@@ -49,6 +55,8 @@ class Times {
   std::span<const double> whole(std::vector<double>& copy) const;
 
  private:
+  bool standsAlone(std::size_t from, std::size_t count) const;
+
   Numbers numbers_;
   const double* data_;  // null unless the times lie as in a C array of double
   std::size_t count_;

@@ -8,8 +8,8 @@
 
 namespace kvr::compare {
 
-// What is allowed for a baseline value of this size. In the order of the parts: if the relative part
-// is not a number, the absolute one decides.
+// What is allowed for a baseline value of this size. In the order of the parts: if the relative
+// part is not a number, the absolute one decides.
 inline double allowed(double absolute, double relative, double size) {
   const double relativePart = relative * size;
   return absolute < relativePart ? relativePart : absolute;

@@ -23,8 +23,8 @@ ValueReader::ValueReader(const Numbers& numbers, std::size_t components)
 }
 
 const double* ValueReader::part(Part part, const Places& places, std::size_t first,
-                                std::size_t count, Components components,
-                                std::vector<double>& left, std::vector<double>& right) {
+                                std::size_t count, Components components, std::vector<double>& left,
+                                std::vector<double>& right) {
   if (places.isRun) {
     const std::size_t sample = places.firstOfRun + first;
     const double* const data = inPlace(numbers_, components_, part);
@@ -44,15 +44,15 @@ SideValues ValueReader::read(const Places& places, std::size_t first, std::size_
                              Components components) {
   SideValues values{part(Part::kReal, places, first, count, components, left_, right_), nullptr};
   if (numbers_.imaginary != nullptr) {
-    values.imaginary = part(Part::kImaginary, places, first, count, components, leftImaginary_,
-                            rightImaginary_);
+    values.imaginary =
+        part(Part::kImaginary, places, first, count, components, leftImaginary_, rightImaginary_);
   }
   if (places.isRun || places.isHeld) return values;
   const double* const weight = places.weight.data() + first;
   if (numbers_.imaginary == nullptr) {
     interpolate(weight, count, components.count);
   } else {
-    interpolateComplex(weight, count, components.count);
+    interpolateComplex(places, first, count, components.count);
   }
   return values;
 }
@@ -72,10 +72,12 @@ void ValueReader::interpolate(const double* weight, std::size_t count, std::size
 }
 
 // A complex number counts as one: NaN or infinite if a part is, equal if both parts are.
-void ValueReader::interpolateComplex(const double* weight, std::size_t count,
+void ValueReader::interpolateComplex(const Places& places, std::size_t first, std::size_t count,
                                      std::size_t components) {
   for (std::size_t i = 0; i < count * components; ++i) {
-    const double w = weight[i / components];
+    const std::size_t k = first + i / components;
+    if (places.left[k] == places.right[k]) continue;
+    const double w = places.weight[k];
     double& a = left_[i];
     double& aImaginary = leftImaginary_[i];
     const double b = right_[i];

@@ -49,7 +49,8 @@ class ValueReader {
   const double* part(Part part, const Places& places, std::size_t first, std::size_t count,
                      Components components, std::vector<double>& left, std::vector<double>& right);
   void interpolate(const double* weight, std::size_t count, std::size_t components);
-  void interpolateComplex(const double* weight, std::size_t count, std::size_t components);
+  void interpolateComplex(const Places& places, std::size_t first, std::size_t count,
+                          std::size_t components);
 
   Numbers numbers_;
   std::size_t components_;

@@ -19,14 +19,22 @@ void store(std::byte* to, double value, NumericClass numericClass) {
     case NumericClass::kLogical:
       *to = static_cast<std::byte>(value == 0.0 || std::isnan(value) ? 0 : 2);
       return;
-    case NumericClass::kInt8: return storeInteger<std::int8_t>(to, value);
-    case NumericClass::kUint8: return storeInteger<std::uint8_t>(to, value);
-    case NumericClass::kInt16: return storeInteger<std::int16_t>(to, value);
-    case NumericClass::kUint16: return storeInteger<std::uint16_t>(to, value);
-    case NumericClass::kInt32: return storeInteger<std::int32_t>(to, value);
-    case NumericClass::kUint32: return storeInteger<std::uint32_t>(to, value);
-    case NumericClass::kInt64: return storeInteger<std::int64_t>(to, value);
-    case NumericClass::kUint64: return storeInteger<std::uint64_t>(to, value);
+    case NumericClass::kInt8:
+      return storeInteger<std::int8_t>(to, value);
+    case NumericClass::kUint8:
+      return storeInteger<std::uint8_t>(to, value);
+    case NumericClass::kInt16:
+      return storeInteger<std::int16_t>(to, value);
+    case NumericClass::kUint16:
+      return storeInteger<std::uint16_t>(to, value);
+    case NumericClass::kInt32:
+      return storeInteger<std::int32_t>(to, value);
+    case NumericClass::kUint32:
+      return storeInteger<std::uint32_t>(to, value);
+    case NumericClass::kInt64:
+      return storeInteger<std::int64_t>(to, value);
+    case NumericClass::kUint64:
+      return storeInteger<std::uint64_t>(to, value);
     case NumericClass::kSingle: {
       const double most = std::numeric_limits<float>::max();
       const bool fits = !(std::abs(value) > most) || std::isinf(value);
@@ -34,7 +42,9 @@ void store(std::byte* to, double value, NumericClass numericClass) {
       std::memcpy(to, &number, sizeof number);
       return;
     }
-    case NumericClass::kDouble: std::memcpy(to, &value, sizeof value); return;
+    case NumericClass::kDouble:
+      std::memcpy(to, &value, sizeof value);
+      return;
   }
 }
 
@@ -44,13 +54,17 @@ std::size_t sizeOf(NumericClass numericClass) {
   switch (numericClass) {
     case NumericClass::kLogical:
     case NumericClass::kInt8:
-    case NumericClass::kUint8: return 1;
+    case NumericClass::kUint8:
+      return 1;
     case NumericClass::kInt16:
-    case NumericClass::kUint16: return 2;
+    case NumericClass::kUint16:
+      return 2;
     case NumericClass::kInt32:
     case NumericClass::kUint32:
-    case NumericClass::kSingle: return 4;
-    default: return 8;
+    case NumericClass::kSingle:
+      return 4;
+    default:
+      return 8;
   }
 }
 

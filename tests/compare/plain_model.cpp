@@ -15,7 +15,10 @@ bool isNaN(Number x) { return std::isnan(x.real()) || std::isnan(x.imag()); }
 bool isInfinite(Number x) { return std::isinf(x.real()) || std::isinf(x.imag()); }
 double modulus(Number x) { return std::hypot(x.real(), x.imag()); }
 
-enum class Edge { kLeft, kRight };
+enum class Edge {
+  kLeft,
+  kRight
+};
 
 // The rules that decide a pair, with what they need.
 class Pair {

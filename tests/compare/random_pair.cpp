@@ -154,9 +154,10 @@ Tolerance Maker::tolerance() {
   tolerance.initRelTolVal = oneOf({0.0, 0.1, 0.5, 2.0});
   tolerance.relStep = oneOf({0.0, 0.0, 0.1, -0.05});
   if (onceIn(40)) {
-    double* const fields[] = {&tolerance.absolute,  &tolerance.relative,      &tolerance.timeStart,
-                              &tolerance.timeEnd,   &tolerance.timeStep,      &tolerance.absStep,
-                              &tolerance.relStep,   &tolerance.initAbsTolVal, &tolerance.initRelTolVal};
+    double* const fields[] = {
+        &tolerance.absolute, &tolerance.relative,      &tolerance.timeStart,
+        &tolerance.timeEnd,  &tolerance.timeStep,      &tolerance.absStep,
+        &tolerance.relStep,  &tolerance.initAbsTolVal, &tolerance.initRelTolVal};
     *fields[choose_(9)] = oneOf({kNaN, kInfinity, -kInfinity, -1.0});
   }
   return tolerance;
@@ -183,8 +184,7 @@ std::vector<double> shareOf(const AtInstants& at, bool onePerValue, int fault) {
   std::vector<double> tolerances;
   const std::size_t count = onePerValue ? at.baseline.size() : at.instants.size();
   for (std::size_t i = 0; i < count; ++i) {
-    const double a = at.components == 0 ? 0.0
-                                        : at.baseline[onePerValue ? i : i * at.components];
+    const double a = at.components == 0 ? 0.0 : at.baseline[onePerValue ? i : i * at.components];
     tolerances.push_back(std::isnan(a) ? (onePerValue ? a : 0.25) : std::abs(a) / 4);
   }
   if (fault == 1 && count > 0) tolerances[count / 2] = -1.0;
@@ -228,8 +228,7 @@ RandomPair Maker::pair() {
   pair.baselineValues = layout(false);
   pair.otherTimes = onceIn(2) ? layout(true) : pair.baselineTimes;
   pair.otherValues = onceIn(2) ? layout(false) : pair.baselineValues;
-  const std::size_t components =
-      onceIn(3) ? static_cast<std::size_t>(choose_(5)) : std::size_t{1};
+  const std::size_t components = onceIn(3) ? static_cast<std::size_t>(choose_(5)) : std::size_t{1};
   pair.baseline.components = pair.other.components = components;
   if (onceIn(60)) pair.other.components = components + 1;
   pair.baseline.isComplex = onceIn(6);
@@ -298,8 +297,7 @@ std::string RandomPair::describe() const {
 RandomPair randomPair(const Choose& choose) { return Maker(choose).pair(); }
 
 std::string disagreement(const RandomPair& pair) {
-  const Verdict expected =
-      plain::judge(pair.baseline, pair.other, pair.settings, pair.options);
+  const Verdict expected = plain::judge(pair.baseline, pair.other, pair.settings, pair.options);
   const OwnedSeries baseline(pair.baseline, pair.baselineTimes, pair.baselineValues);
   const OwnedSeries other(pair.other, pair.otherTimes, pair.otherValues);
   const Verdict found = judgedBySteps(baseline.view, other.view, pair);

@@ -40,8 +40,7 @@ TEST(RandomPairs, come_to_every_status_and_reason_they_can) {
   for (std::uint64_t i = 1; i <= 10'000; ++i) {
     models::Random random(seed * 1'000'003 + i);
     const RandomPair pair = randomPair([&](int count) { return random.below(count); });
-    const Verdict verdict =
-        plain::judge(pair.baseline, pair.other, pair.settings, pair.options);
+    const Verdict verdict = plain::judge(pair.baseline, pair.other, pair.settings, pair.options);
     ++seen[nameOf(verdict.status) + std::string(nameOf(verdict.reason))];
     seen["lost"] += verdict.lost > 0 ? 1 : 0;
     seen["several intervals"] += verdict.intervalsTotal > 1 ? 1 : 0;
