@@ -125,6 +125,8 @@ def sample_array(values: Any, count: int) -> Array:
     samples = values if isinstance(values, np.ndarray) else _from_list(values)
     if samples.ndim == 0:
         raise ValueError("values must have time as their first axis, not be a single value")
+    if samples.dtype == object:
+        samples = _numbers_in(samples)
     if samples.dtype.kind in "UO":
         samples = _texts(samples)
     elif samples.dtype.newbyteorder("=") not in _STORED:
@@ -141,13 +143,27 @@ def _from_list(values: Any) -> Array:
     return samples
 
 
+def _numbers_in(objects: Array) -> Array:
+    """Numbers that lie in an array of objects as an array of numbers; other objects as they are."""
+    if any(isinstance(value, str) for value in objects.flat):
+        return objects
+    for place in np.ndindex(objects.shape):
+        if not isinstance(objects[place], (int, float, complex, np.number, np.bool_)):
+            raise ValueError(f"{_place('values', place)} is not a number: {objects[place]!r:.80}")
+    return np.array(objects.tolist()) if objects.size else objects
+
+
+def _place(name: str, place: tuple[int, ...]) -> str:
+    return f"{name}[{', '.join(map(str, place))}]"
+
+
 def _texts(samples: Array) -> Array:
     texts = np.empty(samples.shape, object)
     for place in np.ndindex(samples.shape):
         value = samples[place]
-        name = f"values[{', '.join(map(str, place))}]"
+        name = _place("values", place)
         if not isinstance(value, str):
-            raise ValueError(f"{name} is neither a number nor a text: {value!r}")
+            raise ValueError(f"{name} is not a text, as others are: {value!r:.80}")
         texts[place] = text(name, str(value))
     return texts
 

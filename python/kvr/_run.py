@@ -13,6 +13,7 @@ import vormel
 
 from kvr import _adding, _dates, _host
 from kvr._errors import Gone, NotFound
+from kvr._names import quoted
 from kvr._reading import RunReader
 from kvr._settings import Sync, Tolerance
 from kvr._signal import Signal
@@ -308,7 +309,7 @@ class Run(RunReader[Signal]):
 
     def __repr__(self) -> str:
         try:
-            return f"<Run {self._id} {self.name!r}, {_counted(len(self), 'signal')}>"
+            return f"<Run {self._id} {quoted(self.name)}, {_counted(len(self), 'signal')}>"
         except Gone:
             return f"<Run {self._id}, gone>"
 

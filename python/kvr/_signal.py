@@ -11,6 +11,7 @@ import vormel
 
 from kvr import _host
 from kvr._errors import Gone, NoValues
+from kvr._names import quoted
 from kvr._reading import Color, Facts, Series, SignalReader
 from kvr._settings import Sync, Tolerance
 from kvr._values import series_of
@@ -273,8 +274,8 @@ class Signal(SignalReader):
             facts = self._facts()
         except Gone:
             return f"<Signal {self._id}, gone>"
-        place = f" at {facts.path!r}" if facts.path else ""
-        return f"<Signal {self._id} {facts.label!r}{place} of run {facts.run}>"
+        place = f" at {quoted(facts.path)}" if facts.path else ""
+        return f"<Signal {self._id} {quoted(facts.label)}{place} of run {facts.run}>"
 
 
 def _exists(repository: Any, signal: int) -> bool:

@@ -100,6 +100,12 @@ def test_store_has_a_copy_of_what_was_given(run):
     assert signal.values.tolist() == signal.time.tolist() == [0, 0, 0]
 
 
+def test_numbers_in_an_array_of_objects_are_numbers(run):
+    for values, dtype in (([1, 2], "int64"), ([1, 2.5], "float64"), ([True, False], "bool")):
+        signal = run.add("a", np.array(values, object), [0.0, 1.0])
+        assert (signal.values.tolist(), signal.values.dtype) == (values, np.dtype(dtype))
+
+
 def test_values_outlive_their_signal(run):
     signal = run.add("a", np.arange(1000.0), np.arange(1000.0))
     values = signal.values
@@ -199,7 +205,8 @@ REFUSED = [
     (dict(values=np.zeros(1, "longdouble"), time=[0.0]), "class float128"),
     (dict(values=np.zeros(1, "M8[s]"), time=[0.0]), r"class datetime64\[s\]"),
     (dict(values=[b"a"], time=[0.0]), "class |S1"),
-    (dict(values=["a", 1], time=[0, 1]), r"values\[1\] is neither a number nor a text: 1"),
+    (dict(values=["a", 1], time=[0, 1]), r"values\[1\] is not a text, as others are: 1"),
+    (dict(values=[1.0, None], time=[0, 1]), r"values\[1\] is not a number: None"),
     (dict(values=["a", "b\0"], time=[0, 1]), r"values\[1\] has a NUL at position 1"),
     (dict(values=[[1, 2], [3]], time=[0, 1]), "inhomogeneous"),
     (dict(values=np.ma.masked_array([1.0], [True]), time=[0.0]), "values has masked elements"),

@@ -294,6 +294,8 @@ def test_very_long_names_are_cut_in_errors(store, run):
         with pytest.raises(kvr.NotFound) as caught:
             look()
         assert len(str(caught.value)) < 1000
+    assert len(repr(run)) < 300
+    assert len(repr(run.signals)) < 300
 
 
 # ---- Columns ----
