@@ -55,7 +55,7 @@ def time_vector(time: Any) -> tuple[Array, bool]:
     Raises ValueError if they are no vector of real numbers or dates, NaN, or fall.
     """
     times = np.asarray(time)
-    _require_unmasked("time", time)
+    require_unmasked("time", time)
     if times.ndim != 1:
         raise ValueError(f"time must be a vector, not of shape {times.shape}")
     if times.dtype == object:
@@ -111,7 +111,8 @@ def _raise_falling(times: Array, at: int) -> NoReturn:
     raise ValueError(f"time falls at time[{at}]: {times[at]} comes after {times[at - 1]}")
 
 
-def _require_unmasked(name: str, value: Any) -> None:
+def require_unmasked(name: str, value: Any) -> None:
+    """Raises ValueError if the value is a masked array with masked elements."""
     if isinstance(value, np.ma.MaskedArray) and np.any(value.mask):
         raise ValueError(f"{name} has masked elements; fill them first, with NaN for example")
 
@@ -121,7 +122,7 @@ def sample_array(values: Any, count: int) -> Array:
 
     Raises ValueError if they have no such class, or are not as many as `count`, the times.
     """
-    _require_unmasked("values", values)
+    require_unmasked("values", values)
     samples = values if isinstance(values, np.ndarray) else _from_list(values)
     if samples.ndim == 0:
         raise ValueError("values must have time as their first axis, not be a single value")

@@ -42,7 +42,7 @@ def compare_series(
     time_tolerance  how far in time, in the unit of the times, the baseline may be looked up
 
     Arrays that cannot be compared make the verdict "incomparable", with a reason. Raises ValueError
-    for unknown words and a time tolerance that is negative or NaN.
+    for unknown words, a time tolerance that is negative or NaN, ragged lists and masked elements.
 
     >>> verdict = kvr.compare_series([0, 1, 2], [1, 2, 3], [0, 1, 2], [1, 2, 3.5])
     >>> verdict.status, verdict.first_out, verdict.worst.difference

@@ -13,6 +13,11 @@ from kvr._reading import Color, RunReader, SignalReader, run_named
 from kvr._settings import Sync, Tolerance
 
 
+# What is in force for a signal of a run without settings.
+_TOLERANCE = Tolerance()._as_inherited()
+_SYNC = Sync()._as_inherited()
+
+
 class FileSignal(SignalReader):
     """A signal of a file. Formats derive from it; what they do not know reads as its default."""
 
@@ -76,11 +81,11 @@ class FileSignal(SignalReader):
 
     @property
     def tolerance(self) -> Tolerance:
-        return Tolerance()._as_inherited()
+        return _TOLERANCE
 
     @property
     def sync(self) -> Sync:
-        return Sync()._as_inherited()
+        return _SYNC
 
     def __repr__(self) -> str:
         return f"<Signal {self.id} {self.label!r} of {self.run.name!r}>"

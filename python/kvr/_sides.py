@@ -6,7 +6,7 @@ from typing import Any, NamedTuple
 
 import numpy as np
 
-from kvr._adding import seconds_since_epoch
+from kvr._adding import require_unmasked, seconds_since_epoch
 from kvr._errors import NoValues
 from kvr._reading import Array, SignalReader
 
@@ -42,7 +42,12 @@ def side_of_signal(signal: SignalReader) -> Side:
 
 
 def side_of_arrays(time: Any, values: Any) -> Side:
-    """The side that two arrays are; what is wrong with them is for the comparison to say."""
+    """The side that two arrays are; what is wrong with them is for the comparison to say.
+
+    Raises ValueError for masked elements, which it could not see.
+    """
+    require_unmasked("time", time)
+    require_unmasked("values", values)
     samples = _comparable(np.asarray(values))
     if samples is None:
         return Side(NOT_NUMERIC, A_NUMBER, _NO_TIMES, _NO_VALUES, ())

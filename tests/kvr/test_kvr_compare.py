@@ -137,6 +137,15 @@ def test_trailing_dimensions_of_one_do_not_count():
     assert kvr.compare_series([0], [[[1], [2]]], [0], [[1, 2]]).status == "within"
 
 
+def test_masked_elements_are_refused_not_compared():
+    masked = np.ma.masked_array([1.0, 9.0], [False, True])
+    with pytest.raises(ValueError, match="values has masked elements"):
+        same_times([1.0, 2.0], masked)
+    with pytest.raises(ValueError, match="time has masked elements"):
+        kvr.compare_series(masked, [1, 2], [0, 1], [1, 2])
+    assert same_times([1.0, 2.0], np.ma.masked_array([1.0, 2.0])).status == "within"
+
+
 def test_empty_baseline_is_within():
     assert kvr.compare_series([], [], [0], [1]).status == "within"
     assert kvr.compare_series([0], [1], [], []).status == "out"  # its sample is uncovered
