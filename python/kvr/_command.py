@@ -1,0 +1,117 @@
+"""The command kvr: its arguments, its exit codes and its errors.
+
+What a command needs is imported when it runs: asking for help costs next to nothing.
+"""
+
+from __future__ import annotations
+
+import argparse
+import importlib
+import os
+import sys
+from collections.abc import Sequence
+
+PASSED, DIFFERS, NOT_DONE, NOTHING_COMPARED = 0, 1, 2, 3
+_INTERRUPTED = 130
+
+_COMMANDS = {
+    "ls": "list the runs of a file, or their signals",
+    "show": "show one signal: facts, samples and a plot",
+    "compare": "compare two runs, signal by signal",
+}
+_EPILOG = """\
+example: kvr compare monday.csv tuesday.csv --relative 0.01
+
+FILE may name a run, as in FILE#RUN. exit codes: 0 passed, 1 differs, 2 could not be done,
+3 nothing was compared. --debug shows where an error comes from."""
+
+
+def main(arguments: Sequence[str] | None = None) -> int:
+    """Run the command and return its exit code."""
+    given = list(sys.argv[1:] if arguments is None else arguments)
+    debug = "--debug" in given
+    if debug:
+        given = [argument for argument in given if argument != "--debug"]
+    try:
+        return _run(given)
+    except SystemExit as exit:  # of the parser
+        return exit.code if isinstance(exit.code, int) else NOT_DONE
+    except BrokenPipeError:
+        # Whoever read the output has enough. Nothing must be written at the exit either.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        return NOT_DONE
+    except KeyboardInterrupt:
+        if debug:
+            raise
+        print("kvr: interrupted", file=sys.stderr)
+        return _INTERRUPTED
+    except Exception as error:
+        if debug:
+            raise
+        print(f"kvr: {_told(error)}", file=sys.stderr)
+        return NOT_DONE
+
+
+def _run(given: list[str]) -> int:
+    name = next((argument for argument in given if not argument.startswith("-")), None)
+    parser = _parser(name)
+    if not given:
+        parser.print_help()
+        return NOT_DONE
+    options = parser.parse_args(given)
+    code: int = options.run(options)
+    sys.stdout.flush()
+    return code
+
+
+def _parser(name: str | None) -> argparse.ArgumentParser:
+    """The parser; of the commands only the named one gets its arguments."""
+    parser = argparse.ArgumentParser(
+        prog="kvr",
+        description="Runs and signals in files: list, show and compare them.",
+        epilog=_EPILOG,
+        formatter_class=argparse.RawDescriptionHelpFormatter,
+        allow_abbrev=False,
+    )
+    commands = parser.add_subparsers(metavar="COMMAND", required=True)
+    for command, meaning in _COMMANDS.items():
+        own = commands.add_parser(
+            command,
+            help=meaning,
+            description=meaning[0].upper() + meaning[1:] + ".",
+            formatter_class=argparse.RawDescriptionHelpFormatter,
+            allow_abbrev=False,
+        )
+        if command == name:
+            module = importlib.import_module(f"kvr._command_{command}")
+            module.add_arguments(own)
+            own.set_defaults(run=module.run)
+    return parser
+
+
+def _told(error: Exception) -> str:
+    """What went wrong, on one line, with what to do about it."""
+    from kvr._errors import Error
+    from kvr._text import shown
+
+    if isinstance(error, OSError) and error.filename is not None:
+        text = f"{error.filename}: {_remedy(error)}"
+    elif isinstance(error, (Error, ValueError, OSError)):
+        text = str(error)
+    elif isinstance(error, MemoryError):
+        text = "memory is exhausted; compare fewer signals at a time, with --only"
+    else:
+        text = f"{type(error).__name__}: {error}; --debug shows where it comes from"
+    return shown(text, 1000)
+
+
+def _remedy(error: OSError) -> str:
+    from kvr._results import CANNOT_BE_WRITTEN
+
+    if (error.strerror or "").startswith(CANNOT_BE_WRITTEN):
+        return f"{error.strerror}; name another place"
+    if isinstance(error, FileNotFoundError):
+        return "there is no such file; check the name"
+    if isinstance(error, PermissionError):
+        return "permission denied; check who may read and write it"
+    return error.strerror or "cannot be read or written"

@@ -1,0 +1,54 @@
+"""Runs and signals as plain values and short texts."""
+
+from __future__ import annotations
+
+from typing import Any
+
+from kvr._errors import NoValues
+from kvr._reading import RunReader, SignalReader
+from kvr._settings import Sync, Tolerance
+
+
+def plain_run(run: RunReader[Any], with_signals: bool) -> dict[str, Any]:
+    """A run as plain values; its signals as their number, or each with its facts."""
+    return {
+        "id": run.id,
+        "name": run.name,
+        "created": run.created.isoformat(),
+        "version": run.version,
+        "instance": run.instance,
+        "signals": [plain_signal(signal) for signal in run.signals] if with_signals else len(run),
+    }
+
+
+def plain_signal(signal: SignalReader) -> dict[str, Any]:
+    """A signal as plain values; without readable values "class" and "span" are None."""
+    facts: dict[str, Any] = {"id": signal.id, **signal._facts()._asdict(), "unit": signal.unit}
+    facts |= {"class": None, "samples": 0, "shape": [], "span": None}
+    try:
+        time, values = signal._series()
+    except NoValues:
+        pass
+    else:
+        facts["class"] = "text" if values.dtype.kind in "UO" else values.dtype.name
+        facts["samples"], facts["shape"] = len(values), list(values.shape[1:])
+        if time.size and time.dtype.kind in "iuf":
+            facts["span"] = [float(time.flat[0]), float(time.flat[-1])]
+    facts["tolerance"] = signal.tolerance.to_fields()
+    facts["sync"] = signal.sync.to_fields()
+    return facts
+
+
+def span_text(facts: dict[str, Any]) -> str:
+    span = facts["span"]
+    return f"{span[0]:g} to {span[1]:g}" if span else ""
+
+
+def settings_text(signal: SignalReader) -> str:
+    """Tolerance and synchronisation where they are not the defaults."""
+    texts = []
+    if signal.tolerance != Tolerance():
+        texts.append(repr(signal.tolerance))
+    if signal.sync != Sync():
+        texts.append(repr(signal.sync))
+    return ", ".join(texts)

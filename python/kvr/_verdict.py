@@ -1,0 +1,260 @@
+"""The verdict on one pair of signals."""
+
+from __future__ import annotations
+
+import math
+from dataclasses import dataclass, field
+from typing import Any, NamedTuple
+
+from kvr import _kvr
+from kvr._calls import calls_of
+from kvr._reading import Array, SignalReader
+from kvr._settings import INTERPOLATIONS, METHODS, Sync, Tolerance
+from kvr._sides import Side, side_of_signal
+
+STATUSES = ("within", "out", "missing", "extra", "incomparable")
+SOURCES = ("own", "run", "override")
+
+
+class Identity(NamedTuple):
+    """Who a signal was when it was compared; its fields are those of the signal."""
+
+    run: str
+    id: int
+    label: str
+    path: str
+    source: str
+    port: int
+    channel: tuple[int, ...]
+
+
+class Worst(NamedTuple):
+    """The value furthest out; `tolerance` is NaN where the baseline is infinite."""
+
+    time: float
+    baseline: float | complex
+    other: float | complex
+    difference: float
+    tolerance: float
+    component: int
+
+
+@dataclass(frozen=True)
+class Interval:
+    """A stretch of consecutive instants that are out: two times, and how many instants."""
+
+    first: float
+    last: float
+    count: int
+
+
+class AlignedSeries(NamedTuple):
+    """Both signals on their common instants, (n,); the others (n,) or (n, ...).
+
+    difference  NaN where nothing was judged
+    tolerance   NaN where there is none
+    out         True for a value that is out
+    """
+
+    instants: Array
+    baseline: Array
+    other: Array
+    difference: Array
+    tolerance: Array
+    out: Array
+
+
+class Settings(NamedTuple):
+    """What a pair is judged with, and whose it is: "own", "run" or "override"."""
+
+    tolerance: Tolerance
+    tolerance_source: str
+    sync: Sync
+    sync_source: str
+
+
+@dataclass(frozen=True)
+class Rules:
+    """What holds for all pairs of a comparison."""
+
+    coverage: str = "baseline"
+    time_tolerance: float = 0.0
+
+
+@dataclass(frozen=True, eq=False, repr=False)
+class Verdict:
+    """What the comparison of one pair found. Without a partner, counts are 0 and facts None.
+
+    status              "within", "out", "missing", "extra" or "incomparable"
+    reason              why it is incomparable, else None
+    baseline, other     the signals, None for a missing one
+    baseline_identity, other_identity
+                        run, id, label, path, source, port and channel as they were
+    tolerance, sync     the settings used; tolerance_source, sync_source: "own" of the baseline
+                        signal, its "run"'s or "override"
+    instants, instants_out
+                        compared instants, and those with a value out
+    judged, out, lost, gained, gaps, outside
+                        counts of values; their sum without `out` and `lost` is instants times
+                        components. Lost: the other has no number; gained: the baseline has none;
+                        gaps: neither has; outside: outside the window of the tolerance
+    uncovered, beyond   samples of the baseline, and of the other, outside the common span
+    first_out, last_out times of values out
+    worst               the value furthest out
+    max_difference, max_difference_time, max_relative, max_relative_time, rms
+                        over the judged values with a finite difference
+    intervals           stretches of instants out, the first 100 of `intervals_total`
+    text                all that matters in one sentence
+    """
+
+    status: str
+    reason: str | None
+    text: str
+    baseline: SignalReader | None = None
+    other: SignalReader | None = None
+    baseline_identity: Identity | None = None
+    other_identity: Identity | None = None
+    tolerance: Tolerance | None = None
+    tolerance_source: str | None = None
+    sync: Sync | None = None
+    sync_source: str | None = None
+    instants: int = 0
+    instants_out: int = 0
+    judged: int = 0
+    out: int = 0
+    lost: int = 0
+    gained: int = 0
+    gaps: int = 0
+    outside: int = 0
+    uncovered: int = 0
+    beyond: int = 0
+    first_out: float | None = None
+    last_out: float | None = None
+    worst: Worst | None = None
+    max_difference: float | None = None
+    max_difference_time: float | None = None
+    max_relative: float | None = None
+    max_relative_time: float | None = None
+    rms: float | None = None
+    intervals: tuple[Interval, ...] = ()
+    intervals_total: int = 0
+    _sides: tuple[Side, Side] | None = field(default=None)
+    _rules: Rules = field(default_factory=Rules)
+
+    @property
+    def differs(self) -> bool:
+        """Whether the pair fails in a comparison that is not strict: all but within and extra."""
+        return self.status not in ("within", "extra")
+
+    @property
+    def excess(self) -> float | None:
+        """How far the worst value is beyond its tolerance; NaN if it is lost or infinite."""
+        if self.worst is None:
+            return None
+        difference, tolerance = self.worst.difference, self.worst.tolerance
+        return difference - tolerance if math.isfinite(difference) else math.nan
+
+    @property
+    def label(self) -> str:
+        """The label of the baseline signal, else of the other; "" for plain arrays."""
+        identity = self.baseline_identity or self.other_identity
+        return identity.label if identity else ""
+
+    @property
+    def path(self) -> str:
+        """The path of the baseline signal, else of the other; "" for plain arrays."""
+        identity = self.baseline_identity or self.other_identity
+        return identity.path if identity else ""
+
+    def series(self) -> AlignedSeries:
+        """Both signals on their common instants, with what was judged there, computed anew.
+
+        Empty for an incomparable pair. Raises ValueError without a partner, Gone if a signal is.
+
+        >>> verdict = kvr.compare_series([0, 1], [1.0, 2.0], [0, 1], [1.0, 2.5])
+        >>> verdict.series().difference
+        array([0. , 0.5])
+        """
+        sides = self._sides
+        if sides is None:
+            if self.baseline is None or self.other is None:
+                raise ValueError(f"there is no pair to align: {self.text}")
+            sides = side_of_signal(self.baseline), side_of_signal(self.other)
+        assert self.tolerance is not None and self.sync is not None
+        settings = Settings(self.tolerance, "own", self.sync, "own")
+        _, aligned = _run_judge(*sides, settings, self._rules, _kvr.Stop(), wants_series=True)
+        assert aligned is not None
+        shape = _shape_of(*sides)
+        instants, *matrices = aligned
+        values = (matrix.reshape(len(instants), *shape) for matrix in matrices)
+        baseline, other, difference, tolerance, out = values
+        return AlignedSeries(instants, baseline, other, difference, tolerance, out.astype(bool))
+
+    def plot(self, ax: Any = None) -> Any:
+        """Draw both sides into matplotlib axes, with the instants out marked; returns the axes.
+
+        Raises as ``series``, ValueError for complex signals, MissingPackage without matplotlib.
+        """
+        from kvr import _plots
+
+        return _plots.draw_pair(self.label, self.series(), ax)
+
+    def __repr__(self) -> str:
+        name = f" {self.label!r}" if self.label else ""
+        return f"<Verdict{name}: {self.text}>"
+
+
+def judge(
+    baseline: Side, other: Side, settings: Settings, rules: Rules, stop: _kvr.Stop
+) -> dict[str, Any]:
+    """The fields of the verdict on a pair, by their names. Lets other threads run meanwhile.
+
+    Raises _kvr.Stopped if another thread set `stop`.
+    """
+    fields, _ = _run_judge(baseline, other, settings, rules, stop, wants_series=False)
+    worst = fields["worst"]
+    fields["worst"] = None if worst is None else Worst(*worst)
+    fields["intervals"] = tuple(Interval(*interval) for interval in fields["intervals"])
+    if fields["status"] == "incomparable" and fields["reason"] != "nothing-compared":
+        for name in ("max_difference", "max_relative", "rms"):
+            fields[name] = None
+    return fields
+
+
+def calls_python(settings: Settings) -> bool:
+    """Whether judging calls registered functions."""
+    return settings.tolerance.type == 2 or settings.sync.type == 1
+
+
+def _run_judge(
+    baseline: Side,
+    other: Side,
+    settings: Settings,
+    rules: Rules,
+    stop: _kvr.Stop,
+    *,
+    wants_series: bool,
+) -> tuple[dict[str, Any], tuple[Array, ...] | None]:
+    tolerance, sync = settings.tolerance, settings.sync
+    tolerance_call, sync_call = calls_of(tolerance, sync, _shape_of(baseline, other))
+    words = sync.to_dict()
+    words["SyncMethod"] = METHODS.index(sync.method)
+    words["InterpMethod"] = INTERPOLATIONS.index(sync.interp)
+    return _kvr.judge(
+        baseline,
+        other,
+        tolerance.to_dict(),
+        words,
+        tolerance_call,
+        sync_call,
+        SOURCES.index(settings.tolerance_source),
+        rules.coverage == "baseline",
+        rules.time_tolerance,
+        stop,
+        wants_series,
+    )
+
+
+def _shape_of(baseline: Side, other: Side) -> tuple[int, ...]:
+    """The shape of a sample: a side without samples has none."""
+    return baseline.shape if len(baseline.values) else other.shape

@@ -1,0 +1,95 @@
+// The extension _kvr: the comparison for the package kvr.
+#include <pybind11/pybind11.h>
+
+#include <string>
+
+#include "compare/compare.h"
+#include "python/kvr/src/callbacks.h"
+#include "python/kvr/src/interruption.h"
+#include "python/kvr/src/sides.h"
+#include "python/kvr/src/verdicts.h"
+
+namespace kvr::python {
+namespace {
+
+namespace py = pybind11;
+
+compare::Tolerance toleranceOf(const py::dict& given) {
+  compare::Tolerance tolerance;
+  tolerance.toleranceType = given["toleranceType"].cast<std::int32_t>();
+  tolerance.absolute = given["absolute"].cast<double>();
+  tolerance.relative = given["relative"].cast<double>();
+  tolerance.timeStart = given["timeStart"].cast<double>();
+  tolerance.timeEnd = given["timeEnd"].cast<double>();
+  tolerance.timeStep = given["timeStep"].cast<double>();
+  tolerance.initAbsTolVal = given["initAbsTolVal"].cast<double>();
+  tolerance.absStep = given["absStep"].cast<double>();
+  tolerance.initRelTolVal = given["initRelTolVal"].cast<double>();
+  tolerance.relStep = given["relStep"].cast<double>();
+  tolerance.fcnCall = given["fcnCall"].cast<std::string>();
+  return tolerance;
+}
+
+// With the two words as their codes.
+compare::Sync syncOf(const py::dict& given) {
+  compare::Sync sync;
+  sync.SyncMethod = given["SyncMethod"].cast<std::int32_t>();
+  sync.InterpMethod = given["InterpMethod"].cast<std::int32_t>();
+  sync.UniformTimeInterval = given["UniformTimeInterval"].cast<double>();
+  sync.customSyncMethod = given["customSyncMethod"].cast<std::string>();
+  sync.syncType = given["syncType"].cast<std::int32_t>();
+  return sync;
+}
+
+// Judges a pair with the interpreter lock released; the description follows ToleranceSource.
+// Returns the fields of the verdict, and the aligned values if `wantsSeries`, else None.
+py::tuple judge(const py::tuple& baseline, const py::tuple& other, const py::dict& tolerance,
+                const py::dict& sync, const py::object& toleranceCall, const py::object& syncCall,
+                int toleranceSource, bool wholeBaseline, double timeTolerance, const Stop& stop,
+                bool wantsSeries) {
+  const Side was(baseline);
+  const Side is(other);
+  Interruption interruption(stop);
+  const compare::Settings settings{toleranceOf(tolerance), syncOf(sync),
+                                   syncFunction(syncCall, interruption),
+                                   toleranceFunction(toleranceCall, interruption)};
+  const auto coverage = wholeBaseline ? compare::Coverage::kBaseline : compare::Coverage::kCommon;
+  const compare::Options options{coverage, timeTolerance, [&] { return interruption.check(); }};
+  compare::Verdict verdict;
+  compare::Aligned aligned;
+  try {
+    const py::gil_scoped_release others;
+    verdict = wantsSeries ? compare::align(was.series(), is.series(), settings, options, aligned)
+                          : compare::compare(was.series(), is.series(), settings, options);
+  } catch (const compare::Stopped&) {
+    interruption.raise();
+    throw;
+  }
+  const auto source = static_cast<compare::Source>(toleranceSource);
+  const py::dict fields = dictOf(verdict, compare::describe(verdict, settings, source));
+  if (!wantsSeries) return py::make_tuple(fields, py::none());
+  return py::make_tuple(fields, tupleOf(aligned));
+}
+
+// The sentence for a signal without a partner.
+std::string describeAlone(bool missing) {
+  compare::Verdict verdict;
+  verdict.status = missing ? compare::Status::kMissing : compare::Status::kExtra;
+  return compare::describe(verdict, {}, compare::Source::kOwn);
+}
+
+}  // namespace
+}  // namespace kvr::python
+
+PYBIND11_MODULE(_kvr, module) {
+  namespace py = pybind11;
+  using namespace kvr::python;
+
+  py::register_exception<kvr::compare::Stopped>(module, "Stopped");
+  py::class_<Stop>(module, "Stop").def(py::init<>()).def("set", &Stop::set);
+  module.def("judge", &judge, py::arg("baseline"), py::arg("other"), py::arg("tolerance"),
+             py::arg("sync"), py::arg("tolerance_call"), py::arg("sync_call"),
+             py::arg("tolerance_source"), py::arg("whole_baseline"), py::arg("time_tolerance"),
+             py::arg("stop"), py::arg("wants_series"));
+  module.def("describe_alone", &describeAlone, py::arg("missing"));
+}

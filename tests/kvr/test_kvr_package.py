@@ -1,0 +1,91 @@
+"""The package as a whole: its names, its examples, what importing it costs."""
+
+import doctest
+import importlib
+import pkgutil
+from pathlib import Path
+
+import kvr
+import pytest
+
+EXPORTED = [
+    "Ambiguous",
+    "Comparison",
+    "Error",
+    "Format",
+    "FormatError",
+    "Gone",
+    "Map",
+    "MissingPackage",
+    "NoValues",
+    "NotFound",
+    "Recording",
+    "Run",
+    "Runs",
+    "Signal",
+    "Store",
+    "Sync",
+    "Tolerance",
+    "Verdict",
+    "compare",
+    "compare_series",
+    "functions",
+    "open",
+]
+MODULES = sorted(name for _, name, _ in pkgutil.walk_packages(kvr.__path__, "kvr."))
+WITH_EXAMPLES = [
+    "Comparison", "Error", "FormatError", "Gone", "Map", "Run", "Signal", "Store", "Sync",
+    "Tolerance", "compare", "compare_series", "open",
+]  # fmt: skip
+
+
+def test_exported_names():
+    assert sorted(kvr.__all__) == EXPORTED
+    for name in EXPORTED:
+        assert getattr(kvr, name).__doc__
+    assert set(EXPORTED) <= set(dir(kvr))
+
+
+def test_classes_name_the_package_as_their_home():
+    assert repr(kvr.Gone) == "<class 'kvr.Gone'>"
+
+
+def test_unknown_name_is_an_attribute_error():
+    with pytest.raises(AttributeError, match="has no attribute 'Sotre'"):
+        _ = kvr.Sotre
+
+
+class EmptyStoreFirst(doctest.DocTestRunner):
+    """Runs every docstring in a store of its own."""
+
+    def run(self, *arguments, **keywords):
+        kvr.Store().clear()
+        kvr.functions.clear()
+        return super().run(*arguments, **keywords)
+
+
+@pytest.mark.parametrize("name", ["kvr", *(name for name in MODULES if "__main__" not in name)])
+def test_examples_print_what_they_say(name):
+    module = importlib.import_module(name)
+    runner = EmptyStoreFirst()
+    for example in doctest.DocTestFinder().find(module, globs={"kvr": kvr}):
+        runner.run(example)
+    assert runner.failures == 0
+
+
+@pytest.mark.parametrize("name", WITH_EXAMPLES)
+def test_public_name_has_an_example(name):
+    assert ">>> " in getattr(kvr, name).__doc__
+
+
+def test_importing_the_package_imports_nothing_heavy(run_python):
+    printed = run_python(
+        "import sys, kvr; print([name for name in ('numpy', 'vormel') if name in sys.modules])"
+    )
+    assert printed == "[]\n"
+
+
+def test_examples_of_the_guide_print_what_they_say():
+    guide = Path(__file__).parents[2] / "docs" / "kvr.md"
+    failures, tests = doctest.testfile(str(guide), module_relative=False)
+    assert (failures, tests) == (0, 11)
