@@ -106,6 +106,8 @@ def store_rows(full):
                 "binding_call/get_signal", "binding_call/plain_values")  # fmt: skip
     yield growth("removal of a run, per signal", "1e4 to 1e5", 1.5, store,
                  "store_remove/run/10000", "store_remove/run/100000")  # fmt: skip
+    yield growth("removal of an instance, per run", "1e4 to 1e5", 1.5, store,
+                 "store_remove/instance/10000", "store_remove/instance/100000")  # fmt: skip
     count_and_id = "store_groups/count_and_id/"
     yield growth("count and id of a group", "1e3 to 1e5", 1.5, store,
                  *(count_and_id + size for size in ("1000", "10000", "100000")))  # fmt: skip

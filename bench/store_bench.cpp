@@ -9,6 +9,7 @@
 //   store_groups/...         size of a group, one of its ids; all names of a column, one call each
 //   store_groups/full_sort   one sort of the names of a column that are in order already
 //   store_remove/run         removal of a run among signals that share one model, per signal
+//   store_remove/instance    removal of an instance of runs with a signal each, per run
 //   store_copy/run           copy of a run with arrays of 1e5 doubles; beside it
 //   store_copy/memcpy        memcpy of the arrays
 #include <benchmark/benchmark.h>
@@ -237,6 +238,32 @@ void store_remove_run(benchmark::State& state) {
 }
 BENCHMARK(store_remove_run)->Name("store_remove/run")->Apply(bench::at<10'000, 100'000>);
 
+// Two instances in turn, so that what stays lies among what goes.
+std::unique_ptr<SignalRepository> makeInstances(std::int64_t runs) {
+  auto store = std::make_unique<SignalRepository>();
+  const auto inputs = makeInputs(runs);
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    const kvr::int32 run = store->createEmptyRun("run", i % 2 == 0 ? 1 : 2);
+    add(*store, inputs[i], run, oneArray());
+  }
+  return store;
+}
+
+void store_remove_instance(benchmark::State& state) {
+  for (auto _ : state) {
+    state.PauseTiming();
+    auto store = makeInstances(state.range(0));
+    state.ResumeTiming();
+    store->deleteInstanceID(1);
+    state.PauseTiming();
+    if (store->runCount() != state.range(0) / 2) state.SkipWithError("wrong runs removed");
+    store.reset();
+    state.ResumeTiming();
+  }
+  perSignal(state);
+}
+BENCHMARK(store_remove_instance)->Name("store_remove/instance")->Apply(bench::at<10'000, 100'000>);
+
 constexpr std::size_t kSamples = 100'000;
 
 void store_copy_run(benchmark::State& state) {
@@ -251,6 +278,7 @@ void store_copy_run(benchmark::State& state) {
     state.ResumeTiming();
   }
 }
+BENCHMARK(store_remove_instance)->Name("store_remove/instance")->Apply(bench::at<10'000, 100'000>);
 BENCHMARK(store_copy_run)->Name("store_copy/run")->Apply(bench::at<100>);
 
 void store_copy_memcpy(benchmark::State& state) {

@@ -1,7 +1,5 @@
 // Removing signals and runs: what goes and what stays.
 #include <algorithm>
-#include <chrono>
-#include <limits>
 
 #include "tests/support/store_test.h"
 
@@ -337,40 +335,6 @@ TEST_F(RemovalTest, delete_instance_leaves_the_counter) {
 TEST_F(RemovalTest, delete_instance_that_is_unknown_does_nothing) {
   store().deleteInstanceID(5);
   EXPECT_EQ(store().runCount(), 1);
-}
-
-// ---- Cost ----
-
-// The shorter of two times that it takes to remove an instance of so many runs. As many of another
-// one stand before them.
-double secondsToDeleteInstance(int runs, int signalsEach) {
-  double shortest = std::numeric_limits<double>::infinity();
-  for (int attempt = 0; attempt < 2; ++attempt) {
-    SignalRepository repository;
-    for (int i = 0; i < runs; ++i) repository.createEmptyRun("other", 2);
-    for (int i = 0; i < runs; ++i) {
-      const int32 run = repository.createEmptyRun("run", 1);
-      for (int signal = 0; signal < signalsEach; ++signal) aSignal().inRun(run).addTo(repository);
-    }
-    const auto start = std::chrono::steady_clock::now();
-    repository.deleteInstanceID(1);
-    const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-    shortest = std::min(shortest, taken.count());
-    EXPECT_EQ(repository.runCount(), runs);
-    EXPECT_EQ(repository.signalCount(), 0);
-  }
-  return shortest;
-}
-
-// Four times as many take four times as long, where each would once go through all: sixteen.
-constexpr double kMostGrowth = 9;
-
-TEST_F(RemovalTest, delete_instance_takes_time_in_proportion_to_its_runs) {
-  EXPECT_LT(secondsToDeleteInstance(40'000, 0), kMostGrowth * secondsToDeleteInstance(10'000, 0));
-}
-
-TEST_F(RemovalTest, delete_instance_takes_time_in_proportion_to_the_signals_of_a_group) {
-  EXPECT_LT(secondsToDeleteInstance(4'000, 1), kMostGrowth * secondsToDeleteInstance(1'000, 1));
 }
 
 // ---- Numbers given out twice, which a store that outlives clean does ----
