@@ -69,7 +69,7 @@ def find_dialect(
     delimiter = delimiter or _find_delimiter(path, head, quote)
     comments, rows = _without_comments(list(rows_of(head, delimiter, quote, _SAMPLE)))
     if not rows:
-        raise FormatError(path, "holds comments alone")
+        raise FormatError(path, "holds comments alone" if comments else "holds no cell with a value")
     decimal = decimal or _find_decimal(rows, delimiter)
     header, rows = _take_header(comments, rows, decimal)
     width = len(rows[0].cells) if rows else len(header.cells)
@@ -118,6 +118,8 @@ def _likelihood(head: str, delimiter: str, quote: str) -> tuple[float, float, in
     """How far the rows agree in having several cells, how many are numbers, how many there are."""
     rows = [row.cells for row in rows_of(head, delimiter, quote, _SAMPLE)]
     rows = [cells for cells in rows if not cells[0].startswith("#")] or rows
+    if not rows:
+        return 0.0, 0.0, 0
     width, agreeing = Counter(map(len, rows)).most_common(1)[0]
     if width < 2:
         return 0.0, 0.0, width

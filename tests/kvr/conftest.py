@@ -4,10 +4,15 @@ import os
 import subprocess
 import sys
 
+import hypothesis
 import kvr
 import pytest
 import vormel
 from vormel.Dravik.kvr import SignalRepository
+
+# The same examples at every run: a change fails for what it did. The long forms look for more.
+hypothesis.settings.register_profile("same", derandomize=True)
+hypothesis.settings.load_profile("default" if os.environ.get("KVR_LONG_TESTS") else "same")
 
 
 @pytest.fixture(autouse=True)

@@ -429,6 +429,11 @@ def test_time_column_that_is_not_there(opened):
     assert found == "line 1: no column is named 'tme'; did you mean 'time'?"
 
 
+@pytest.mark.parametrize("content", ["''", '""', "''\n''\n"])
+def test_file_of_empty_quotes_alone_is_refused(opened, content):
+    assert refusal(opened, content) == "holds no cell with a value"
+
+
 @hypothesis.settings(
     deadline=None,
     max_examples=300,
