@@ -1,15 +1,9 @@
 // Memory that is left behind for good, and is meant to be.
 #pragma once
 
-#if defined(__SANITIZE_ADDRESS__)  // g++
-#define KVR_LEAK_SANITIZER
-#elif defined(__has_feature)  // clang++
-#if __has_feature(address_sanitizer)
-#define KVR_LEAK_SANITIZER
-#endif
-#endif
+#include "tests/support/sanitizers.h"
 
-#ifdef KVR_LEAK_SANITIZER
+#ifdef KVR_ADDRESS_SANITIZER
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -18,7 +12,7 @@ namespace kvr::test {
 // What is allocated as long as this lives is no leak to the leak sanitizer.
 class LeftBehind {
  public:
-#ifdef KVR_LEAK_SANITIZER
+#ifdef KVR_ADDRESS_SANITIZER
   LeftBehind() { __lsan_disable(); }
   ~LeftBehind() { __lsan_enable(); }
 #else
@@ -30,5 +24,3 @@ class LeftBehind {
 };
 
 }  // namespace kvr::test
-
-#undef KVR_LEAK_SANITIZER
