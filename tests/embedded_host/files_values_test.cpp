@@ -1,4 +1,6 @@
 // Every host array comes back from a variable file as it went in.
+#include <sqlite3.h>
+
 #include <cmath>
 #include <limits>
 #include <numeric>
@@ -218,6 +220,19 @@ TEST_F(FilesRefusedValues, truth_values_beyond_0_and_1_cannot_be_put) {
 TEST_F(FilesRefusedValues, two_fields_of_one_name_cannot_be_put) {
   EXPECT_FALSE(put(path, "x", aStruct({"a", "a"})));
   EXPECT_FALSE(get(path, "x"));
+}
+
+// ---- Memory beside the array ----
+
+TEST_F(FilesValues, large_array_takes_little_memory_on_its_way) {
+  constexpr sqlite3_int64 most = 4 << 20;
+  const OwnedArray large = aColumn(std::vector<double>(4'000'000, 1.5));  // 32 MB
+  sqlite3_memory_highwater(1);
+  ASSERT_TRUE(put(path, "x", large));
+  EXPECT_GT(sqlite3_memory_highwater(0), 0) << "SQLite counts its memory";
+  EXPECT_LT(sqlite3_memory_highwater(1), most);
+  EXPECT_TRUE(vormel::equal(get(path, "x").get(), large.get()));
+  EXPECT_LT(sqlite3_memory_highwater(0), most);
 }
 
 }  // namespace
