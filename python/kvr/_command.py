@@ -10,6 +10,7 @@ import importlib
 import os
 import sys
 from collections.abc import Sequence
+from typing import NoReturn
 
 PASSED, DIFFERS, NOT_DONE, NOTHING_COMPARED = 0, 1, 2, 3
 _INTERRUPTED = 130
@@ -24,6 +25,15 @@ example: kvr compare monday.csv tuesday.csv --relative 0.01
 
 FILE may name a run, as in FILE#RUN. exit codes: 0 passed, 1 differs, 2 could not be done,
 3 nothing was compared. --debug shows where an error comes from."""
+
+
+class _Parser(argparse.ArgumentParser):
+    """A parser whose errors are one line, like all errors of the command."""
+
+    def error(self, message: str) -> NoReturn:
+        from kvr._text import shown
+
+        self.exit(NOT_DONE, f"{self.prog}: {shown(message, 1000)}; see {self.prog} --help\n")
 
 
 def main(arguments: Sequence[str] | None = None) -> int:
@@ -66,7 +76,7 @@ def _run(given: list[str]) -> int:
 
 def _parser(name: str | None) -> argparse.ArgumentParser:
     """The parser; of the commands only the named one gets its arguments."""
-    parser = argparse.ArgumentParser(
+    parser = _Parser(
         prog="kvr",
         description="Runs and signals in files: list, show and compare them.",
         epilog=_EPILOG,

@@ -18,7 +18,7 @@ from kvr._pairing import Match, fields_of, pair, patterns_of
 from kvr._progress import Progress, reporter
 from kvr._reading import SignalReader
 from kvr._settings import Sync, Tolerance
-from kvr._sides import side_of_arrays
+from kvr._sides import A_DATE, side_of_arrays
 from kvr._verdict import Rules, Settings, Verdict, judge
 
 COVERAGES = ("baseline", "common")
@@ -51,8 +51,10 @@ def compare_series(
     rules = rules_of(coverage, time_tolerance)
     settings = _override(tolerance, sync)
     sides = side_of_arrays(baseline_time, baseline_values), side_of_arrays(other_time, other_values)
-    fields = judge(*sides, settings, rules, _kvr.Stop())
-    return Verdict(**fields, **settings._asdict(), _sides=sides, _rules=rules)
+    dated = sides[0].clock == A_DATE
+    fields = judge(*sides, settings, rules, dated, _kvr.Stop())
+    known = settings._asdict()
+    return Verdict(**fields, **known, _sides=sides, _rules=rules, _dated=dated)
 
 
 def compare(

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 from typing import Any
 
+from kvr._dates import EPOCH_SOURCE, time_text
 from kvr._errors import NoValues
 from kvr._reading import RunReader, SignalReader
 from kvr._settings import Sync, Tolerance
@@ -41,7 +42,8 @@ def plain_signal(signal: SignalReader) -> dict[str, Any]:
 
 def span_text(facts: dict[str, Any]) -> str:
     span = facts["span"]
-    return f"{span[0]:g} to {span[1]:g}" if span else ""
+    dated = facts["time_source"] == EPOCH_SOURCE
+    return " to ".join(time_text(end, dated) for end in span) if span else ""
 
 
 def settings_text(signal: SignalReader) -> str:

@@ -12,6 +12,7 @@ from concurrent.futures import FIRST_COMPLETED, Future, ThreadPoolExecutor, wait
 from typing import Any, NamedTuple
 
 from kvr import _kvr
+from kvr._dates import EPOCH_SOURCE
 from kvr._pairing import Pair, Subject
 from kvr._reading import SignalReader
 from kvr._sides import Side, side_of_signal
@@ -54,7 +55,8 @@ def judged(
                     judging.keep(place, _alone(known, missing=there is None))
                 else:
                     settings = choose(here.signal)
-                    known |= {**settings._asdict(), "_rules": rules}
+                    dated = here.facts.time_source == EPOCH_SOURCE
+                    known |= {**settings._asdict(), "_rules": rules, "_dated": dated}
                     sides = side_of_signal(here.signal), side_of_signal(there.signal)
                     judging.take(_Task(place, *sides, settings, known))
                 report(judging.done)
@@ -135,7 +137,8 @@ def _batch_verdicts(batch: list[_Task], rules: Rules, stop: _kvr.Stop) -> list[V
 
 
 def _verdict(task: _Task, rules: Rules, stop: _kvr.Stop) -> Verdict:
-    fields = judge(task.baseline, task.other, task.settings, rules, stop)
+    dated = task.known["_dated"]
+    fields = judge(task.baseline, task.other, task.settings, rules, dated, stop)
     return Verdict(**fields, **task.known)
 
 

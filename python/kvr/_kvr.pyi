@@ -16,7 +16,9 @@ def judge(
     tolerance_source: int,
     whole_baseline: bool,
     time_tolerance: float,
+    dated: bool,
     stop: Stop,
     wants_series: bool,
 ) -> tuple[dict[str, Any], tuple[Any, ...] | None]: ...
+def date_text(seconds: float) -> str: ...
 def describe_alone(missing: bool) -> str: ...

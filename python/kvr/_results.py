@@ -29,7 +29,8 @@ _FACTS = (
     "max_difference_time", "max_relative", "max_relative_time", "rms", "intervals",
     "intervals_total",
 )  # fmt: skip
-_NOT_XML = re.compile(r"[^\t\n\r\u0020-\ud7ff\ue000-\ufffd\U00010000-\U0010ffff]")
+# What XML cannot hold, and the other control characters, which it holds but nobody should print.
+_NOT_XML = re.compile(r"[^\t\n\r\u0020-\u007e\u00a0-\ud7ff\ue000-\ufffd\U00010000-\U0010ffff]")
 
 
 # ---- Plain values ----

@@ -48,9 +48,14 @@ class Run(RunReader[Signal]):
     def _repository(self) -> Any:
         """A host object that reaches the store with this run. Raises Gone."""
         present = _host.connect()
-        if not _host.same_store(self._host, present, self._id):
-            raise Gone(f"run {self._id} was removed")
-        return present
+        if _host.same_store(self._host, present):
+            try:
+                present.getDateCreated(self._id)
+                return present
+            except vormel.Error as error:
+                if not _host.is_missing(error, "Run ID"):
+                    raise
+        raise Gone(f"run {self._id} was removed")
 
     # ---- Who it is ----
 
@@ -302,7 +307,7 @@ class Run(RunReader[Signal]):
             return NotImplemented
         if self._id != other._id:
             return False
-        return self._host is other._host or _host.same_store(self._host, other._host, self._id)
+        return self._host is other._host or _host.same_store(self._host, other._host)
 
     def __hash__(self) -> int:
         return hash((Run, self._id))

@@ -124,6 +124,14 @@ Ref endHostObject(Arguments arguments) {
   return none();
 }
 
+Ref sameInstance(Arguments arguments) {
+  const ObjectRecord* const one = ObjectRecord::behind(hostArrayOf(arguments[0]));
+  const ObjectRecord* const other = ObjectRecord::behind(hostArrayOf(arguments[1]));
+  const bool bothLive = one != nullptr && other != nullptr && one->nativeInstance() != nullptr;
+  const bool isSame = bothLive && one->nativeInstance() == other->nativeInstance();
+  return borrow(isSame ? Py_True : Py_False);
+}
+
 // The class name may be None.
 Ref makeArray(Arguments arguments) {
   if (arguments[1] == Py_None) return wrapArray(toHost(arguments[0]));
@@ -275,6 +283,7 @@ PyMethodDef* moduleFunctions() {
                                     row<registeredMethods, 1>("registered_methods"),
                                     row<invokeMethod, 4>("invoke"),
                                     row<endHostObject, 1>("end_object"),
+                                    row<sameInstance, 2>("same_instance"),
                                     row<makeArray, 2>("make_array"),
                                     row<makeValueObject, 2>("make_value_object"),
                                     row<dumpValueBytes, 1>("dump_bytes"),

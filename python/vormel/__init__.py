@@ -51,6 +51,7 @@ __all__ = [
     "live_arrays",
     "loads",
     "methods",
+    "same_instance",
     "timeseries",
 ]
 
@@ -115,6 +116,24 @@ def invoke(
 def delete(obj: HostObject) -> None:
     """End a host object. Its handles stay, and are dead; nothing happens to one that has ended."""
     _vormel.end_object(obj)
+
+
+def same_instance(one: HostObject, other: HostObject) -> bool:
+    """Return whether two host objects stand for the same native instance of their module.
+
+    Objects that share a store are the same instance, also through different handles. False if one
+    of them has ended.
+
+        >>> import vormel
+        >>> from vormel.Dravik.kvr import SignalRepository
+        >>> one = SignalRepository()
+        >>> vormel.same_instance(one, SignalRepository())
+        True
+        >>> SignalRepository().clean()
+        >>> vormel.same_instance(one, SignalRepository())
+        False
+    """
+    return _vormel.same_instance(one, other)
 
 
 def array(value: _Any, cls: str | None = None) -> Array:

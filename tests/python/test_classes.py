@@ -113,6 +113,30 @@ def test_object_shows_its_class_and_that_it_has_ended():
     assert repr(entries).endswith("(ended)>")
 
 
+def test_objects_of_one_store_are_the_same_instance():
+    one, other = SignalRepository(), SignalRepository()
+    assert one is not other
+    assert vormel.same_instance(one, other)
+    assert vormel.same_instance(one, one)
+
+
+def test_objects_of_stores_before_and_after_clean_are_not_the_same_instance():
+    old = SignalRepository()
+    SignalRepository().clean()
+    new = SignalRepository()
+    assert not vormel.same_instance(old, new)
+    assert vormel.same_instance(new, SignalRepository())
+
+
+def test_maps_ended_objects_and_other_values_are_not_the_same_instance():
+    entries, more = Map("k", 1.0), Map("k", 1.0)
+    assert vormel.same_instance(entries, entries)
+    assert not vormel.same_instance(entries, more)
+    vormel.delete(entries)
+    assert not vormel.same_instance(entries, entries)
+    assert not vormel.same_instance(1, "text")
+
+
 def test_base_class_makes_no_objects():
     with pytest.raises(TypeError):
         vormel.HostObject()

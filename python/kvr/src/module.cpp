@@ -45,8 +45,8 @@ compare::Sync syncOf(const py::dict& given) {
 // Returns the fields of the verdict, and the aligned values if `wantsSeries`, else None.
 py::tuple judge(const py::tuple& baseline, const py::tuple& other, const py::dict& tolerance,
                 const py::dict& sync, const py::object& toleranceCall, const py::object& syncCall,
-                int toleranceSource, bool wholeBaseline, double timeTolerance, const Stop& stop,
-                bool wantsSeries) {
+                int toleranceSource, bool wholeBaseline, double timeTolerance, bool isDated,
+                const Stop& stop, bool wantsSeries) {
   const Side was(baseline);
   const Side is(other);
   Interruption interruption(stop);
@@ -66,7 +66,8 @@ py::tuple judge(const py::tuple& baseline, const py::tuple& other, const py::dic
     throw;
   }
   const auto source = static_cast<compare::Source>(toleranceSource);
-  const py::dict fields = dictOf(verdict, compare::describe(verdict, settings, source));
+  const auto clock = isDated ? compare::Clock::kDate : compare::Clock::kNumber;
+  const py::dict fields = dictOf(verdict, compare::describe(verdict, settings, source, clock));
   if (!wantsSeries) return py::make_tuple(fields, py::none());
   return py::make_tuple(fields, tupleOf(aligned));
 }
@@ -90,6 +91,7 @@ PYBIND11_MODULE(_kvr, module) {
   module.def("judge", &judge, py::arg("baseline"), py::arg("other"), py::arg("tolerance"),
              py::arg("sync"), py::arg("tolerance_call"), py::arg("sync_call"),
              py::arg("tolerance_source"), py::arg("whole_baseline"), py::arg("time_tolerance"),
-             py::arg("stop"), py::arg("wants_series"));
+             py::arg("dated"), py::arg("stop"), py::arg("wants_series"));
+  module.def("date_text", &kvr::compare::dateText, py::arg("seconds"));
   module.def("describe_alone", &describeAlone, py::arg("missing"));
 }
