@@ -18,24 +18,23 @@ inline constexpr int longestRow = (1 << 21) + (1 << 16);            // as SQLite
 inline constexpr std::size_t mostDimensions = 32;
 
 struct SchemaEntry {
-  std::string_view type;
   std::string_view name;
   std::string_view sql;
 };
 
 // In the order of the file. The last column of each table is the sum of the cells before it; of a
 // piece that of its bytes.
-inline constexpr std::array<SchemaEntry, 9> schema{{
-    {"table", "contents",
+inline constexpr std::array<SchemaEntry, 8> schema{{
+    {"contents",
      "CREATE TABLE contents(runs INTEGER NOT NULL, signals INTEGER NOT NULL, "
      "tolerances INTEGER NOT NULL, syncs INTEGER NOT NULL, hierarchy INTEGER NOT NULL, "
      "time_bases INTEGER NOT NULL, pieces INTEGER NOT NULL, sum INTEGER NOT NULL)"},
-    {"table", "run",
+    {"run",
      "CREATE TABLE run(id INTEGER PRIMARY KEY, name TEXT NOT NULL, version TEXT NOT NULL, "
      "created INTEGER NOT NULL, instance INTEGER, tolerance INTEGER NOT NULL, "
      "sync INTEGER NOT NULL, first_signal INTEGER NOT NULL, signals INTEGER NOT NULL, "
      "sum INTEGER NOT NULL)"},
-    {"table", "signal",
+    {"signal",
      "CREATE TABLE signal(id INTEGER PRIMARY KEY, run INTEGER NOT NULL, label TEXT NOT NULL, "
      "path TEXT NOT NULL, model TEXT NOT NULL, source TEXT NOT NULL, root_source TEXT NOT NULL, "
      "time_source TEXT NOT NULL, sid TEXT NOT NULL, port INTEGER NOT NULL, channel TEXT NOT NULL, "
@@ -44,23 +43,22 @@ inline constexpr std::array<SchemaEntry, 9> schema{{
      "shape TEXT NOT NULL, time_base INTEGER NOT NULL, bytes INTEGER NOT NULL, "
      "first_piece INTEGER NOT NULL, metadata_bytes INTEGER NOT NULL, "
      "metadata_first_piece INTEGER NOT NULL, sum INTEGER NOT NULL)"},
-    {"table", "tolerance",
+    {"tolerance",
      "CREATE TABLE tolerance(id INTEGER PRIMARY KEY, type INTEGER NOT NULL, absolute REAL, "
      "relative REAL, start REAL, \"end\" REAL, step REAL, initial_absolute REAL, "
      "absolute_step REAL, initial_relative REAL, relative_step REAL, function TEXT NOT NULL, "
      "sum INTEGER NOT NULL)"},
-    {"table", "sync",
+    {"sync",
      "CREATE TABLE sync(id INTEGER PRIMARY KEY, type INTEGER NOT NULL, method TEXT NOT NULL, "
      "interp TEXT NOT NULL, interval REAL, function TEXT NOT NULL, sum INTEGER NOT NULL)"},
-    {"table", "hierarchy",
+    {"hierarchy",
      "CREATE TABLE hierarchy(signal INTEGER PRIMARY KEY, parent INTEGER NOT NULL, "
      "sum INTEGER NOT NULL)"},
-    {"index", "children", "CREATE INDEX children ON hierarchy(parent)"},
-    {"table", "time_base",
+    {"time_base",
      "CREATE TABLE time_base(id INTEGER PRIMARY KEY, class TEXT NOT NULL, "
      "samples INTEGER NOT NULL, first_piece INTEGER NOT NULL, hash INTEGER NOT NULL, "
      "sum INTEGER NOT NULL)"},
-    {"table", "piece",
+    {"piece",
      "CREATE TABLE piece(id INTEGER PRIMARY KEY, sum INTEGER NOT NULL, bytes BLOB NOT NULL)"},
 }};
 

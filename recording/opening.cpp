@@ -68,7 +68,7 @@ void requireOurHeader(const Connection& connection) {
 void requireOurSchema(const Connection& connection) {
   Statement entries = connection.prepare("SELECT type,name,sql FROM sqlite_schema ORDER BY rowid");
   const auto isOurs = [&](const SchemaEntry& entry) {
-    return entries.step() && entries.text(0) == entry.type && entries.text(1) == entry.name &&
+    return entries.step() && entries.text(0) == "table" && entries.text(1) == entry.name &&
            entries.text(2) == entry.sql;
   };
   if (!std::all_of(schema.begin(), schema.end(), isOurs) || entries.step())

@@ -1,7 +1,7 @@
 #include <mutex>
 #include <utility>
 
-#include "recording/known_times.h"
+#include "recording/hierarchy.h"
 #include "recording/opening.h"
 #include "recording/pieces.h"
 #include "recording/recording.h"
@@ -37,12 +37,14 @@ class Reader::Impl {
     if (!pieces_) pieces_.emplace(connection_);
     return *pieces_;
   }
-  std::int64_t requireSignal(std::int64_t id) const {
+  void requireSignal(std::int64_t id) const {
     if (id < 1 || id > contents_.signals)
       throw std::invalid_argument("there is no signal " + std::to_string(id));
-    return id;
   }
-  std::optional<std::int64_t> parentOf(std::int64_t signal);
+  const Hierarchy& hierarchy() {
+    if (!hierarchy_) hierarchy_.emplace(connection_, contents_);
+    return *hierarchy_;
+  }
 
  private:
   static Contents contentsOf(const Connection& connection) {
@@ -55,24 +57,8 @@ class Reader::Impl {
   Contents contents_;
   std::optional<EntryReader> entries_;
   std::optional<PieceReader> pieces_;
-  std::optional<Statement> selectParent_;
-  std::optional<Statement> selectChildren_;
+  std::optional<Hierarchy> hierarchy_;
 };
-
-std::optional<std::int64_t> Reader::Impl::parentOf(std::int64_t signal) {
-  if (!selectParent_)
-    selectParent_ = connection_.prepare("SELECT signal,parent,sum FROM hierarchy WHERE signal=?1");
-  const Resetting afterwards(*selectParent_);
-  selectParent_->bind(1, signal);
-  if (!selectParent_->step()) return std::nullopt;
-  RowBytes bytes;
-  RowReader row(*selectParent_, bytes, "parent of signal", signal);
-  row.integer(signal, signal);
-  const std::int64_t parent = row.integer(1, INT64_MAX);
-  row.end();
-  if (parent > contents_.signals) row.fail("is not in the file");
-  return parent;
-}
 
 Reader::Reader(const std::string& path) : impl_(std::make_unique<Impl>(path)) {}
 Reader::Reader(Reader&&) noexcept = default;
@@ -93,37 +79,13 @@ std::vector<SignalEntry> Reader::signals(std::int64_t first, std::int64_t count)
 std::optional<std::int64_t> Reader::parent(std::int64_t signal) const {
   impl_->requireSignal(signal);
   if (impl_->contents().hierarchy == 0) return std::nullopt;
-  return impl_->with([&](Impl& file) {
-    const auto found = file.parentOf(signal);
-    std::int64_t steps = 0;
-    for (auto above = found; above; above = file.parentOf(*above)) {
-      if (++steps > file.contents().hierarchy)
-        throw FormatError(FormatError::Kind::kDamaged, "is part of itself",
-                          placeOf("signal", signal));
-    }
-    return found;
-  });
+  return impl_->with([&](Impl& file) { return file.hierarchy().parent(signal); });
 }
 
 std::vector<std::int64_t> Reader::children(std::int64_t signal) const {
-  return impl_->with([&](Impl& file) {
-    file.requireSignal(signal);
-    Statement select =
-        file.connection().prepare("SELECT signal FROM hierarchy WHERE parent=?1 ORDER BY signal");
-    select.bind(1, signal);
-    std::vector<std::int64_t> found;
-    while (select.step()) {
-      const std::int64_t child = select.integer(0);
-      // Rising order also ends a table that leads back to itself.
-      const bool rises = found.empty() ? child >= 1 : child > found.back();
-      if (child > file.contents().signals) break;
-      if (!rises || file.parentOf(child) != signal)
-        throw FormatError(FormatError::Kind::kDamaged, "its parts are out of order",
-                          placeOf("signal", signal));
-      found.push_back(child);
-    }
-    return found;
-  });
+  impl_->requireSignal(signal);
+  if (impl_->contents().hierarchy == 0) return {};
+  return impl_->with([&](Impl& file) { return file.hierarchy().children(signal); });
 }
 
 TimeBase Reader::timeBase(std::int64_t id) const {

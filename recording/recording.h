@@ -256,7 +256,8 @@ class KVR_RECORDING_EXPORT Reader {
   std::vector<RunEntry> runs(std::int64_t first, std::int64_t count) const;
   std::vector<SignalEntry> signals(std::int64_t first, std::int64_t count) const;
 
-  // The signal that this one is part of. FormatError for a circle.
+  // The signal that this one is part of. FormatError if there is a circle anywhere in the file. The
+  // first call of either function reads all links.
   std::optional<std::int64_t> parent(std::int64_t signal) const;
   // The signals that are part of it, in rising order.
   std::vector<std::int64_t> children(std::int64_t signal) const;

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "recording/known_times.h"
+#include "recording/hierarchy.h"
 #include "recording/opening.h"
 #include "recording/pieces.h"
 #include "recording/recording.h"
@@ -166,48 +166,21 @@ void Check::checkSignals() {
     report("pieces belong to no signal, or to several", "table piece");
 }
 
-// Every signal is walked from once: what was walked over before leads to a root, or is reported.
 void Check::checkHierarchy() {
-  Statement links = connection_.prepare("SELECT signal,parent,sum FROM hierarchy ORDER BY signal");
-  if (contents_.hierarchy > contents_.signals) {
-    report("has more rows than there are signals", "table hierarchy");
-    return;
-  }
-  std::vector<std::pair<std::int64_t, std::int64_t>> parents;  // by signal
-  attempt("table hierarchy", [&] {
-    RowBytes bytes;
-    while (static_cast<std::int64_t>(parents.size()) < contents_.hierarchy && links.step()) {
-      RowReader row(links, bytes, "parent of signal", links.integer(0));
-      const std::int64_t least = parents.empty() ? 1 : parents.back().first + 1;
-      const std::int64_t signal = row.integer(least, contents_.signals);
-      const std::int64_t parent = row.integer(1, contents_.signals);
-      row.end();
-      parents.emplace_back(signal, parent);
-    }
-  });
-  std::vector<std::size_t> seenBy(parents.size(), 0);  // number of the walk, from 1
-  const auto find = [&](std::int64_t signal) {
-    const auto place =
-        std::lower_bound(parents.begin(), parents.end(), std::pair(signal, INT64_MIN));
-    return place != parents.end() && place->first == signal ? place - parents.begin() : -1;
-  };
-  for (std::size_t walk = 1; walk <= parents.size(); ++walk) {
-    std::ptrdiff_t at = static_cast<std::ptrdiff_t>(walk) - 1;
-    while (at >= 0 && seenBy[static_cast<std::size_t>(at)] == 0) {
-      seenBy[static_cast<std::size_t>(at)] = walk;
-      at = find(parents[static_cast<std::size_t>(at)].second);
-    }
-    if (at >= 0 && seenBy[static_cast<std::size_t>(at)] == walk)
-      report("is part of itself", placeOf("signal", parents[static_cast<std::size_t>(at)].first));
-  }
+  attempt("", [&] { const Hierarchy links(connection_, contents_); });
 }
 
 }  // namespace
 
 std::vector<Problem> verify(const std::string& path, const Progress& progress) {
-  const Connection connection = openToRead(path);
-  const Snapshot snapshot(connection);
-  return Check(connection, progress).run();
+  try {
+    const Connection connection = openToRead(path);
+    const Snapshot snapshot(connection);
+    return Check(connection, progress).run();
+  } catch (const FormatError& error) {
+    if (error.kind() != FormatError::Kind::kDamaged) throw;
+    return {{error.what(), error.where()}};
+  }
 }
 
 }  // namespace kvr::recording

@@ -1,12 +1,8 @@
 #include <unistd.h>
-#include <algorithm>
-#include <bit>
-#include <cstring>
-#include <map>
-#include <tuple>
-#include <unordered_map>
+
 #include <utility>
 
+#include "recording/hierarchy.h"
 #include "recording/known_times.h"
 #include "recording/new_file.h"
 #include "recording/opening.h"
@@ -86,8 +82,8 @@ class Writer::Impl {
                  "INSERT INTO signal VALUES(?1,?2,?3,?4,?5,?6,?7,?8,?9,?10,?11,?12,?13,?14,?15,?16,"
                  "?17,?18,?19,?20,?21,?22,?23,?24,?25,?26,?27,?28)"),
           link(connection, "INSERT INTO hierarchy VALUES(?1,?2,?3)"),
-          findParent(connection.prepare("SELECT parent FROM hierarchy WHERE signal=?1")),
-          findChild(connection.prepare("SELECT signal FROM hierarchy WHERE parent=?1")) {}
+          hierarchy(found.hierarchy == 0 ? NewHierarchy()
+                                         : NewHierarchy(Hierarchy(connection, found))) {}
 
     Contents contents;
     PieceWriter pieces;
@@ -96,8 +92,7 @@ class Writer::Impl {
     RowWriter run;
     RowWriter signal;
     RowWriter link;
-    Statement findParent;
-    Statement findChild;
+    NewHierarchy hierarchy;
   };
 
   struct OpenRun {
@@ -117,8 +112,6 @@ class Writer::Impl {
   }
   void endRun();
   void writeContents();
-  std::optional<std::int64_t> parentOf(std::int64_t signal);
-  void requireNoCircle(std::int64_t signal, std::int64_t parent);
 
   // Runs what changes the file. After a failure in its middle the file must not be completed.
   template <class Body>
@@ -215,36 +208,14 @@ std::int64_t Writer::Impl::addSignal(const Signal& signal, const Samples& times,
   });
 }
 
-std::optional<std::int64_t> Writer::Impl::parentOf(std::int64_t signal) {
-  Statement& find = rows().findParent;
-  const Resetting afterwards(find);
-  find.bind(1, signal);
-  if (!find.step()) return std::nullopt;
-  return find.integer(0);
-}
-
-void Writer::Impl::requireNoCircle(std::int64_t signal, std::int64_t parent) {
-  const auto refuse = [] { throw std::invalid_argument("a signal would be part of itself"); };
-  if (signal == parent) refuse();
-  {
-    Statement& find = rows().findChild;
-    const Resetting afterwards(find);
-    find.bind(1, signal);
-    if (!find.step()) return;  // a signal without parts is nobody's ancestor
-  }
-  std::int64_t steps = 0;  // a file that was damaged before can hold a circle
-  for (auto above = parentOf(parent); above; above = parentOf(*above))
-    if (*above == signal || ++steps > rows().contents.hierarchy) refuse();
-}
-
 void Writer::Impl::setParent(std::int64_t signal, std::int64_t parent) {
   for (const std::int64_t id : {signal, parent})
     if (id < 1 || id > rows().contents.signals)
       throw std::invalid_argument("there is no signal " + std::to_string(id));
-  if (parentOf(signal)) throw std::invalid_argument("the signal has a parent");
-  requireNoCircle(signal, parent);
+  rows().hierarchy.requireFree(signal, parent);
   guarded([&](Rows& to) {
     to.link.integer(signal).integer(parent).write();
+    to.hierarchy.add(signal, parent);
     ++to.contents.hierarchy;
   });
 }
