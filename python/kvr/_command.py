@@ -19,6 +19,8 @@ _COMMANDS = {
     "ls": "list the runs of a file, or their signals",
     "show": "show one signal: facts, samples and a plot",
     "compare": "compare two runs, signal by signal",
+    "convert": "write the runs of files to a file of another format",
+    "verify": "check every sum and row of a recording",
 }
 _EPILOG = """\
 example: kvr compare monday.csv tuesday.csv --relative 0.01
@@ -78,7 +80,7 @@ def _parser(name: str | None) -> argparse.ArgumentParser:
     """The parser; of the commands only the named one gets its arguments."""
     parser = _Parser(
         prog="kvr",
-        description="Runs and signals in files: list, show and compare them.",
+        description="Runs and signals in files: list, show, compare, convert and verify them.",
         epilog=_EPILOG,
         formatter_class=argparse.RawDescriptionHelpFormatter,
         allow_abbrev=False,

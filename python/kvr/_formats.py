@@ -11,10 +11,14 @@ from typing import Any
 
 from kvr._errors import FormatError
 from kvr._names import listed
+from kvr._progress import Progress, reporter
 from kvr._reading import RunReader
 from kvr._recording import Recording
 
 ENTRY_POINTS = "kvr.formats"
+
+Tell = Callable[[int], object]
+Save = Callable[[str, Sequence[RunReader[Any]], bool, Tell], None]
 
 
 @dataclass(frozen=True)
@@ -24,14 +28,15 @@ class Format:
     name     such as "csv"
     endings  of the files, in lower case, such as (".csv", ".csv.gz")
     open     called with the path and the options of ``kvr.open``; returns a Recording
-    save     called with the path, the runs to write and whether to add them to the file; None if
-             the format is for reading only
+    save     called with the path, the runs to write, whether to add them to the file, and a function
+             to call with the number of signals written so far; None if the format is for reading
+             only. On failure an old file must stay as it was.
     """
 
     name: str
     endings: tuple[str, ...]
     open: Callable[..., Recording]
-    save: Callable[[str, Sequence[RunReader[Any]], bool], None] | None = None
+    save: Save | None = None
 
 
 def _open_csv(path: str, **options: Any) -> Recording:
@@ -39,11 +44,24 @@ def _open_csv(path: str, **options: Any) -> Recording:
     return recording
 
 
-def _save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
+def _save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool, tell: Tell) -> None:
     importlib.import_module("kvr._csv_write").save_csv(path, runs, append)
+    tell(sum(map(len, runs)))
 
 
-_OWN = (Format("csv", (".csv", ".tsv", ".csv.gz", ".tsv.gz"), _open_csv, _save_csv),)
+def _open_recording(path: str) -> Recording:
+    recording: Recording = importlib.import_module("kvr._recording_file").RecordingFile(path)
+    return recording
+
+
+def _save_recording(path: str, runs: Sequence[RunReader[Any]], append: bool, tell: Tell) -> None:
+    importlib.import_module("kvr._recording_write").save_recording(path, runs, append, tell)
+
+
+_OWN = (
+    Format("recording", (".kvr",), _open_recording, _save_recording),
+    Format("csv", (".csv", ".tsv", ".csv.gz", ".tsv.gz"), _open_csv, _save_csv),
+)
 
 
 def known_formats() -> list[Format]:
@@ -95,10 +113,18 @@ def open(path: str | os.PathLike[str], format: str | None = None, **options: Any
     return format_of(path, format).open(path, **options)
 
 
-def save(path: str | os.PathLike[str], runs: Sequence[RunReader[Any]], append: bool) -> None:
-    """Write runs in the format of the path's ending. Raises ValueError, FormatError, OSError."""
+def save(
+    path: str | os.PathLike[str],
+    runs: Sequence[RunReader[Any]],
+    append: bool,
+    progress: Progress = None,
+) -> None:
+    """Write runs in the format of the path's ending. Raises ValueError, FormatError, OSError.
+
+    `progress` is told how many of the signals are written.
+    """
     path = os.fspath(path)
     chosen = format_of(path, None)
     if chosen.save is None:
         raise ValueError(f"{path}: files of format {chosen.name!r} can only be read")
-    chosen.save(path, runs, append)
+    chosen.save(path, runs, append, reporter(progress, sum(map(len, runs))))

@@ -50,6 +50,20 @@ class Facts(NamedTuple):
     sid: str = ""
 
 
+class Extent(NamedTuple):
+    """What values a signal has.
+
+    kind   the name of their class, as NumPy's; "text" for texts
+    shape  of a sample
+    span   the first and the last time, nothing without samples
+    """
+
+    kind: str
+    samples: int
+    shape: tuple[int, ...]
+    span: tuple[float, ...]
+
+
 class SignalReader(ABC):
     """A signal, for reading.
 
@@ -135,6 +149,19 @@ class SignalReader(ABC):
     @abstractmethod
     def _series(self) -> Series:
         """Time and values as found. Raises NoValues, or FormatError from a file."""
+
+    def _key(self) -> Any:
+        """Stands for the signal in a dictionary, without keeping what it has read."""
+        return self
+
+    def _extent(self) -> Extent:
+        """What values it has; a file may know without reading them. Raises as `_series`."""
+        time, values = self._series()
+        kind = "text" if values.dtype.kind in "UO" else values.dtype.name
+        span: tuple[float, ...] = ()
+        if time.size and time.dtype.kind in "iuf":
+            span = float(time.flat[0]), float(time.flat[-1])
+        return Extent(kind, len(values), values.shape[1:], span)
 
     def _facts(self) -> Facts:
         names = Facts._fields[1:]

@@ -17,7 +17,7 @@ ROOT = Path(__file__).parents[2]
 DAYS = [str(ROOT / "examples" / "data" / f"{day}.csv") for day in ("2016-06-29", "2016-07-29")]
 LAUNCHER = Path(kvr.__file__).parents[2] / "bin" / "kvr"
 HOSTILE = "\u202e<b>\x1b[31mred\x07"
-COMMANDS = ["ls", "show", "compare"]
+COMMANDS = ["ls", "show", "compare", "convert", "verify"]
 
 
 def run_kvr(*arguments, cwd=None, **environment):
@@ -164,7 +164,7 @@ def test_folder_ending_and_run_that_are_not_there(files):
     (files / "x.xyz").write_text("time,a\n0,1\n")
     for wrong, text in (
         (".", "kvr: .: is a folder; name a file in it\n"),
-        ("x.xyz", "kvr: x.xyz: its ending is of no known format; name the format, 'csv'\n"),
+        ("x.xyz", "kvr: x.xyz: its ending is of no known format; name the format, 'recording' or 'csv'\n"),
         ("base.csv#monday", "kvr: base.csv: no run is named 'monday'; there is 'base'\n"),
         ("none.csv#x", "kvr: none.csv#x: there is no such file; check the name\n"),
     ):

@@ -1,4 +1,4 @@
-// The extension _kvr: the comparison for the package kvr.
+// The extension _kvr: the comparison and the recording files for the package kvr.
 #include <pybind11/pybind11.h>
 
 #include <string>
@@ -6,6 +6,7 @@
 #include "compare/compare.h"
 #include "python/kvr/src/callbacks.h"
 #include "python/kvr/src/interruption.h"
+#include "python/kvr/src/recording_classes.h"
 #include "python/kvr/src/sides.h"
 #include "python/kvr/src/verdicts.h"
 
@@ -94,4 +95,5 @@ PYBIND11_MODULE(_kvr, module) {
              py::arg("dated"), py::arg("stop"), py::arg("wants_series"));
   module.def("date_text", &kvr::compare::dateText, py::arg("seconds"));
   module.def("describe_alone", &describeAlone, py::arg("missing"));
+  defineRecordingClasses(module);
 }
