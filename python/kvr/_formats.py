@@ -43,7 +43,25 @@ def _save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
     importlib.import_module("kvr._csv_write").save_csv(path, runs, append)
 
 
-_OWN = (Format("csv", (".csv", ".tsv", ".csv.gz", ".tsv.gz"), _open_csv, _save_csv),)
+def _open_ngspice(path: str) -> Recording:
+    recording: Recording = importlib.import_module("kvr._ngspice").NgspiceRecording(path)
+    return recording
+
+
+def _open_hdf5(path: str) -> Recording:
+    recording: Recording = importlib.import_module("kvr._hdf5").Hdf5Recording(path)
+    return recording
+
+
+def _save_hdf5(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
+    importlib.import_module("kvr._hdf5_write").save_hdf5(path, runs, append)
+
+
+_OWN = (
+    Format("csv", (".csv", ".tsv", ".csv.gz", ".tsv.gz"), _open_csv, _save_csv),
+    Format("hdf5", (".h5", ".hdf5"), _open_hdf5, _save_hdf5),
+    Format("ngspice", (".raw",), _open_ngspice),
+)
 
 
 def known_formats() -> list[Format]:
