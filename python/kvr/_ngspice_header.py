@@ -62,6 +62,8 @@ def read_plots(path: str, data: mmap.mmap) -> list[Plot]:
     reader = _Reader(path, data)
     while reader.skip_blank():
         plots.append(reader.plot())
+    if not plots:
+        raise FormatError(path, "holds no plot")
     return plots
 
 
@@ -93,7 +95,7 @@ class _Reader:
                     raise self._error(begin, "the header has no 'Variables:'")
                 return self._finished(fields, variables, heading == "binary")
             fields.setdefault(heading, rest)
-        raise self._error(begin, "the header does not end; the file is cut off")
+        raise self._error(self._at, "the header does not end; the file is cut off")
 
     def _no_plot(self, begin: int) -> FormatError:
         if begin == 0:
@@ -114,7 +116,7 @@ class _Reader:
             heading, colon, rest = line.partition(":")
             if not colon:
                 if line.strip():
-                    raise self._error(begin, f"'{_text.shown(line, 40)}' is not a heading")
+                    raise self._error(begin, f"'{_text.shown(line.strip(), 40)}' is not a heading")
                 continue
             yield heading.strip().lower(), rest.strip()
 
@@ -155,7 +157,7 @@ class _Reader:
         if len(words) < 3 or words[0] != str(place):
             raise self._error(
                 begin, f"variable {place} is not a number, a name and a type: "
-                f"'{_text.shown(line, 60)}'"
+                f"'{_text.shown(line.strip(), 60)}'"
             )  # fmt: skip
         length = points
         for word in words[3:]:
