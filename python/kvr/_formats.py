@@ -7,13 +7,14 @@ import os
 import stat
 from collections.abc import Callable, Sequence
 from dataclasses import dataclass
-from typing import Any
+from typing import Any, NamedTuple
 
 from kvr._errors import FormatError
 from kvr._names import listed
 from kvr._progress import Progress, reporter
 from kvr._reading import RunReader
 from kvr._recording import Recording
+from kvr._text import shown
 
 ENTRY_POINTS = "kvr.formats"
 
@@ -58,30 +59,74 @@ def _save_recording(path: str, runs: Sequence[RunReader[Any]], append: bool, tel
     importlib.import_module("kvr._recording_write").save_recording(path, runs, append, tell)
 
 
+def _open_ngspice(path: str) -> Recording:
+    recording: Recording = importlib.import_module("kvr._ngspice").NgspiceRecording(path)
+    return recording
+
+
+def _open_hdf5(path: str) -> Recording:
+    recording: Recording = importlib.import_module("kvr._hdf5").Hdf5Recording(path)
+    return recording
+
+
+def _save_hdf5(path: str, runs: Sequence[RunReader[Any]], append: bool, tell: Tell) -> None:
+    importlib.import_module("kvr._hdf5_write").save_hdf5(path, runs, append, tell)
+
+
 _OWN = (
     Format("recording", (".kvr",), _open_recording, _save_recording),
     Format("csv", (".csv", ".tsv", ".csv.gz", ".tsv.gz"), _open_csv, _save_csv),
+    Format("hdf5", (".h5", ".hdf5"), _open_hdf5, _save_hdf5),
+    Format("ngspice", (".raw",), _open_ngspice),
 )
 
 
-def known_formats() -> list[Format]:
-    """All formats: the package's own, then those of other packages, which load when asked here."""
+class _Others(NamedTuple):
+    """The formats of other packages, and a clause for each that cannot be loaded."""
+
+    formats: list[Format]
+    failures: dict[str, str]  # by the name of the entry point
+
+
+def _others() -> _Others:
+    """Loads the entry points of the group. One that fails does not keep the others from loading."""
     from importlib.metadata import entry_points
 
-    return [*_OWN, *(point.load() for point in entry_points(group=ENTRY_POINTS))]
+    found = _Others([], {})
+    for point in sorted(entry_points(group=ENTRY_POINTS), key=lambda point: point.name):
+        try:
+            loaded = point.load()
+            if not isinstance(loaded, Format):
+                raise TypeError(f"{point.value} is no kvr.Format")
+        except (Exception, SystemExit) as error:  # whatever the import of a foreign module raises
+            owner = f" of the package {point.dist.name}" if point.dist else ""
+            reason = f"{type(error).__name__}: {shown(str(error), 200)}"
+            found.failures[point.name] = f"{point.name!r}{owner} cannot be loaded ({reason})"
+        else:
+            found.formats.append(loaded)
+    return found
 
 
 def format_of(path: str, name: str | None) -> Format:
-    """The format of this name, or else of this file's ending. Raises ValueError, FormatError."""
-    for formats in (lambda: list(_OWN), known_formats):  # others are looked for only if needed
-        for candidate in formats():
+    """The format of this name, or else of this file's ending. Raises ValueError, FormatError.
+
+    Own formats come first; the entry points of other packages are loaded only if none fits.
+    """
+    others = _Others([], {})
+    for own in (True, False):
+        if not own:
+            others = _others()
+        for candidate in _OWN if own else others.formats:
             by_name, by_ending = candidate.name == name, path.lower().endswith(candidate.endings)
             if by_name if name is not None else by_ending:
                 return candidate
-    names = listed([candidate.name for candidate in known_formats()], "or")
+    names = listed([candidate.name for candidate in (*_OWN, *others.formats)], "or")
+    if name in others.failures:
+        raise ValueError(f"format {others.failures[name]}")
     if name is not None:
         raise ValueError(f"format must be {names}, not {name!r}")
-    raise FormatError(path, f"its ending is of no known format; name the format, {names}")
+    broken = "".join(f"; the format {failure}" for failure in others.failures.values())
+    raise FormatError(path, f"its ending is of no known format; name the format, {names}{broken}")
 
 
 def open(path: str | os.PathLike[str], format: str | None = None, **options: Any) -> Recording:
