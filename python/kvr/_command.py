@@ -48,7 +48,7 @@ def main(arguments: Sequence[str] | None = None) -> int:
     except Exception as error:
         if debug:
             raise
-        print(f"kvr: {_told(error)}", file=sys.stderr)
+        print(f"kvr: {told(error)}", file=sys.stderr)
         return NOT_DONE
 
 
@@ -89,7 +89,7 @@ def _parser(name: str | None) -> argparse.ArgumentParser:
     return parser
 
 
-def _told(error: Exception) -> str:
+def told(error: Exception) -> str:
     """What went wrong, on one line, with what to do about it."""
     from kvr._errors import Error
     from kvr._text import shown

@@ -46,6 +46,9 @@ def _save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
 _OWN = (Format("csv", (".csv", ".tsv", ".csv.gz", ".tsv.gz"), _open_csv, _save_csv),)
 
 
+_BY_SIGNAL = (".kvr", ".h5", ".hdf5")  # endings of files of which signals can be read alone
+
+
 def known_formats() -> list[Format]:
     """All formats: the package's own, then those of other packages, which load when asked here."""
     from importlib.metadata import entry_points
@@ -64,6 +67,11 @@ def format_of(path: str, name: str | None) -> Format:
     if name is not None:
         raise ValueError(f"format must be {names}, not {name!r}")
     raise FormatError(path, f"its ending is of no known format; name the format, {names}")
+
+
+def is_cut(path: str) -> bool:
+    """Whether a file's signals can be read without reading the others."""
+    return path.lower().split("#")[0].endswith(_BY_SIGNAL)
 
 
 def open(path: str | os.PathLike[str], format: str | None = None, **options: Any) -> Recording:
