@@ -18,6 +18,7 @@ _COMMANDS = {
     "ls": "list the runs of a file, or their signals",
     "show": "show one signal: facts, samples and a plot",
     "compare": "compare two runs, signal by signal",
+    "campaign": "compare many pairs of files, on many processors or machines",
 }
 _EPILOG = """\
 example: kvr compare monday.csv tuesday.csv --relative 0.01

@@ -133,10 +133,19 @@ def require_options(options: dict[str, Any]) -> None:
 
 
 def compare_part(
-    baseline: RunOrPath, other: RunOrPath, part: tuple[int, int], **options: Any
+    baseline: RunOrPath,
+    other: RunOrPath,
+    part: tuple[int, int],
+    choose: Choose | None = None,
+    **options: Any,
 ) -> Comparison:
-    """The share `part[0]` of `part[1]` of ``kvr.compare``, judged in one thread."""
+    """The share `part[0]` of `part[1]` of ``kvr.compare``, judged in one thread.
+
+    `choose` stands in the place of `tolerance` and `sync`.
+    """
     plan = _plan_of(**options)
+    if choose:
+        plan["choose"] = choose
     return compare_runs(open_run(baseline), open_run(other), **plan, threads=1, part=part)
 
 

@@ -69,6 +69,11 @@ def format_of(path: str, name: str | None) -> Format:
     raise FormatError(path, f"its ending is of no known format; name the format, {names}")
 
 
+def is_known(path: str) -> bool:
+    """Whether some format has the ending of this name."""
+    return any(path.lower().endswith(known.endings) for known in known_formats())
+
+
 def is_cut(path: str) -> bool:
     """Whether a file's signals can be read without reading the others."""
     return path.lower().split("#")[0].endswith(_BY_SIGNAL)

@@ -54,6 +54,20 @@ def campaign(
     ['differs', 'passed']
     """
     require_options(options)
+    return start(from_python(pairs), options, client, jobs, results)
+
+
+def start(
+    pairs: Iterator[FilePair],
+    options: dict[str, Any],
+    client: Any = None,
+    jobs: int | None = None,
+    results: str | os.PathLike[str] | None = None,
+) -> Iterator[PairResult]:
+    """`campaign` with options that were looked at, those of pairs too.
+
+    They may have `choose`, which must get to the workers by pickling.
+    """
     if client is not None and jobs is not None:
         raise TypeError("give a client or jobs, not both")
     count = processors() if jobs is None else _whole(jobs)
@@ -64,7 +78,7 @@ def campaign(
         if journal:
             journal.close()
         raise
-    return _run(from_python(pairs), options, runner, journal)
+    return _run(pairs, options, runner, journal)
 
 
 def _run(
