@@ -21,6 +21,7 @@ _COMMANDS = {
     "compare": "compare two runs, signal by signal",
     "convert": "write the runs of files to a file of another format",
     "verify": "check every sum and row of a recording",
+    "campaign": "compare many pairs of files, on many processors or machines",
 }
 _EPILOG = """\
 example: kvr compare monday.csv tuesday.csv --relative 0.01
@@ -60,7 +61,7 @@ def main(arguments: Sequence[str] | None = None) -> int:
     except Exception as error:
         if debug:
             raise
-        print(f"kvr: {_told(error)}", file=sys.stderr)
+        print(f"kvr: {told(error)}", file=sys.stderr)
         return NOT_DONE
 
 
@@ -101,7 +102,7 @@ def _parser(name: str | None) -> argparse.ArgumentParser:
     return parser
 
 
-def _told(error: Exception) -> str:
+def told(error: Exception) -> str:
     """What went wrong, on one line, with what to do about it."""
     from kvr._errors import Error
     from kvr._text import shown

@@ -26,18 +26,20 @@ Save = Callable[[str, Sequence[RunReader[Any]], bool, Tell], None]
 class Format:
     """A format of files. A package adds one as an entry point of the group "kvr.formats".
 
-    name     such as "csv"
-    endings  of the files, in lower case, such as (".csv", ".csv.gz")
-    open     called with the path and the options of ``kvr.open``; returns a Recording
-    save     called with the path, the runs to write, whether to add them to the file, and a function
-             to call with the number of signals written so far; None if the format is for reading
-             only. On failure an old file must stay as it was.
+    name       such as "csv"
+    endings    of the files, in lower case, such as (".csv", ".csv.gz")
+    open       called with the path and the options of ``kvr.open``; returns a Recording
+    save       called with the path, the runs to write, whether to add them to the file, and a
+               function to call with the number of signals written so far; None if the format is for
+               reading only. On failure an old file must stay as it was.
+    by_signal  whether reading some signals takes no time for the others
     """
 
     name: str
     endings: tuple[str, ...]
     open: Callable[..., Recording]
     save: Save | None = None
+    by_signal: bool = False
 
 
 def _open_csv(path: str, **options: Any) -> Recording:
@@ -74,9 +76,9 @@ def _save_hdf5(path: str, runs: Sequence[RunReader[Any]], append: bool, tell: Te
 
 
 _OWN = (
-    Format("recording", (".kvr",), _open_recording, _save_recording),
+    Format("recording", (".kvr",), _open_recording, _save_recording, by_signal=True),
     Format("csv", (".csv", ".tsv", ".csv.gz", ".tsv.gz"), _open_csv, _save_csv),
-    Format("hdf5", (".h5", ".hdf5"), _open_hdf5, _save_hdf5),
+    Format("hdf5", (".h5", ".hdf5"), _open_hdf5, _save_hdf5, by_signal=True),
     Format("ngspice", (".raw",), _open_ngspice),
 )
 
@@ -127,6 +129,16 @@ def format_of(path: str, name: str | None) -> Format:
         raise ValueError(f"format must be {names}, not {name!r}")
     broken = "".join(f"; the format {failure}" for failure in others.failures.values())
     raise FormatError(path, f"its ending is of no known format; name the format, {names}{broken}")
+
+
+def known_endings() -> tuple[str, ...]:
+    """The endings of all formats, those of other packages too."""
+    return tuple(ending for known in (*_OWN, *_others().formats) for ending in known.endings)
+
+
+def is_read_by_signal(path: str) -> bool:
+    """Whether reading some signals of the file takes no time for the others."""
+    return any(path.lower().endswith(own.endings) and own.by_signal for own in _OWN)
 
 
 def open(path: str | os.PathLike[str], format: str | None = None, **options: Any) -> Recording:
