@@ -271,6 +271,7 @@ void fill(PyObject* module) {
   addObjectType(module);
   addMethodType(module);
   addHostObjectType(module);
+  checked(PyModule_AddStringConstant(module, "__version__", VORMEL_VERSION));
   isFilled = true;
 }
 

@@ -198,11 +198,11 @@ std::vector<std::string> methodNames(ClassRecord& cls) {
 
 const MethodRecord& find(ClassRecord& cls, const std::string& name) {
   const MethodRecord* method = cls.findMethod(name);
-  if (method == nullptr) {
-    throw CallRefused("NoSuchMethod", "the class " + cls.fullName() + " has no method " + name +
-                                          suggestion(name, methodNames(cls)));
-  }
-  return *method;
+  if (method != nullptr) return *method;
+  const std::string near = suggestion(name, methodNames(cls));
+  throw CallRefused("NoSuchMethod",
+                    "the class " + cls.fullName() + " has no method " + name +
+                        (near.empty() ? "; vormel.methods(cls) lists those it has" : near));
 }
 
 // A constructor has no object yet.
