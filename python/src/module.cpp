@@ -27,15 +27,10 @@ using Arguments = PyObject* const*;
 
 // ---- Arguments and results ----
 
-[[noreturn]] void raise(PyObject* type, const std::string& text) {
-  PyErr_SetObject(type, newText(text).ptr());
-  throw PythonErrorSet();
-}
-
 void requireClass(PyObject* argument, bool isOfClass, const char* wanted) {
   if (isOfClass) return;
-  raise(PyExc_TypeError, std::string("expected a ") + wanted + ", not a value of the class " +
-                             Py_TYPE(argument)->tp_name);
+  raisePythonError(PyExc_TypeError, std::string("expected a ") + wanted +
+                                        ", not a value of the class " + Py_TYPE(argument)->tp_name);
 }
 
 std::string textIn(PyObject* argument, const char* what) {
@@ -55,7 +50,7 @@ Ref none() { return borrow(Py_None); }
 
 PackageRecord& packageNamed(const std::string& fullName) {
   PackageRecord* package = findPackage(fullName);
-  if (package == nullptr) raise(PyExc_KeyError, "the host has no package " + fullName);
+  if (package == nullptr) raisePythonError(PyExc_KeyError, "the host has no package " + fullName);
   return *package;
 }
 
@@ -85,7 +80,7 @@ Ref packageDescription(Arguments arguments) {
 Ref hostClass(Arguments arguments) {
   const std::string name = textIn(arguments[0], "class name");
   ClassRecord* cls = findClass(name);
-  if (cls == nullptr) raise(PyExc_KeyError, "the host has no class " + name);
+  if (cls == nullptr) raisePythonError(PyExc_KeyError, "the host has no class " + name);
   return classFor(*cls);
 }
 
@@ -140,25 +135,6 @@ Ref liveArrays(Arguments) { return checked(PyLong_FromSize_t(liveArrayCount()));
 
 // ---- The host's functions ----
 
-// "" for what cannot be the name of a function.
-std::string functionName(PyObject* argument) {
-  Py_ssize_t length = 0;
-  if (!PyUnicode_Check(argument)) return "";
-  const char* characters = PyUnicode_AsUTF8AndSize(argument, &length);
-  if (characters == nullptr && cannotBeEncoded()) return "";
-  return {characters, static_cast<std::size_t>(length)};
-}
-
-std::string functionNamed(PyObject* argument) {
-  const HostFunctions& functions = HostFunctions::instance();
-  std::string name = functionName(argument);
-  if (functions.contains(name)) return name;
-  const Ref shown = checked(PyObject_ASCII(argument));
-  raise(PyExc_KeyError, "the host calls no function " +
-                            std::string(utf8(shown.ptr(), "function name")) + "; it calls " +
-                            listed(functions.names()));
-}
-
 Ref functionNames(Arguments) { return listOfTexts(HostFunctions::instance().names()); }
 
 Ref functionSet(Arguments arguments) {
@@ -200,8 +176,8 @@ template <Ref (*function)(Arguments), Py_ssize_t count>
 PyObject* called(PyObject*, Arguments arguments, Py_ssize_t given) noexcept {
   return guarded<PyObject*>(nullptr, [&] {
     if (given != count) {
-      raise(PyExc_TypeError,
-            "expected " + std::to_string(count) + " arguments, not " + std::to_string(given));
+      raisePythonError(PyExc_TypeError, "expected " + std::to_string(count) + " arguments, not " +
+                                            std::to_string(given));
     }
     return function(arguments).release().ptr();
   });

@@ -229,6 +229,11 @@ void setPythonError(const HostException& failure) noexcept {
   nameExhaustedMemory(nullptr);
 }
 
+void raisePythonError(PyObject* cls, const std::string& text) {
+  PyErr_SetObject(cls, newText(text).ptr());
+  throw PythonErrorSet();
+}
+
 CallableFailed::CallableFailed(const std::string& name) : CallableFailed(name, takePythonError()) {}
 
 CallableFailed::CallableFailed(const std::string& name, Ref cause)

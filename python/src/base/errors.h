@@ -27,6 +27,9 @@ void setPythonError(const HostException& failure) noexcept;
 // the Python error set. To be asked before anything that may throw.
 bool isThreadReady(const char* function = nullptr) noexcept;
 
+// Sets a Python error of a class of Python's own, such as KeyError, and throws PythonErrorSet.
+[[noreturn]] void raisePythonError(PyObject* cls, const std::string& text);
+
 // A failed call of a Python callable, on its way through the host with the Python error it carries.
 class CallableFailed : public HostError {
  public:

@@ -52,13 +52,16 @@ Ref wrapArray(OwnedArray array) { return wrap(arrayType, std::move(array)); }
 
 Ref wrapObject(OwnedArray array) { return wrap(objectType, std::move(array)); }
 
-const vrArray* hostArrayOf(PyObject* value) {
-  if (!PyObject_TypeCheck(value, hostValueType())) return nullptr;
-  const vrArray* array = asHostValue(value)->array;
+const vrArray* hostArrayIn(PyObject* hostValue) {
+  const vrArray* array = asHostValue(hostValue)->array;
   if (array == nullptr) {
     throw CallRefused("NotConstructed", "the constructor of this host object never ran");
   }
   return array;
+}
+
+const vrArray* hostArrayOf(PyObject* value) {
+  return isHostValue(value) ? hostArrayIn(value) : nullptr;
 }
 
 PyObject* compareHostValues(PyObject* self, PyObject* other, int operation) {

@@ -34,8 +34,13 @@ Ref wrapArray(OwnedArray array);
 // The same as a vormel.Object, of a value object of one element.
 Ref wrapObject(OwnedArray array);
 
-// The array of an Array, an Object or a host object, borrowed; null for any other Python object.
-// Refuses a host object whose constructor never ran.
+// True for an Array, an Object or a host object.
+inline bool isHostValue(PyObject* value) { return PyObject_TypeCheck(value, hostValueType()); }
+
+// The array of a host value, borrowed. Refuses a host object whose constructor never ran.
+const vrArray* hostArrayIn(PyObject* hostValue);
+
+// The same, or null for any other Python object.
 const vrArray* hostArrayOf(PyObject* value);
 
 // Slots of the types: tp_richcompare by class, shape, complexity and content, and tp_dealloc.

@@ -22,6 +22,14 @@ const Table& table() noexcept {
   return made;
 }
 
+// The scalar types alone, close together: every value that may be a NumPy scalar is looked up.
+const std::array<const PyTypeObject*, 11>& scalarTypes() noexcept {
+#define VORMEL_TYPE(hostClass, Element, Name, ...) &Py##Name##ArrType_Type,
+  static const std::array<const PyTypeObject*, 11> made = {VORMEL_NUMBER_CLASSES(VORMEL_TYPE)};
+#undef VORMEL_TYPE
+  return made;
+}
+
 #define VORMEL_CHECK(hostClass, Element, Name, ...) \
   static_assert(sizeof(Element) == sizeof(Py##Name##ScalarObject::obval));
 VORMEL_NUMBER_CLASSES(VORMEL_CHECK)
@@ -40,8 +48,9 @@ const NumberClass* numberClass(int classID) noexcept {
 }
 
 const NumberClass* numberClassOfScalar(const PyTypeObject* type) noexcept {
-  for (const NumberClass& row : table()) {
-    if (row.scalarType == type) return &row;
+  const auto& types = scalarTypes();
+  for (std::size_t row = 0; row < types.size(); ++row) {
+    if (types[row] == type) return &table()[row];
   }
   return nullptr;
 }

@@ -78,7 +78,7 @@ void setInput(CallFrame& call, std::size_t position, PyObject* value) {
     case Kind::Text:
       return setText(call, position, value);
     case Kind::HostValue:
-      return call.setInput(position, hostArrayOf(value));
+      return call.setInput(position, hostArrayIn(value));
     default:
       return setMade(call, position, toHost(value, kind));
   }

@@ -45,7 +45,26 @@ OwnedArray callCallable(const std::string& name) {
   return convertResult(name, result.ptr());
 }
 
+// "" for what cannot be the name of a function.
+std::string functionName(PyObject* argument) {
+  Py_ssize_t length = 0;
+  if (!PyUnicode_Check(argument)) return "";
+  const char* characters = PyUnicode_AsUTF8AndSize(argument, &length);
+  if (characters == nullptr && cannotBeEncoded()) return "";
+  return {characters, static_cast<std::size_t>(length)};
+}
+
 }  // namespace
+
+std::string functionNamed(PyObject* argument) {
+  const HostFunctions& functions = HostFunctions::instance();
+  std::string name = functionName(argument);
+  if (functions.contains(name)) return name;
+  const Ref shown = checked(PyObject_ASCII(argument));
+  raisePythonError(PyExc_KeyError, "the host calls no function " +
+                                       std::string(utf8(shown.ptr(), "function name")) +
+                                       "; it calls " + listed(functions.names()));
+}
 
 void setFunction(const std::string& name, PyObject* callable) {
   HostFunction function = [name] { return callCallable(name); };

@@ -7,6 +7,10 @@
 
 namespace vormel::python {
 
+// The name that `argument` holds, if the host calls a function of that name; else raises a KeyError
+// that lists those it calls.
+std::string functionNamed(PyObject* argument);
+
 // Makes the callable, without arguments, the host function of the name.
 void setFunction(const std::string& name, PyObject* callable);
 

@@ -24,14 +24,9 @@ PyTypeObject* hostObjectType = nullptr;
 
 PyObject* create(PyTypeObject* type, PyObject*, PyObject*) { return type->tp_alloc(type, 0); }
 
-[[noreturn]] void raiseTypeError(const char* text) {
-  PyErr_SetString(PyExc_TypeError, text);
-  throw PythonErrorSet();
-}
-
 void requireUnconstructed(PyObject* self) {
   if (asHostObject(self)->value.array != nullptr) {
-    raiseTypeError("the constructor of this host object has run already");
+    raisePythonError(PyExc_TypeError, "the constructor of this host object has run already");
   }
 }
 

@@ -64,8 +64,8 @@ bool fitsInt32(Word word) {
 }
 
 Word readInteger(PyObject* value) {
-  const Ref held = checked(PyNumber_Index(value));  // a NumPy integer becomes an int
-  PyObject* number = held.ptr();
+  const Ref held = PyLong_Check(value) ? Ref() : checked(PyNumber_Index(value));  // of NumPy
+  PyObject* number = held ? held.ptr() : value;
   int overflow = 0;
   const long long signedValue = PyLong_AsLongLongAndOverflow(number, &overflow);
   if (signedValue == -1 && overflow == 0 && PyErr_Occurred() != nullptr) throw PythonErrorSet();
@@ -100,6 +100,7 @@ void putWord(vrArray* array, std::size_t index, Word word) {
 // ---- Real and imaginary parts ----
 
 double realPart(PyObject* number) {
+  if (PyFloat_CheckExact(number)) return PyFloat_AS_DOUBLE(number);
   const double real = PyFloat_AsDouble(number);
   if (real == -1.0 && PyErr_Occurred() != nullptr) {
     if (PyErr_ExceptionMatches(PyExc_OverflowError) == 0) throw PythonErrorSet();
@@ -196,7 +197,7 @@ Kind kindOf(PyObject* value) {
   if (type == &PyLong_Type) return Kind::Integer;
   if (type == &PyBool_Type) return Kind::Boolean;
   if (value == Py_None) return Kind::None;
-  if (PyObject_TypeCheck(value, hostValueType())) return Kind::HostValue;
+  if (isHostValue(value)) return Kind::HostValue;
   if (numberClassOfScalar(type) != nullptr) return Kind::NumpyNumber;
   if (PyList_Check(value) || PyTuple_Check(value)) return Kind::Sequence;
   if (PyDict_Check(value)) return Kind::Dict;

@@ -12,11 +12,8 @@
 #include "python/src/base/host_value.h"
 #include "python/src/base/names.h"
 #include "python/src/base/text.h"
-#include "python/src/values_in/class_cast.h"
-#include "python/src/values_in/nested_lists.h"
-#include "python/src/values_in/numpy_elements.h"
+#include "python/src/values_in/elements_of_class.h"
 #include "python/src/values_in/numpy_in.h"
-#include "python/src/values_in/refusals.h"
 #include "python/src/values_in/to_host.h"
 
 namespace vormel::python {
@@ -141,7 +138,7 @@ OwnedArray cell(PyObject* value) {
   if (PyTuple_Check(value)) return cellRow(value);
   if (PyArray_Check(value)) return cellFromNumpy(reinterpret_cast<PyArrayObject*>(value));
   const Kind kind = kindOf(value);
-  if (kind == Kind::HostValue && vrGetClassID(hostArrayOf(value)) == vrCELL_CLASS) {
+  if (kind == Kind::HostValue && vrGetClassID(hostArrayIn(value)) == vrCELL_CLASS) {
     return toHost(value, kind);
   }
   const Ref given = kind == Kind::Other ? arrayByProtocol(value) : Ref();

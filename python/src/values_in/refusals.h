@@ -2,22 +2,30 @@
 // known, and throws CallRefused("NotConvertible").
 #pragma once
 
+#include <string>
+
 #include "python/src/base/python_api.h"
 
 namespace vormel::python {
 
+// "`what`; `hint`", or `what` alone for an empty hint.
+[[noreturn]] void refuse(const std::string& what, const std::string& hint);
+
 // A value of a Python class that the host has nothing for.
 [[noreturn]] void refuseValue(PyObject* value);
 
-// A NumPy array whose dtype has no host class.
-[[noreturn]] void refuseDtype(PyArrayObject* array);
+// Dates, times and durations of Python's own, subclasses included (a pandas Timestamp is a Date).
+enum class TimeKind {
+  None,
+  Date,  // with or without a time of the day
+  TimeOfDay,
+  Duration
+};
 
-// Refuses a masked array that has masked elements; returns for every other array. May run code of a
-// subclass, so that nothing read from the array before holds any longer.
-void refuseMasked(PyArrayObject* array);
+// Makes timeKindOf ready. May run Python code. Throws PythonErrorSet.
+void importDatetime();
 
-// Refuses dates, times and masked elements, Python's own and NumPy's; returns for anything else.
-// For items that are refused in any case: these have hints of their own.
-void refuseHinted(PyObject* item);
+// Runs no Python code. After importDatetime().
+TimeKind timeKindOf(PyObject* value);
 
 }  // namespace vormel::python

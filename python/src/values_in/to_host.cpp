@@ -125,7 +125,7 @@ OwnedArray toHost(PyObject* value, Kind kind) {
     case Kind::Dict:
       return container(value, kind);
     case Kind::HostValue:
-      return OwnedArray(detachedCopy(hostArrayOf(value)));
+      return OwnedArray(detachedCopy(hostArrayIn(value)));
     case Kind::NumpyScalar:
       return toHostFromNumpy(asNumpy(checked(PyArray_FromScalar(value, nullptr))));
     case Kind::NumpyArray:
