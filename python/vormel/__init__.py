@@ -29,7 +29,7 @@ from vormel import _vormel
 from vormel._errors import CallError, Error, MethodError, OutOfMemoryError
 from vormel._functions import HostFunctions as _HostFunctions
 from vormel._packages import PackageFinder as _PackageFinder
-from vormel._vormel import Array, HostObject, Method, Object
+from vormel._vormel import Array, HostObject, Method, Object, __version__
 
 __all__ = [
     "Array",
@@ -42,6 +42,7 @@ __all__ = [
     "MethodInfo",
     "Object",
     "OutOfMemoryError",
+    "__version__",
     "array",
     "delete",
     "dumps",

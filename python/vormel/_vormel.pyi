@@ -3,6 +3,8 @@ from typing import Any
 
 from numpy.typing import DTypeLike, NDArray
 
+__version__: str
+
 class Array:
     @property
     def class_id(self) -> int: ...
