@@ -166,7 +166,7 @@ void HostSide::setFunction(const std::string& name, Mood mood) {
 }
 
 PlainArray HostSide::timeseries() const {
-  return read(HostFunctions::instance().callOwn("timeseries").get(), *this);
+  return read(HostFunctions::instance().callBuiltIn("timeseries").get(), *this);
 }
 
 int HostSide::probePalette() {

@@ -195,7 +195,7 @@ class RunCopyInFileTest : public RunCopyTest {
     SignalRepository& copied = store();
     const ReplacedFunction series("timeseries", [&] {
       action();
-      return vormel::HostFunctions::instance().callOwn("timeseries");
+      return vormel::HostFunctions::instance().callBuiltIn("timeseries");
     });
     const int32 copy = copied.copyRun(source, 4);
     return copied.copyRecordByRunIndex(copy, 1);

@@ -85,7 +85,7 @@ void resetFunction(const std::string& name) {
 }
 
 Ref callOwnFunction(const std::string& name) {
-  return fromHost(HostFunctions::instance().callOwn(name));
+  return fromHost(HostFunctions::instance().callBuiltIn(name));
 }
 
 }  // namespace vormel::python

@@ -1,4 +1,4 @@
-#include "embedded_host/functions/dispatcher.h"
+#include "embedded_host/messages/dispatcher.h"
 
 #include <deque>
 #include <mutex>

@@ -1,11 +1,8 @@
-// The exceptions of the host, and the way from a message to one of them.
-#include <memory>
+#include "embedded_host/messages/host_exception.h"
+
 #include <utility>
 
-#include "embedded_host/functions/dispatcher.h"
-#include "embedded_host/messages/catalogue.h"
-#include "embedded_host/messages/host_exception.h"
-#include "kvrntob/host/drk_services.h"
+#include "embedded_host/messages/dispatcher.h"
 #include "kvrntob/host/ntob.h"
 
 namespace Quenrath::System {
@@ -35,6 +32,8 @@ std::optional<std::string> runningFunctionName() {
   return scope->dispatcher().get_hfuncname(scope->handle());
 }
 
+std::exception_ptr trappedFailure;
+
 }  // namespace
 
 HostException::HostException(std::string identifier, std::optional<std::string> word,
@@ -55,33 +54,15 @@ CallRefused::CallRefused(const std::string& key, const std::string& text) : Host
 CallRefused::CallRefused(const CallRefused&) = default;
 CallRefused::~CallRefused() = default;
 
+void setTrappedFailure(std::exception_ptr failure) noexcept { trappedFailure = std::move(failure); }
+
+void clearTrappedFailure() noexcept {
+  if (trappedFailure != nullptr)
+    trappedFailure = nullptr;  // every call ends here: a load, no store
+}
+
+void rethrowTrappedFailure() {
+  if (trappedFailure != nullptr) std::rethrow_exception(std::exchange(trappedFailure, nullptr));
+}
+
 }  // namespace vormel
-
-struct drsvDiagnosticImpl {
-  std::string identifier;
-  std::optional<std::string> word;
-  std::string text;
-};
-
-drsvDiagnosticImpl* drsvCreateDiagnosticFromMessageID(const hf::i18n::BaseMsgID& message) {
-  std::optional<std::string> word;
-  if (message.takesWord()) word = message.word();
-  return new drsvDiagnosticImpl{message.identifier(), std::move(word), vormel::textOf(message)};
-}
-
-namespace {
-
-vormel::HostException madeFrom(drsvDiagnosticImpl*& diagnostic, const char* functionName) {
-  const std::unique_ptr<drsvDiagnosticImpl> owned(std::exchange(diagnostic, nullptr));
-  std::optional<std::string> function;
-  if (functionName != nullptr) function = functionName;
-  return {std::move(owned->identifier), std::move(owned->word), std::move(owned->text),
-          std::move(function)};
-}
-
-}  // namespace
-
-// Holds nothing itself that unwinding would have to stop for.
-void drsvThrowIExceptionFromDiagnostic(drsvDiagnosticImpl*& diagnostic, const char* functionName) {
-  throw madeFrom(diagnostic, functionName);
-}

@@ -1,4 +1,4 @@
-#include "embedded_host/functions/directory_entries.h"
+#include "embedded_host/functions/descriptor.h"
 
 namespace vormel {
 namespace {
