@@ -28,6 +28,15 @@ ntob::TOBMethodInfo* make() {
 #define REPEAT(Class)
 #include "kvrntob/binding/methods.def"
 
+void KVRTOBMethodInfo::declare(TypeNames inputs, TypeNames outputs) {
+  std::unique_ptr<ntob::TOBMethodSignature> made(ntob::TOBMethodSignature::createMethodSignature());
+  for (const char* type : inputs)
+    if (*type != '\0') made->addInput(ntob::TOBNameID(type));
+  for (const char* type : outputs)
+    if (*type != '\0') made->addOutput(ntob::TOBNameID(type));
+  signature = std::move(made);
+}
+
 void registerMethods(ntob::TOBClass* cls) {
   using Maker = ntob::TOBMethodInfo* (*)();
   static constexpr Maker makers[] = {

@@ -1,12 +1,32 @@
-// The descriptors of the repository's methods, one class a row of methods.def.
+// The descriptors of the repository's methods: their base, and one class a row of methods.def.
 #pragma once
 
+#include <initializer_list>
+#include <memory>
 #include <vector>
 
+#include "kvrntob/base/descriptor_memory.h"
 #include "kvrntob/binding/call.h"
-#include "kvrntob/binding/method_info.h"
 
 namespace kvr {
+
+class KVRTOBMethodInfo : public ZeroedDescriptor<ntob::TOBMethodInfo> {
+ public:
+  const char* getName() const override { return name.characters(); }
+  const ntob::TOBMethodSignature* getSignature() const override { return signature.get(); }
+
+ protected:
+  using TypeNames = std::initializer_list<const char*>;
+
+  explicit KVRTOBMethodInfo(const char* hostName) : name(hostName) {}
+
+  // Makes the signature from the types in order; an empty name stands for none.
+  void declare(TypeNames inputs, TypeNames outputs);
+
+ private:
+  ntob::TOBString name;
+  std::unique_ptr<ntob::TOBMethodSignature> signature;
+};
 
 // A descriptor adds nothing to its base but the body, run(), which stands in the file of its family
 // in methods/.

@@ -22,6 +22,7 @@ std::size_t refusals = 0;
 void* lastPlain = nullptr;   // of huMalloc
 void* lastZeroed = nullptr;  // of huCalloc
 void* lastFreed = nullptr;
+int blocksOfHostClassInfo = 0;  // asked of the host's own TOBClassInfo
 
 bool isRefused(std::size_t size) {
   if (size != scarceSize) return false;
@@ -46,6 +47,11 @@ VORMEL_HOST_API void* huCalloc(std::size_t size, std::size_t count) noexcept {
 VORMEL_HOST_API void huFree(void* pointer) noexcept {
   lastFreed = pointer;
   std::free(pointer);
+}
+
+void* ntob::TOBClassInfo::operator new(std::size_t size) {
+  ++blocksOfHostClassInfo;
+  return huCalloc(size, 1);
 }
 
 namespace kvr::test {
@@ -130,6 +136,13 @@ TEST(DescriptorMemory, of_classes_and_repository_methods_is_zeroed) {
   expectBlockOf<ntob::TOBClassInfo, DataMapTOBClassInfo>(lastZeroed);
   expectBlockOf<ntob::TOBMethodInfo, SignalRepositoryDestructor>(lastZeroed);
   expectBlockOf<ntob::TOBMethodInfo, SignalRepositoryPutData>(lastZeroed);
+}
+
+// The module asks for the memory of its class descriptors, whatever the host's base class does.
+TEST(DescriptorMemory, of_classes_is_not_left_to_the_hosts_base_class) {
+  const std::unique_ptr<ntob::TOBClassInfo> repository(new SignalRepositoryTOBClassInfo);
+  const std::unique_ptr<ntob::TOBClassInfo> map(new DataMapTOBClassInfo);
+  EXPECT_EQ(blocksOfHostClassInfo, 0);
 }
 
 TEST(DescriptorMemory, of_packages_and_map_methods_is_the_hosts_own) {
