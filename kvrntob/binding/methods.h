@@ -1,11 +1,10 @@
 // The descriptors of the repository's methods: their base, and one class a row of methods.def.
 #pragma once
 
-#include <initializer_list>
 #include <memory>
-#include <vector>
 
 #include "kvrntob/base/descriptor_memory.h"
+#include "kvrntob/base/method_rows.h"
 #include "kvrntob/binding/call.h"
 
 namespace kvr {
@@ -16,12 +15,11 @@ class KVRTOBMethodInfo : public ZeroedDescriptor<ntob::TOBMethodInfo> {
   const ntob::TOBMethodSignature* getSignature() const override { return signature.get(); }
 
  protected:
-  using TypeNames = std::initializer_list<const char*>;
-
   explicit KVRTOBMethodInfo(const char* hostName) : name(hostName) {}
 
-  // Makes the signature from the types in order; an empty name stands for none.
-  void declare(TypeNames inputs, TypeNames outputs);
+  void declare(rows::Arguments inputs, rows::Arguments outputs) {
+    signature = rows::makeSignature(inputs, outputs);
+  }
 
  private:
   ntob::TOBString name;
@@ -30,7 +28,7 @@ class KVRTOBMethodInfo : public ZeroedDescriptor<ntob::TOBMethodInfo> {
 
 // A descriptor adds nothing to its base but the body, run(), which stands in the file of its family
 // in methods/.
-#define METHOD(Class, hostName, inputs, outputs)                                         \
+#define METHOD(family, Class, hostName, inputs, outputs, ...)                            \
   class Class final : public KVRTOBMethodInfo {                                          \
    public:                                                                               \
     Class();                                                                             \

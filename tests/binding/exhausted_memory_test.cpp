@@ -12,6 +12,7 @@
 #include "kvrntob/typedmap/map_class.h"
 #include "kvrntob/typedmap/map_methods.h"
 #include "tests/support/failure_matchers.h"
+#include "tests/support/method_rows.h"
 
 namespace {
 
@@ -99,11 +100,12 @@ TEST(ExhaustedMemory, for_the_second_class_is_thrown_and_the_first_stays) {
 // A repository's method fails loudly ...
 TEST(ExhaustedMemory, for_a_repository_method_is_thrown_and_the_earlier_methods_stay) {
   vormel::ClassRecord& repository = *registered().classes().at(0);
-  allow(40, sizeof(SignalRepositoryDestructor));
+  const std::size_t half = std::size(kRepositoryRows) / 2;
+  allow(half, sizeof(SignalRepositoryDestructor));
   EXPECT_THROW(repository.methods(), ntob::TOBOutOfMemoryException);
   EXPECT_EQ(refusals, 1U) << "nothing is tried again";
-  EXPECT_EQ(repository.methods().size(), 40U);
-  EXPECT_EQ(repository.methods().back()->name(), "setInitRelTolValByRun");
+  ASSERT_EQ(repository.methods().size(), half);
+  EXPECT_EQ(repository.methods().back()->name(), kRepositoryRows[half - 1].name);
 }
 
 TEST(ExhaustedMemory, exception_is_caught_as_each_of_its_bases) {
@@ -168,7 +170,7 @@ TEST(ExhaustedMemory, for_a_map_method_leaves_the_class_without_it) {
   vormel::ClassRecord& map = *registered().classes().at(1);
   allow(3, sizeof(DataMapClear));
   EXPECT_EQ(map.methods().size(), 3U);
-  EXPECT_EQ(refusals, 10U);
+  EXPECT_EQ(refusals, std::size(kMapRows) - 3);
 }
 
 }  // namespace
