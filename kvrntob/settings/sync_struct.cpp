@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "kvrntob/base/number_reading.h"
 #include "kvrntob/binding/failure.h"
 #include "kvrntob/settings/structures.h"
 #include "kvrntob/store/array_makers.h"
@@ -62,7 +63,7 @@ SyncOptions readSyncOptionsStruct(const vrArray* array) {
   SyncOptions options;
   options.UniformTimeInterval = vrGetScalar(interval);
   options.customSyncMethod = vrArrayToStdString(customSyncMethod);
-  options.syncType = vrGetScalarInt(syncType);
+  options.syncType = readTruncated(syncType);
   if (options.syncType != 0 && options.syncType != 1) raiseFromMessage(KVR::kvr::SYNC_TYPE());
   options.SyncMethod = parseSyncMethod(vrArrayToStdString(syncMethod));
   options.InterpMethod = parseInterpMethod(vrArrayToStdString(interpMethod));

@@ -3,6 +3,7 @@
 #include <array>
 #include <string_view>
 
+#include "kvrntob/base/number_reading.h"
 #include "kvrntob/binding/failure.h"
 #include "kvrntob/settings/structures.h"
 #include "kvrntob/store/array_makers.h"
@@ -61,7 +62,7 @@ bool isRealNumericScalar(const vrArray* array) {
 
 int32 readType(const vrArray* field) {
   if (!isRealNumericScalar(field)) raiseFromMessage(KVR::kvr::TOL_TYPE());
-  const int32 type = vrGetScalarInt(field);
+  const int32 type = readTruncated(field);
   if (type < 0 || type > 2) raiseFromMessage(KVR::kvr::TOL_TYPE());
   return type;
 }

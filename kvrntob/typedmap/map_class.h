@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "kvrntob/base/descriptor_memory.h"
 #include "kvrntob/host/ntob.h"
 #include "kvrntob/typedmap/abstract_wrapper.h"
 #include "kvrntob/typedmap/memory_operations.h"
@@ -22,7 +23,7 @@ class DataMapWrapper : public MemoryOperationOverloads {
 };
 
 // Descriptor of the class. Created on the heap with its class-scope operator new, never copied.
-class DataMapTOBClassInfo final : public ntob::TOBClassInfo {
+class DataMapTOBClassInfo final : public kvr::ZeroedDescriptor<ntob::TOBClassInfo> {
  public:
   const char* getName() const override { return "Map"; }
   const char* getDescription() const override { return "Dravik KVR Map Container"; }

@@ -1,6 +1,5 @@
 // Signals grouped by column.
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/binding/results.h"
 #include "kvrntob/columns/column_names.h"
 
 namespace kvr {

@@ -4,7 +4,6 @@
 #include "kvrntob/binding/failure.h"
 #include "kvrntob/binding/forms.h"
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/binding/results.h"
 #include "kvrntob/exchange/export_signal.h"
 
 namespace kvr {
@@ -45,7 +44,7 @@ namespace {
 
 // The record that getSignal asks for, by id or by data source.
 const DataPtr& recordOf(const SignalRepository& store, const vrArray* id) {
-  if (isIntegerScalar(id)) return store.recordPointerByID(readStorage(id));
+  if (isIntegerScalar(id)) return store.recordPointerByID(readFirst32Bits(id));
   if (isCharacterClass(id) && !vrIsEmpty(id))
     return store.recordPointerBySource(vrArrayToStdString(id));
   raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
@@ -56,7 +55,7 @@ const DataPtr& recordOf(const SignalRepository& store, const vrArray* id) {
 const DataPtr& recordOf(const SignalRepository& store, const vrArray* run, const vrArray* index) {
   if (!isIntegerScalar(run) || !isIntegerClass(index))
     raiseFromMessage(KVR::kvr::NOT_INTEGER_SCALAR("Index or Data Run ID"));
-  return store.recordPointerByRunIndex(readValue(run), readValue(index));
+  return store.recordPointerByRunIndex(readTruncated(run), readTruncated(index));
 }
 
 const DataPtr& askedRecord(const SignalRepository& store, const Call& call) {
@@ -106,7 +105,7 @@ void SignalRepositoryGetSignalCount::run(const Call& call) {
   if (call.inputCount != 2) raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
   const vrArray* run = call.in[1].array;
   if (!isIntegerClass(run) && !vrIsScalar(run)) raiseFromMessage(KVR::kvr::NOT_INTEGER("Run ID"));
-  putInt32Array(call.out[0], store.signalCount(readValue(run)));
+  putInt32Array(call.out[0], store.signalCount(readTruncated(run)));
 }
 
 void SignalRepositoryGetBlkSrcByIndex::run(const Call& call) {
@@ -128,10 +127,10 @@ void SignalRepositoryGetInstanceID::run(const Call& call) {
 void SignalRepositoryGetChildren::run(const Call& call) {
   const SignalRepository& store = call.store();
   const vrArray* first = call.in[1].array;
-  int32 signal = readValue(first);
+  int32 signal = readTruncated(first);
   if (call.inputCount == 3) {
     requireIntegerScalar(call.in[2].array, "Index");
-    signal = store.signalIDByRunIndex(signal, readStorage(call.in[2].array));
+    signal = store.signalIDByRunIndex(signal, readFirst32Bits(call.in[2].array));
   } else if (call.inputCount != 2) {
     raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
   }

@@ -1,7 +1,6 @@
 // Tolerance settings of a run.
 #include "kvrntob/binding/arguments.h"
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/binding/results.h"
 #include "kvrntob/settings/tolerance_struct.h"
 
 namespace kvr {
