@@ -1,10 +1,10 @@
-# Options that every target of this project is compiled with.
-option(KVR_SANITIZE "Address and undefined behaviour sanitizers" OFF)
-option(KVR_SANITIZE_THREADS "Thread sanitizer" OFF)
-option(KVR_COVERAGE "Line and branch coverage" OFF)
-option(KVR_FUZZ "Fuzz targets of clang's libFuzzer, in place of the tests that run kept inputs" OFF)
-
-add_compile_options(-Wall -Wextra -Wpedantic -Werror)
+# Options that every target of this project is compiled with, and no target of a parent project.
+if(PROJECT_IS_TOP_LEVEL)
+  add_compile_options(-Wall -Wextra -Wpedantic)
+endif()
+if(KVRNTOB_WERROR)
+  add_compile_options(-Werror)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # It sees overlaps in "text" + std::string where there are none.
   add_compile_options(-Wno-restrict)
@@ -15,7 +15,6 @@ if(KVR_FUZZ)
 else()
   add_link_options(-Wl,--no-undefined)
 endif()
-include_directories(${CMAKE_SOURCE_DIR})
 
 if(KVR_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
@@ -37,7 +36,9 @@ if(KVR_COVERAGE)
   add_link_options(--coverage)
 endif()
 
-find_program(CCACHE ccache)
-if(CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+if(KVRNTOB_CCACHE)
+  find_program(CCACHE ccache)
+  if(CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+  endif()
 endif()

@@ -25,7 +25,7 @@ endfunction()
 
 # kvr_add_python_tests(): a test of CTest for each file test_*.py of the current folder.
 function(kvr_add_python_tests)
-  set(environment PYTHONPATH=${CMAKE_BINARY_DIR}/python PYTHONDONTWRITEBYTECODE=1)
+  set(environment PYTHONPATH=${PROJECT_BINARY_DIR}/python PYTHONDONTWRITEBYTECODE=1)
   if(KVR_SANITIZE)
     # The interpreter is built without the sanitizer, and keeps memory to its end. The sanitizer
     # looks for what it intercepts, exceptions too, before the package brings the C++ library.

@@ -20,6 +20,7 @@ def output(run_example, folder):
 def sections(output):
     """The lines under each title, which starts at the margin."""
     titled = {}
+    title = ""
     for line in output.splitlines():
         if line.startswith(" "):
             titled[title].append(line.strip())

@@ -90,4 +90,3 @@ def class_rows(text, mutants):
         macro, name, word, native = WRAPPER_ROW.match(lines[line - 1]).groups()
         lines[line - 1] = f"{macro}((kvrMutant({mutant.number}) ? {name} + 1 : {name}), {word}, {native})"
     return "\n".join(lines)
-

@@ -173,7 +173,7 @@ class Tree:
             shutil.copy(os.path.join(HERE, "prefix.h"), prefix)
             run_quietly(["clang++-14", *options, "-x", "c++-header", prefix, "-o", prefix + ".pch"])
         run_quietly(["cmake", "-S", self.copy, "-B", self.binary, "-G", "Ninja",
-                     "-DCMAKE_CXX_COMPILER=clang++-14", "-DCMAKE_BUILD_TYPE=", "-DCCACHE=OFF",
+                     "-DCMAKE_CXX_COMPILER=clang++-14", "-DCMAKE_BUILD_TYPE=", "-DKVRNTOB_BUILD_TESTS=ON",
                      "-DPython3_EXECUTABLE=/usr/bin/python3",
                      f"-DCMAKE_CXX_FLAGS={' '.join(options)} -include {prefix}",
                      f"-DCMAKE_CXX_STANDARD_LIBRARIES={switch}"])

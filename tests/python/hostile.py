@@ -103,8 +103,8 @@ class World:
 
     def harm_list(self) -> None:
         target = self.random.choice(self.lists)
-        self.random.choice([list.clear, lambda l: list.append(l, 1), lambda l: list.pop(l),
-                            lambda l: list.extend(l, [None] * 50), list.reverse])(target)  # fmt: skip
+        self.random.choice([list.clear, lambda x: list.append(x, 1), lambda x: list.pop(x),
+                            lambda x: list.extend(x, [None] * 50), list.reverse])(target)  # fmt: skip
 
     def harm_dict(self) -> None:
         target = self.random.choice(self.dicts)

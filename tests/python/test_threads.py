@@ -7,7 +7,7 @@ import threading
 
 import pytest
 import vormel
-from vormel.Dravik.kvr import Map, SignalRepository
+from vormel.Dravik.kvr import Map
 
 
 @pytest.fixture

@@ -1,6 +1,5 @@
 """Code of the caller's own that runs within a call: it may raise, and change what is being read."""
 
-import gc
 
 import numpy as np
 import pytest

@@ -1,0 +1,151 @@
+"""clang-tidy over C++ sources, each only when something that it is compiled from has changed.
+
+    tidy.py BUILD [--changed] [FOLDER...]
+
+BUILD is a tree of Ninja that is up to date: its records tell which headers a source includes. A
+source that passed is not looked at again until its text, a header, its compiler options, the checks
+or clang-tidy change. With --changed only sources are looked at that depend on a file which differs
+from where the branch left main; on main itself, from the commit before. KVR_LINT_BASE names another
+commit. Exits with 1 if clang-tidy finds something.
+"""
+
+from __future__ import annotations
+
+import argparse
+import hashlib
+import json
+import os
+import re
+import subprocess
+import sys
+from concurrent.futures import ThreadPoolExecutor
+from dataclasses import dataclass
+from pathlib import Path
+
+CHECKS = Path(".clang-tidy")
+
+
+@dataclass(frozen=True)
+class Source:
+    path: Path  # relative to the project's root
+    command: str
+    headers: tuple[Path, ...]  # all that it includes; those of the project relative to its root
+
+
+def output_of(*command: str) -> str:
+    return subprocess.run(command, check=True, capture_output=True, text=True).stdout
+
+
+def relative(path: Path) -> Path:
+    root = Path.cwd()
+    return path.relative_to(root) if path.is_relative_to(root) else path
+
+
+def included_by_object(build: Path) -> dict[str, tuple[Path, ...]]:
+    """What Ninja knows of each object file."""
+    included: dict[str, tuple[Path, ...]] = {}
+    for block in output_of("ninja", "-C", str(build), "-t", "deps").split("\n\n"):
+        head, *files = block.splitlines() or [""]
+        if "(VALID)" in head:
+            paths = (relative((build / line.strip()).resolve()) for line in files)
+            included[head.partition(":")[0]] = tuple(paths)
+    return included
+
+
+def sources(build: Path, folders: list[Path]) -> list[Source]:
+    """The project's sources below the folders. One that is compiled for two programs counts once."""
+    included = included_by_object(build)
+    found: dict[Path, Source] = {}
+    for entry in json.loads((build / "compile_commands.json").read_text()):
+        path = relative(Path(entry["file"]))
+        compiled = re.search(r" -o (\S+)", entry["command"])
+        if path.is_absolute() or path.is_relative_to(relative(build)) or compiled is None:
+            continue
+        if folders and not any(path.is_relative_to(folder) for folder in folders):
+            continue
+        headers = included.get(compiled[1], ())
+        if path not in found or len(headers) > len(found[path].headers):
+            found[path] = Source(path, entry["command"], headers)
+    return [found[path] for path in sorted(found)]
+
+
+def changed_files() -> set[Path]:
+    base = os.environ.get("KVR_LINT_BASE")
+    if base is None:
+        main = "main"
+        for name in ("origin/main", "main"):
+            known = subprocess.run(["git", "rev-parse", "--verify", "--quiet", name], capture_output=True)
+            if known.returncode == 0:
+                main = name
+                break
+        base = output_of("git", "merge-base", "HEAD", main).strip()
+        if base == output_of("git", "rev-parse", "HEAD").strip():
+            base = "HEAD~1"
+    listed = output_of("git", "diff", "--name-only", base)
+    listed += output_of("git", "ls-files", "--others", "--exclude-standard")
+    return {Path(line) for line in listed.splitlines()}
+
+
+class Linter:
+    def __init__(self, build: Path) -> None:
+        self.build = build
+        self.passed = build.parent / "lint"
+        self.passed.mkdir(exist_ok=True)
+        self.tool = output_of("clang-tidy", "--version") + CHECKS.read_text()
+        self.sums: dict[Path, str] = {}
+
+    def sum_of(self, path: Path) -> str:
+        """Of a file's content; of a system header its size and time stand for the content."""
+        if path not in self.sums:
+            if path.is_absolute():
+                status = path.stat()
+                self.sums[path] = f"{status.st_size} {status.st_mtime_ns}"
+            else:
+                self.sums[path] = hashlib.sha256(path.read_bytes()).hexdigest()
+        return self.sums[path]
+
+    def key(self, source: Source) -> str:
+        files = (source.path, *source.headers)
+        parts = [self.tool, source.command, *(f"{path} {self.sum_of(path)}" for path in files)]
+        return hashlib.sha256("\n".join(parts).encode()).hexdigest()
+
+    def record(self, source: Source) -> Path:
+        return self.passed / str(source.path).replace("/", "+")
+
+    def is_known(self, source: Source) -> bool:
+        record = self.record(source)
+        return bool(source.headers) and record.exists() and record.read_text() == self.key(source)
+
+    def findings(self, source: Source) -> str:
+        """What clang-tidy says; empty if the source passes, which is recorded."""
+        command = ["clang-tidy", "--quiet", "-p", str(self.build), str(source.path)]
+        done = subprocess.run(command, capture_output=True, text=True)
+        if done.returncode == 0:
+            self.record(source).write_text(self.key(source))
+            return ""
+        return done.stdout or done.stderr
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser()
+    parser.add_argument("build", type=Path)
+    parser.add_argument("--changed", action="store_true")
+    parser.add_argument("folders", nargs="*", type=Path)
+    options = parser.parse_args()
+
+    linter = Linter(options.build.resolve())
+    chosen = sources(linter.build, options.folders)
+    if options.changed:
+        changed = changed_files()
+        if CHECKS not in changed:
+            chosen = [s for s in chosen if not changed.isdisjoint((s.path, *s.headers))]
+    pending = [source for source in chosen if not linter.is_known(source)]
+    with ThreadPoolExecutor(os.cpu_count()) as pool:
+        failures = [text for text in pool.map(linter.findings, pending) if text]
+    print("".join(failures), end="")
+    print(f"lint: clang-tidy: {len(pending)} of {len(chosen)} sources looked at", file=sys.stderr)
+    return 1 if failures else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
