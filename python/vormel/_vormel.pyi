@@ -1,10 +1,12 @@
 from collections.abc import Callable
-from typing import Any
+from inspect import Signature
+from typing import Any, final
 
 from numpy.typing import DTypeLike, NDArray
 
 __version__: str
 
+@final
 class Array:
     @property
     def class_id(self) -> int: ...
@@ -17,17 +19,20 @@ class Array:
     def to_python(self) -> Any: ...
     def __array__(self, dtype: DTypeLike | None = None, copy: bool | None = None) -> NDArray[Any]: ...
 
+@final
 class Object:
     def __getattr__(self, name: str) -> Any: ...
 
+@final
 class Method:
     __name__: str
     __qualname__: str
+    @property
+    def __signature__(self) -> Signature: ...
     def __call__(self, *args: Any, nargout: int = ...) -> Any: ...
 
 class HostObject:
     def __init__(self, *args: Any, nargout: int = ...) -> None: ...
-    def __getattr__(self, name: str) -> Any: ...
 
 def load_module(path: str) -> None: ...
 def has_modules() -> bool: ...
