@@ -9,11 +9,10 @@ from collections.abc import Callable
 from typing import Any
 
 from kvr._command import DIFFERS, NOTHING_COMPARED, PASSED
-from kvr._comparing import COVERAGES, compare_runs, rules_of, stored_settings
+from kvr._comparing import COVERAGES, compare_runs, rules_of
 from kvr._comparison import Comparison
 from kvr._opening import open_run
 from kvr._pairing import patterns_of
-from kvr._reading import SignalReader
 from kvr._results import json_text, junit_text, write
 from kvr._settings import INTERPOLATIONS, METHODS, Sync, Tolerance
 from kvr._table import lines
@@ -90,7 +89,7 @@ def _written(text: Callable[[Comparison], str], comparison: Comparison, path: st
 # ---- Settings ----
 
 
-def _chooser(options: argparse.Namespace) -> Callable[[SignalReader], Settings]:
+def _chooser(options: argparse.Namespace) -> Callable[[Settings], Settings]:
     """The stored settings of a signal with the fields that were given in their places.
 
     As in the store, giving a field of a tolerance selects its group, and a method the methods.
@@ -102,8 +101,7 @@ def _chooser(options: argparse.Namespace) -> Callable[[SignalReader], Settings]:
     if options.sync:
         timing["type"] = 0
 
-    def choose(signal: SignalReader) -> Settings:
-        settings = stored_settings(signal)
+    def choose(settings: Settings) -> Settings:
         if allowed:
             changed = Tolerance._make(settings.tolerance.to_fields() | allowed)
             settings = settings._replace(tolerance=changed, tolerance_source="override")
