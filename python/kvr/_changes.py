@@ -10,8 +10,7 @@ import math
 from collections.abc import Mapping
 from typing import Any, NamedTuple
 
-from kvr._comparing import COVERAGES, stored_settings
-from kvr._reading import SignalReader
+from kvr._comparing import COVERAGES
 from kvr._settings import INTERPOLATIONS, METHODS, Sync, Tolerance
 from kvr._verdict import Settings
 
@@ -32,9 +31,8 @@ class Changes(NamedTuple):
         sync = dict(given.get("sync") or {}) | _given(given, "interp")
         return Changes(tolerance, sync)
 
-    def choose(self, signal: SignalReader) -> Settings:
+    def choose(self, settings: Settings) -> Settings:
         """The stored settings of a signal, changed."""
-        settings = stored_settings(signal)
         if self.tolerance:
             fields = settings.tolerance.to_fields() | self.tolerance | {"type": 0}
             settings = settings._replace(

@@ -5,7 +5,7 @@ from __future__ import annotations
 import math
 import os
 from collections.abc import Iterable
-from typing import Any, Union
+from typing import Any
 
 import numpy.typing as npt
 
@@ -16,7 +16,6 @@ from kvr._judging import Choose, judged
 from kvr._opening import OpenRun, RunOrPath, open_run
 from kvr._pairing import Match, fields_of, pair, patterns_of
 from kvr._progress import Progress, reporter
-from kvr._reading import SignalReader
 from kvr._settings import Sync, Tolerance
 from kvr._sides import A_DATE, side_of_arrays
 from kvr._verdict import Rules, Settings, Verdict, judge
@@ -117,7 +116,7 @@ def _plan_of(
     return {
         "match": match,
         "rules": rules_of(coverage, time_tolerance),
-        "choose": chosen or stored_settings,
+        "choose": chosen or (lambda settings: settings),
         "overrides": {"tolerance": tolerance, "sync": sync},
         "only": patterns_of("only", only),
         "ignore": patterns_of("ignore", ignore),
@@ -172,7 +171,7 @@ def compare_runs(
     """
     count = _thread_count(threads)
     matched = fields_of(match)
-    found = pair(baseline.run.signals, other.run.signals, match, only, ignore)
+    found = pair(baseline.run._looks(), other.run._looks(), match, only, ignore)
     runs = (baseline.run.name, other.run.name)
     total, (share, shares) = len(found.pairs), part
     pairs = found.pairs[total * share // shares : total * (share + 1) // shares]
@@ -194,16 +193,6 @@ def compare_runs(
 # ---- Settings ----
 
 
-def stored_settings(signal: SignalReader) -> Settings:
-    """The settings in force for a baseline signal, its own or its run's."""
-    tolerance, sync = signal.tolerance, signal.sync
-    return Settings(tolerance, _source(tolerance), sync, _source(sync))
-
-
-def _source(settings: Union[Tolerance, Sync]) -> str:
-    return "run" if settings.inherited else "own"
-
-
 def _override(tolerance: Tolerance, sync: Sync) -> Settings:
     _require_settings(tolerance, sync)
     return Settings(tolerance, "override", sync, "override")
@@ -219,8 +208,7 @@ def _require_settings(tolerance: Any, sync: Any) -> None:
 def _chooser(tolerance: Tolerance | None, sync: Sync | None) -> Choose:
     _require_settings(tolerance or Tolerance(), sync or Sync())
 
-    def choose(signal: SignalReader) -> Settings:
-        settings = stored_settings(signal)
+    def choose(settings: Settings) -> Settings:
         if tolerance is not None:
             settings = settings._replace(tolerance=tolerance, tolerance_source="override")
         if sync is not None:

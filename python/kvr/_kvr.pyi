@@ -1,4 +1,4 @@
-from collections.abc import Callable
+from collections.abc import Callable, Sequence
 from typing import Any
 
 from numpy.typing import NDArray
@@ -9,6 +9,24 @@ class Stop:
     def __init__(self) -> None: ...
     def set(self) -> None: ...
 
+class Rules:
+    def __init__(
+        self,
+        tolerance: dict[str, Any],
+        sync: dict[str, Any],
+        tolerance_source: int,
+        whole_baseline: bool,
+        time_tolerance: float,
+    ) -> None: ...
+
+class Finding:
+    @property
+    def status(self) -> str: ...
+    def fields(self) -> dict[str, Any]: ...
+
+def judge_all(
+    tasks: Sequence[tuple[tuple[Any, ...], tuple[Any, ...], Rules, bool]], stop: Stop
+) -> list[Finding]: ...
 def judge(
     baseline: tuple[Any, ...],
     other: tuple[Any, ...],

@@ -217,6 +217,18 @@ class SignalReader(ABC):
 Signal = TypeVar("Signal", bound=SignalReader)
 
 
+class Look(NamedTuple):
+    """A signal, who it is, and what else a look at its whole run told; None if it did not.
+
+    settings  the tolerance and the synchronisation options in force
+    """
+
+    signal: SignalReader
+    facts: Facts
+    series: Series | None = None
+    settings: tuple[Tolerance, Sync] | None = None
+
+
 class RunReader(ABC, Generic[Signal]):
     """A run, for reading: a named sequence of signals.
 
@@ -260,6 +272,10 @@ class RunReader(ABC, Generic[Signal]):
     @property
     @abstractmethod
     def sync(self) -> Sync: ...
+
+    def _looks(self) -> Sequence[Look]:
+        """A look at each signal, in their order; in fewer steps than signal by signal."""
+        return [Look(signal, signal._facts()) for signal in self.signals]
 
     def __len__(self) -> int:
         return len(self.signals)

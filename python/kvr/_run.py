@@ -14,7 +14,7 @@ import vormel
 from kvr import _adding, _dates, _host
 from kvr._errors import Gone, NotFound
 from kvr._names import quoted
-from kvr._reading import RunReader
+from kvr._reading import Look, RunReader
 from kvr._settings import Sync, Tolerance
 from kvr._signal import Signal
 
@@ -118,6 +118,12 @@ class Run(RunReader[Signal]):
         """The signals as they are now, in the order in which they were added."""
         numbers = self._signal_numbers(self._repository())
         return tuple(Signal(self._host, number) for number in numbers)
+
+    def _looks(self) -> list[Look]:
+        from kvr._looks import looks_at
+
+        repository = self._repository()
+        return looks_at(self._host, repository, self._signal_numbers(repository))
 
     def __len__(self) -> int:
         return len(self._signal_numbers(self._repository()))

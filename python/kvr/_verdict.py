@@ -221,6 +221,11 @@ def judge(
     `dated` has its text tell times as dates. Raises _kvr.Stopped if another thread set `stop`.
     """
     fields, _ = _run_judge(baseline, other, settings, rules, dated, stop, wants_series=False)
+    return finished(fields)
+
+
+def finished(fields: dict[str, Any]) -> dict[str, Any]:
+    """The fields of the extension as those of a Verdict."""
     worst = fields["worst"]
     fields["worst"] = None if worst is None else Worst(*worst)
     fields["intervals"] = tuple(Interval(*interval) for interval in fields["intervals"])
@@ -247,14 +252,11 @@ def _run_judge(
 ) -> tuple[dict[str, Any], tuple[Array, ...] | None]:
     tolerance, sync = settings.tolerance, settings.sync
     tolerance_call, sync_call = calls_of(tolerance, sync, _shape_of(baseline, other))
-    words = sync.to_dict()
-    words["SyncMethod"] = METHODS.index(sync.method)
-    words["InterpMethod"] = INTERPOLATIONS.index(sync.interp)
     return _kvr.judge(
         baseline,
         other,
         tolerance.to_dict(),
-        words,
+        _coded(sync),
         tolerance_call,
         sync_call,
         SOURCES.index(settings.tolerance_source),
@@ -264,6 +266,25 @@ def _run_judge(
         stop,
         wants_series,
     )
+
+
+def native_rules(settings: Settings, rules: Rules) -> _kvr.Rules:
+    """The settings of pairs that call no functions, as the extension takes them."""
+    return _kvr.Rules(
+        settings.tolerance.to_dict(),
+        _coded(settings.sync),
+        SOURCES.index(settings.tolerance_source),
+        rules.coverage == "baseline",
+        rules.time_tolerance,
+    )
+
+
+def _coded(sync: Sync) -> dict[str, Any]:
+    """The options under the names of the store's structure, with the two words as their codes."""
+    words = sync.to_dict()
+    words["SyncMethod"] = METHODS.index(sync.method)
+    words["InterpMethod"] = INTERPOLATIONS.index(sync.interp)
+    return words
 
 
 def _shape_of(baseline: Side, other: Side) -> tuple[int, ...]:

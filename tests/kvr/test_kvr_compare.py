@@ -1,5 +1,6 @@
 """Comparing runs: verdicts, settings, sides, threads and progress."""
 
+import collections
 import math
 from pathlib import Path
 
@@ -7,6 +8,7 @@ import kvr
 import numpy as np
 import pytest
 import vormel
+from vormel.Dravik.kvr import SignalRepository
 
 DATA = Path(__file__).parents[2] / "examples" / "data"
 DAYS = DATA / "2016-06-29.csv", DATA / "2016-07-29.csv"
@@ -222,3 +224,74 @@ def test_text_of_a_verdict_is_a_sentence(two):
         "out at 1 of 1 instant, first at 0: 872 instead of 857, off by 15, allowed 8.57 "
         "(relative 0.01, from the run)"
     )
+
+
+# ---- What it takes from the store ----
+
+
+@pytest.fixture
+def calls(monkeypatch):
+    """Counts the calls of methods of the store by their names."""
+    counts = collections.Counter()
+    for name in ("getSignal", "getTolerance", "getSyncOptions"):
+        method = getattr(SignalRepository, name)
+
+        def counted(self, *arguments, name=name, method=method):
+            counts[name] += 1
+            return method(self, *arguments)
+
+        monkeypatch.setattr(SignalRepository, name, counted)
+    return counts
+
+
+def test_each_signal_is_read_once_and_the_settings_of_a_run_once(two, calls):
+    for run in two:
+        fill(run, *map(str, range(20)))
+    calls.clear()
+    assert kvr.compare(*two).passed
+    assert calls["getSignal"] == 40
+    assert calls["getTolerance"] <= 2
+    assert calls["getSyncOptions"] <= 2
+
+
+def test_own_settings_among_those_of_the_run_are_found(two):
+    for run in two:
+        fill(run, *map(str, range(6)))
+    two[0].tolerance = kvr.Tolerance(1)
+    two[0]["3"].tolerance = kvr.Tolerance(3)
+    two[0]["4"].sync = kvr.Sync("intersection")
+    found = kvr.compare(*two)
+    assert [v.tolerance.absolute for v in found] == [1, 1, 1, 3, 1, 1]
+    assert [v.tolerance_source for v in found] == ["run", "run", "run", "own", "run", "run"]
+    assert [v.sync.method for v in found] == ["union"] * 4 + ["intersection", "union"]
+    assert [v.sync_source for v in found] == ["run"] * 4 + ["own", "run"]
+
+
+def test_verdicts_are_made_when_they_are_looked_at(two, monkeypatch):
+    from kvr import _verdicts
+
+    for run in two:
+        fill(run, *map(str, range(5)))
+    made = []
+    verdict = _verdicts.Verdict
+    monkeypatch.setattr(
+        _verdicts, "Verdict", lambda **fields: made.append(1) or verdict(**fields)
+    )
+    found = kvr.compare(*two)
+    assert found.passed
+    assert (found.counts["within"], found.failed, len(found), made) == (5, [], 5, [])
+    assert found[1] is found.verdicts[1]
+    assert made == [1]
+    assert [v.label for v in found.verdicts[-2:]] == ["3", "4"]
+    with pytest.raises(IndexError):
+        found[5]
+
+
+def test_result_does_not_hold_the_series(two):
+    for run in two:
+        fill(run, "a", "b", values=[1.0] * 100)
+    kvr.compare(*two)
+    before = vormel.live_arrays()
+    found = kvr.compare(*two)
+    assert vormel.live_arrays() == before
+    assert found["a"].judged == 100
