@@ -20,6 +20,7 @@ from kvr._hdf5_attributes import metadata_of, own_attribute
 from kvr._hdf5_layout import Source, Times, find_sources
 from kvr._hdf5_survival import survives
 from kvr._hdf5_values import (
+    claimed_bytes,
     is_delicate,
     read_times,
     read_values,
@@ -57,7 +58,7 @@ class Hdf5Recording(Recording):
             raise FormatError(path, "is not an HDF5 file")
         self._last_times: tuple[int, Array] | None = None
         self._file: Any = None
-        self._require_survivable(lambda: self._open(h5py))
+        self._require_survivable(lambda: self._open(h5py), os.stat(path).st_size)
         self._values_survive = False
         try:
             with _told(path):
@@ -88,7 +89,7 @@ class Hdf5Recording(Recording):
         if self._file is None:
             raise ValueError(f"{self.path} is closed")
         if not self._values_survive and is_delicate(source):
-            self._require_survivable(self._read_delicate)
+            self._require_survivable(self._read_delicate, sum(map(claimed_bytes, self._sources)))
             self._values_survive = True
         with _told(self.path, "/" + "/".join(source.names)):
             return Series(self._times(source.times), read_only(read_values(source)))
@@ -99,9 +100,9 @@ class Hdf5Recording(Recording):
             self._last_times = times.address, read_only(read_times(times.dataset))
         return self._last_times[1]
 
-    def _require_survivable(self, work: Callable[[], object]) -> None:
-        if not survives(work):
-            raise FormatError(self.path, "is damaged: it crashes the HDF5 library")
+    def _require_survivable(self, work: Callable[[], object], size: int) -> None:
+        if not survives(work, size):
+            raise FormatError(self.path, "is damaged: the HDF5 library crashes on it, or hangs")
 
     def _read_delicate(self) -> None:
         """Reads all values whose reading can crash the library."""

@@ -52,8 +52,18 @@ def _class_name(h5py: Any, dtype: Any) -> str:
     return "compounds" if dtype.names else f"values of class {dtype}"
 
 
+def claimed_bytes(source: Source) -> int:
+    """What its values and times take in memory."""
+    return _claim(source.dataset) + _claim(source.times.dataset)
+
+
+def _claim(item: Any) -> int:
+    elements = max(item.size, int(np.prod(item.chunks or (0,), dtype=object)))
+    return int(elements) * int(item.dtype.itemsize)
+
+
 def _require_plausible(path: str, item: Any) -> None:
-    claimed = max(item.size, int(np.prod(item.chunks or (0,), dtype=object))) * item.dtype.itemsize
+    claimed = _claim(item)
     stored = item.id.get_storage_size()
     if claimed > max(_UNQUESTIONED, _BEST_RATIO * stored):
         raise FormatError(
