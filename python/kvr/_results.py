@@ -158,7 +158,7 @@ def write(text: str, path: str | os.PathLike[str] | None) -> str:
     return text
 
 
-def write_bytes(data: bytes, path: str | os.PathLike[str]) -> None:
+def write_bytes(data: bytes | memoryview, path: str | os.PathLike[str]) -> None:
     """Write a file beside its place, and put it there when it is complete and on disk.
 
     Raises OSError that names the file; an old file then stays as it was.
@@ -171,7 +171,7 @@ def write_bytes(data: bytes, path: str | os.PathLike[str]) -> None:
         raise OSError(error.errno, reason, os.fspath(path)) from error
 
 
-def _write_beside(data: bytes, folder: str, path: str | os.PathLike[str]) -> None:
+def _write_beside(data: bytes | memoryview, folder: str, path: str | os.PathLike[str]) -> None:
     handle, beside = tempfile.mkstemp(prefix=".kvr-", dir=folder)
     try:
         with os.fdopen(handle, "wb") as file:

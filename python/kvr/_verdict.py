@@ -202,11 +202,12 @@ class Verdict:
     def plot(self, ax: Any = None) -> Any:
         """Draw both sides into matplotlib axes, with the instants out marked; returns the axes.
 
+        In the colours and dashes of the store where the two differ, dates on the axis of times.
         Raises as ``series``, ValueError for complex signals, MissingPackage without matplotlib.
         """
         from kvr import _plots
 
-        return _plots.draw_pair(self.label, self.series(), ax)
+        return _plots.draw_pair(self, ax)
 
     def __repr__(self) -> str:
         name = f" {self.label!r}" if self.label else ""
