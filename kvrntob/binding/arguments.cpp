@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 
 namespace kvr {
 

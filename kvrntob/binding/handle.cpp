@@ -1,6 +1,6 @@
 #include "kvrntob/binding/handle.h"
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 #include "kvrntob/host/ntob.h"
 
 namespace kvr {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "kvrntob/base/host_arrays.h"
 #include "kvrntob/binding/call.h"
-#include "kvrntob/store/array_makers.h"
 
 namespace kvr {
 

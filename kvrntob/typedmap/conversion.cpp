@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 
 using kvr::raiseFromMessage;
 

@@ -29,7 +29,7 @@
 #include <utility>
 #include <vector>
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 
 template <class K, class V>
 class DataMap {

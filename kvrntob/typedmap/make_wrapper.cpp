@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 
 AbstractVrWrapperDataMap* makeWrapperForKeyClass(int keyClass, int valueClass) {
   switch (keyClass) {

@@ -4,7 +4,7 @@
 #include <memory>
 #include <typeinfo>
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 #include "kvrntob/host/libvr.h"
 #include "kvrntob/typedmap/make_wrapper.h"
 #include "kvrntob/typedmap/map_class.h"

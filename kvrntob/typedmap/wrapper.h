@@ -8,7 +8,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 #include "kvrntob/typedmap/abstract_wrapper.h"
 #include "kvrntob/typedmap/any_value.h"
 #include "kvrntob/typedmap/conversion.h"

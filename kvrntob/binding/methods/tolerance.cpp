@@ -2,7 +2,7 @@
 #include "kvrntob/binding/forms.h"
 #include "kvrntob/binding/methods.h"
 #include "kvrntob/binding/results.h"
-#include "kvrntob/settings/tolerance_struct.h"
+#include "kvrntob/settings/structures.h"
 
 namespace kvr {
 

@@ -1,5 +1,5 @@
 // The tolerance structure, read and written.
-#include "kvrntob/settings/tolerance_struct.h"
+#include "kvrntob/settings/structures.h"
 
 #include <cmath>
 #include <limits>

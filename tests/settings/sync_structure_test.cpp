@@ -1,5 +1,5 @@
 // The sync options structure, read and written, and the keywords of its codes.
-#include "kvrntob/settings/sync_struct.h"
+#include "kvrntob/settings/structures.h"
 
 #include <cmath>
 

@@ -1,4 +1,4 @@
-#include "kvrntob/columns/column_names.h"
+#include "kvrntob/columns/columns.h"
 
 #include "tests/support/failure_matchers.h"
 
