@@ -6,7 +6,6 @@
 
 #include "kvrntob/base/failure.h"
 #include "kvrntob/host/libvr.h"
-#include "kvrntob/typedmap/make_wrapper.h"
 #include "kvrntob/typedmap/map_class.h"
 
 using kvr::raiseFromMessage;
