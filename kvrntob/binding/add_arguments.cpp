@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "kvrntob/base/failure.h"
 #include "kvrntob/binding/arguments.h"
-#include "kvrntob/binding/failure.h"
 
 namespace kvr {
 

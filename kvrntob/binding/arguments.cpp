@@ -1,6 +1,6 @@
 #include "kvrntob/binding/arguments.h"
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 
 namespace kvr {
 

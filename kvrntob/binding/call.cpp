@@ -1,6 +1,7 @@
 #include "kvrntob/binding/call.h"
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
+#include "kvrntob/host/ntob.h"
 
 namespace kvr {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "kvrntob/base/host_arrays.h"
 #include "kvrntob/host/ntob.h"
-#include "kvrntob/store/array_makers.h"
 #include "kvrntob/store/signal_repository.h"
 
 namespace kvr {

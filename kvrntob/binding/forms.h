@@ -7,9 +7,9 @@
 #include <string_view>
 #include <utility>
 
+#include "kvrntob/base/failure.h"
 #include "kvrntob/binding/arguments.h"
 #include "kvrntob/binding/call.h"
-#include "kvrntob/binding/failure.h"
 
 namespace kvr {
 
@@ -144,7 +144,7 @@ struct StructOrObject {
 // A copy for the store that shares its elements with the array.
 struct SharedCopy {
   SharedArray operator()(const vrArray* array, int) const {
-    return keepArray(vrCreateSharedDataCopy(array));
+    return keepBeyondCall(vrCreateSharedDataCopy(array));
   }
 };
 

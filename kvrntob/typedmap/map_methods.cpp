@@ -3,10 +3,9 @@
 #include <memory>
 #include <typeinfo>
 
+#include "kvrntob/base/failure.h"
 #include "kvrntob/base/method_rows.h"
-#include "kvrntob/binding/failure.h"
 #include "kvrntob/host/libvr.h"
-#include "kvrntob/typedmap/make_wrapper.h"
 #include "kvrntob/typedmap/map_class.h"
 
 using kvr::raiseFromMessage;

@@ -2,8 +2,7 @@
 // conversion is replaced for the whole program by one that always gives the wrong answer.
 #include <limits>
 
-#include "kvrntob/settings/sync_struct.h"
-#include "kvrntob/settings/tolerance_struct.h"
+#include "kvrntob/settings/structures.h"
 #include "tests/binding/add_inputs.h"
 #include "tests/binding/repository_test.h"
 #include "tests/support/struct_builder.h"

@@ -10,7 +10,7 @@
 
 #include "embedded_host/files/open_files.h"
 #include "embedded_host/objects/object_record.h"
-#include "kvrntob/exchange/export_signal.h"
+#include "kvrntob/store/data.h"
 #include "tests/reliability/method_calls.h"
 #include "tests/reliability/sample_store.h"
 #include "tests/reliability/store_snapshot.h"

@@ -2,7 +2,8 @@
 #include <functional>
 #include <stdexcept>
 
-#include "kvrntob/store/palette.h"
+#include "kvrntob/columns/columns.h"
+#include "kvrntob/store/data.h"
 #include "tests/support/replaced_function.h"
 #include "tests/support/store_test.h"
 

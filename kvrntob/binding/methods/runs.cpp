@@ -1,6 +1,6 @@
 // Runs: making, listing, reading, renaming, copying and removing them.
+#include "kvrntob/base/failure.h"
 #include "kvrntob/binding/arguments.h"
-#include "kvrntob/binding/failure.h"
 #include "kvrntob/binding/methods.h"
 
 namespace kvr {

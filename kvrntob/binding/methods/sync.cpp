@@ -1,7 +1,7 @@
 // Synchronisation options of a signal and of a run.
 #include "kvrntob/binding/forms.h"
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/settings/sync_struct.h"
+#include "kvrntob/settings/structures.h"
 
 namespace kvr {
 

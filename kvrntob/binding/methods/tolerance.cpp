@@ -1,7 +1,7 @@
 // Tolerance settings of a signal.
 #include "kvrntob/binding/forms.h"
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/settings/tolerance_struct.h"
+#include "kvrntob/settings/structures.h"
 
 namespace kvr {
 
