@@ -6,7 +6,7 @@
 //
 // IN and OUT list the declared inputs and results, each a type of this file with a name. A form is
 // one way to call the method, with its failures in the order in which they are tested. The module
-// uses Class, name, IN and OUT alone; manual.cpp defines what the forms are made of.
+// uses Class, name, IN and OUT alone; tools/manual/manual.cpp defines what the forms are made of.
 #pragma once
 
 #include <initializer_list>

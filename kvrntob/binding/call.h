@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "kvrntob/base/failure.h"
 #include "kvrntob/base/host_arrays.h"
 #include "kvrntob/host/ntob.h"
 #include "kvrntob/store/signal_repository.h"
@@ -15,7 +16,13 @@ using ntob::ArgumentCell;
 
 // The store behind a handle of class Dravik.kvr.SignalRepository. Never null.
 // Fails with INVALID_OBJ if the handle names no object or one that has ended.
-SignalRepository* resolveHandle(const vrArray* handle);
+inline SignalRepository* resolveHandle(const vrArray* handle) {
+  const ntob::TOBInterfacePtr object = tbGetArrayElement(handle, 0);
+  if (!object || object->isInvalid()) raiseFromMessage(KVR::kvr::INVALID_OBJ());
+  ntob::TOBNameID className;
+  object->getClass()->getClassNameID(className);
+  return static_cast<SignalRepository*>(object->getNativeInstance(className));
+}
 
 struct Call {
   void* context;

@@ -31,14 +31,14 @@ ClassRecord& classOf(ClassKind cls) {
   return *classes[static_cast<int>(cls)];
 }
 
-// Every method of a class by its place.
+// Every method of a class that has a row, by its place.
 std::vector<const MethodRecord*> methodsOf(ClassKind cls) {
+  const auto& registered = classOf(cls).methods();
   std::vector<const MethodRecord*> methods;
-  for (const auto& record : classOf(cls).methods()) {
-    const char* const expected = signatureAt(cls, static_cast<int>(methods.size())).name;
-    if (record->name() != expected)
-      throw std::logic_error("registered in place of " + record->name());
-    methods.push_back(record.get());
+  for (const Signature& row : signaturesOf(cls)) {
+    if (methods.size() == registered.size() || registered[methods.size()]->name() != row.name)
+      throw std::logic_error(std::string("not registered in its place: ") + row.name);
+    methods.push_back(registered[methods.size()].get());
   }
   return methods;
 }

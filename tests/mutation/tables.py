@@ -9,7 +9,9 @@ import re
 
 from sites import EXPRESSION, Mutant, order, placed, respelled
 
-TYPE_NAMES = ("NONE", "HANDLE", "ANY", "INT32", "DOUBLE", "STRING")
+METHOD_ROW = re.compile(r'^METHOD\(\w+, \w+,\s+("\w+"),', re.M)
+TYPES = ("INT32", "DOUBLE", "STRING", "TRUTH", "ANY")
+HANDLES = ("REPOSITORY", "ANY_REPOSITORY", "MAP")
 WRAPPER_ROW = re.compile(r"^(KEY|VALUE)\((\w+), (\"\w+\"), ([\w:]+)\)$", re.M)
 
 
@@ -18,28 +20,52 @@ def find_rows(path):
     with open(path, encoding="utf-8") as file:
         text = file.read()
     mutants = []
+    if METHOD_ROW.search(text):
+        return sorted((placed(m, text) for m in method_rows(text)), key=order)
     for row in re.finditer(r"^\w+\(.*\).*$", text, re.M):
         at = row.start()
         for word in re.finditer(r'"(?:[^"\\]|\\.)*"', row.group()):
             start, end = at + word.start(), at + word.end()
             other = respelled(word.group())
             mutants.append(Mutant(start, end, EXPRESSION, f"{word.group()} -> {other}", other))
-        for lists in re.finditer(r"\b(IN|OUT)\(([^()]*)\)", row.group()):
-            mutants += list(list_entries(lists.group(2), at + lists.start(2)))
     return sorted((placed(m, text) for m in mutants), key=order)
 
 
+def method_rows(text):
+    """The host name of each method as another, and each type of its inputs and outputs.
+
+    What a row has beyond them is for the manual, which the module does not contain.
+    """
+    for row in METHOD_ROW.finditer(text):
+        start, end = row.span(1)
+        other = respelled(row.group(1))
+        yield Mutant(start, end, EXPRESSION, f"{row.group(1)} -> {other}", other)
+        for name in ("IN(", "OUT("):
+            at = text.index(name, end) + len(name)
+            end = closing(text, at)
+            yield from list_entries(text[at:end], at)
+
+
+def closing(text, at):
+    """Where the parenthesis that is open at `at` closes."""
+    depth = 1
+    while depth:
+        depth += {"(": 1, ")": -1}.get(text[at], 0)
+        at += 1
+    return at - 1
+
+
 def list_entries(entries, at):
-    """Each type in a list as another, and as none."""
-    for entry in re.finditer(r"\w+", entries):
+    """Each type in a list as another one; "any" under another kind is the same type."""
+    for number, entry in enumerate(re.finditer(r"\b[A-Z][A-Z0-9_]*\b(?=[(,]|$)", entries), 1):
         name = entry.group()
-        if name not in TYPE_NAMES:
-            continue
-        others = {"NONE", TYPE_NAMES[TYPE_NAMES.index(name) % (len(TYPE_NAMES) - 1) + 1]} - {name}
-        for other in sorted(others):
-            yield Mutant(at + entry.start(), at + entry.end(), EXPRESSION,
-                         f"{name}, {'input or output'} {entries[:entry.start()].count(',') + 1}"
-                         f" -> {other}", other)
+        if name in HANDLES:
+            other = 'STRING("other")'
+        else:
+            same = "ANY" if name.startswith(("ANY", "OPTIONAL")) else name
+            other = TYPES[(TYPES.index(same) + 1) % len(TYPES)]
+        yield Mutant(at + entry.start(), at + entry.end(), EXPRESSION,
+                     f"{name}, argument {number} -> {other}", other)
 
 
 def find_wrapper_rows(path):

@@ -196,7 +196,8 @@ BY_METHOD: dict[tuple[str, int, str, str | None], Change] = {
 # Failures that need more than other inputs; test_manual.py raises each in a test of its own.
 NEEDS_A_FILE = [("FILE_NOT_LOCATED", None), ("INPUT_MISMATCH", "timeseries")]
 NEEDS_A_STATE = [("getSignal", "ID"), ("getSignalByRunIndex", "ID"), ("copyRun", "ID"),
-                 ("remove", "ID")]  # fmt: skip
+                 ("remove", "ID"), ("deleteInstanceID", "Run ID"),
+                 ("getGroup", "Run ID")]  # fmt: skip
 
 
 def change_for(method: str, form: vormel.Form, failure: vormel.Failure) -> Change | None:

@@ -17,9 +17,10 @@ libc.free.argtypes = [ctypes.c_void_p]
 M_ARENA_MAX = -8
 libc.mallopt(M_ARENA_MAX, 1)  # one heap for all threads, so that one thread can exhaust it
 repo = SignalRepository()
-hoard = []
+newest = None  # of the blocks that are taken; each begins with the address of the one before
 
 def exhaust():
+    global newest
     libc.malloc_trim(0)
     with open("/proc/self/statm") as statm:
         pages = int(statm.read().split()[0])
@@ -30,12 +31,16 @@ def exhaust():
             block = libc.malloc(bytes)
             if block is None:
                 break
-            hoard.append(block)
+            ctypes.c_void_p.from_address(block).value = newest
+            newest = block
 
 def release():
     resource.setrlimit(resource.RLIMIT_AS, (resource.RLIM_INFINITY, resource.RLIM_INFINITY))
-    while hoard:
-        libc.free(hoard.pop())
+    global newest
+    while newest is not None:
+        before = ctypes.c_void_p.from_address(newest).value
+        libc.free(newest)
+        newest = before
 
 def failure(call):
     try:

@@ -354,3 +354,12 @@ def test_removing_a_child_whose_parent_is_gone_raises_non_existent_id():
     repo.add(*inputs.values())
     repo.removeRun(1)
     expect(lambda: repo.remove(2, 1), "NON_EXISTENT", "ID")
+
+
+def test_run_that_is_listed_once_more_than_it_exists_raises_non_existent_run_id():
+    repo = a_store()  # runs 1 and 2
+    repo.removeEmptyRun(1)  # gives the newest number back
+    assert repo.createEmptyRun("second", 1) == 2
+    repo.removeRun(2)
+    expect(lambda: repo.getGroup(1, "GRUNNAME", "ASC"), "NON_EXISTENT", "Run ID")
+    expect(lambda: repo.deleteInstanceID(1), "NON_EXISTENT", "Run ID")
