@@ -19,7 +19,7 @@ namespace {
 
 // ---- Value objects ----
 
-// The items, held: converting a value may change the dict.
+// The items. References are held: converting a value may change the dict.
 std::vector<std::pair<Ref, Ref>> itemsOf(PyObject* dict) {
   std::vector<std::pair<Ref, Ref>> items;
   items.reserve(static_cast<std::size_t>(PyDict_GET_SIZE(dict)));
@@ -31,8 +31,8 @@ std::vector<std::pair<Ref, Ref>> itemsOf(PyObject* dict) {
   return items;
 }
 
-// Property names in the order of their numbers, and the number of each item's. Keys of a dict that
-// are of a class derived from str may be equal texts all the same.
+// Property names in the order of their numbers, and the number of each item's. Two keys of a dict
+// may be the same text if their class derives from str.
 struct Properties {
   explicit Properties(const std::vector<std::pair<Ref, Ref>>& items) {
     std::unordered_map<std::string, int> known;
@@ -109,7 +109,7 @@ Ref dumpBytes(PyObject* value) {
 
 Ref loadBytes(PyObject* data) {
   if (PyObject_CheckBuffer(data) == 0) {
-    throw CallRefused("NotBytes", std::string("loads() wants a bytes-like object, not '") +
+    throw CallRefused("NotBytes", std::string("loads() takes a bytes-like object, not '") +
                                       Py_TYPE(data)->tp_name + "'");
   }
   const HeldBuffer buffer(data);

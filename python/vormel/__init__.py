@@ -154,13 +154,13 @@ def invoke(
 ) -> Invocation:
     """Call a method of `obj` and return the output count and the cells as the body left them.
 
-    `obj` may also be a host class: nothing goes before `args` then.
+    `obj` may also be a host class; the method then gets `args` alone.
     """
     return Invocation(*_vormel.invoke(obj, name, args, nargout))
 
 
 def delete(obj: HostObject) -> None:
-    """End a host object. Its handles stay, and are dead; nothing happens to one that has ended."""
+    """End a host object. Handles to it remain, but are dead. Ending it again does nothing."""
     _vormel.end_object(obj)
 
 
@@ -186,9 +186,9 @@ def array(value: _Any, cls: str | None = None) -> Array:
     """Make a host array of a Python value.
 
     `cls` names the host class where the value should not decide: a numeric class, "logical",
-    "char", "cell", "struct" or "function_handle". Numbers must fit the class. Empty lists give
-    0-by-0 arrays, nested lists of equal lengths matrices, and NumPy object arrays cells of their
-    shape.
+    "char", "cell", "struct" or "function_handle". Numbers must fit the class. An empty list gives a
+    0-by-0 array, nested lists of equal lengths give a matrix, and a NumPy object array gives a cell
+    array of its shape.
     """
     return _vormel.make_array(value, cls)
 
@@ -207,7 +207,7 @@ def function_handle(name: str) -> Array:
 
 
 def dumps(value: _Any) -> bytes:
-    """Return a value as bytes: those in which the host keeps it in a variable file, with a sum.
+    """Return the bytes in which the host keeps a value in a variable file, checksum included.
 
     The value may be anything that goes into a call, or a vormel.Array. Class, shape, complexity and
     content are kept; equal arrays give equal bytes.
@@ -224,11 +224,10 @@ def dumps(value: _Any) -> bytes:
 
 
 def loads(data: _Any) -> Array:
-    """Return the vormel.Array whose bytes these are, as dumps() made them.
+    """Return the vormel.Array that dumps() made these bytes of.
 
     `data` is any bytes-like object. Nothing in it is trusted: bytes that are damaged, crafted or of
-    another format raise vormel.Error, and what is allocated stays below a small multiple of their
-    number.
+    another format raise vormel.Error, and memory use stays within a small multiple of their length.
 
         >>> import vormel
         >>> vormel.loads(vormel.dumps("bus"))
@@ -241,7 +240,7 @@ def loads(data: _Any) -> Array:
 
 
 def live_arrays() -> int:
-    """Count the host arrays that are alive, parts of other arrays included."""
+    """Count the live host arrays, parts of other arrays included."""
     return _vormel.live_arrays()
 
 

@@ -1,10 +1,10 @@
-"""The errors that calls of the host end in."""
+"""The errors that calls of the host raise."""
 
 from __future__ import annotations
 
 
 class Error(Exception):
-    """A failure that a module raised, or the host itself.
+    """A failure that a module or the host itself raised.
 
     identifier   such as "KVR:kvr:NON_EXISTENT"; "Vormel:..." for a failure of the host
     word         the one string that the failure carries, else None

@@ -30,6 +30,12 @@ def test_none_comes_back_where_no_output_is_asked_for(repo):
     assert repo.getSignalCount(nargout=0) is None
 
 
+def test_none_comes_back_where_the_body_raised_the_count(repo):
+    assert vormel.invoke(repo, "getRunCount", nargout=0).count == 1
+    assert repo.getRunCount(nargout=0) is None
+    assert SignalRepository.getRunCount(repo, nargout=0) is None
+
+
 def test_more_outputs_come_back_as_tuple():
     entries = Map("k", 1.0)
     assert entries.getCount(nargout=3) == (0, None, None)

@@ -120,7 +120,7 @@ def test_any_bytes_like_object_can_be_loaded(wrap):
 
 @pytest.mark.parametrize("data", ["text", None, 5, [1, 2], {}])
 def test_what_is_not_bytes_like_is_refused(data):
-    with pytest.raises(vormel.CallError, match="wants a bytes-like object") as caught:
+    with pytest.raises(vormel.CallError, match="takes a bytes-like object") as caught:
         vormel.loads(data)
     assert isinstance(caught.value, TypeError)
     assert caught.value.identifier == "Vormel:NotBytes"

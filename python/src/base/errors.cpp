@@ -112,8 +112,8 @@ void nameExhaustedMemory(const char* function) noexcept {
 
 // ---- The other failures ----
 
-// What is no Exception, on its way through the host to the thread's call. Owned; null most of the
-// time.
+// An interruption (no Exception) on its way through the host to the thread's call. Owned; mostly
+// null.
 constinit thread_local PyObject* interruption = nullptr;
 
 bool isInterruption(PyObject* error) {

@@ -15,7 +15,7 @@ namespace vormel::python {
 void loadErrorClasses();
 
 // Sets the Python error for the C++ exception being handled. `function` names the method that ran,
-// for failures that do not know it themselves; may be null. To be called in a catch block.
+// for failures that do not know it themselves; may be null. Call it in a catch block.
 // Exhausted memory is an OutOfMemoryError, whoever found it; its cause is the MemoryError that
 // Python set, if it did. It is a plain MemoryError where there is no memory for that either.
 void setPythonError(const char* function = nullptr) noexcept;
@@ -24,7 +24,7 @@ void setPythonError(const char* function = nullptr) noexcept;
 void setPythonError(const HostException& failure) noexcept;
 
 // Makes sure that the thread can throw (prepareThread). False if there is no memory for it, with
-// the Python error set. To be asked before anything that may throw.
+// the Python error set. Call it before anything that may throw.
 bool isThreadReady(const char* function = nullptr) noexcept;
 
 // Sets a Python error of a class of Python's own, such as KeyError, and throws PythonErrorSet.
@@ -46,9 +46,10 @@ class CallableFailed : public HostError {
   Ref cause_;
 };
 
-// The result of a call as Python is to see it. If a callable that the host called in between raised
-// what is no Exception (KeyboardInterrupt, SystemExit), then `result` and any error that is set are
-// dropped, and that goes on as it was, whatever the module made of it: null is returned.
+// The result of a call as Python is to see it: `result`, unless a callable that the host called in
+// between was interrupted, that is, raised something other than an Exception (KeyboardInterrupt,
+// SystemExit). Then the interruption is set again, whatever the module made of it; `result` and any
+// error that is set are dropped, and null is returned.
 PyObject* interruptedInstead(PyObject* result) noexcept;
 
 // Runs `body` and returns what it returns, or `failed` with a Python error set.

@@ -23,7 +23,7 @@ std::vector<KnownClass>& knownClasses() {
   return classes;
 }
 
-// The Python object of each host object that has one. Borrowed: objects take themselves out.
+// The Python object of each host object that has one. Borrowed: objects remove themselves.
 std::unordered_map<const ObjectRecord*, PyObject*>& liveObjects() {
   static auto& objects = *new std::unordered_map<const ObjectRecord*, PyObject*>();
   return objects;
@@ -36,8 +36,8 @@ PyTypeObject* knownTypeOf(const ClassRecord& cls) {
   return nullptr;
 }
 
-// Null if there is none. One without references is on its way out: weak-reference callbacks run
-// while it goes.
+// Null if there is none. An object without references is being deallocated; its weak-reference
+// callbacks may be running.
 PyObject* liveObjectOf(const ObjectRecord* object) {
   const auto live = liveObjects().find(object);
   return live != liveObjects().end() && Py_REFCNT(live->second) > 0 ? live->second : nullptr;
@@ -61,7 +61,7 @@ Ref classFor(ClassRecord& cls) {
   return type;
 }
 
-// Along the bases as they are, without asking an attribute: a subclass may answer as it likes.
+// Reads the bases themselves, no attribute: a subclass may give any value for that.
 ClassRecord* hostClassOf(PyObject* type) {
   const PyObject* bases = reinterpret_cast<PyTypeObject*>(type)->tp_mro;
   if (bases == nullptr) return nullptr;

@@ -31,7 +31,7 @@ Ref hostObjectOf(const vrArray* handle);
 // array list.
 void adopt(PyObject* self, OwnedArray handle);
 
-// Takes an object that is about to go out of the books.
+// Forgets an object that is being deallocated.
 void forget(PyObject* self);
 
 }  // namespace vormel::python

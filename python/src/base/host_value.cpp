@@ -55,7 +55,9 @@ Ref wrapObject(OwnedArray array) { return wrap(objectType, std::move(array)); }
 const vrArray* hostArrayIn(PyObject* hostValue) {
   const vrArray* array = asHostValue(hostValue)->array;
   if (array == nullptr) {
-    throw CallRefused("NotConstructed", "the constructor of this host object never ran");
+    throw CallRefused(
+        "NotConstructed",
+        "the constructor of this host object never ran; call super().__init__() first");
   }
   return array;
 }

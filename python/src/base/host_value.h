@@ -35,7 +35,11 @@ Ref wrapArray(OwnedArray array);
 Ref wrapObject(OwnedArray array);
 
 // True for an Array, an Object or a host object.
-inline bool isHostValue(PyObject* value) { return PyObject_TypeCheck(value, hostValueType()); }
+inline bool isHostValue(PyObject* value) {
+  // All their types are on the heap; this spares most other values a walk along their bases.
+  const bool isOnHeap = PyType_HasFeature(Py_TYPE(value), Py_TPFLAGS_HEAPTYPE) != 0;
+  return isOnHeap && PyObject_TypeCheck(value, hostValueType());
+}
 
 // The array of a host value, borrowed. Refuses a host object whose constructor never ran.
 const vrArray* hostArrayIn(PyObject* hostValue);

@@ -81,7 +81,7 @@ Ref textFromUnits(const char16_t* units, std::size_t count) {
 Ref textFromCodes(const Py_UCS4* codes, std::size_t count) {
   const bool isText =
       std::all_of(codes, codes + count, [](Py_UCS4 code) { return code <= 0x10FFFF; });
-  if (!isText) throw CallRefused("NotConvertible", "a text holds what is no character of Unicode");
+  if (!isText) throw CallRefused("NotConvertible", "a text holds a code point that is not Unicode");
   return checked(
       PyUnicode_FromKindAndData(PyUnicode_4BYTE_KIND, codes, static_cast<Py_ssize_t>(count)));
 }

@@ -1,6 +1,7 @@
 #include "python/src/calls/calls.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -21,9 +22,10 @@
 namespace vormel::python {
 namespace {
 
-// ---- Inputs. Numbers and texts go straight into a cell of their type, or become an array in the
-// frame of the call; everything else becomes a host array, and the host converts or refuses it.
-// ----
+// ---- Inputs ----
+//
+// Numbers and texts go straight into a cell of their type, or become an array in the frame of the
+// call. Everything else becomes a host array, which the host converts or refuses.
 
 void setMade(CallFrame& call, std::size_t position, OwnedArray made) {
   CallScope::attach(made.get());  // the call releases it
@@ -33,13 +35,11 @@ void setMade(CallFrame& call, std::size_t position, OwnedArray made) {
 void setScalar(CallFrame& call, std::size_t position, const Scalar& scalar) {
   const CellType type = call.inputType(position).type;
   if (type == CellType::Any) {
-    std::memcpy(call.makeInput(position, scalar.classID, 1, 1), &scalar.bits, scalar.size);
+    std::memcpy(call.makeInput(position, scalar.classID, 1, 1), &scalar.bits, sizeof(scalar.bits));
   } else if (type == CellType::Int32Scalar && scalar.classID == vrINT32_CLASS) {
     call.setInt32(position, static_cast<std::int32_t>(scalar.bits));
   } else if (type == CellType::DoubleScalar && scalar.classID == vrDOUBLE_CLASS) {
-    double value = 0;
-    std::memcpy(&value, &scalar.bits, sizeof(value));
-    call.setDouble(position, value);
+    call.setDouble(position, std::bit_cast<double>(scalar.bits));
   } else if (type == CellType::LogicalScalar && scalar.classID == vrLOGICAL_CLASS) {
     call.setLogical(position, scalar.bits != 0);
   } else {
@@ -100,7 +100,7 @@ std::int64_t readOutputCount(PyObject* value) {
 [[noreturn]] void refuseKeyword(const MethodRecord& method, PyObject* name) {
   const std::string shown = pybind11::repr(borrow(name));
   throw CallRefused("InvalidKeyword", method.name() + "() got an unexpected keyword argument " +
-                                          shown + "; only nargout is one");
+                                          shown + "; nargout is the only one");
 }
 
 bool isNargout(PyObject* name) { return PyUnicode_CompareWithASCIIString(name, "nargout") == 0; }

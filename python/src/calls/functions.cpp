@@ -13,16 +13,16 @@
 namespace vormel::python {
 namespace {
 
-// The host is given names alone, so that nothing of Python is left with it when the interpreter
-// has ended. Dropping a callable may run code that comes back here: a callable that leaves the
-// table is dropped after table and host agree again.
+// The host holds names only, so that it keeps nothing of Python when the interpreter has ended.
+// Dropping a callable may run code that comes back here: a callable that leaves the table is
+// dropped after the table and the host agree again.
 std::map<std::string, Ref>& callables() {
   static auto& known = *new std::map<std::string, Ref>();
   return known;
 }
 
-// What the callable returned as a host array. It fails as the callable itself would: a value that
-// has no host array is no refusal of the call that is running.
+// What the callable returned, as a host array. A value that has no host array counts as a failure
+// of the callable, not as a refusal of the call that is running.
 OwnedArray convertResult(const std::string& name, PyObject* result) {
   try {
     return toHost(result);

@@ -62,7 +62,7 @@ Ref readDtype(PyObject* value) {
   return steal(reinterpret_cast<PyObject*>(dtype));
 }
 
-// What NumPy 2 means by `copy`: None where it has to be, True always, False never.
+// `copy` as in NumPy 2: None copies where it must, True always, False never.
 Ref numpyFace(const vrArray* array, PyObject* dtypeValue, PyObject* copy) {
   const Ref dtype = readDtype(dtypeValue);
   const int isTrue = PyObject_IsTrue(copy);
@@ -75,7 +75,8 @@ Ref numpyFace(const vrArray* array, PyObject* dtypeValue, PyObject* copy) {
     PyArray_ENABLEFLAGS(reinterpret_cast<PyArrayObject*>(result.ptr()), NPY_ARRAY_WRITEABLE);
   }
   if (copy != Py_None && isTrue == 0 && (wasCopied || result.ptr() != face.ptr())) {
-    PyErr_SetString(PyExc_ValueError, "a NumPy array of these elements needs a copy of them");
+    PyErr_SetString(PyExc_ValueError,
+                    "a NumPy array of these elements needs a copy, which copy=False forbids");
     throw PythonErrorSet();
   }
   return result;

@@ -42,7 +42,8 @@ void runConstructor(PyObject* self, ClassRecord& cls, PyObject* arguments, PyObj
 int construct(PyObject* self, PyObject* arguments, PyObject* keywords) {
   ClassRecord* cls = hostClassOf(asObject(Py_TYPE(self)));
   if (cls == nullptr) {
-    PyErr_SetString(PyExc_TypeError, "HostObject is the base of host classes, and none itself");
+    PyErr_SetString(PyExc_TypeError,
+                    "HostObject is the base of the host classes and makes no objects itself");
     return -1;
   }
   if (!isThreadReady(cls->name().c_str())) return -1;
@@ -80,7 +81,7 @@ void setItem(const Ref& dict, const char* key, const Ref& value) {
   checked(PyDict_SetItemString(dict.ptr(), key, value.ptr()));
 }
 
-// Of a name that is registered twice the first registration counts.
+// If a name is registered twice, the first registration counts.
 void addMethods(const Ref& dict, ClassRecord& cls) {
   for (const auto& method : cls.methods()) {
     if (method->isConstructor()) continue;

@@ -122,7 +122,7 @@ class ListReader {
   void readInner(PyObject* item) {
     if (isList(item)) return read(snapshot(item).ptr());
     OwnedArray row = toHostFromNumpy(reinterpret_cast<PyArrayObject*>(item));
-    if (vrGetM(row.get()) != 1) refuse("such a list");  // no longer flat
+    if (vrGetM(row.get()) != 1) refuse("a list that changed while it was read");
     enterLevel(vrGetN(row.get()));
     addRow(std::move(row));
     --level_;
@@ -145,7 +145,7 @@ class ListReader {
     for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(tuple); ++i) {
       refuseHinted(PyTuple_GET_ITEM(tuple, i));
     }
-    refuse("a list of other than numbers, characters, or lists of them");
+    refuse("a list that holds more than numbers, characters or lists of them");
   }
 
   void addRow(OwnedArray row) {
@@ -210,7 +210,7 @@ OwnedArray cast(const vrArray* array, int classID, const std::string& className)
     fits = fits && convertElements(fromClass, vrGetImagData(array), classID,
                                    vrGetImagData(target.get()), count);
   }
-  if (!fits) refuseForClass("a number out of its range, or not a whole one,", className);
+  if (!fits) refuseForClass("a number that is out of range or not whole", className);
   return target;
 }
 

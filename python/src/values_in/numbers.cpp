@@ -1,6 +1,7 @@
 #include "python/src/values_in/numbers.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -84,7 +85,8 @@ Word readInteger(PyObject* value) {
 int classOfIntegers(const std::vector<Word>& words) {
   if (std::any_of(words.begin(), words.end(), [](Word word) { return word.isHuge; })) {
     if (std::any_of(words.begin(), words.end(), isNegative)) {
-      throw CallRefused("TooLarge", "ints of a list fit neither int64 nor uint64 together");
+      throw CallRefused("TooLarge",
+                        "the ints of a list fit neither int64 nor uint64 together; pass floats");
     }
     return vrUINT64_CLASS;
   }
@@ -105,7 +107,7 @@ double realPart(PyObject* number) {
   if (real == -1.0 && PyErr_Occurred() != nullptr) {
     if (PyErr_ExceptionMatches(PyExc_OverflowError) == 0) throw PythonErrorSet();
     PyErr_Clear();
-    throw CallRefused("TooLarge", "an int that is out of double's range has no host array");
+    throw CallRefused("TooLarge", "an int beyond the range of double has no host array");
   }
   return real;
 }
@@ -167,23 +169,31 @@ OwnedArray complexRow(PyObject* tuple) {
 
 Scalar integerScalar(PyObject* value) {
   const Word word = readInteger(value);
-  if (fitsInt32(word)) {
-    return {vrINT32_CLASS, sizeof(std::int32_t), static_cast<std::uint32_t>(word.bits)};
-  }
-  return {word.isHuge ? vrUINT64_CLASS : vrINT64_CLASS, sizeof(word.bits), word.bits};
+  if (fitsInt32(word)) return {vrINT32_CLASS, static_cast<std::uint32_t>(word.bits)};
+  return {word.isHuge ? vrUINT64_CLASS : vrINT64_CLASS, word.bits};
 }
 
 Scalar realScalar(PyObject* value) {
-  const double real = realPart(value);
-  Scalar scalar{vrDOUBLE_CLASS, sizeof(real), 0};
-  std::memcpy(&scalar.bits, &real, sizeof(real));
-  return scalar;
+  return {vrDOUBLE_CLASS, std::bit_cast<std::uint64_t>(realPart(value))};
 }
 
 Scalar numpyScalar(PyObject* value) {
   const NumberClass& number = *numberClassOfScalar(Py_TYPE(value));
-  Scalar scalar{number.classID, number.size, 0};
-  std::memcpy(&scalar.bits, reinterpret_cast<const char*>(value) + number.offset, number.size);
+  const void* element = reinterpret_cast<const char*>(value) + number.offset;
+  Scalar scalar{number.classID, 0};
+  switch (number.size) {  // a copy of known size is one instruction
+    case 1:
+      std::memcpy(&scalar.bits, element, 1);
+      break;
+    case 2:
+      std::memcpy(&scalar.bits, element, 2);
+      break;
+    case 4:
+      std::memcpy(&scalar.bits, element, 4);
+      break;
+    default:
+      std::memcpy(&scalar.bits, element, 8);
+  }
   return scalar;
 }
 
@@ -191,7 +201,7 @@ Scalar numpyScalar(PyObject* value) {
 
 Kind kindOf(PyObject* value) {
   PyTypeObject* type = Py_TYPE(value);
-  // What most arguments are goes first: an exact type is told by one comparison.
+  // The commonest types come first: an exact type takes one comparison.
   if (type == &PyUnicode_Type) return Kind::Text;
   if (type == &PyFloat_Type) return Kind::Real;
   if (type == &PyLong_Type) return Kind::Integer;
@@ -212,7 +222,7 @@ Kind kindOf(PyObject* value) {
 Scalar scalarOf(PyObject* value, Kind kind) {
   switch (kind) {
     case Kind::Boolean:
-      return {vrLOGICAL_CLASS, 1, value == Py_True ? 1U : 0U};
+      return {vrLOGICAL_CLASS, value == Py_True ? 1U : 0U};
     case Kind::Integer:
       return integerScalar(value);
     case Kind::NumpyNumber:
@@ -224,7 +234,7 @@ Scalar scalarOf(PyObject* value, Kind kind) {
 
 OwnedArray scalarArray(const Scalar& scalar) {
   OwnedArray array = makeNumeric(1, 1, scalar.classID);
-  std::memcpy(vrGetData(array.get()), &scalar.bits, scalar.size);
+  std::memcpy(vrGetData(array.get()), &scalar.bits, sizeof(scalar.bits));
   return array;
 }
 

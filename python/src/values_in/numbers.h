@@ -18,12 +18,12 @@ enum class Kind {
   None,
   Text,         // str, and NumPy's str_
   Sequence,     // list, tuple
-  Dict,         //
+  Dict,         // dict
   HostValue,    // vormel.Array, vormel.Object, a host object
   NumpyNumber,  // a NumPy scalar whose type stands in the table of number_classes.h
   NumpyScalar,  // any other NumPy scalar
-  NumpyArray,   //
-  Other         // what may have __array__
+  NumpyArray,   // of any dtype
+  Other         // anything else; it may have __array__
 };
 
 // Runs no Python code, and never fails.
@@ -31,10 +31,10 @@ Kind kindOf(PyObject* value);
 
 // ---- One number ----
 
-// The element of a scalar array.
+// The element of a scalar array. Host storage is never shorter than `bits`, and zero beyond its
+// last element: copying all of `bits` writes the element.
 struct Scalar {
   int classID;
-  std::size_t size;    // of the element, in bytes
   std::uint64_t bits;  // the element at the start, zero beyond
 };
 

@@ -21,8 +21,7 @@ namespace {
 
 bool isSequence(PyObject* value) { return PyList_Check(value) || PyTuple_Check(value); }
 
-// The value, or if it is a list or tuple its items: from here on it is what it was when it was
-// read.
+// The value, or a snapshot of its items if it is a list or tuple: later changes to it do no harm.
 Ref settled(PyObject* value) { return isSequence(value) ? snapshot(value) : borrow(value); }
 
 bool isEmpty(PyObject* settledValue) {
@@ -56,7 +55,7 @@ void put(const OwnedArray& cell, std::size_t index, OwnedArray element) {
   static_cast<void>(element.release());  // the cell's from here on
 }
 
-// Held, for converting one item may change the array they stand in.
+// References are held: converting an item may change the array it stands in.
 std::vector<Ref> itemsOf(const NumpyElements& source, std::size_t count) {
   std::vector<Ref> items;
   items.reserve(count);
@@ -153,7 +152,7 @@ OwnedArray structure(PyObject* value) {
   if (isEmpty(value)) return OwnedArray(vrCreateStructArray_730(2, none, 0, nullptr));
   OwnedArray array = toHost(value);
   if (vrGetClassID(array.get()) != vrSTRUCT_CLASS) {
-    refuseForClass("what is neither a dict nor a list of dicts with equal keys", "struct");
+    refuseForClass("a value that is neither a dict nor a list of dicts with equal keys", "struct");
   }
   return array;
 }
@@ -164,7 +163,7 @@ OwnedArray functionHandle(PyObject* value) {
   }
   OwnedArray array = toHost(value);
   if (vrGetClassID(array.get()) != vrFUNCTION_CLASS)
-    refuseForClass("what is no name", "function_handle");
+    refuseForClass("a value that is neither a str nor a function handle", "function_handle");
   return array;
 }
 
@@ -174,8 +173,8 @@ OwnedArray functionHandle(PyObject* value) {
     const std::string_view name = nameOfClass(classID);
     if (!name.empty()) known.emplace_back(name);
   }
-  throw CallRefused("NoSuchClass", "arrays of class \"" + className +
-                                       "\" are not made by name; the classes are " + listed(known));
+  throw CallRefused("NoSuchClass", "no array can be made of class \"" + className +
+                                       "\" by name; the classes are " + listed(known));
 }
 
 }  // namespace

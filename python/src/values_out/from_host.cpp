@@ -31,7 +31,7 @@ struct KnownFields {
   Ref dict;              // of the keys, all None: a copy of it has its final size
 };
 
-// A copy of what is known: Python code that runs while a reader works may make others known.
+// A copy: Python code that runs while the caller reads may replace what is known.
 KnownFields knownFields(const vrArray* structure) {
   static auto& known = *new KnownFields{0, {}, {}};  // never freed, as in names.cpp
   const std::uint64_t number = fieldNamesNumber(structure);
@@ -47,7 +47,7 @@ KnownFields knownFields(const vrArray* structure) {
   return known = std::move(fresh);
 }
 
-// Of a name that stands twice the first field counts.
+// If a name stands twice, the first field counts.
 Ref dictOfElement(const vrArray* structure, std::size_t index) {
   const KnownFields known = knownFields(structure);
   const Ref& keys = known.keys;
@@ -59,8 +59,8 @@ Ref dictOfElement(const vrArray* structure, std::size_t index) {
   return dict;
 }
 
-// A list of what `element` makes of each index. Making an element may run Python code, which finds
-// every list that the collector tracks: a half-filled one is not shown to it.
+// A list of what `element` makes of each index. Making an element may run Python code, which can
+// find every list that the collector tracks: it must not find this one half-filled.
 template <class Element>
 Ref listOf(const vrArray* array, const Element& element) {
   const std::size_t count = vrGetNumberOfElements(array);
@@ -126,7 +126,8 @@ Ref opaque(const vrArray* array) {
   return wrapArray(OwnedArray(detachedCopy(array)));
 }
 
-// What is made without taking over the array; null for numbers that want to share its storage.
+// The value, if it can be made without taking over the array; null for numbers that share its
+// storage.
 Ref fromBorrowed(const vrArray* array) {
   const ArrayFacts facts = factsOf(array);
   switch (facts.classID) {
