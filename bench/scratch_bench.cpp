@@ -24,8 +24,8 @@
 #include "bench/sizes.h"
 #include "embedded_host/arrays/arrays.h"
 #include "embedded_host/arrays/call_scope.h"
-#include "kvrntob/exchange/scratch_file.h"
 #include "kvrntob/host/libvf.h"
+#include "kvrntob/store/scratch_file.h"
 
 namespace {
 

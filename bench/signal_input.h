@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "kvrntob/store/array_makers.h"
-#include "kvrntob/store/array_owners.h"
+#include "kvrntob/base/host_arrays.h"
 
 namespace bench {
 
@@ -29,7 +28,7 @@ inline std::vector<SignalInput> makeInputs(std::int64_t count) {
 }
 
 inline kvr::SharedArray oneArray() {
-  static const kvr::SharedArray array = kvr::keepArray(kvr::makeDouble(1));
+  static const kvr::SharedArray array = kvr::keepBeyondCall(kvr::makeDouble(1));
   return array;
 }
 

@@ -27,8 +27,9 @@
 #include "bench/signal_input.h"
 #include "bench/sizes.h"
 #include "bench/sqlite_signals.h"
-#include "kvrntob/store/array_makers.h"
-#include "kvrntob/store/palette.h"
+#include "kvrntob/base/host_arrays.h"
+#include "kvrntob/columns/columns.h"
+#include "kvrntob/store/data.h"
 #include "kvrntob/store/signal_repository.h"
 
 namespace {
@@ -42,10 +43,21 @@ using kvr::SignalRepository;
 
 kvr::int32 add(SignalRepository& store, const SignalInput& input, kvr::int32 run,
                const kvr::SharedArray& values) {
-  return store.addSignal(input.rootSource.c_str(), input.timeSource.c_str(),
-                         input.dataSource.c_str(), values, input.blockSource.c_str(),
-                         input.modelSource.c_str(), input.label.c_str(), 1, {1}, 0, {},
-                         input.sid.c_str(), run, values, 0, input.rootDataSrc.c_str());
+  kvr::NewSignal signal;
+  signal.rootSource = input.rootSource.c_str();
+  signal.timeSource = input.timeSource.c_str();
+  signal.dataSource = input.dataSource.c_str();
+  signal.values = values;
+  signal.blockSource = input.blockSource.c_str();
+  signal.modelSource = input.modelSource.c_str();
+  signal.signalLabel = input.label.c_str();
+  signal.timeDim = 1;
+  signal.sampleDims = {1};
+  signal.sid = input.sid.c_str();
+  signal.runID = run;
+  signal.metaData = values;
+  signal.rootDataSrc = input.rootDataSrc.c_str();
+  return store.addSignal(std::move(signal));
 }
 
 std::unique_ptr<SignalRepository> makeStore(std::int64_t count, std::int64_t runCount = 1) {
@@ -270,7 +282,8 @@ void store_copy_run(benchmark::State& state) {
   auto store = std::make_unique<SignalRepository>();
   const kvr::int32 run = store->createEmptyRun("run", 1);
   for (const SignalInput& input : makeInputs(state.range(0)))
-    add(*store, input, run, kvr::keepArray(kvr::makeDoubleRow(std::vector<double>(kSamples, 1.0))));
+    add(*store, input, run,
+        kvr::keepBeyondCall(kvr::makeDoubleRow(std::vector<double>(kSamples, 1.0))));
   for (auto _ : state) {
     const kvr::int32 copy = store->copyRun(run, 1);
     state.PauseTiming();

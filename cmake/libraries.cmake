@@ -46,9 +46,7 @@ kvr_public_library(vormel_embedded host
   embedded_host/interpreter/interpreter.h embedded_host/messages/host_exception.h
   ${host_declarations})
 kvr_public_library(kvr_compare compare compare/compare.h)
-if(TARGET kvr_recording)
-  kvr_public_library(kvr_recording recording recording/recording.h)
-endif()
+kvr_public_library(kvr_recording recording recording/recording.h)
 
 # The file that a host loads: $<TARGET_FILE:kvrntob::module>.
 add_library(kvrntob::module ALIAS kvrntob)

@@ -281,9 +281,13 @@ enum class Source : std::uint8_t {
 // The verdict as one sentence, such as
 //   out at 12 of 379 instants, first at 20.5: 872 instead of 857, off by 15, allowed 8.57
 //   (relative 0.01, from the run)
-// Numbers are the shortest that read back the same.
+// Numbers are the shortest that read back the same. Times of kDate are written by `dateText`.
 KVR_COMPARE_EXPORT std::string describe(const Verdict& verdict, const Settings& settings,
-                                        Source toleranceSource);
+                                        Source toleranceSource, Clock clock = Clock::kNumber);
+
+// A time in seconds since 1970-01-01 as a date in UTC, to the nearest microsecond: "2016-06-29",
+// "2016-06-29 12:30:05.25". Outside the years 1 to 9999, and for NaN, the number itself.
+KVR_COMPARE_EXPORT std::string dateText(double seconds);
 
 // As reports spell them: "within", "no-values". The reason kNone is "".
 KVR_COMPARE_EXPORT const char* nameOf(Status status);

@@ -1,18 +1,31 @@
+// Instants at given times: of a grid, or of a function. They are generated a block at a time and
+// merged with the samples of either side; only where a time stands twice in a side and values are
+// interpolated are they walked one by one.
+#include <algorithm>
 #include <limits>
 #include <utility>
 
 #include "compare/block_writer.h"
 #include "compare/instants.h"
+#include "compare/kernels.h"
+#include "compare/merging.h"
 
 namespace kvr::compare {
 namespace {
 
-// Times start + k * interval.
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+// Times start + k * interval, without end.
 class UniformTimes {
  public:
   UniformTimes(const CommonSpan& span, double interval) : start_(span.start), interval_(interval) {}
 
-  double next() { return start_ + k_++ * interval_; }
+  void fill(double* times, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+      times[i] = start_ + (k_ + static_cast<double>(i)) * interval_;
+    }
+    k_ += static_cast<double>(count);
+  }
 
  private:
   double start_;
@@ -20,12 +33,16 @@ class UniformTimes {
   double k_ = 0;  // exact up to 2^53
 };
 
+// The given times, then infinity.
 class GivenTimes {
  public:
   explicit GivenTimes(std::vector<double> times) : times_(std::move(times)) {}
 
-  double next() {
-    return next_ < times_.size() ? times_[next_++] : std::numeric_limits<double>::infinity();
+  void fill(double* times, std::size_t count) {
+    const std::size_t there = std::min(count, times_.size() - next_);
+    std::copy_n(times_.data() + next_, there, times);
+    std::fill(times + there, times + count, kInfinity);
+    next_ += there;
   }
 
  private:
@@ -40,39 +57,135 @@ class Grid : public InstantSource {
   Grid(const TwoSides& sides, Generator generator)
       : sides_(sides),
         generator_(std::move(generator)),
-        time_(generator_.next()),
-        baseline_(sides.baseline, sides.span.baseline.begin),
-        other_(sides.other, sides.span.other.begin) {
-    skipWhile([this] { return time_ < sides_.span.start; });
-  }
+        ahead_(kBlock + 1),
+        i_(sides.span.baseline.begin),
+        j_(sides.span.other.begin),
+        merged_(2 * kBlock),
+        taken_(2 * kBlock),
+        placer_(sides.isLinear) {}
 
   bool next(InstantBlock& block) override {
-    BlockWriter writer(block, sides_);
-    pollStop(sides_.options);
-    while (writer.hasRoom() && time_ <= sides_.span.end) {
-      const double t = time_;
-      const Location baseline = baseline_.passTo(t);
-      writer.add(t, baseline, other_.passTo(t));
-      skipWhile([this, t] { return time_ == t; });
+    while (generate()) {
+      pollStop(sides_.options);
+      bool isStrict = true;
+      const Cursor f = cursorAt(sides_.baseline, i_, kBlock, isStrict);
+      const Cursor g = cursorAt(sides_.other, j_, kBlock, isStrict);
+      if (sides_.isLinear && !isStrict) {
+        walk(block);
+        return true;
+      }
+      if (merge(block, f, g)) return true;
     }
-    return block.count > 0;
+    return false;
   }
 
  private:
-  template <class Condition>
-  void skipWhile(Condition condition) {
-    for (std::size_t skipped = 1; condition(); ++skipped) {
-      if (skipped % kBlock == 0) pollStop(sides_.options);
-      time_ = generator_.next();
-    }
-  }
+  bool generate();
+  void dropRepeated();
+  bool merge(InstantBlock& block, const Cursor& f, const Cursor& g);
+  std::size_t countPassed(const InstantBlock& block, const Cursor& side, Places& places);
+  void walk(InstantBlock& block);
 
   TwoSides sides_;
   Generator generator_;
-  double time_;  // the next instant
-  Walker baseline_;
-  Walker other_;
+  std::vector<double> ahead_;  // distinct times within the span, and one beyond them
+  std::size_t first_ = 0;      // of those the next instant
+  std::size_t end_ = 0;        // behind the last
+  double last_ = -kInfinity;   // the last time that was generated
+  bool isComplete_ = false;
+  std::size_t i_;  // baseline samples passed
+  std::size_t j_;  // other samples passed
+  std::vector<double> merged_;
+  std::vector<std::uint32_t> taken_;
+  Placer placer_;
 };
+
+// Generates times ahead if all were used; false if there are none left.
+template <class Generator>
+bool Grid<Generator>::generate() {
+  while (first_ == end_) {
+    if (isComplete_) return false;
+    pollStop(sides_.options);
+    generator_.fill(ahead_.data(), kBlock);
+    const double* const times = ahead_.data();
+    const double* const stop = times + kBlock;
+    const double* const inside = std::lower_bound(times, stop, sides_.span.start);
+    first_ = static_cast<std::size_t>(inside - times);
+    end_ = static_cast<std::size_t>(std::upper_bound(inside, stop, sides_.span.end) - times);
+    isComplete_ = end_ < kBlock;
+    dropRepeated();
+    ahead_[end_] = kInfinity;
+  }
+  return true;
+}
+
+template <class Generator>
+void Grid<Generator>::dropRepeated() {
+  if (first_ == end_) return;
+  double* const times = ahead_.data();
+  const double before = std::exchange(last_, times[end_ - 1]);
+  const std::size_t count = end_ - first_;
+  if (times[first_] > before && kernels().orderOf(times + first_, count) == Order::kRises) return;
+  while (first_ < end_ && times[first_] == before) ++first_;
+  double* const stop = std::unique(times + first_, times + end_);
+  end_ = static_cast<std::size_t>(stop - times);
+}
+
+// Takes the times for which both windows reach far enough, at least one; else passes samples.
+template <class Generator>
+bool Grid<Generator>::merge(InstantBlock& block, const Cursor& f, const Cursor& g) {
+  const double reachF = f.ahead()[kBlock];
+  const double reachG = g.ahead()[kBlock];
+  const double* const times = ahead_.data() + first_;
+  const double* const stop = ahead_.data() + end_;
+  const double* const end = std::lower_bound(times, stop, std::min(reachF, reachG));
+  block.count = static_cast<std::size_t>(end - times);
+  if (block.count == 0) {
+    if (reachF <= *times) i_ += kBlock;
+    if (reachG <= *times) j_ += kBlock;
+    return false;
+  }
+  block.times = times;
+  i_ += countPassed(block, f, block.baseline);
+  j_ += countPassed(block, g, block.other);
+  placer_.place(block, f, block.baseline);
+  placer_.place(block, g, block.other);
+  first_ += block.count;
+  return true;
+}
+
+// Finds how many samples of the window are at or before each instant; returns how many are passed.
+// A step of the merge writes the number for the instant that comes next; the last one counts.
+template <class Generator>
+std::size_t Grid<Generator>::countPassed(const InstantBlock& block, const Cursor& side,
+                                         Places& places) {
+  const double* const samples = side.ahead();
+  const double* const end =
+      std::upper_bound(samples, samples + kBlock, block.times[block.count - 1]);
+  const auto passed = static_cast<std::size_t>(end - samples);
+  const std::size_t steps = passed + block.count;
+  mergeTimes(samples, passed, block.times, block.count, steps, merged_.data(), taken_.data());
+  std::size_t* const left = places.left.data();
+  std::size_t before = 0;
+  for (std::size_t k = 0; k < steps; ++k) {
+    left[k - before] = side.position + taken_[k];
+    before = taken_[k];
+  }
+  return passed;
+}
+
+template <class Generator>
+void Grid<Generator>::walk(InstantBlock& block) {
+  BlockWriter writer(block, sides_);
+  Walker f(sides_.baseline, i_);
+  Walker g(sides_.other, j_);
+  for (; writer.hasRoom() && first_ < end_; ++first_) {
+    const Location baseline = f.passTo(ahead_[first_]);
+    writer.add(ahead_[first_], baseline, g.passTo(ahead_[first_]));
+  }
+  i_ = f.next();
+  j_ = g.next();
+}
 
 }  // namespace
 

@@ -1,8 +1,14 @@
+// Times that stand in both sides. Without a time tolerance they are found block by block:
+//
+//   the same times on both sides   the samples of either side pair up one by one
+//   no time twice within a side    a branch-free merge; a time that both have stands twice in it
+//   anything else                  walked time by time
 #include <algorithm>
 #include <cmath>
 
 #include "compare/block_writer.h"
 #include "compare/instants.h"
+#include "compare/merging.h"
 
 namespace kvr::compare {
 namespace {
@@ -10,37 +16,90 @@ namespace {
 class Intersection : public InstantSource {
  public:
   explicit Intersection(const TwoSides& sides)
-      : sides_(sides), baseline_(sides.baseline, 0), other_(sides.other, 0) {}
+      : sides_(sides),
+        isExact_(sides.options.timeTolerance == 0),
+        inF_(isExact_ ? sides.span.baseline : SampleRange{0, sides.baseline.count()}),
+        inG_(isExact_ ? sides.span.other : SampleRange{0, sides.other.count()}),
+        i_(inF_.begin),
+        j_(inG_.begin),
+        times_(kBlock + 1),
+        taken_(kBlock) {}
 
   bool next(InstantBlock& block) override {
-    BlockWriter writer(block, sides_);
-    std::size_t unpolled = 0;
-    while (writer.hasRoom() && !baseline_.atEnd() && !other_.atEnd()) {
-      if (++unpolled % kBlock == 0) pollStop(sides_.options);
-      step(writer);
+    while (leftOf(i_, inF_) > 0 && leftOf(j_, inG_) > 0) {
+      pollStop(sides_.options);
+      if (isExact_ && pairUp(block, sides_, i_, j_)) return true;
+      const std::size_t steps = std::min(leftOf(i_, inF_) + leftOf(j_, inG_), kBlock);
+      bool isStrict = isExact_;
+      if (isStrict) {
+        const Cursor f = cursorAt(sides_.baseline, i_, steps, isStrict);
+        const Cursor g = cursorAt(sides_.other, j_, steps, isStrict);
+        if (isStrict) match(block, f, g, steps);
+      }
+      if (!isStrict) walk(block);
+      if (block.count > 0) return true;
     }
-    return block.count > 0;
+    return false;
   }
 
  private:
-  // Pairs the two times at hand, or passes the earlier one.
-  void step(BlockWriter& writer) {
-    const double f = baseline_.time();
-    const double g = other_.time();
-    if (std::abs(f - g) <= sides_.options.timeTolerance) {
-      const Location baseline = baseline_.passTo(f);
-      writer.add(f, baseline, other_.passTo(g));
-    } else if (f < g) {
-      baseline_.passTo(f);
-    } else {
-      other_.passTo(g);
-    }
-  }
+  void match(InstantBlock& block, const Cursor& f, const Cursor& g, std::size_t steps);
+  void walk(InstantBlock& block);
 
   TwoSides sides_;
-  Walker baseline_;
-  Walker other_;
+  bool isExact_;  // else times may be apart by the time tolerance
+  SampleRange inF_, inG_;
+  std::size_t i_;  // baseline samples passed
+  std::size_t j_;  // other samples passed
+  std::vector<double> times_;
+  std::vector<std::uint32_t> taken_;
 };
+
+// Of equal times the merge has the baseline's first: at step k the sample of the other is the next.
+void Intersection::match(InstantBlock& block, const Cursor& f, const Cursor& g, std::size_t steps) {
+  double* const times = times_.data();
+  const std::size_t a = mergeTimes(f.ahead(), steps, g.ahead(), steps, steps, times, taken_.data());
+  times[steps] = std::min(f.ahead()[a], g.ahead()[steps - a]);
+  double* const instants = block.ownTimes.data();
+  std::size_t* const samplesF = block.baseline.left.data();
+  std::size_t* const samplesG = block.other.left.data();
+  std::size_t count = 0;
+  for (std::size_t k = 0; k < steps; ++k) {
+    instants[count] = times[k];
+    samplesF[count] = i_ + taken_[k] - 1;
+    samplesG[count] = j_ + k + 1 - taken_[k];
+    count += times[k] == times[k + 1] ? 1 : 0;
+  }
+  block.count = count;
+  block.times = instants;
+  // Every instant is a sample of both sides: nothing is interpolated.
+  block.baseline.isRun = block.other.isRun = false;
+  block.baseline.isHeld = block.other.isHeld = true;
+  i_ += a;
+  j_ += steps - a;
+}
+
+// Pairs the two times at hand, or passes the earlier one; about a block of them.
+void Intersection::walk(InstantBlock& block) {
+  BlockWriter writer(block, sides_);
+  Walker f(sides_.baseline, i_);
+  Walker g(sides_.other, j_);
+  for (std::size_t k = 0; k < kBlock && writer.hasRoom(); ++k) {
+    if (f.next() >= inF_.end || g.next() >= inG_.end) break;
+    const double tf = f.time();
+    const double tg = g.time();
+    if (std::abs(tf - tg) <= sides_.options.timeTolerance) {
+      const Location baseline = f.passTo(tf);
+      writer.add(tf, baseline, g.passTo(tg));
+    } else if (tf < tg) {
+      f.passTo(tf);
+    } else {
+      g.passTo(tg);
+    }
+  }
+  i_ = f.next();
+  j_ = g.next();
+}
 
 }  // namespace
 

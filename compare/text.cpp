@@ -1,6 +1,8 @@
 // The verdict in words.
 #include <charconv>
+#include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <string>
 
 #include "compare/compare.h"
@@ -14,6 +16,10 @@ std::string textOf(double number) {
   char text[32];
   const std::to_chars_result end = std::to_chars(text, text + sizeof text, number);
   return {text, end.ptr};
+}
+
+std::string timeText(double time, Clock clock) {
+  return clock == Clock::kDate ? dateText(time) : textOf(time);
 }
 
 std::string textOf(std::size_t count) { return std::to_string(count); }
@@ -54,11 +60,12 @@ std::string origin(const ValueOut& value, const Tolerance& tolerance) {
                                     : "absolute " + textOf(absolute);
 }
 
-std::string firstValueOut(const Verdict& verdict, const Settings& settings, Source source) {
+std::string firstValueOut(const Verdict& verdict, const Settings& settings, Source source,
+                          Clock clock) {
   const ValueOut& first = *verdict.first;
   const std::string was = textOf(first.baseline, verdict.complexBaseline);
   const std::string is = textOf(first.other, verdict.complexOther);
-  std::string text = "first at " + textOf(first.time);
+  std::string text = "first at " + timeText(first.time, clock);
   if (first.component > 0) text += " in component " + textOf(first.component);
   text += ": " + is + " instead of " + was;
   if (!std::isfinite(first.difference)) return text;
@@ -68,11 +75,12 @@ std::string firstValueOut(const Verdict& verdict, const Settings& settings, Sour
          ", " + textOf(source) + ")";
 }
 
-std::string describeOut(const Verdict& verdict, const Settings& settings, Source source) {
+std::string describeOut(const Verdict& verdict, const Settings& settings, Source source,
+                        Clock clock) {
   std::string text = "out";
   if (verdict.first) {
     text += " at " + textOf(verdict.instantsOut) + " of " + counted(verdict.instants, "instant") +
-            ", " + firstValueOut(verdict, settings, source);
+            ", " + firstValueOut(verdict, settings, source, clock);
   }
   if (verdict.uncovered == 0) return text;
   text += verdict.first ? "; " : ": ";
@@ -80,7 +88,7 @@ std::string describeOut(const Verdict& verdict, const Settings& settings, Source
          " of the baseline";
 }
 
-std::string describeWithin(const Verdict& verdict) {
+std::string describeWithin(const Verdict& verdict, Clock clock) {
   if (verdict.judged == 0) {
     return verdict.instants == 0
                ? "within: the baseline has no samples"
@@ -89,7 +97,7 @@ std::string describeWithin(const Verdict& verdict) {
   std::string text = "within at " + counted(verdict.instants, "instant");
   if (verdict.maxDifference > 0) {
     text += ", off by at most " + textOf(verdict.maxDifference) + " at " +
-            textOf(*verdict.maxDifferenceTime);
+            timeText(*verdict.maxDifferenceTime, clock);
   }
   if (verdict.uncovered > 0) {
     text +=
@@ -124,12 +132,38 @@ std::string describeIncomparable(const Verdict& verdict) {
 
 }  // namespace
 
-std::string describe(const Verdict& verdict, const Settings& settings, Source toleranceSource) {
+std::string dateText(double seconds) {
+  constexpr double kFirst = -62135596800.0;  // 0001-01-01
+  constexpr double kEnd = 253402300800.0;    // 10000-01-01
+  if (!(seconds >= kFirst && seconds < kEnd)) return textOf(seconds);
+  using namespace std::chrono;
+  const double whole = std::floor(seconds);
+  const sys_time<microseconds> moment{
+      microseconds{static_cast<std::int64_t>(whole) * 1'000'000 +
+                   static_cast<std::int64_t>(std::round((seconds - whole) * 1e6))}};
+  const sys_days day = floor<days>(moment);
+  const year_month_day date{day};
+  const hh_mm_ss<microseconds> clock{moment - day};
+  char text[40];
+  std::snprintf(
+      text, sizeof text, "%04d-%02u-%02u %02d:%02d:%02d.%06d", static_cast<int>(date.year()),
+      static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+      static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+      static_cast<int>(clock.seconds().count()), static_cast<int>(clock.subseconds().count()));
+  std::string found = text;
+  found.erase(found.find_last_not_of('0') + 1);
+  if (found.back() == '.') found.assign(text, 19);
+  if (found.ends_with(" 00:00:00")) found.resize(10);
+  return found;
+}
+
+std::string describe(const Verdict& verdict, const Settings& settings, Source toleranceSource,
+                     Clock clock) {
   switch (verdict.status) {
     case Status::kWithin:
-      return describeWithin(verdict);
+      return describeWithin(verdict, clock);
     case Status::kOut:
-      return describeOut(verdict, settings, toleranceSource);
+      return describeOut(verdict, settings, toleranceSource, clock);
     case Status::kMissing:
       return "missing: the other has no such signal";
     case Status::kExtra:

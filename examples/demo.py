@@ -1,4 +1,4 @@
-"""Two recordings of 29 economic series go into the store as two runs and come out again.
+"""Two recordings of 29 economic series go into the store as two runs and are compared.
 
 Run it with scripts/demo, which draws into build/demo, or with a folder for the picture. What is
 shown was read back from the store.
@@ -12,7 +12,7 @@ from pathlib import Path
 
 from vormel.Dravik.kvr import SignalRepository
 
-from tour import changes, reading, settings, typed_map
+from tour import changes, comparing, reading, settings, typed_map
 from tour.nowcast import DAYS, SERIES, read_recording
 from tour.recorder import data_source, record
 
@@ -42,10 +42,13 @@ def main(pictures: Path) -> None:
     section(f"Drawn in {picture}", reading.pictured(repo, [first, second], index, picture))
     section(f"Settings in force in run {first}", settings.settings(repo, first))
     section("Groups of each column", settings.groups(repo))
+    comparison = list(comparing.compared(first, second))  # before the second run is removed
     section("Copy", changes.copied(repo, first, INSTANCE))
     section("Scratch file", changes.kept_in_file(repo, recordings[0], first, INSTANCE))
     section("Removal", changes.removed(repo, second, INSTANCE, DRAWN))
     section("A typed map", typed_map.typed_map())
+    section(f"Run {second} compared with run {first}", comparison)
+    section("Try next", comparing.next_steps())
     repo.clean()
 
 

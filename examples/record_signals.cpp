@@ -8,44 +8,14 @@
 
 #include "embedded_host/interpreter/interpreter.h"
 #include "embedded_host/messages/host_exception.h"
+#include "examples/record_run.h"
 #include "examples/recording_file.h"
 
 namespace {
 
 using vormel::Interpreter;
 using vormel::Object;
-using vormel::OwnedArray;
 using vormel::Value;
-
-constexpr int kInstance = 1;
-const std::vector<double> kNone;
-
-OwnedArray row(const std::vector<double>& numbers) {
-  OwnedArray array(vrCreateNumericMatrix_730(1, numbers.size(), vrDOUBLE_CLASS, 0));
-  if (!numbers.empty())
-    std::memcpy(vrGetData(array.get()), numbers.data(), numbers.size() * sizeof(double));
-  return array;
-}
-
-OwnedArray timeSeries(const std::vector<double>& time, const std::vector<double>& values) {
-  OwnedArray series = Interpreter::instance().functions().call("timeseries");
-  vrSetProperty_730(series.get(), 0, "Time", row(time).get());
-  vrSetProperty_730(series.get(), 0, "Data", row(values).get());
-  return series;
-}
-
-// Adds a run with a signal for each series; returns its id.
-int record(const Object& store, const std::string& day, const Recording& recording) {
-  const int run = store.call("createEmptyRun", {"As of " + day, kInstance}).toInt32();
-  for (const Series& series : recording.series) {
-    const std::string source = day + '/' + series.name;
-    const OwnedArray values = timeSeries(recording.time, series.values);
-    store.call("add", {kNone, run, day + ".csv", "Date", source, values, "nowcast/" + series.name,
-                       "nowcast", series.name, kNone, kNone, kNone, kNone, series.name, kNone,
-                       kNone, source});
-  }
-  return run;
-}
 
 // A gap equals a gap.
 bool sameBits(const std::vector<double>& a, const std::vector<double>& b) {
@@ -80,7 +50,7 @@ bool recordAndReadBack(const std::string& module, const std::string& data) {
   bool complete = true;
   for (const std::string day : {"2016-06-29", "2016-07-29"}) {
     const Recording recording = readRecording(std::filesystem::path(data) / (day + ".csv"));
-    const int run = record(store, day, recording);
+    const int run = recordRun(store, day, recording);
     const std::size_t equal = countEqual(store, run, recording);
     complete = complete && equal == recording.series.size();
     std::cout << "run " << run << ", " << store.call("getRunName", {run}).toString() << ": "

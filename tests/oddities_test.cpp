@@ -2,8 +2,8 @@
 // would expect and why it is otherwise. Nothing here may be mended.
 #include <cmath>
 
-#include "kvrntob/settings/sync_struct.h"
-#include "kvrntob/settings/tolerance_struct.h"
+#include "kvrntob/columns/columns.h"
+#include "kvrntob/settings/structures.h"
 #include "tests/support/replaced_function.h"
 #include "tests/support/store_test.h"
 #include "tests/support/struct_builder.h"

@@ -6,7 +6,6 @@
 
 #include "embedded_host/arrays/call_scope.h"
 #include "embedded_host/arrays/storage.h"
-#include "embedded_host/functions/trapped_failure.h"
 #include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/ntob.h"
 

@@ -44,7 +44,6 @@ ClaimedDirectory& ClaimedDirectory::instance() {
 
 void ClaimedDirectory::claim(const std::string& answer) {
   if (answer.empty()) return;
-  watchForks();
   std::string directory = directoryOf(answer);
   const std::lock_guard guard(mutex_);
   if (PrivateDirectory::instance().isPath(directory)) {
@@ -56,7 +55,7 @@ void ClaimedDirectory::claim(const std::string& answer) {
   const bool isOther = path_ != directory;
   if (isOther) file_.clear();
   path_ = std::move(directory);
-  if (isOther || locked_) endGuestStay();
+  if (isOther || locked_) dropSharedClaim();
 }
 
 void ClaimedDirectory::noteFile(const std::string& path) {

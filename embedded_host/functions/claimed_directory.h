@@ -3,7 +3,7 @@
 //
 // A forked child cannot be kept apart there: its module knows the path of the parent's file, and
 // would remove that file when it cleans. The host refuses calls in such a child while a file is
-// there (own_process.h).
+// there (forks.h).
 #pragma once
 
 #include <mutex>
@@ -24,6 +24,7 @@ class ClaimedDirectory {
   // Claims the directory of the files whose paths begin with `answer`, which "tempdir" gave to a
   // module, and lets go of the one before. The private directory needs no claim; an empty answer
   // changes nothing. What cannot be opened or locked counts as claimed without a lock.
+  // For a process that watches forks.
   // Throws HostError("DirectoryInUse") if a living process has it, HostError("DirectoryNotClaimed")
   // if descriptors or memory are exhausted; the claim before stays then.
   void claim(const std::string& answer);

@@ -2,32 +2,59 @@
 
 #include <cxxabi.h>
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "embedded_host/arrays/call_scope.h"
 #include "embedded_host/arrays/host_entry.h"
 #include "embedded_host/functions/claimed_directory.h"
-#include "embedded_host/functions/dispatcher.h"
-#include "embedded_host/functions/own_functions.h"
-#include "embedded_host/functions/trapped_failure.h"
+#include "embedded_host/functions/forks.h"
+#include "embedded_host/functions/private_directory.h"
+#include "embedded_host/messages/dispatcher.h"
 #include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/v_interpreter.h"
 
 namespace vormel {
 namespace {
 
-struct OwnFunction {
+// ---- The functions that come with the host; v_interpreter.h says what each returns ----
+
+OwnedArray text(const char* characters) { return OwnedArray(vrCreateString(characters)); }
+
+OwnedArray version() { return text("Vormel " VORMEL_VERSION); }
+
+// In UTC.
+OwnedArray now() {
+  using Days = std::chrono::duration<double, std::chrono::days::period>;
+  constexpr std::chrono::sys_days yearZero = std::chrono::year{0} / std::chrono::January / 1;
+  const Days sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+  return OwnedArray(vrCreateDoubleScalar((sinceEpoch - yearZero.time_since_epoch()).count()));
+}
+
+OwnedArray tempdir() {
+  requireOwnProcess();
+  watchForks();
+  if (!isOwnProcess()) requireNoSharedFile();
+  return text(PrivateDirectory::instance().path().c_str());
+}
+
+OwnedArray timeseries() {
+  const std::size_t scalar[] = {1, 1};
+  return OwnedArray(makeObject("timeseries", 2, scalar, {"Data", "Time"}));
+}
+
+struct BuiltIn {
   const char* name;
   OwnedArray (*function)();
 };
 
-constexpr OwnFunction kOwnFunctions[] = {
+constexpr BuiltIn builtIns[] = {
     {"version", version}, {"now", now}, {"tempdir", tempdir}, {"timeseries", timeseries}};
 
-const OwnFunction* findOwn(const std::string& name) {
-  const auto* found = std::find_if(std::begin(kOwnFunctions), std::end(kOwnFunctions),
-                                   [&](const OwnFunction& own) { return own.name == name; });
-  return found != std::end(kOwnFunctions) ? found : nullptr;
+const BuiltIn* findBuiltIn(const std::string& name) {
+  const auto* found = std::find_if(std::begin(builtIns), std::end(builtIns),
+                                   [&](const BuiltIn& builtIn) { return builtIn.name == name; });
+  return found != std::end(builtIns) ? found : nullptr;
 }
 
 [[noreturn]] void failUnknown(const std::string& name) {
@@ -43,8 +70,8 @@ HostFunctions& HostFunctions::instance() {
 }
 
 HostFunctions::HostFunctions() {
-  for (const OwnFunction& own : kOwnFunctions) {
-    functions_[own.name] = {own.function, functionHandle(own.name), false};
+  for (const BuiltIn& builtIn : builtIns) {
+    functions_[builtIn.name] = {builtIn.function, functionHandle(builtIn.name), false};
   }
 }
 
@@ -74,13 +101,13 @@ void HostFunctions::set(const std::string& name, HostFunction function) {
 }
 
 void HostFunctions::reset(const std::string& name) {
-  const OwnFunction* own = findOwn(name);
+  const BuiltIn* builtIn = findBuiltIn(name);
   Entry former;
   const std::lock_guard lock(mutex_);  // given up before the former function ends
   const auto found = functions_.find(name);
   if (found == functions_.end()) failUnknown(name);
-  if (own != nullptr) {
-    former = std::exchange(found->second, {own->function, found->second.functionHandle, false});
+  if (builtIn != nullptr) {
+    former = std::exchange(found->second, {builtIn->function, found->second.functionHandle, false});
   } else {
     former = std::move(found->second);
     functions_.erase(found);
@@ -114,17 +141,18 @@ OwnedArray HostFunctions::call(const std::string& name) const {
   return callAsHostFunction(entry.function, entry.functionHandle, name);
 }
 
-OwnedArray HostFunctions::callOwn(const std::string& name) const {
-  const OwnFunction* own = findOwn(name);
-  if (own == nullptr) failUnknown(name);
-  return callAsHostFunction(own->function, functionHandle(own->name), name);
+OwnedArray HostFunctions::callBuiltIn(const std::string& name) const {
+  const BuiltIn* builtIn = findBuiltIn(name);
+  if (builtIn == nullptr) failUnknown(name);
+  return callAsHostFunction(builtIn->function, functionHandle(builtIn->name), name);
 }
 
 namespace {
 
 // Before a module puts its scratch file where "tempdir" says.
 void claimAnswer(const std::string& name, const vrArray* answer) {
-  if (name != "tempdir" || vrGetClassID(answer) != vrCHAR_CLASS) return;
+  if (name != "tempdir" || vrGetClassID(answer) != vrCHAR_CLASS || vrIsEmpty(answer)) return;
+  watchForks();
   ClaimedDirectory::instance().claim(vrArrayToStdString(answer));
 }
 
@@ -150,7 +178,7 @@ __attribute__((no_sanitize("null"))) int ipCallFcnWithTrap(int outputCount, vrAr
                                                            int inputCount, vrArray**,
                                                            const char* name, int trap) {
   for (int i = 0; i < outputCount; ++i) outputs[i] = nullptr;
-  vormel::setTrappedFailure(nullptr);
+  vormel::clearTrappedFailure();
   if (trap == 0) {
     vormel::callFunction(outputCount, outputs, inputCount, name);
     return 0;

@@ -1,10 +1,11 @@
 // Host functions by name: what ipCallFcnWithTrap calls.
 //
-// The host has its own "version", "now", "tempdir" and "timeseries" (v_interpreter.h). Each can be
-// replaced and put back, and functions can be added. Functions take no inputs and give one output.
+// Four functions come with the host: "version", "now", "tempdir" and "timeseries"
+// (v_interpreter.h). Each can be replaced and put back, and functions can be added. A function
+// takes no inputs and returns one output.
 //
-// Any thread may ask and change the list at any time, a function that is running included. A
-// function that was replaced or removed ends after the list has changed.
+// Any thread may read and change the list at any time, also from within a function that is running.
+// A function that is replaced or removed is destroyed after the list has changed.
 #pragma once
 
 #include <functional>
@@ -18,7 +19,7 @@
 
 namespace vormel {
 
-// May throw whatever it likes: the caller gets it, or traps it.
+// May throw anything: the caller receives it, or traps it.
 using HostFunction = std::function<OwnedArray()>;
 
 class VORMEL_HOST_API HostFunctions {
@@ -33,7 +34,7 @@ class VORMEL_HOST_API HostFunctions {
   std::vector<std::string> names() const;
   bool contains(const std::string& name) const;
 
-  // True if `name` is replaced or added: not as the host has it.
+  // True if the function of that name was replaced or added.
   bool isReplaced(const std::string& name) const;
 
   // Replaces or adds a function. Throws HostError("InvalidFunction") if `function` is empty.
@@ -48,8 +49,8 @@ class VORMEL_HOST_API HostFunctions {
   // it throws.
   OwnedArray call(const std::string& name) const;
 
-  // The same with the function that the host has of its own, whatever it is replaced by.
-  OwnedArray callOwn(const std::string& name) const;
+  // Calls the function that comes with the host, whether or not it is replaced. Throws as call().
+  OwnedArray callBuiltIn(const std::string& name) const;
 
  private:
   struct Entry {

@@ -8,8 +8,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "embedded_host/functions/directory_entries.h"
-
 namespace vormel {
 namespace {
 

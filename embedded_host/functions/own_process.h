@@ -1,10 +1,5 @@
-// Whether this process may touch what the host has on disk, or was forked from a process whose
-// files it would share.
-//
-// pthread_atfork gives a forked child files of its own, where there are any (private_directory.h).
-// Where that cannot be had, and in a child made without those handlers (_Fork, clone), the host
-// refuses calls, and the child leaves all files alone, as it exits too. A child whose parent has
-// claimed a directory is a guest: it is refused while the parent's file is there.
+// Whether this process owns the files that the host keeps on disk, or was forked from a process
+// whose files it would share. forks.h sets the state.
 #pragma once
 
 #include <atomic>
@@ -12,25 +7,27 @@
 
 namespace vormel {
 
-// Not 0 while the process may go on without being asked. The kernel clears it in a child.
+// Points to a number that is not 0 while calls are allowed without a further test. The kernel
+// clears the number in a child.
 extern std::atomic<const volatile std::uint32_t*> ownProcessMark;
 
-// Returns if the process is a guest and may go on, else throws CallRefused("Forked").
-void requireGuestMayGoOn();
-
-// Throws CallRefused("Forked").
-inline void requireOwnProcess() {
-  if (*ownProcessMark.load(std::memory_order_relaxed) == 0) requireGuestMayGoOn();
-}
-
-// Whether the process has a directory of its own, or may have one.
+// Whether the process has a private directory of its own, or may make one.
 bool isOwnProcess() noexcept;
 
-// A guest's module has been given another directory: it is no guest any more.
-void endGuestStay() noexcept;
+// Called when the module has been given another directory than the one that its parent claimed. The
+// process shares no claim any more.
+void dropSharedClaim() noexcept;
 
-// Has forks watched from now on; to be called before the first file is made. Throws
-// HostError("ForksNotWatched") if memory is exhausted.
-void watchForks();
+// ---- For forks.cpp ----
+
+// Makes the calling process the owner.
+void takeOwnership() noexcept;
+
+// Sets the state of a forked child. `isOwn`: its files are apart from its parent's, except for a
+// claimed directory. `sharesClaim`: the parent has claimed a directory. Makes system calls alone.
+void enterChild(bool isOwn, bool sharesClaim) noexcept;
+
+// Whether enterChild was called in this process.
+bool wasForked() noexcept;
 
 }  // namespace vormel

@@ -31,8 +31,8 @@ class PrivateDirectory {
 
   // Its path, ending in a separator: "/proc/self/fd/N/", with the same N as long as nobody else
   // closes that descriptor, or where /proc is not mounted the plain path. A directory that is gone
-  // is replaced by a new one. Throws CallRefused("Forked"), then HostError("NoTemporaryDirectory")
-  // if it cannot be made.
+  // is replaced by a new one. Throws HostError("NoTemporaryDirectory") if it cannot be made. For a
+  // process that owns its files and watches forks (forks.h).
   std::string path();
 
   // True if `path` is the one handed out last; if the directory is the one of that identity.

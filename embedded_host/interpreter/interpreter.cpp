@@ -13,13 +13,6 @@
 namespace vormel {
 namespace {
 
-std::filesystem::path requireFile(const std::string& path) {
-  std::error_code failure;
-  std::filesystem::path found = std::filesystem::canonical(path, failure);
-  if (failure) throw HostError("FileNotFound", "There is no module file " + path + ".");
-  return found;
-}
-
 // "kvrntob" of ".../kvrntob.so".
 std::string moduleName(const std::filesystem::path& path) {
   const std::string file = path.filename().string();
@@ -64,7 +57,9 @@ Interpreter::Interpreter() { removeDeadDirectories(); }
 
 void Interpreter::loadModule(const std::string& path) {
   const HostEntry entry;
-  const std::filesystem::path found = requireFile(path);
+  std::error_code notFound;
+  const std::filesystem::path found = std::filesystem::canonical(path, notFound);
+  if (notFound) throw HostError("FileNotFound", "There is no module file " + path + ".");
   const std::string name = moduleName(found);
   const bool loaded = std::any_of(modules_.begin(), modules_.end(),
                                   [&](const Module& module) { return module.name == name; });
@@ -76,6 +71,8 @@ void Interpreter::loadModule(const std::string& path) {
   registerPackages(file);
   modules_.push_back(std::move(module));
 }
+
+void Interpreter::loadModule() { loadModule(findInstalledModule()); }
 
 ClassRecord& Interpreter::findClass(std::string_view fullName) const {
   const HostEntry entry;

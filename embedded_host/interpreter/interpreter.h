@@ -1,7 +1,7 @@
 // The C++ face of the embedded host: load a module, make an object, call a method, read a value.
 //
 //   Interpreter& host = Interpreter::instance();
-//   host.loadModule("build/release/kvrntob.so");
+//   host.loadModule();  // or loadModule("path/of/kvrntob.so")
 //   Object store = host.construct("Dravik.kvr.SignalRepository");
 //   const int run = store.call("createEmptyRun", {"Monday", 1}).toInt32();
 //   Value names = store.call("getRunName", {run});
@@ -100,6 +100,14 @@ class VORMEL_HOST_API Interpreter {
   //   "MissingExport"        one of the six symbols of a module is missing; the text names it
   // and whatever the module's entry throws.
   void loadModule(const std::string& path);
+
+  // The same with the module that is installed with this library. Looks for it, in this order:
+  //   1. the file that the environment variable KVRNTOB_MODULE names, if it is set and not empty;
+  //      there is no other choice then
+  //   2. kvrntob.so in the directory of the library (libvormel_embedded)
+  //   3. kvrntob/kvrntob.so in that directory
+  // The text of "FileNotFound" lists where it looked.
+  void loadModule();
 
   // Loaded modules, in the order of loading: name, and the texts that they export. To be asked
   // while no other thread loads one.

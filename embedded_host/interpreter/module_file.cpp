@@ -2,6 +2,9 @@
 
 #include <dlfcn.h>
 
+#include <cstdlib>
+#include <filesystem>
+
 #include "embedded_host/messages/host_exception.h"
 
 namespace vormel {
@@ -14,12 +17,45 @@ struct CloseLibrary {
   }
 };
 
+constexpr const char* moduleVariable = "KVRNTOB_MODULE";
+
+// The folder of the library that this code is in. Empty if the loader does not tell.
+std::filesystem::path libraryFolder() {
+  static const char anchor = 0;  // some address in the library
+  Dl_info library;
+  if (dladdr(&anchor, &library) == 0) return {};
+  std::error_code failure;
+  return std::filesystem::canonical(library.dli_fname, failure).parent_path();
+}
+
+bool isFile(const std::filesystem::path& path) {
+  std::error_code failure;
+  return std::filesystem::is_regular_file(path, failure);
+}
+
 std::string linkerMessage() {
   const char* message = dlerror();
   return message != nullptr ? message : "unknown reason";
 }
 
 }  // namespace
+
+std::string findInstalledModule() {
+  if (const char* named = secure_getenv(moduleVariable); named != nullptr && *named != '\0') {
+    if (isFile(named)) return named;
+    throw HostError("FileNotFound", std::string("There is no module file ") + named + ", which " +
+                                        moduleVariable + " names.");
+  }
+  const std::filesystem::path folder = libraryFolder();
+  const std::string beside = folder / "kvrntob.so";
+  const std::string below = folder / "kvrntob" / "kvrntob.so";
+  for (const std::string& candidate : {beside, below}) {
+    if (isFile(candidate)) return candidate;
+  }
+  throw HostError("FileNotFound", "The module kvrntob was not found: there is neither " + beside +
+                                      " nor " + below + ". Set " + moduleVariable +
+                                      " to the path of the module's file.");
+}
 
 ModuleFile::ModuleFile(const std::string& path, const std::string& name)
     : library_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)), path_(path) {

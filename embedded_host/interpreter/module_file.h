@@ -5,6 +5,12 @@
 
 namespace vormel {
 
+// The file of the module that is installed with the host library: what KVRNTOB_MODULE names, else
+// kvrntob.so in the directory of the library or in its sub-folder kvrntob. Throws
+// HostError("FileNotFound") with a text that lists where it looked. A program that runs with the
+// rights of another user (set-user-ID) does not read the variable.
+std::string findInstalledModule();
+
 class ModuleFile {
  public:
   // Opens the library; `name` is the module's. Throws HostError("NotAModule"), then

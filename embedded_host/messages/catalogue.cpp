@@ -1,7 +1,14 @@
-#include "embedded_host/messages/catalogue.h"
-
+// The message catalogue: the message classes, their texts, and the way from a message to the
+// exception that carries it.
+#include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
+#include "embedded_host/messages/host_exception.h"
+#include "kvrntob/host/drk_services.h"
+#include "kvrntob/host/hf_i18n.h"
 #include "kvrntob/host/libqnKVR_res.h"
 
 namespace KVR::kvr {
@@ -16,7 +23,6 @@ namespace KVR::kvr {
 
 }  // namespace KVR::kvr
 
-namespace vormel {
 namespace {
 
 struct Entry {
@@ -30,16 +36,16 @@ constexpr Entry entries[] = {
 #include "kvrntob/host/kvr_messages.def"
 };
 
-}  // namespace
-
+// The message's text with its word filled in. For a message that is not in the catalogue, the
+// identifier and the word.
 std::string textOf(const hf::i18n::BaseMsgID& message) {
   constexpr std::string_view gap = "{0}";
   const std::string_view identifier = message.identifier();
   for (const Entry& entry : entries) {
     if (entry.identifier != identifier) continue;
     std::string text(entry.text);
-    const std::size_t place = text.find(gap);
-    if (place != std::string::npos) text.replace(place, gap.size(), message.word());
+    const std::size_t position = text.find(gap);
+    if (position != std::string::npos) text.replace(position, gap.size(), message.word());
     return text;
   }
   std::string text(identifier);
@@ -47,4 +53,33 @@ std::string textOf(const hf::i18n::BaseMsgID& message) {
   return text;
 }
 
-}  // namespace vormel
+}  // namespace
+
+struct drsvDiagnosticImpl {
+  std::string identifier;
+  std::optional<std::string> word;
+  std::string text;
+};
+
+drsvDiagnosticImpl* drsvCreateDiagnosticFromMessageID(const hf::i18n::BaseMsgID& message) {
+  std::optional<std::string> word;
+  if (message.takesWord()) word = message.word();
+  return new drsvDiagnosticImpl{message.identifier(), std::move(word), textOf(message)};
+}
+
+namespace {
+
+vormel::HostException exceptionFrom(drsvDiagnosticImpl*& diagnostic, const char* functionName) {
+  const std::unique_ptr<drsvDiagnosticImpl> owned(std::exchange(diagnostic, nullptr));
+  std::optional<std::string> function;
+  if (functionName != nullptr) function = functionName;
+  return {std::move(owned->identifier), std::move(owned->word), std::move(owned->text),
+          std::move(function)};
+}
+
+}  // namespace
+
+// Has no locals of its own: unwinding would have to stop here to destroy them.
+void drsvThrowIExceptionFromDiagnostic(drsvDiagnosticImpl*& diagnostic, const char* functionName) {
+  throw exceptionFrom(diagnostic, functionName);
+}

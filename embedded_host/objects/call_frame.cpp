@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "embedded_host/functions/dispatcher.h"
-#include "embedded_host/functions/own_process.h"
-#include "embedded_host/functions/trapped_failure.h"
+#include "embedded_host/functions/forks.h"
+#include "embedded_host/messages/dispatcher.h"
 #include "embedded_host/objects/numbers.h"
 #include "embedded_host/objects/refusals.h"
 
@@ -44,7 +43,7 @@ CallFrame::CallFrame(const MethodRecord& method, std::size_t inputCount, std::in
 CallFrame::~CallFrame() {
   releaseOutputs();
   while (madeInputCount_ > 0) madeInputs_[--madeInputCount_].end();
-  forgetTrappedFailure();
+  clearTrappedFailure();
 }
 
 void CallFrame::placeCells() {

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "embedded_host/arrays/host_entry.h"
-#include "embedded_host/functions/dispatcher.h"
+#include "embedded_host/messages/dispatcher.h"
 
 namespace vormel {
 namespace {

@@ -7,7 +7,7 @@ from __future__ import annotations
 
 import csv
 from dataclasses import dataclass
-from datetime import date, datetime
+from datetime import date, datetime, timedelta
 from pathlib import Path
 
 import numpy as np
@@ -59,12 +59,21 @@ class Recording:
 
     @property
     def time(self) -> np.ndarray:
-        """The months as day numbers of the host."""
-        return np.array([day_number(month) for month in self.months])
+        """The months in seconds since 1970-01-01."""
+        return np.array([seconds(month) for month in self.months])
 
     @property
     def gaps(self) -> int:
         return sum(int(np.isnan(row).sum()) for row in self.values.values())
+
+
+def seconds(day: date) -> float:
+    """From 1970-01-01 to the beginning of the day."""
+    return float((day - date(1970, 1, 1)).total_seconds())
+
+
+def from_seconds(number: float) -> date:
+    return date(1970, 1, 1) + timedelta(seconds=number)
 
 
 def day_number(day: date) -> float:

@@ -12,7 +12,7 @@ import numpy as np
 matplotlib.use("Agg")
 from matplotlib import pyplot  # noqa: E402  the backend is chosen first
 
-from tour.nowcast import from_day_number  # noqa: E402
+from tour.nowcast import from_seconds  # noqa: E402
 from tour.recorder import samples  # noqa: E402
 
 
@@ -33,7 +33,7 @@ def draw(path: Path, title: str, unit: str, since: date, lines: dict[str, dict[s
 
 def draw_line(axes: Any, name: str, signal: dict[str, Any], since: date) -> None:
     time, values = samples(signal)
-    months = [from_day_number(number) for number in time]
+    months = [from_seconds(number) for number in time]
     shown = np.array([month >= since for month in months])
     axes.plot(
         [month for month in months if month >= since],

@@ -10,7 +10,7 @@ from typing import Any
 import numpy as np
 import vormel
 
-from tour.nowcast import from_day_number
+from tour.nowcast import from_day_number, from_seconds
 from tour.picture import draw
 from tour.recorder import samples, signals_of
 
@@ -43,7 +43,7 @@ def ways_to_read(repo: Any, run: int, source: str) -> Iterator[str]:
 def shown(way: str, signal: dict[str, Any]) -> Iterator[str]:
     time, values = samples(signal)
     last = np.flatnonzero(~np.isnan(values))[-1]
-    month = from_day_number(time[last]).strftime("%b %Y")
+    month = from_seconds(time[last]).strftime("%b %Y")
     yield f"{way:<28} {signal['DataID']:>3} {signal['BlockSource']:<31} {month}: {values[last]:,g}"
 
 

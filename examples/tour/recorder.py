@@ -10,6 +10,7 @@ import vormel
 from tour.nowcast import SERIES, Recording, day_number
 
 MODEL = "nowcast"
+TIME_SOURCE = "seconds since 1970-01-01"
 
 
 def block_path(code: str) -> str:
@@ -36,7 +37,7 @@ def add_series(repo: Any, run: int, recording: Recording, code: str) -> int:
         None,
         run,
         f"{recording.day}.csv",  # root source
-        "Date",  # time source
+        TIME_SOURCE,
         source,
         vormel.timeseries(row, recording.time, Name=code),
         block_path(code),

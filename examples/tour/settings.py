@@ -5,6 +5,7 @@ from __future__ import annotations
 from collections.abc import Iterator
 from typing import Any
 
+DAY = 86400.0  # seconds
 COLUMNS = ("GRUNNAME", "GBLOCKPATH", "GDATASOURCE", "GSIGNALNAME", "GMODEL")
 
 
@@ -16,11 +17,11 @@ def settings(repo: Any, run: int) -> Iterator[str]:
     plain, tolerant, uniform = (int(repo.getID(run, index)) for index in (1, 13, 26))
     repo.setAbsoluteTolerance(tolerant, 0.1)
     repo.setSyncMethod(uniform, "uniform")
-    repo.setUniformTimeInterval(uniform, 30.0)
+    repo.setUniformTimeInterval(uniform, 30 * DAY)
     for signal in (plain, tolerant, uniform):
         yield (
             f"{repo.getSignal(signal)['SignalLabel']:<22}"
-            f"{tolerance(repo, signal):<37}{options(repo, signal)}"
+            f"{tolerance(repo, signal):<34}{options(repo, signal)}"
         )
 
 
@@ -35,18 +36,14 @@ def options(repo: Any, signal: int) -> str:
     origin = "run" if repo.isSyncOptionsInherited(signal) else "own"
     return (
         f"{values['SyncMethod']}, {values['InterpMethod']}, "
-        f"every {values['UniformTimeInterval']:g} ({origin})"
+        f"every {values['UniformTimeInterval']:.10g} s ({origin})"
     )
 
 
 def groups(repo: Any) -> Iterator[str]:
-    """Each column: how many groups, first and last name in both orders."""
+    """Each column: how many groups, the first names in ascending and in descending order."""
     for column in COLUMNS:
         count = repo.getGroupCount(column)
-        for order in ("ASC", "DESC"):
-            names = [repo.getGroup(index, column, order) for index in range(1, count + 1)]
-            yield f"{column:<12}{count:>3}  {order:<5}{summary(names)}"
-
-
-def summary(names: list[str]) -> str:
-    return names[0] if len(names) == 1 else f"{names[0]} ... {names[-1]}"
+        first, last = (repo.getGroup(1, column, order) for order in ("ASC", "DESC"))
+        names = first if count == 1 else f"{first} ... {last}"
+        yield f"{column:<12}{count:>3}  {names}"

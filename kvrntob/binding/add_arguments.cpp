@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "kvrntob/base/failure.h"
 #include "kvrntob/binding/arguments.h"
-#include "kvrntob/binding/failure.h"
 
 namespace kvr {
 
@@ -14,7 +14,7 @@ int32 readNumber(const vrArray* array, bool (*isFit)(const vrArray*), const char
                  const char* signLabel) {
   if (vrIsEmpty(array)) return 0;
   if (!isFit(array)) raiseFromMessage(KVR::kvr::NOT_INTEGER_SCALAR(kindLabel));
-  const int32 value = readValue(array);
+  const int32 value = readTruncated(array);
   if (value < 0) raiseFromMessage(KVR::kvr::NOT_POSITIVE(signLabel));
   return value;
 }

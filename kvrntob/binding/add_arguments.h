@@ -3,8 +3,8 @@
 
 #include <vector>
 
+#include "kvrntob/base/codes.h"
 #include "kvrntob/host/libvr.h"
-#include "kvrntob/store/integers.h"
 
 namespace kvr {
 

@@ -1,8 +1,6 @@
 #include "kvrntob/binding/arguments.h"
 
-#include <cstring>
-
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 
 namespace kvr {
 
@@ -21,12 +19,6 @@ bool isStructOrObjectClass(const vrArray* array) {
 bool isIntegerScalar(const vrArray* array) { return isIntegerClass(array) && vrIsScalar(array); }
 
 bool isNumericScalar(const vrArray* array) { return vrIsNumeric(array) && vrIsScalar(array); }
-
-std::int32_t readStorage(const vrArray* array) {
-  std::int32_t word;
-  std::memcpy(&word, vrGetData(array), sizeof word);  // storage is 8 bytes long at least
-  return word;
-}
 
 void requireIntegerScalar(const vrArray* array, const char* label) {
   if (!isIntegerScalar(array)) raiseFromMessage(KVR::kvr::NOT_INTEGER_SCALAR(label));

@@ -1,14 +1,7 @@
-// Tests and readers of the arrays that arrive as "any".
-//
-// An integer is read in one of two ways, which are not interchangeable:
-//   readValue    the first element as a number, truncated toward zero
-//   readStorage  the first 32 bits of element storage, whatever the class
+// Tests of the arrays that arrive as "any". base/number_reading.h reads what has passed them.
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <vector>
-
+#include "kvrntob/base/number_reading.h"
 #include "kvrntob/host/libvr.h"
 
 namespace kvr {
@@ -22,20 +15,11 @@ bool isStructOrObjectClass(const vrArray* array);
 bool isIntegerScalar(const vrArray* array);
 bool isNumericScalar(const vrArray* array);
 
-// NaN and values outside int32 give -2147483648.
-inline std::int32_t readValue(const vrArray* array) { return vrGetScalarInt(array); }
-
-// Of an array of an integer class with at least one element. The low half of a 64-bit element;
-// storage beyond a narrow one reads as zero.
-std::int32_t readStorage(const vrArray* array);
-
-// Any number but zero, NaN included.
-inline bool readTruth(const vrArray* array) { return vrGetScalar(array) != 0.0; }
-
-// Fail with NOT_INTEGER_SCALAR(label), INPUT_MISMATCH("string of characters") and
-// INPUT_MISMATCH("struct").
+// Fails with NOT_INTEGER_SCALAR(label).
 void requireIntegerScalar(const vrArray* array, const char* label);
+// Fails with INPUT_MISMATCH("string of characters").
 void requireCharacters(const vrArray* array);
+// Fail with INPUT_MISMATCH("struct").
 void requireStruct(const vrArray* array);
 void requireStructOrObject(const vrArray* array);
 

@@ -1,4 +1,4 @@
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 
 #include "kvrntob/host/drk_services.h"
 #include "kvrntob/host/v_dispatcher.h"

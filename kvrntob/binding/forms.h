@@ -7,9 +7,9 @@
 #include <string_view>
 #include <utility>
 
+#include "kvrntob/base/failure.h"
 #include "kvrntob/binding/arguments.h"
 #include "kvrntob/binding/call.h"
-#include "kvrntob/binding/failure.h"
 
 namespace kvr {
 
@@ -21,28 +21,32 @@ inline int32 signalOf(const SignalRepository& store, const Call& call) {
   return store.signalIDByRunIndex(call.in[1].int32Value, call.in[2].int32Value);
 }
 
-// Writing methods: three inputs (handle, signal id, value) or four (handle, run id, index, value).
+// Setting methods: three inputs (handle, signal id, value) or four (handle, run id, index, value).
 // What differs between them:
-struct Form {
-  int32 (*first)(const ArgumentCell&);  // cell 1, read before the inputs are counted
-  bool valueFirst;                      // at four inputs: is the value tested before the index?
+struct SettingForm {
+  int32 (*readFirst)(const ArgumentCell&);  // of cell 1, before the inputs are counted
+  bool testsValueFirst;                     // at four inputs: the value before the index?
   int32 (*readIndex)(const vrArray*);
   const char* indexLabel;
 };
 
-inline int32 typedCell(const ArgumentCell& cell) { return cell.int32Value; }
-inline int32 untestedValue(const ArgumentCell& cell) { return readValue(cell.array); }
-inline int32 testedValue(const ArgumentCell& cell) {
+// Ways to read cell 1: declared "int32 scalar", or declared "any" and truncated with or without a
+// test.
+inline int32 declaredInt32(const ArgumentCell& cell) { return cell.int32Value; }
+inline int32 anyNumber(const ArgumentCell& cell) { return readTruncated(cell.array); }
+inline int32 integerScalar(const ArgumentCell& cell) {
   requireIntegerScalar(cell.array, "Index or Data Run ID");
-  return readValue(cell.array);
+  return readTruncated(cell.array);
 }
 
-inline constexpr Form formB{untestedValue, false, readStorage, "Index"};
-inline constexpr Form formC{typedCell, true, readValue, "Index"};
-inline constexpr Form formD = formC;
-inline constexpr Form formM = formB;
-inline constexpr Form formS{typedCell, true, readValue, "Index or Data Run ID"};
-inline constexpr Form formT{testedValue, false, readValue, "Index or Data Run ID"};
+// The forms, named by the class that the id may have and by what is tested first at four inputs.
+inline constexpr SettingForm anyIDIndexFirst{anyNumber, false, readFirst32Bits, "Index"};
+inline constexpr SettingForm typedIDValueFirst{declaredInt32, true, readTruncated, "Index"};
+// The same, except that a bad index is named "Index or Data Run ID".
+inline constexpr SettingForm typedIDStructFirst{declaredInt32, true, readTruncated,
+                                                "Index or Data Run ID"};
+inline constexpr SettingForm integerIDIndexFirst{integerScalar, false, readTruncated,
+                                                 "Index or Data Run ID"};
 
 template <class Value>
 struct Setting {
@@ -55,16 +59,16 @@ struct Setting {
 // at four with NOT_INTEGER_SCALAR(form.indexLabel), before or after `read` fails, then as
 // signalIDByRunIndex.
 template <class Reader>
-auto decode(const Form& form, const SignalRepository& store, const Call& call, Reader read)
-    -> Setting<decltype(read(call.in[2].array, 3))> {
-  const int32 first = form.first(call.in[1]);
+auto readSetting(const SettingForm& form, const SignalRepository& store, const Call& call,
+                 Reader read) -> Setting<decltype(read(call.in[2].array, 3))> {
+  const int32 first = form.readFirst(call.in[1]);
   if (call.inputCount == 3) return {first, read(call.in[2].array, 3)};
   if (call.inputCount != 4) raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
   const auto readIndex = [&] {
     requireIntegerScalar(call.in[2].array, form.indexLabel);
     return form.readIndex(call.in[2].array);
   };
-  if (form.valueFirst) {
+  if (form.testsValueFirst) {
     auto value = read(call.in[3].array, 4);
     const int32 index = readIndex();
     return {store.signalIDByRunIndex(first, index), std::move(value)};
@@ -140,7 +144,7 @@ struct StructOrObject {
 // A copy for the store that shares its elements with the array.
 struct SharedCopy {
   SharedArray operator()(const vrArray* array, int) const {
-    return keepArray(vrCreateSharedDataCopy(array));
+    return keepBeyondCall(vrCreateSharedDataCopy(array));
   }
 };
 

@@ -4,13 +4,6 @@ namespace kvr {
 
 namespace {
 
-constexpr const char* NONE = "";  // the one entry of a list that declares nothing
-constexpr const char* HANDLE = "Dravik.kvr.SignalRepository";
-constexpr const char* ANY = "any";
-constexpr const char* INT32 = "int32 scalar";
-constexpr const char* DOUBLE = "double scalar";
-constexpr const char* STRING = "string";
-
 template <class Descriptor>
 ntob::TOBMethodInfo* make() {
   return new Descriptor;
@@ -18,12 +11,9 @@ ntob::TOBMethodInfo* make() {
 
 }  // namespace
 
-#define IN(...) \
-  { __VA_ARGS__ }
-#define OUT(...) \
-  { __VA_ARGS__ }
-
-#define METHOD(Class, hostName, inputs, outputs) \
+// A missing body is a link error.
+using namespace rows;
+#define METHOD(family, Class, hostName, inputs, outputs, ...) \
   Class::Class() : KVRTOBMethodInfo(hostName) { declare(inputs, outputs); }
 #define REPEAT(Class)
 #include "kvrntob/binding/methods.def"
@@ -31,7 +21,7 @@ ntob::TOBMethodInfo* make() {
 void registerMethods(ntob::TOBClass* cls) {
   using Maker = ntob::TOBMethodInfo* (*)();
   static constexpr Maker makers[] = {
-#define METHOD(Class, hostName, inputs, outputs) make<Class>,
+#define METHOD(family, Class, ...) make<Class>,
 #define REPEAT(Class) make<Class>,
 #include "kvrntob/binding/methods.def"
   };

@@ -1,16 +1,34 @@
-// The descriptors of the repository's methods, one class a row of methods.def.
+// The descriptors of the repository's methods: their base, and one class a row of methods.def.
 #pragma once
 
-#include <vector>
+#include <memory>
 
+#include "kvrntob/base/descriptor_memory.h"
+#include "kvrntob/base/method_rows.h"
 #include "kvrntob/binding/call.h"
-#include "kvrntob/binding/method_info.h"
 
 namespace kvr {
 
+class KVRTOBMethodInfo : public ZeroedDescriptor<ntob::TOBMethodInfo> {
+ public:
+  const char* getName() const override { return name.characters(); }
+  const ntob::TOBMethodSignature* getSignature() const override { return signature.get(); }
+
+ protected:
+  explicit KVRTOBMethodInfo(const char* hostName) : name(hostName) {}
+
+  void declare(rows::Arguments inputs, rows::Arguments outputs) {
+    signature = rows::makeSignature(inputs, outputs);
+  }
+
+ private:
+  ntob::TOBString name;
+  std::unique_ptr<ntob::TOBMethodSignature> signature;
+};
+
 // A descriptor adds nothing to its base but the body, run(), which stands in the file of its family
 // in methods/.
-#define METHOD(Class, hostName, inputs, outputs)                                         \
+#define METHOD(family, Class, hostName, inputs, outputs, ...)                            \
   class Class final : public KVRTOBMethodInfo {                                          \
    public:                                                                               \
     Class();                                                                             \

@@ -2,6 +2,7 @@
 // to the host once they are registered.
 #pragma once
 
+#include "kvrntob/base/descriptor_memory.h"
 #include "kvrntob/host/ntob.h"
 
 // Package "Dravik": holds "kvr".
@@ -22,7 +23,7 @@ class KVRNTOBPackageInfo final : public ntob::TOBPackageInfo {
 namespace kvr {
 
 // Class "Dravik.kvr.SignalRepository". Every instance reaches the one store of the process.
-class SignalRepositoryTOBClassInfo final : public ntob::TOBClassInfo {
+class SignalRepositoryTOBClassInfo final : public ZeroedDescriptor<ntob::TOBClassInfo> {
  public:
   const char* getName() const override { return "SignalRepository"; }
   // The two differ in the case of a letter, and stay so.

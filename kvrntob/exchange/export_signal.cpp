@@ -1,27 +1,27 @@
-#include "kvrntob/exchange/export_signal.h"
-
+// The structure in which a signal leaves the store.
 #include <iterator>
 
-#include "kvrntob/exchange/scratch_file.h"
-#include "kvrntob/store/array_makers.h"
+#include "kvrntob/base/host_arrays.h"
+#include "kvrntob/store/data.h"
+#include "kvrntob/store/scratch_file.h"
 
 namespace kvr {
 
 namespace {
 
-// In the order in which exportSignal sets them; the small first letter of the last one stays.
-constexpr const char* kFieldNames[] = {"DataID",      "RunID",      "RootSource",  "TimeSource",
-                                       "DataSource",  "DataValues", "BlockSource", "ModelSource",
-                                       "SignalLabel", "TimeDim",    "SampleDims",  "PortIndex",
-                                       "Channel",     "SID",        "LineColor",   "LineDashed",
-                                       "MetaData",    "ParentID",   "rootDataSrc"};
-static_assert(std::size(kFieldNames) == 19);
+// In the order in which exportSignal sets them. Required: the last one alone begins in lower case.
+constexpr const char* fieldNames[] = {"DataID",      "RunID",      "RootSource",  "TimeSource",
+                                      "DataSource",  "DataValues", "BlockSource", "ModelSource",
+                                      "SignalLabel", "TimeDim",    "SampleDims",  "PortIndex",
+                                      "Channel",     "SID",        "LineColor",   "LineDashed",
+                                      "MetaData",    "ParentID",   "rootDataSrc"};
+static_assert(std::size(fieldNames) == 19);
 
 }  // namespace
 
 vrArray* exportSignal(const Data& record) {
   record.prefetch();
-  vrArray* structure = makeStructure(kFieldNames);
+  vrArray* structure = makeStructure(fieldNames);
   int field = 0;
   const auto set = [&](vrArray* value) { vrSetFieldByNumber_730(structure, 0, field++, value); };
 
@@ -37,7 +37,7 @@ vrArray* exportSignal(const Data& record) {
   set(makeString(record.SignalLabel));
   set(makeInt32(record.TimeDim));
   set(makeInt32Row(record.SampleDims));
-  set(record.PortIndex != -1 ? makeInt32(record.PortIndex) : makeInt32Empty());
+  set(record.PortIndex != -1 ? makeInt32(record.PortIndex) : makeEmptyInt32());
   set(makeInt32Row(record.Channel));
   set(makeString(record.SID));
   set(makeDoubleRow(record.LineColor));

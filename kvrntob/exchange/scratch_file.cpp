@@ -1,14 +1,12 @@
-#include "kvrntob/exchange/scratch_file.h"
+#include "kvrntob/store/scratch_file.h"
 
 #include <cxxabi.h>
 #include <boost/lexical_cast.hpp>
 #include <cstdio>
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
+#include "kvrntob/base/host_arrays.h"
 #include "kvrntob/host/libvf.h"
-#include "kvrntob/store/array_makers.h"
-#include "kvrntob/store/array_owners.h"
-#include "kvrntob/store/host_function.h"
 
 namespace kvr {
 
@@ -18,8 +16,8 @@ namespace {
 
 std::string variableName(int32 id) { return "id" + boost::lexical_cast<std::string>(id); }
 
-// The structure of a signal's variable, made of two properties of its timeseries. What a failure
-// finds made stays with the host call.
+// The structure of a signal's variable, made of two properties of its timeseries. On failure the
+// host frees the arrays made so far when its call ends.
 vrArray* makeVariable(const vrArray* values) {
   vrArray* time = vrGetProperty_730(values, 0, "Time");
   vrArray* data = vrGetProperty_730(values, 0, "Data");
@@ -34,14 +32,15 @@ vrArray* makeVariable(const vrArray* values) {
 }  // namespace
 
 void createScratchFile() {
-  const OwnedArray answer = callHostFunction("tempdir", FunctionFailure::GivesNull);
+  const OwnedArray answer = callHostFunction("tempdir", OnFailure::ReturnNull);
   const std::string directory = vrArrayToStdString(answer.get());
   if (directory.empty()) raiseFromMessage(KVR::kvr::INPUT_MISMATCH("timeseries"));
-  scratchFileName = directory + "KVR.vdf";  // no separator: the directory's name ends in one
+  scratchFileName = directory + "KVR.vdf";  // the directory's name ends in a separator
   vfClose(vfOpen(scratchFileName.c_str(), "w7.3"));
 }
 
-// What ends a thread has no address: the sanitizer of null references is not to look at its catch.
+// The exception that ends a thread has no object, so that its catch by reference would trip the
+// sanitizer's null check.
 __attribute__((no_sanitize("null"))) void writeScratchVariable(const vrArray* values, int32 id) {
   try {
     vrArray* variable = makeVariable(values);
@@ -53,9 +52,9 @@ __attribute__((no_sanitize("null"))) void writeScratchVariable(const vrArray* va
     vfClose(file);
     vrDestroyArray(variable);
   } catch (const abi::__forced_unwind&) {
-    throw;  // the thread is being ended: no failure of the write
+    throw;  // the thread is being ended; the write has not failed
   } catch (...) {
-    // The module's one catch: to a caller of add a bad array and an unwritable file look alike.
+    // The module's only catch: callers of add cannot tell a bad array from an unwritable file.
     raiseFromMessage(KVR::kvr::INPUT_MISMATCH("timeseries"));
   }
 }
@@ -65,7 +64,7 @@ vrArray* readScratchVariable(int32 id) {
   if (file == nullptr) raiseFromMessage(KVR::kvr::FILE_NOT_LOCATED());
   const OwnedArray variable(vfGetVariable(file, variableName(id).c_str()));
   if (!variable) raiseFromMessage(KVR::kvr::NON_EXISTENT("ID"));
-  OwnedArray series = callHostFunction("timeseries", FunctionFailure::GivesNull);
+  OwnedArray series = callHostFunction("timeseries", OnFailure::ReturnNull);
   const vrArray* data = vrGetField_730(variable.get(), 0, "Data");
   const vrArray* time = vrGetField_730(variable.get(), 0, "Time");
   if (data == nullptr || time == nullptr) raiseFromMessage(KVR::kvr::NON_EXISTENT("ID"));

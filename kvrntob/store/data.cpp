@@ -3,9 +3,8 @@
 #include <cstddef>
 #include <utility>
 
-#include "kvrntob/binding/failure.h"
-#include "kvrntob/exchange/scratch_file.h"
-#include "kvrntob/store/palette.h"
+#include "kvrntob/base/failure.h"
+#include "kvrntob/store/scratch_file.h"
 
 namespace kvr {
 
@@ -14,33 +13,52 @@ const SyncOptions defaultSyncOptions;
 
 int32 lastSignalID = 0;
 
-Data::Data(std::string rootSource, std::string timeSource, std::string dataSource,
-           SharedArray values, std::string blockSource, std::string modelSource,
-           std::string signalLabel, int32 timeDim, std::vector<int32> sampleDims, int32 portIndex,
-           std::vector<int32> channel, std::string sid, int32 runID, SharedArray metaData,
-           bool inFile, std::string rootDataSource, int32 instanceID)
+const std::array<std::array<double, 3>, 16> linePalette{{
+    {0, 0, 0},
+    {1, 0, 0},
+    {0, 1, 0},
+    {1, 1, 0},
+    {1, 0, 1},
+    {0, 0, 1},
+    {1, 0.5, 0},
+    {0.5, 0, 1},
+    {0.5, 0.5, 0.5},
+    {0.5, 0.25, 0},
+    {0, 1, 1},
+    {0.75, 0.75, 0.75},
+    {0, 0, 0.5},
+    {0, 0.5, 0.5},
+    {0, 0, 0.5},
+    {0.2, 0.81, 0.2},
+}};
+
+const std::array<const char*, 4> lineStyles{"-", "--", ":", "-."};
+
+int32 paletteCounter = -1;
+
+Data::Data(NewSignal&& signal, bool inFile, int32 instanceID)
     : DataID(++lastSignalID),
-      RunID(runID),
-      RootSource(std::move(rootSource)),
-      TimeSource(std::move(timeSource)),
-      DataSource(std::move(dataSource)),
-      BlockSource(std::move(blockSource)),
-      ModelSource(std::move(modelSource)),
-      SignalLabel(std::move(signalLabel)),
-      TimeDim(timeDim),
-      SampleDims(std::move(sampleDims)),
-      PortIndex(portIndex),
-      Channel(std::move(channel)),
-      SID(std::move(sid)),
-      MetaData(std::move(metaData)),
+      RunID(signal.runID),
+      RootSource(std::move(signal.rootSource)),
+      TimeSource(std::move(signal.timeSource)),
+      DataSource(std::move(signal.dataSource)),
+      BlockSource(std::move(signal.blockSource)),
+      ModelSource(std::move(signal.modelSource)),
+      SignalLabel(std::move(signal.signalLabel)),
+      TimeDim(signal.timeDim),
+      SampleDims(std::move(signal.sampleDims)),
+      PortIndex(signal.portIndex),
+      Channel(std::move(signal.channel)),
+      SID(std::move(signal.sid)),
+      MetaData(std::move(signal.metaData)),
       storedInFile(inFile),
-      rootDataSrc(std::move(rootDataSource)),
+      rootDataSrc(std::move(signal.rootDataSrc)),
       InstanceID(instanceID) {
   nextLineAttributes();
   if (storedInFile) {
-    writeScratchVariable(values.get(), DataID);
+    writeScratchVariable(signal.values.get(), DataID);
   } else {
-    DataValues = std::move(values);
+    DataValues = std::move(signal.values);
   }
 }
 
@@ -68,7 +86,7 @@ void Data::linkToParent(int32 parentID) {
 }
 
 void Data::setLineColor(double red, double green, double blue) {
-  // Written as comparisons that fail, so that NaN passes.
+  // NaN fails each of these comparisons and so is accepted, as required.
   if (red < 0 || red > 1 || green < 0 || green > 1 || blue < 0 || blue > 1)
     raiseFromMessage(KVR::kvr::INVALID_COLOR());
   LineColor[0] = red;

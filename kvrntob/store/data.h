@@ -1,38 +1,49 @@
 // The record of a stored signal: where it came from, its time series, how it is drawn, the settings
-// of a later comparison, and its place in the run and in the hierarchy.
+// of a later comparison, and its position in the run and in the hierarchy. And the palette from
+// which a new signal takes its line colour and style.
 //
 // The repository owns every record through shared pointers and does all table work; a record offers
 // construction, copying and field access. Strings are byte strings, UTF-8.
 #pragma once
 
+#include <array>
 #include <boost/shared_ptr.hpp>
 #include <string>
 #include <vector>
 
-#include "kvrntob/store/array_owners.h"
-#include "kvrntob/store/integers.h"
-#include "kvrntob/store/sync_options.h"
-#include "kvrntob/store/tolerance_settings.h"
+#include "kvrntob/store/records.h"
 
 namespace kvr {
 
-class Data;
-vrArray* exportSignal(const Data& record);
-
-// The last signal id given out in the process; 0 when there is none, or the store was dropped.
+// The last signal id given out in the process; 0 before the first, and after the store was dropped.
 extern int32 lastSignalID;
+
+// Line colours of new signals: red, green and blue, each from 0 to 1. Rows 12 and 14 are equal, as
+// required.
+extern const std::array<std::array<double, 3>, 16> linePalette;
+
+// Line styles of new signals. All colours are used in one style before the next style begins.
+extern const std::array<const char*, 4> lineStyles;
+
+// The palette position of the last signal made in the process, -1 before the first. Never reset:
+// neither removals nor a dropped store change it.
+extern int32 paletteCounter;
+
+class Data;
+
+// A new 1-by-1 structure of 19 fields, owned by the caller, from "DataID" to "rootDataSrc".
+// "DataValues" and "MetaData" share their elements with the record's arrays.
+// Fails as readScratchVariable if the record's values are in the scratch file; the host then frees
+// the unfinished structure when its call ends. Defined in exchange/export_signal.cpp.
+vrArray* exportSignal(const Data& record);
 
 class Data {
  public:
-  // Takes the next id, then the next line colour and style. If `storedInFile`, `values` are written
-  // to the scratch file and not kept; else they are kept.
+  // Takes the next id, then the next line colour and style. If `storedInFile`, the values are
+  // written to the scratch file and not kept; otherwise they are kept. The parent is not set.
   // Fails with INPUT_MISMATCH("timeseries") if `storedInFile` and the values have no "Time" or
-  // "Data" property or the file cannot be written. The id and the palette step are used up then.
-  Data(std::string rootSource, std::string timeSource, std::string dataSource, SharedArray values,
-       std::string blockSource, std::string modelSource, std::string signalLabel, int32 timeDim,
-       std::vector<int32> sampleDims, int32 portIndex, std::vector<int32> channel, std::string sid,
-       int32 runID, SharedArray metaData, bool storedInFile, std::string rootDataSrc,
-       int32 instanceID);
+  // "Data" property or the file cannot be written. The id and the palette step are then used up.
+  Data(NewSignal&& signal, bool storedInFile, int32 instanceID);
 
   // Member by member, the id included; the two arrays are shared.
   Data(const Data&) = default;
@@ -65,8 +76,8 @@ class Data {
   bool isToleranceInherited() const { return toleranceInherited; }
   bool isSyncOptionsInherited() const { return syncOptionsInherited; }
 
-  // Asks for the memory of all that a copy or an export reads, so that the waits for it overlap.
-  // The texts of a record that was not read lately lie in memory far from the processor.
+  // Prefetches the memory that a copy or an export reads, so that the cache misses of its strings
+  // overlap. docs/performance.md has the gains.
   void prefetch() const;
 
   // The settings in force: the record's own, or those of its run in the store of the process if
@@ -74,7 +85,7 @@ class Data {
   ToleranceSettings effectiveTolerance() const;
   SyncOptions effectiveSyncOptions() const;
 
-  // One field of them, such as &ToleranceSettings::absolute. Fail as above.
+  // One field of the settings in force, such as &ToleranceSettings::absolute. Fail as above.
   template <class T>
   T tolerance(T ToleranceSettings::*field) const {
     return effectiveTolerance().*field;
@@ -84,7 +95,7 @@ class Data {
     return effectiveSyncOptions().*field;
   }
 
-  // ---- Changing; no tests, but for the colour ----
+  // ---- Changing. Only the colour is checked. ----
   void setRunID(int32 runID) { RunID = runID; }
   void setVisible(bool visible) { Visible = visible; }
   void setLineDashed(const std::string& style) { LineDashed = style; }
@@ -92,10 +103,10 @@ class Data {
   void useRunTolerance() { toleranceInherited = true; }
   void useRunSyncOptions() { syncOptionsInherited = true; }
 
-  // Each component from 0 to 1; NaN passes. Fails with INVALID_COLOR, colour unchanged.
+  // Each component from 0 to 1; NaN is accepted. Fails with INVALID_COLOR, colour unchanged.
   void setLineColor(double red, double green, double blue);
 
-  // The record's own settings, to be written; what is written comes into force at once.
+  // The record's own settings, for writing. The record no longer inherits those of its run.
   ToleranceSettings& ownTolerance();
   SyncOptions& ownSyncOptions();
 

@@ -1,5 +1,5 @@
-// Finding signals: by id, by data source, by run and index.
-#include "kvrntob/binding/failure.h"
+// Finding signals, by id, by data source, by run and index, and along the hierarchy.
+#include "kvrntob/base/failure.h"
 #include "kvrntob/store/signal_repository.h"
 
 namespace kvr {
@@ -24,25 +24,17 @@ Data SignalRepository::copyRecordByRunIndex(int32 run, int32 index) const {
 }
 
 const DataPtr& SignalRepository::recordPointerByID(int32 id) const {
-  const auto entry = signals.find(id);
-  if (entry == signals.end()) raiseFromMessage(KVR::kvr::NON_EXISTENT("ID"));
-  return entry->second;
+  return requireEntry<KVR::kvr::NON_EXISTENT>(signals, id, "ID");
 }
 
 const DataPtr& SignalRepository::recordPointerBySource(const std::string& source) const {
-  const auto entry = signalsBySource.find(source);
-  if (entry == signalsBySource.end()) raiseFromMessage(KVR::kvr::NON_EXISTENT("Signal source"));
-  return entry->second;
+  return requireEntry<KVR::kvr::NON_EXISTENT>(signalsBySource, source, "Signal source");
 }
 
 const DataPtr& SignalRepository::recordPointerByRunIndex(int32 run, int32 index) const {
   // Not the table of runs: a run that exists but never held a signal is unknown here.
-  const auto entry = signalsByRun.find(run);
-  if (entry == signalsByRun.end()) raiseFromMessage(KVR::kvr::NON_EXISTENT("Run ID"));
-  const std::vector<DataPtr>& list = entry->second;
-  if (index < 1 || static_cast<std::size_t>(index) > list.size())
-    raiseFromMessage(KVR::kvr::NON_EXISTENT("Index"));
-  return list[static_cast<std::size_t>(index) - 1];
+  const auto& list = requireEntry<KVR::kvr::NON_EXISTENT>(signalsByRun, run, "Run ID");
+  return requireElement<KVR::kvr::NON_EXISTENT>(list, index, "Index");
 }
 
 int32 SignalRepository::signalIDByRunIndex(int32 run, int32 index) const {
@@ -59,9 +51,34 @@ bool SignalRepository::isValidSignalID(int32 run, int32 id) const {
 }
 
 const std::string& SignalRepository::blockSourceAt(int32 index) const {
-  if (index < 1 || static_cast<std::size_t>(index) > blockGroupNames.size())
-    raiseFromMessage(KVR::kvr::NON_EXISTENT("Index"));
-  return blockGroupNames[static_cast<std::size_t>(index) - 1];
+  return requireElement<KVR::kvr::NON_EXISTENT>(blockGroupNames, index, "Index");
+}
+
+bool SignalRepository::hasParent(int32 id) const { return recordPointerByID(id)->hasParent(); }
+
+bool SignalRepository::hasChildren(int32 id) const {
+  return !recordPointerByID(id)->ChildIDs.empty();
+}
+
+SignalRepository::IDList SignalRepository::childIDs(int32 id) const {
+  return recordPointerByID(id)->ChildIDs;
+}
+
+int32 SignalRepository::parentID(int32 id) const { return recordPointerByID(id)->ParentID; }
+
+const std::string& SignalRepository::rootDataSource(int32 id) const {
+  return recordPointerByID(id)->rootDataSrc;
+}
+
+int32 SignalRepository::instanceID(int32 id) const {
+  const auto entry = signals.find(id);
+  return entry != signals.end() ? entry->second->InstanceID : -1;
+}
+
+void SignalRepository::setParent(int32 child, int32 parent) {
+  // Required: the check is inverted, and nothing is linked. Only adding links signals.
+  if (signals.contains(child) || signals.contains(parent)) return;
+  raiseFromMessage(KVR::kvr::NON_EXISTENT("ID"));
 }
 
 }  // namespace kvr

@@ -3,7 +3,7 @@
 // There is one store at a time, reached with getInstance(); every host object of the class shares
 // it. Dropping it frees nothing: an object that still holds the old store goes on working on it.
 // Look-ups by id, source and run are one hash probe; every order that the store shows comes from a
-// list. One thread; nothing is locked.
+// list. Single-threaded, without locks.
 //
 // Indexes and positions count from 1. Tests come before changes, so that a failed operation leaves
 // the store as it was, unless it says otherwise. "Run ID", "ID" and "Index" below are short for
@@ -16,11 +16,12 @@
 #include <string>
 #include <vector>
 
-#include "kvrntob/store/column.h"
 #include "kvrntob/store/data.h"
-#include "kvrntob/store/run.h"
 
 namespace kvr {
+
+enum class Column : int;     // columns/columns.h
+enum class SortOrder : int;  // columns/columns.h
 
 // The last run id given out in the process; 0 when there is none, or the store was dropped.
 extern int32 lastRunID;
@@ -38,10 +39,10 @@ class SignalRepository {
   // Forgets the store without freeing it, deletes the scratch file and restarts the id counters.
   static void drop();
 
-  // ---- Runs: store/runs.cpp ----
+  // ---- Runs: store/signal_repository.cpp ----
 
   // Makes a run and returns its id. Fails as the host functions "version" and "now" fail; the id is
-  // lost then, nothing else changes.
+  // then lost, and nothing else changes.
   int32 createEmptyRun(const std::string& name, int32 instance);
   // The run at `position` in the list of all runs. Fails with INDEX_OUT_OF_BOUNDS.
   int32 runIDAt(int32 position) const;
@@ -52,7 +53,7 @@ class SignalRepository {
   double dateCreated(int32 run) const;
   // Refreshes version and date. Fails with "Run ID", then as createEmptyRun.
   void updateDateCreated(int32 run);
-  // Makes a run of this id, with no name, that stands in no list, if there is none. Required.
+  // If there is no such run, makes one that has no name and is in no list. Required.
   void setDateCreated(int32 run, double date);
   int32 runCount() const { return static_cast<int32>(runs.size()); }
   int32 nextRunID() const;  // not reserved
@@ -62,14 +63,10 @@ class SignalRepository {
 
   // ---- Adding: store/adding.cpp ----
 
-  // Adds a signal and returns its id. `parent` 0 means none. Fails with "Run ID"; in file mode with
+  // Adds a signal and returns its id. Fails with "Run ID"; in file mode with
   // INPUT_MISMATCH("timeseries"), the id and palette step used up; with "ID" if the parent is
-  // unknown, id and palette step used up and in file mode the variable left in the file.
-  int32 addSignal(std::string rootSource, std::string timeSource, std::string dataSource,
-                  SharedArray values, std::string blockSource, std::string modelSource,
-                  std::string signalLabel, int32 timeDim, std::vector<int32> sampleDims,
-                  int32 portIndex, std::vector<int32> channel, std::string sid, int32 run,
-                  SharedArray metaData, int32 parent, std::string rootDataSrc);
+  // unknown, the id and palette step used up and in file mode the variable left in the file.
+  int32 addSignal(NewSignal&& signal);
 
   // ---- Looking up: store/lookup.cpp ----
 
@@ -79,8 +76,8 @@ class SignalRepository {
   Data copyRecordBySource(const std::string& source) const;
   Data copyRecordByRunIndex(int32 run, int32 index) const;
   int32 signalIDByRunIndex(int32 run, int32 index) const;
-  // The record itself, as its table holds it: good until the store changes, so that whoever calls
-  // the host meanwhile takes a copy of the pointer. Fail as the copies do.
+  // The record itself, by its table's own pointer, which is valid until the store changes. A caller
+  // that calls the host meanwhile copies the pointer. Fail as the copies do.
   const DataPtr& recordPointerByID(int32 id) const;
   const DataPtr& recordPointerBySource(const std::string& source) const;
   const DataPtr& recordPointerByRunIndex(int32 run, int32 index) const;
@@ -95,19 +92,19 @@ class SignalRepository {
 
   // ---- Removing: store/removal.cpp ----
 
-  // Removes a signal; one without parent takes its children along, one with a parent leaves its
-  // own behind. Fails with "ID" if it, its parent or, midway, a child is unknown.
+  // Removes a signal. One without a parent takes its children along; one with a parent leaves its
+  // own children behind. Fails with "ID" if it, its parent or, midway, a child is unknown.
   void removeSignal(int32 id);
   // Removes a run and its signals, leaving its settings, the hierarchy and all group names alone.
   // Fails with "Run ID".
   void removeRun(int32 run);
-  // The same, then takes 1 off lastRunID, whichever run it was and whether or not it was empty.
+  // The same, then decrements lastRunID, whichever run it was and whether or not it was empty.
   void removeEmptyRun(int32 run);
-  // Removes the runs of an instance; none if it is unknown. Linear in what is removed and in the
-  // lists that lose it.
+  // Removes the runs of an instance; none if it is unknown. Costs a sort of what is removed and one
+  // pass over each list that loses some of it.
   void deleteInstanceID(int32 instance);
 
-  // ---- Hierarchy: store/hierarchy.cpp. Fail with "ID" unless told otherwise ----
+  // ---- Hierarchy: store/lookup.cpp. Fail with "ID" unless noted otherwise ----
 
   bool hasParent(int32 id) const;
   bool hasChildren(int32 id) const;
@@ -115,36 +112,37 @@ class SignalRepository {
   int32 parentID(int32 id) const;   // 0: none
   const std::string& rootDataSource(int32 id) const;
   int32 instanceID(int32 id) const;  // -1 for an unknown signal, no failure
-  // Does nothing if either signal is known; fails with "ID" if neither is. Required.
+  // Required: does nothing if either signal is known; fails with "ID" if neither is.
   void setParent(int32 child, int32 parent);
 
-  // ---- Copying: store/run_copy.cpp ----
+  // ---- Copying: store/adding.cpp ----
 
-  // A new run of the instance, with the name of `source` and copies of its signals as if newly
-  // added. Fails with "Run ID"; then as createEmptyRun; then, the new run and the copies so far
-  // staying, as readScratchVariable or with INPUT_MISMATCH("timeseries").
+  // Makes a run of the instance, with the name of `source` and copies of its signals as if newly
+  // added, and returns its id. Fails with "Run ID"; then as createEmptyRun; then, with the new run
+  // and the copies so far staying, as readScratchVariable or with INPUT_MISMATCH("timeseries").
   int32 copyRun(int32 source, int32 instance);
 
-  // ---- Tolerance settings: settings/tolerance.cpp ----
+  // ---- Tolerance settings: settings/settings.cpp ----
 
   // Settings in force. Fail with "ID", then "Run ID" if inherited and the run has none.
   ToleranceSettings tolerance(int32 id) const;
   bool isToleranceInherited(int32 id) const;  // "ID"
   void resetTolerance(int32 id);              // "ID"; the signal's own settings are kept
-  // Writing a signal's own settings puts them in force. Fail with "ID".
+  // Setting a field switches the signal to its own settings, with the values they have; the run's
+  // are not copied. Fail with "ID".
   void setTolerance(int32 id, const ToleranceField& field, double value);
   void setFcnCallTol(int32 id, std::string text);
   // From a tolerance structure. Fails with "ID", then as readToleranceStruct.
   void setTolerance(int32 id, const vrArray* structure);
-  // Of a run; fail with "Run ID" if it has no settings (it may exist), or has been removed before
-  // it had any.
+  // Settings of a run. They come with its first signal and outlive its removal. Fail with "Run ID"
+  // if there are none.
   const ToleranceSettings& toleranceByRun(int32 run) const;
   void setToleranceByRun(int32 run, const ToleranceField& field, double value);
   void setFcnCallTolByRun(int32 run, std::string text);
   // Fails with "Run ID", then as readToleranceStruct.
   void setToleranceByRun(int32 run, const vrArray* structure);
 
-  // ---- Synchronisation options: settings/sync.cpp; as for tolerances ----
+  // ---- Synchronisation options: settings/settings.cpp; as for tolerances ----
 
   SyncOptions syncOptions(int32 id) const;
   bool isSyncOptionsInherited(int32 id) const;
@@ -182,32 +180,33 @@ class SignalRepository {
     return syncOptionsByRun(run).*field;
   }
 
-  // ---- Display attributes: settings/display.cpp. Fail with "ID" ----
+  // ---- Display attributes: settings/settings.cpp. Fail with "ID" ----
 
   bool isVisible(int32 id) const;
   void setVisible(int32 id, bool visible);
-  // Then fails with INVALID_COLOR if a component is below 0 or above 1; NaN passes.
+  // Then fails with INVALID_COLOR if a component is below 0 or above 1; NaN is accepted.
   void setLineColor(int32 id, double red, double green, double blue);
   void setLineStyle(int32 id, const std::string& style);  // any text
   void setMetaData(int32 id, SharedArray metaData);
 
-  // ---- Columns: columns/groups.cpp, columns/ordering.cpp ----
+  // ---- Columns: columns/columns.cpp ----
 
-  // Groups ever met in the column; runs for the run column.
+  // Groups that the column ever had, empty ones included; for the run column, runs.
   int32 groupCount(Column column) const;
   // Fails with NON_EXISTENT("Column name") for the run column, then NON_EXISTENT("group name").
   int32 groupIDCount(const std::string& group, Column column) const;
   // Fails with NON_EXISTENT("Column name"), NON_EXISTENT("Group name"), INDEX_OUT_OF_BOUNDS.
   int32 groupIDAt(int32 index, const std::string& group, Column column) const;
-  // The name at `index`; sorts the column's list of names in place, for later calls too. The run
-  // column is not sorted. Fails with INDEX_OUT_OF_BOUNDS, the list unsorted.
+  // The name at `index` after sorting the column's list of names, which stays sorted that way. The
+  // run column is never sorted. Fails with INDEX_OUT_OF_BOUNDS before sorting.
   const std::string& groupName(int32 index, Column column, SortOrder order);
 
   // ---- File mode: store/signal_repository.cpp ----
 
-  // Later signals go to a new scratch file. Fails as createScratchFile, the mode being on.
+  // Values of later signals go to a new scratch file. Fails as createScratchFile, with the mode
+  // switched on.
   void writeToFile();
-  // Later signals stay in memory; those in the file stay there.
+  // Values of later signals stay in memory; those in the file stay in the file.
   void stopWritingToFile() { writeFlag = false; }
 
  private:
@@ -217,22 +216,20 @@ class SignalRepository {
     NameList SignalRepository::*names;
   };
 
-  const Run& runRecord(int32 run) const;
-  Run& runRecord(int32 run);
   int32 insertRecord(const std::string& dataSource, const DataPtr& record,
                      const std::string& blockSource, const std::string& signalLabel,
                      const std::string& modelSource, int32 run);
   static void enterGroup(Groups& groups, NameList& names, const std::string& key, int32 id);
-  class Removal;  // what a removal takes out of lists
-  void removeSignal(int32 id, Removal& removal);
-  void removeChildren(int32 id, Removal& removal);
-  void removeFromGroups(int32 id, Removal& removal);
-  void noteRunRecords(int32 run, Removal& removal);
+  class PendingErasures;
+  void removeSignal(int32 id, PendingErasures& erasures);
+  void removeChildren(int32 id, PendingErasures& erasures);
+  void removeFromGroups(int32 id, PendingErasures& erasures);
+  void collectRunRecords(int32 run, PendingErasures& erasures);
   void eraseRunRecords(int32 run) noexcept;
   int32 takeInstanceOfRun(int32 run) noexcept;
   void eraseFromInstance(int32 instance, int32 run) noexcept;
-  Data* duplicateRecord(const Data& record, bool storedInFile) const;
-  int32 insertCopy(int32 run, Data* record);
+  DataPtr duplicateRecord(const Data& record, bool storedInFile) const;
+  int32 insertCopy(int32 run, const DataPtr& copy);
   static ColumnIndex columnIndex(Column column);
 
   boost::unordered_map<std::string, DataPtr> signalsBySource;  // the newest of each source
@@ -240,7 +237,7 @@ class SignalRepository {
   boost::unordered_map<int32, std::vector<DataPtr>> signalsByRun;  // in order of adding
   boost::unordered_map<int32, IDList> runsByInstance;              // in order of creation
   boost::unordered_map<int32, int32> instanceByRun;
-  Groups blockGroups;  // the lists of a column: ids in order of adding, names as sorted last
+  Groups blockGroups;  // of each column: ids in order of adding, names as last sorted
   NameList blockGroupNames;
   IDList runIDs;  // in order of creation
   Groups dataSourceGroups;

@@ -1,16 +1,26 @@
-// A typed map as its methods see it: host arrays in, host arrays out, types unknown.
+// A typed map as its methods see it: host arrays in, host arrays out, types hidden. And the choice
+// of its types from the classes of two sample arrays.
 //
-// Keys and values that are passed in are borrowed. Arrays that come back are new and the caller's;
-// one that the host cannot make for want of memory is null, or the host's exception. Indices count
-// from 0. Every operation that takes a key or a value first converts it, the key before the value,
-// and fails with TYPE_MISMATCH("key") or TYPE_MISMATCH("value") if it does not fit the map's types.
-// An operation that fails leaves the map as it was.
+// Keys and values that are passed in are borrowed. Returned arrays are new and owned by the caller;
+// if the host has no memory for one, it returns null or throws. Indices count from 0. Every
+// operation that takes a key or a value first converts it, the key before the value, and fails with
+// TYPE_MISMATCH("key") or TYPE_MISMATCH("value") if it does not fit the map's types. An operation
+// that fails leaves the map as it was.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "kvrntob/host/libvr.h"
-#include "kvrntob/typedmap/memory_operations.h"
+
+// Root of the map's native objects: they are allocated from host memory.
+class MemoryOperationOverloads {
+ public:
+  // huMalloc: null when memory is exhausted, and then the new expression is null too.
+  static void* operator new(std::size_t size) noexcept;
+  // huFree.
+  static void operator delete(void* pointer) noexcept;
+};
 
 // The order of the operations is part of the interface.
 class AbstractVrWrapperDataMap : public MemoryOperationOverloads {
@@ -22,7 +32,7 @@ class AbstractVrWrapperDataMap : public MemoryOperationOverloads {
 
   virtual bool isKey(const vrArray* key) const = 0;
 
-  // Adds an entry behind all others, or gives the entry of the key another value in its place.
+  // Appends an entry, or replaces the value of the key's entry, which keeps its index.
   virtual void put(const vrArray* key, const vrArray* value) = 0;
 
   virtual std::int32_t getCount() const = 0;
@@ -31,19 +41,30 @@ class AbstractVrWrapperDataMap : public MemoryOperationOverloads {
   virtual vrArray* getDataByIndex(const std::int32_t& index) const = 0;
   virtual vrArray* getIDByIndex(const std::int32_t& index) const = 0;
 
-  // Fail with KEY_NOT_IN_MAP, an empty map included.
+  // Fail with KEY_NOT_IN_MAP, also if the map is empty.
   virtual vrArray* getDataByID(const vrArray* key) const = 0;
   virtual std::int32_t getIndexByID(const vrArray* key) const = 0;
 
-  // Later entries move down by one. Fail with KEY_NOT_IN_MAP and INDEX_OUT_OF_BOUNDS.
+  // The indices of later entries decrease by one. Fail with KEY_NOT_IN_MAP and INDEX_OUT_OF_BOUNDS.
   virtual void deleteDataByID(const vrArray* key) = 0;
   virtual void deleteDataByIndex(const std::int32_t& index) = 0;
 
-  // Such as "double" or "any". Good as long as the wrapper lives.
+  // Such as "double" or "any". Valid as long as the wrapper lives.
   virtual const char* getKeyType() const = 0;
   virtual const char* getValueType() const = 0;
 
-  // Forgets all entries. Arrays that an "any" map keeps are not released: whoever clears such a map
-  // loses them, which is the required difference from deleting.
+  // Removes all entries. Required: unlike deleting, this does not release the arrays that an "any"
+  // map keeps. They leak.
   virtual void clear() = 0;
 };
+
+// A new, empty map for keys like a sample of class `keyClass` and values like a scalar sample of
+// class `valueClass`; class 0 stands for a value sample that is not a scalar. The caller owns it.
+// Null when host memory is exhausted; throws std::bad_alloc when the ordinary heap is.
+// Fails with UNSUPPORTED_KEY if no key type takes keys of that class.
+AbstractVrWrapperDataMap* makeWrapperForKeyClass(int keyClass, int valueClass);
+
+// The same for keys of type K, which `keyTypeName` names. Instantiated for each of the 7 key types
+// in a source of its own.
+template <class K>
+AbstractVrWrapperDataMap* makeWrapperForValueClass(int valueClass, const char* keyTypeName);

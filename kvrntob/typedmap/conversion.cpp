@@ -3,9 +3,31 @@
 #include <cmath>
 #include <cstring>
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
+#include "kvrntob/host/ntob.h"
 
 using kvr::raiseFromMessage;
+
+namespace {
+
+bool isHandle(const vrArray* array) {
+  if (vrGetClassID(array) != vrOPAQUE_CLASS) return false;
+  const char* subclass = vrGetSubclass(array);
+  return subclass != nullptr && std::string_view(subclass) == "handle";
+}
+
+}  // namespace
+
+AnyValue AnyValue::store(const vrArray* value) {
+  return AnyValue(isHandle(value) ? vrCreateSharedCopyNotOnArrayList(value)
+                                  : ntobConvertArrayToInternal(value));
+}
+
+AnyValue::~AnyValue() {
+  if (stored_ == nullptr) return;
+  if (!isHandle(stored_)) ntobConvertArrayToExternalInPlace(stored_);
+  vrDestroyArray(stored_);
+}
 
 namespace typedmap {
 
@@ -18,7 +40,7 @@ double requireScalar(const vrArray* array, const char* label) {
   return vrGetScalar(array);
 }
 
-double requireScalarButNaN(const vrArray* array, const char* label) {
+double requireNumber(const vrArray* array, const char* label) {
   const double number = requireScalar(array, label);
   if (std::isnan(number)) raiseFromMessage(KVR::kvr::TYPE_MISMATCH(label));
   return number;

@@ -3,26 +3,27 @@
 
 #include <memory>
 
+#include "kvrntob/base/descriptor_memory.h"
 #include "kvrntob/host/ntob.h"
 #include "kvrntob/typedmap/abstract_wrapper.h"
-#include "kvrntob/typedmap/memory_operations.h"
 
 // The native object of one map: the owner of its typed map.
 class DataMapWrapper : public MemoryOperationOverloads {
  public:
-  // An instance is a map before its constructor has run: from characters to characters.
+  // Until its constructor has run, an instance is a map from characters to characters.
   DataMapWrapper();
   DataMapWrapper(const DataMapWrapper&) = delete;
   DataMapWrapper& operator=(const DataMapWrapper&) = delete;
   virtual ~DataMapWrapper();
 
-  // Replaced by reset(), which puts the new one in its place before it ends the old one: what an
-  // "any" map lets go may end other objects. Null only after a failed allocation.
+  // Replace it with reset(), which stores the new map before it destroys the old one: the arrays
+  // that an "any" map releases may run destructors that use this object. Null only after a failed
+  // allocation.
   std::unique_ptr<AbstractVrWrapperDataMap> wrapper;
 };
 
 // Descriptor of the class. Created on the heap with its class-scope operator new, never copied.
-class DataMapTOBClassInfo final : public ntob::TOBClassInfo {
+class DataMapTOBClassInfo final : public kvr::ZeroedDescriptor<ntob::TOBClassInfo> {
  public:
   const char* getName() const override { return "Map"; }
   const char* getDescription() const override { return "Dravik KVR Map Container"; }
@@ -32,7 +33,7 @@ class DataMapTOBClassInfo final : public ntob::TOBClassInfo {
 
   // A new DataMapWrapper; null when host memory is exhausted.
   void* createNativeInstance() override;
-  // Ends a DataMapWrapper. Null is ignored.
+  // Deletes a DataMapWrapper. Null is ignored.
   void destroyNativeInstance(void* native) override;
 
   bool firstFlag() const override { return true; }

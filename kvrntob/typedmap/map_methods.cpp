@@ -1,12 +1,11 @@
 #include "kvrntob/typedmap/map_methods.h"
 
-#include <initializer_list>
 #include <memory>
 #include <typeinfo>
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
+#include "kvrntob/base/method_rows.h"
 #include "kvrntob/host/libvr.h"
-#include "kvrntob/typedmap/make_wrapper.h"
 #include "kvrntob/typedmap/map_class.h"
 
 using kvr::raiseFromMessage;
@@ -71,34 +70,14 @@ struct MapCall {
 
 // ---- Descriptors ----
 
-namespace {
-
-using TypeNames = std::initializer_list<const char*>;
-
-void declare(std::unique_ptr<ntob::TOBMethodSignature>& signature, TypeNames inputs,
-             TypeNames outputs) {
-  signature.reset(ntob::TOBMethodSignature::createMethodSignature());
-  for (const char* type : inputs) signature->addInput(ntob::TOBNameID(type));
-  for (const char* type : outputs) signature->addOutput(ntob::TOBNameID(type));
-}
-
-}  // namespace
-
-#define MAP "Dravik.kvr.Map"
-#define IN(...) \
-  { __VA_ARGS__ }
-#define OUT(...) \
-  { __VA_ARGS__ }
-#define MAP_METHOD(Class, name, inputs, outputs)                                                 \
-  Class::Class() { declare(signature, inputs, outputs); }                                        \
+using namespace kvr::rows;
+#define METHOD(family, Class, name, inputs, outputs, ...)                                        \
+  Class::Class() : signature(makeSignature(inputs, outputs)) {}                                  \
   void Class::execute(void*, std::int32_t* outputCount, ArgumentCell* outputCells, std::int32_t, \
                       ArgumentCell* inputCells) {                                                \
     run(MapCall{outputCount, outputCells, inputCells});                                          \
   }
 #include "kvrntob/typedmap/map_methods.def"
-#undef MAP
-#undef IN
-#undef OUT
 
 template <class Method>
 static void add(ntob::TOBClass* cls) {
@@ -106,7 +85,7 @@ static void add(ntob::TOBClass* cls) {
 }
 
 void addMapMethods(ntob::TOBClass* cls) {
-#define MAP_METHOD(Class, name, inputs, outputs) add<Class>(cls);
+#define METHOD(family, Class, ...) add<Class>(cls);
 #include "kvrntob/typedmap/map_methods.def"
 }
 

@@ -13,7 +13,7 @@ void addMapMethods(ntob::TOBClass* cls);
 struct MapCall;
 
 // Each class keeps nothing but its signature. execute bundles its arguments and runs the body.
-#define MAP_METHOD(Class, name, inputs, outputs)                                              \
+#define METHOD(family, Class, name, inputs, outputs, ...)                                     \
   class Class final : public ntob::TOBMethodInfo {                                            \
    public:                                                                                    \
     Class();                                                                                  \

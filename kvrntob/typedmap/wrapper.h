@@ -1,5 +1,6 @@
 // One typed map: native keys and values behind host arrays. See abstract_wrapper.h for what the
-// operations do, and conversion.h for all that tells one pair of types from another.
+// operations do, and conversion.h for everything that depends on the types. Included by the sources
+// that instantiate the maps.
 #pragma once
 
 #include <cstdint>
@@ -8,9 +9,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 #include "kvrntob/typedmap/abstract_wrapper.h"
-#include "kvrntob/typedmap/any_value.h"
 #include "kvrntob/typedmap/conversion.h"
 #include "kvrntob/typedmap/data_map.h"
 
@@ -20,7 +20,7 @@ class VrWrapperDataMap final : public AbstractVrWrapperDataMap {
   VrWrapperDataMap(const char* keyType, const char* valueType)
       : keyTypeName(keyType), valueTypeName(valueType) {}
 
-  // Releases the arrays that an "any" map keeps, in the order of their indices.
+  // Releases the arrays of an "any" map in the order of their indices.
   ~VrWrapperDataMap() override {
     if constexpr (keepsArrays) {
       for (std::int32_t i = 0; i < container->getCount(); ++i) AnyValue{container->valueAt(i)};
@@ -59,12 +59,12 @@ class VrWrapperDataMap final : public AbstractVrWrapperDataMap {
 
   void deleteDataByID(const vrArray* key) override {
     const auto nativeKey = readKey(key);
-    [[maybe_unused]] const auto gone = takeOver(container->valueOf(nativeKey));
+    [[maybe_unused]] const auto removed = takeOver(container->valueOf(nativeKey));
     container->deleteDataByID(nativeKey);
   }
 
   void deleteDataByIndex(const std::int32_t& index) override {
-    [[maybe_unused]] const auto gone = takeOver(container->valueAt(index));
+    [[maybe_unused]] const auto removed = takeOver(container->valueAt(index));
     container->deleteDataByIndex(index);
   }
 
@@ -81,7 +81,7 @@ class VrWrapperDataMap final : public AbstractVrWrapperDataMap {
     return typedmap::readKey<K>(key, keyLabel);
   }
 
-  // Makes the caller the owner of a stored array. The other types of values have none.
+  // Passes ownership of a stored array to the caller. Other values need no owner.
   static auto takeOver([[maybe_unused]] const V& stored) {
     if constexpr (keepsArrays) {
       return AnyValue(stored);
@@ -90,9 +90,9 @@ class VrWrapperDataMap final : public AbstractVrWrapperDataMap {
     }
   }
 
-  // A stored array that leaves is released after the container has let go of it, so that nothing
-  // that its release sets off can find it there. If the container runs out of memory, which it can
-  // for a new key alone, the new array is released and the map as it was.
+  // The replaced array is released after the container has dropped it, so that code which its
+  // release runs cannot find it there. If the container runs out of memory, which only a new key
+  // can cause, the new array is released and the map is unchanged.
   void putArray(typename Container::KeyView key, AnyValue&& value) {
     vrArray* const* present = container->findValue(key);
     const AnyValue replaced(present != nullptr ? *present : nullptr);
@@ -106,3 +106,19 @@ class VrWrapperDataMap final : public AbstractVrWrapperDataMap {
   std::string keyTypeName;
   std::string valueTypeName;
 };
+
+template <class K, class V>
+AbstractVrWrapperDataMap* makeWrapper(const char* keyTypeName, const char* valueTypeName) {
+  return new VrWrapperDataMap<K, V>(keyTypeName, valueTypeName);
+}
+
+template <class K>
+AbstractVrWrapperDataMap* makeWrapperForValueClass(int valueClass, const char* keyTypeName) {
+  switch (valueClass) {
+#define VALUE(hostClass, typeName, Native) \
+  case hostClass:                          \
+    return makeWrapper<K, Native>(keyTypeName, typeName);
+#include "kvrntob/typedmap/wrapper_types.def"
+  }
+  return makeWrapper<K, vrArray*>(keyTypeName, "any");
+}

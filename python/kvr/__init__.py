@@ -16,6 +16,8 @@ import importlib as _importlib
 from typing import TYPE_CHECKING
 
 if TYPE_CHECKING:
+    from kvr._campaign.campaign import campaign as campaign
+    from kvr._campaign.results import PairResult as PairResult
     from kvr._comparing import compare as compare
     from kvr._comparing import compare_series as compare_series
     from kvr._comparison import Comparison as Comparison
@@ -51,6 +53,7 @@ _HOMES = {
     "MissingPackage": "_errors",
     "NoValues": "_errors",
     "NotFound": "_errors",
+    "PairResult": "_campaign.results",
     "Recording": "_recording",
     "Run": "_run",
     "Runs": "_store",
@@ -59,6 +62,7 @@ _HOMES = {
     "Sync": "_settings",
     "Tolerance": "_settings",
     "Verdict": "_verdict",
+    "campaign": "_campaign.campaign",
     "compare": "_comparing",
     "compare_series": "_comparing",
     "functions": "_functions",

@@ -10,6 +10,7 @@ import importlib
 import os
 import sys
 from collections.abc import Sequence
+from typing import NoReturn
 
 PASSED, DIFFERS, NOT_DONE, NOTHING_COMPARED = 0, 1, 2, 3
 _INTERRUPTED = 130
@@ -18,12 +19,24 @@ _COMMANDS = {
     "ls": "list the runs of a file, or their signals",
     "show": "show one signal: facts, samples and a plot",
     "compare": "compare two runs, signal by signal",
+    "convert": "write the runs of files to a file of another format",
+    "verify": "check every sum and row of a recording",
+    "campaign": "compare many pairs of files, on many processors or machines",
 }
 _EPILOG = """\
 example: kvr compare monday.csv tuesday.csv --relative 0.01
 
 FILE may name a run, as in FILE#RUN. exit codes: 0 passed, 1 differs, 2 could not be done,
 3 nothing was compared. --debug shows where an error comes from."""
+
+
+class _Parser(argparse.ArgumentParser):
+    """A parser whose errors are one line, like all errors of the command."""
+
+    def error(self, message: str) -> NoReturn:
+        from kvr._text import shown
+
+        self.exit(NOT_DONE, f"{self.prog}: {shown(message, 1000)}; see {self.prog} --help\n")
 
 
 def main(arguments: Sequence[str] | None = None) -> int:
@@ -48,7 +61,7 @@ def main(arguments: Sequence[str] | None = None) -> int:
     except Exception as error:
         if debug:
             raise
-        print(f"kvr: {_told(error)}", file=sys.stderr)
+        print(f"kvr: {told(error)}", file=sys.stderr)
         return NOT_DONE
 
 
@@ -66,9 +79,9 @@ def _run(given: list[str]) -> int:
 
 def _parser(name: str | None) -> argparse.ArgumentParser:
     """The parser; of the commands only the named one gets its arguments."""
-    parser = argparse.ArgumentParser(
+    parser = _Parser(
         prog="kvr",
-        description="Runs and signals in files: list, show and compare them.",
+        description="Runs and signals in files: list, show, compare, convert and verify them.",
         epilog=_EPILOG,
         formatter_class=argparse.RawDescriptionHelpFormatter,
         allow_abbrev=False,
@@ -89,7 +102,7 @@ def _parser(name: str | None) -> argparse.ArgumentParser:
     return parser
 
 
-def _told(error: Exception) -> str:
+def told(error: Exception) -> str:
     """What went wrong, on one line, with what to do about it."""
     from kvr._errors import Error
     from kvr._text import shown

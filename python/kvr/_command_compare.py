@@ -3,23 +3,19 @@
 from __future__ import annotations
 
 import argparse
-import math
 import sys
 from collections.abc import Callable
-from typing import Any
 
+from kvr._changes import Changes, add_comparison_arguments, count
 from kvr._command import DIFFERS, NOTHING_COMPARED, PASSED
-from kvr._comparing import COVERAGES, compare_runs, rules_of, stored_settings
+from kvr._comparing import compare_runs, rules_of
 from kvr._comparison import Comparison
 from kvr._opening import open_run
 from kvr._pairing import patterns_of
-from kvr._reading import SignalReader
 from kvr._results import json_text, junit_text, write
-from kvr._settings import INTERPOLATIONS, METHODS, Sync, Tolerance
 from kvr._table import lines
 from kvr._terminal import colored, width
 from kvr._text import shown
-from kvr._verdict import Settings
 
 _ROWS = 200  # printed at most
 _EPILOG = """\
@@ -35,30 +31,20 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     add("other", metavar="OTHER", help="the run that is judged; a file, or FILE#RUN")
     add("--json", metavar="FILE", help="write the results as JSON; - for standard output")
     add("--junit", metavar="FILE", help="write the results as JUnit XML; - for standard output")
-    add("--absolute", metavar="X", type=_amount, help="allow X in the unit of the signal")
-    add("--relative", metavar="X", type=_finite_amount, help="allow this fraction of the baseline")
-    add("--sync", metavar="METHOD", type=_sync, help="union, intersection, or uniform:STEP")
-    add("--interp", choices=INTERPOLATIONS, help="values between samples")
-    add("--time-tolerance", metavar="X", type=_amount, default=0.0, help="in the unit of the time")
-    add("--coverage", choices=COVERAGES, default="baseline",
-        help="baseline: what the other does not reach is out; common: it is not")  # fmt: skip
-    add("--match", metavar="HOW", default="path", type=_match,
-        help="path, name, source, sid, or fields such as label,path")  # fmt: skip
-    add("--only", metavar="PATTERN", action="append", default=[], help="compare these alone")
-    add("--ignore", metavar="PATTERN", action="append", default=[], help="leave these out")
-    add("--strict", action="store_true", help="signals that only OTHER has fail too")
-    add("--jobs", metavar="N", type=_count, help="threads; as many as processors by default")
+    add_comparison_arguments(parser)
+    add("--jobs", metavar="N", type=count, help="threads; as many as processors by default")
     add("--quiet", action="store_true", help="print nothing but errors")
 
 
 def run(options: argparse.Namespace) -> int:
+    changes = Changes.of(vars(options))
     comparison = compare_runs(
         open_run(options.baseline),
         open_run(options.other),
         match=options.match,
         rules=rules_of(options.coverage, options.time_tolerance),
-        choose=_chooser(options),
-        overrides=_overrides(options),
+        choose=changes.choose,
+        overrides=changes.shown(),
         only=patterns_of("only", options.only),
         ignore=patterns_of("ignore", options.ignore),
         strict=options.strict,
@@ -85,93 +71,6 @@ def _written(text: Callable[[Comparison], str], comparison: Comparison, path: st
         return True
     write(text(comparison), path)
     return False
-
-
-# ---- Settings ----
-
-
-def _chooser(options: argparse.Namespace) -> Callable[[SignalReader], Settings]:
-    """The stored settings of a signal with the fields that were given in their places.
-
-    As in the store, giving a field of a tolerance selects its group, and a method the methods.
-    """
-    allowed = _given(options, "absolute", "relative")
-    if allowed:
-        allowed["type"] = 0
-    timing = dict(options.sync or {}) | _given(options, "interp")
-    if options.sync:
-        timing["type"] = 0
-
-    def choose(signal: SignalReader) -> Settings:
-        settings = stored_settings(signal)
-        if allowed:
-            changed = Tolerance._make(settings.tolerance.to_fields() | allowed)
-            settings = settings._replace(tolerance=changed, tolerance_source="override")
-        if timing:
-            changed = Sync._make(settings.sync.to_fields() | timing)
-            settings = settings._replace(sync=changed, sync_source="override")
-        return settings
-
-    return choose
-
-
-def _overrides(options: argparse.Namespace) -> dict[str, Any]:
-    tolerance = _given(options, "absolute", "relative")
-    sync = dict(options.sync or {}) | _given(options, "interp")
-    return {"tolerance": tolerance or None, "sync": sync or None}
-
-
-def _given(options: argparse.Namespace, *names: str) -> dict[str, Any]:
-    values = {name: getattr(options, name) for name in names}
-    return {name: value for name, value in values.items() if value is not None}
-
-
-# ---- Arguments ----
-
-
-def _amount(text: str) -> float:
-    number = float(text)
-    if math.isnan(number) or number < 0:
-        raise argparse.ArgumentTypeError(f"{text} is not 0 or more")
-    return number
-
-
-def _finite_amount(text: str) -> float:
-    number = _amount(text)
-    if math.isinf(number):
-        raise argparse.ArgumentTypeError(f"{text} is not a finite number")
-    return number
-
-
-_amount.__name__ = _finite_amount.__name__ = "number"  # for the parser's messages
-
-
-def _sync(text: str) -> dict[str, Any]:
-    method, colon, step = text.partition(":")
-    if method not in METHODS or bool(colon) != (method == "uniform"):
-        raise argparse.ArgumentTypeError(
-            f"{text!r} is not union, intersection or uniform:STEP, such as uniform:0.1"
-        )
-    if method != "uniform":
-        return {"method": method}
-    interval = _finite_amount(step)
-    if interval == 0:
-        raise argparse.ArgumentTypeError("the step of uniform must be above 0")
-    return {"method": method, "interval": interval}
-
-
-def _match(text: str) -> str | tuple[str, ...]:
-    return tuple(text.split(",")) if "," in text else text
-
-
-def _count(text: str) -> int:
-    number = int(text)
-    if number < 1:
-        raise argparse.ArgumentTypeError(f"{text} is not 1 or more")
-    return number
-
-
-_count.__name__ = "whole number"
 
 
 # ---- The table ----

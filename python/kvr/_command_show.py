@@ -7,6 +7,7 @@ from typing import Any
 
 import numpy as np
 
+from kvr._dates import EPOCH_SOURCE, time_text
 from kvr._errors import Ambiguous, NotFound
 from kvr._facts import plain_signal, span_text
 from kvr._opening import open_run
@@ -32,9 +33,10 @@ def run(options: argparse.Namespace) -> int:
         save_picture(signal, options.plot)
     lines = _facts(signal)
     time, values = signal._series()
-    lines += ["", *_samples(time, values)]
+    dated = signal.time_source == EPOCH_SOURCE
+    lines += ["", *_samples(time, values, dated)]
     if options.plot is None and values.ndim == 1 and values.dtype.kind in "biuf" and time.ndim == 1:
-        lines += ["", *plot(time, values.astype(float))]
+        lines += ["", *plot(time, values.astype(float), dated)]
     print("\n".join(lines))
     return 0
 
@@ -71,17 +73,18 @@ def _facts(signal: SignalReader) -> list[str]:
     return [f"{name:<10} {shown(text, 200)}" for name, text in told.items() if text]
 
 
-def _samples(time: Array, values: Array) -> list[str]:
+def _samples(time: Array, values: Array, dated: bool) -> list[str]:
     count = min(len(time), len(values))
     if count <= 2 * _ENDS:
-        return [_sample(time, values, i) for i in range(count)]
-    first = [_sample(time, values, i) for i in range(_ENDS)]
-    last = [_sample(time, values, i) for i in range(count - _ENDS, count)]
+        return [_sample(time, values, i, dated) for i in range(count)]
+    first = [_sample(time, values, i, dated) for i in range(_ENDS)]
+    last = [_sample(time, values, i, dated) for i in range(count - _ENDS, count)]
     return [*first, f"{'...':>16}", *last]
 
 
-def _sample(time: Array, values: Array, place: int) -> str:
+def _sample(time: Array, values: Array, place: int, dated: bool) -> str:
     value = values[place]
     if isinstance(value, (np.generic, np.ndarray)):
         value = value.tolist()
-    return f"{time[place]!s:>16}  {shown(str(value), 200)}"
+    moment = time_text(time[place], True) if dated and time.ndim == 1 else str(time[place])
+    return f"{moment:>16}  {shown(str(value), 200)}"

@@ -5,7 +5,7 @@ from __future__ import annotations
 import math
 import os
 from collections.abc import Iterable
-from typing import Any, Union
+from typing import Any
 
 import numpy.typing as npt
 
@@ -16,9 +16,8 @@ from kvr._judging import Choose, judged
 from kvr._opening import OpenRun, RunOrPath, open_run
 from kvr._pairing import Match, fields_of, pair, patterns_of
 from kvr._progress import Progress, reporter
-from kvr._reading import SignalReader
 from kvr._settings import Sync, Tolerance
-from kvr._sides import side_of_arrays
+from kvr._sides import A_DATE, side_of_arrays
 from kvr._verdict import Rules, Settings, Verdict, judge
 
 COVERAGES = ("baseline", "common")
@@ -51,8 +50,10 @@ def compare_series(
     rules = rules_of(coverage, time_tolerance)
     settings = _override(tolerance, sync)
     sides = side_of_arrays(baseline_time, baseline_values), side_of_arrays(other_time, other_values)
-    fields = judge(*sides, settings, rules, _kvr.Stop())
-    return Verdict(**fields, **settings._asdict(), _sides=sides, _rules=rules)
+    dated = sides[0].clock == A_DATE
+    fields = judge(*sides, settings, rules, dated, _kvr.Stop())
+    known = settings._asdict()
+    return Verdict(**fields, **known, _sides=sides, _rules=rules, _dated=dated)
 
 
 def compare(
@@ -93,20 +94,60 @@ def compare(
     >>> kvr.compare(run, run.copy()).passed
     True
     """
-    chosen = None if tolerance is None and sync is None else _chooser(tolerance, sync)
+    plan = _plan_of(match, coverage, time_tolerance, tolerance, sync, only, ignore, strict)
     return compare_runs(
-        open_run(baseline),
-        open_run(other),
-        match=match,
-        rules=rules_of(coverage, time_tolerance),
-        choose=chosen or stored_settings,
-        overrides={"tolerance": tolerance, "sync": sync},
-        only=patterns_of("only", only),
-        ignore=patterns_of("ignore", ignore),
-        strict=bool(strict),
-        threads=threads,
-        progress=progress,
+        open_run(baseline), open_run(other), **plan, threads=threads, progress=progress
     )
+
+
+def _plan_of(
+    match: Match = "path",
+    coverage: str = "baseline",
+    time_tolerance: float = 0.0,
+    tolerance: Tolerance | None = None,
+    sync: Sync | None = None,
+    only: str | Iterable[str] = (),
+    ignore: str | Iterable[str] = (),
+    strict: bool = False,
+) -> dict[str, Any]:
+    """The options of ``kvr.compare`` as `compare_runs` takes them."""
+    fields_of(match)
+    chosen = None if tolerance is None and sync is None else _chooser(tolerance, sync)
+    return {
+        "match": match,
+        "rules": rules_of(coverage, time_tolerance),
+        "choose": chosen or (lambda settings: settings),
+        "overrides": {"tolerance": tolerance, "sync": sync},
+        "only": patterns_of("only", only),
+        "ignore": patterns_of("ignore", ignore),
+        "strict": bool(strict),
+    }
+
+
+def require_options(options: dict[str, Any]) -> None:
+    """Look at options of ``kvr.compare`` before anything is compared. Raises as it does."""
+    known = {"match", "coverage", "time_tolerance", "tolerance", "sync", "only", "ignore", "strict"}
+    for name in options:
+        if name not in known:
+            raise TypeError(f"{name!r} is no option of a campaign; there are {listed(known, 'and')}")
+    _plan_of(**options)
+
+
+def compare_part(
+    baseline: RunOrPath,
+    other: RunOrPath,
+    part: tuple[int, int],
+    choose: Choose | None = None,
+    **options: Any,
+) -> Comparison:
+    """The share `part[0]` of `part[1]` of ``kvr.compare``, judged in one thread.
+
+    `choose` stands in the place of `tolerance` and `sync`.
+    """
+    plan = _plan_of(**options)
+    if choose:
+        plan["choose"] = choose
+    return compare_runs(open_run(baseline), open_run(other), **plan, threads=1, part=part)
 
 
 def compare_runs(
@@ -121,15 +162,21 @@ def compare_runs(
     ignore: tuple[str, ...],
     strict: bool,
     threads: int | None,
-    progress: Progress,
+    progress: Progress = None,
+    part: tuple[int, int] = (0, 1),
 ) -> Comparison:
-    """`compare` with a free choice of the settings of each baseline signal."""
+    """`compare` with a free choice of the settings of each baseline signal.
+
+    `part` (i, n) judges only the share i of n of the pairs, counted from 0.
+    """
     count = _thread_count(threads)
     matched = fields_of(match)
-    found = pair(baseline.run.signals, other.run.signals, match, only, ignore)
+    found = pair(baseline.run._looks(), other.run._looks(), match, only, ignore)
     runs = (baseline.run.name, other.run.name)
-    report = reporter(progress, len(found.pairs))
-    verdicts = judged(found.pairs, runs, rules, choose, count, report)
+    total, (share, shares) = len(found.pairs), part
+    pairs = found.pairs[total * share // shares : total * (share + 1) // shares]
+    report = reporter(progress, len(pairs))
+    verdicts = judged(pairs, runs, rules, choose, count, report)
     options = {
         "match": match if isinstance(match, str) else list(matched),
         "coverage": rules.coverage,
@@ -144,16 +191,6 @@ def compare_runs(
 
 
 # ---- Settings ----
-
-
-def stored_settings(signal: SignalReader) -> Settings:
-    """The settings in force for a baseline signal, its own or its run's."""
-    tolerance, sync = signal.tolerance, signal.sync
-    return Settings(tolerance, _source(tolerance), sync, _source(sync))
-
-
-def _source(settings: Union[Tolerance, Sync]) -> str:
-    return "run" if settings.inherited else "own"
 
 
 def _override(tolerance: Tolerance, sync: Sync) -> Settings:
@@ -171,8 +208,7 @@ def _require_settings(tolerance: Any, sync: Any) -> None:
 def _chooser(tolerance: Tolerance | None, sync: Sync | None) -> Choose:
     _require_settings(tolerance or Tolerance(), sync or Sync())
 
-    def choose(signal: SignalReader) -> Settings:
-        settings = stored_settings(signal)
+    def choose(settings: Settings) -> Settings:
         if tolerance is not None:
             settings = settings._replace(tolerance=tolerance, tolerance_source="override")
         if sync is not None:

@@ -12,6 +12,7 @@ from kvr._errors import Ambiguous, NotFound
 from kvr._reading import RunReader
 from kvr._text import shown
 from kvr._verdict import STATUSES, Verdict
+from kvr._verdicts import Verdicts
 
 if TYPE_CHECKING:
     import pandas  # type: ignore[import]
@@ -60,12 +61,12 @@ class Comparison(Sequence[Verdict]):
 
     def __init__(
         self,
-        verdicts: Sequence[Verdict],
+        verdicts: Verdicts,
         sides: tuple[SideInfo, SideInfo],
         options: dict[str, Any],
         warnings: Sequence[str],
     ) -> None:
-        self.verdicts = list(verdicts)
+        self.verdicts = verdicts
         self.baseline, self.other = sides
         self.options = options
         self.warnings = list(warnings)
@@ -76,7 +77,13 @@ class Comparison(Sequence[Verdict]):
 
     @property
     def failed(self) -> list[Verdict]:
-        return [verdict for verdict in self.verdicts if self.fails(verdict)]
+        return [self.verdicts[place] for place in self._failing()]
+
+    def _failing(self) -> list[int]:
+        """Where the verdicts stand that fail."""
+        passing = ("within",) if self.options["strict"] else ("within", "extra")
+        statuses = enumerate(self.verdicts.statuses)
+        return [place for place, status in statuses if status not in passing]
 
     @property
     def compared(self) -> int:
@@ -90,13 +97,13 @@ class Comparison(Sequence[Verdict]):
 
     @property
     def passed(self) -> bool:
-        return self.compared > 0 and not self.failed
+        return self.compared > 0 and not self._failing()
 
     @property
     def counts(self) -> dict[str, int]:
         counts = dict.fromkeys(STATUSES, 0)
-        for verdict in self.verdicts:
-            counts[verdict.status] += 1
+        for status in self.verdicts.statuses:
+            counts[status] += 1
         return counts
 
     def __len__(self) -> int:

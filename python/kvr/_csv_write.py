@@ -31,7 +31,7 @@ def save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
     for signal in run.signals:
         if signal._series().values.dtype.kind not in "biufUO":
             raise ValueError(f"{path}: {signal.label!r} is complex, which CSV files cannot hold")
-    frame = _frames.dataframe(run)
+    frame = _frames.frame_of_seconds(run)
     _as_words(frame)
     frame.columns = [_heading(name, unit) for name, unit in zip(frame.columns, _units(run))]
     frame.index = _written_times(run, frame.index.to_numpy())
@@ -69,14 +69,8 @@ def _written_times(run: RunReader[Any], times: Array) -> Any:
     dated = all(signal.time_source == EPOCH_SOURCE for signal in run.signals) and times.size
     if not dated or not (np.abs(times) < 9e9).all():  # nanoseconds reach 292 years either way
         return times
-    whole = np.floor(times)
-    nanoseconds = np.rint((times - whole) * 1e9).astype("timedelta64[ns]")
-    dates = whole.astype("datetime64[s]").astype("datetime64[ns]") + nanoseconds
+    dates = _frames.dates_of(times)
     if not np.array_equal(seconds_since_epoch(dates), times):
         return times
-    texts = np.datetime_as_string(dates, unit="auto" if _are_whole(whole, times) else "ns")
+    texts = np.datetime_as_string(dates, unit="auto" if (np.floor(times) == times).all() else "ns")
     return [text.replace("T", " ") for text in texts]
-
-
-def _are_whole(whole: Array, times: Array) -> bool:
-    return bool((whole == times).all())

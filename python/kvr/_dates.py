@@ -27,6 +27,15 @@ def from_host_day(day: float) -> datetime:
     return nearest
 
 
+def time_text(time: float, dated: bool) -> str:
+    """A time in few characters; where times are seconds since 1970-01-01, the date in UTC."""
+    if not dated:
+        return f"{time:.6g}"
+    from kvr import _kvr  # here, so that dates can be had without the comparison
+
+    return _kvr.date_text(float(time))
+
+
 def _rounded(moment: datetime, step: int) -> datetime:
     """The moment at the nearest whole number of steps, in microseconds."""
     up = moment.microsecond % step * 2 >= step

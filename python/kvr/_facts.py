@@ -4,6 +4,7 @@ from __future__ import annotations
 
 from typing import Any
 
+from kvr._dates import EPOCH_SOURCE, time_text
 from kvr._errors import NoValues
 from kvr._reading import RunReader, SignalReader
 from kvr._settings import Sync, Tolerance
@@ -26,14 +27,12 @@ def plain_signal(signal: SignalReader) -> dict[str, Any]:
     facts: dict[str, Any] = {"id": signal.id, **signal._facts()._asdict(), "unit": signal.unit}
     facts |= {"class": None, "samples": 0, "shape": [], "span": None}
     try:
-        time, values = signal._series()
+        extent = signal._extent()
     except NoValues:
         pass
     else:
-        facts["class"] = "text" if values.dtype.kind in "UO" else values.dtype.name
-        facts["samples"], facts["shape"] = len(values), list(values.shape[1:])
-        if time.size and time.dtype.kind in "iuf":
-            facts["span"] = [float(time.flat[0]), float(time.flat[-1])]
+        facts["class"], facts["samples"] = extent.kind, extent.samples
+        facts["shape"], facts["span"] = list(extent.shape), list(extent.span) or None
     facts["tolerance"] = signal.tolerance.to_fields()
     facts["sync"] = signal.sync.to_fields()
     return facts
@@ -41,7 +40,8 @@ def plain_signal(signal: SignalReader) -> dict[str, Any]:
 
 def span_text(facts: dict[str, Any]) -> str:
     span = facts["span"]
-    return f"{span[0]:g} to {span[1]:g}" if span else ""
+    dated = facts["time_source"] == EPOCH_SOURCE
+    return " to ".join(time_text(end, dated) for end in span) if span else ""
 
 
 def settings_text(signal: SignalReader) -> str:

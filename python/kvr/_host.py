@@ -9,27 +9,11 @@ that it is gone although the numbers of the present store begin at 1 again.
 from __future__ import annotations
 
 import importlib
-import math
-import os
-import threading
 from typing import Any
 
 import vormel
 
 _SignalRepository: Any = importlib.import_module("vormel.Dravik.kvr").SignalRepository
-
-
-# Two threads that move the date of one run at a time would each take the store for another one.
-_looking = threading.RLock()
-
-
-def _renew_lock() -> None:
-    """In a new process: whoever held the lock is not there."""
-    global _looking
-    _looking = threading.RLock()
-
-
-os.register_at_fork(after_in_child=_renew_lock)
 
 
 def connect() -> Any:
@@ -47,36 +31,9 @@ def is_scratch_failure(error: vormel.Error) -> bool:
     return error.identifier == "KVR:kvr:INPUT_MISMATCH" and error.word == "timeseries"
 
 
-def same_store(one: Any, other: Any, run: int) -> bool:
-    """Whether two host objects reach the same store; False as well if `run` is not in both.
-
-    The store tells nothing about itself that another store could not tell, not even its dates, for
-    a program sets those. So the date of the run is moved by its last bit through the one, looked
-    for through the other, and put back.
-    """
-    try:
-        with _looking:
-            return _moves_together(one, other, run)
-    except vormel.CallError:
-        raise
-    except vormel.Error:
-        return False  # the run is missing on one side, or `one` was cleaned through and is dead
-
-
-def _moves_together(one: Any, other: Any, run: int) -> bool:
-    date = float(one.getDateCreated(run))
-    if not _same_number(float(other.getDateCreated(run)), date):
-        return False
-    moved = math.nextafter(date, math.inf) if math.isfinite(date) else 0.0
-    try:
-        one.setDateCreated(run, moved)
-        return float(other.getDateCreated(run)) == moved
-    finally:
-        one.setDateCreated(run, date)
-
-
-def _same_number(one: float, other: float) -> bool:
-    return one == other or (math.isnan(one) and math.isnan(other))
+def same_store(one: Any, other: Any) -> bool:
+    """Whether two host objects reach the same store; False if one of them was cleaned through."""
+    return vormel.same_instance(one, other)
 
 
 def numbers(value: Any) -> list[int]:

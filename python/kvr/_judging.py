@@ -9,27 +9,22 @@ from __future__ import annotations
 
 from collections.abc import Callable
 from concurrent.futures import FIRST_COMPLETED, Future, ThreadPoolExecutor, wait
-from typing import Any, NamedTuple
 
 from kvr import _kvr
-from kvr._pairing import Pair, Subject
-from kvr._reading import SignalReader
-from kvr._sides import Side, side_of_signal
-from kvr._verdict import Identity, Rules, Settings, Verdict, calls_python, judge
+from kvr._dates import EPOCH_SOURCE
+from kvr._pairing import Pair
+from kvr._reading import Look, SignalReader
+from kvr._sides import Side, side_of_arrays, side_of_signal
+from kvr._verdict import Rules, Settings, calls_python, judge, native_rules
+from kvr._verdicts import Found, Verdicts
 
-Choose = Callable[[SignalReader], Settings]
+Choose = Callable[[Settings], Settings]
 
 _AHEAD = 4  # batches for each thread that are read ahead
-_BATCH_PAIRS = 64
+_BATCH_PAIRS = 256
 _BATCH_SAMPLES = 100_000
 
-
-class _Task(NamedTuple):
-    place: int
-    baseline: Side
-    other: Side
-    settings: Settings
-    known: dict[str, Any]  # the fields of the verdict that do not come from judging
+_Task = tuple[Side, Side, _kvr.Rules, bool]
 
 
 def judged(
@@ -39,24 +34,25 @@ def judged(
     choose: Choose,
     threads: int,
     report: Callable[[int], object],
-) -> list[Verdict]:
+) -> Verdicts:
     """The verdicts in the order of the pairs; `report` is told how many there are by now.
 
     Whatever is raised, KeyboardInterrupt too, first ends what the threads are at.
     """
     stop = _kvr.Stop()
+    found: list[Found] = []
     with ThreadPoolExecutor(threads, "kvr-compare") as pool:
-        judging = _Judging(pool, threads, len(pairs), rules, stop)
+        judging = _Judging(pool, threads, rules, stop)
         try:
-            for place, (here, there) in enumerate(pairs):
-                known = _known(here, there, runs)
+            for here, there in pairs:
+                one = Found(here, there)
+                found.append(one)
                 if here is None or there is None:
-                    judging.keep(place, _alone(known, missing=there is None))
+                    judging.done += 1
                 else:
-                    settings = choose(here.signal)
-                    known |= {**settings._asdict(), "_rules": rules}
-                    sides = side_of_signal(here.signal), side_of_signal(there.signal)
-                    judging.take(_Task(place, *sides, settings, known))
+                    one.settings = choose(stored_settings(here))
+                    one.dated = here.facts.time_source == EPOCH_SOURCE
+                    judging.take(one, _side(here), _side(there))
                 report(judging.done)
             while judging.waits():
                 report(judging.done)
@@ -65,41 +61,61 @@ def judged(
             judging.cancel()
             raise
     report(judging.done)
-    return judging.verdicts()
+    return Verdicts(found, runs, rules)
+
+
+def stored_settings(look: Look) -> Settings:
+    """The settings in force for a baseline signal, its own or its run's."""
+    signal: SignalReader = look.signal
+    tolerance, sync = look.settings or (signal.tolerance, signal.sync)
+    tolerance_source = "run" if tolerance.inherited else "own"
+    return Settings(tolerance, tolerance_source, sync, "run" if sync.inherited else "own")
+
+
+def _side(look: Look) -> Side:
+    return side_of_signal(look.signal) if look.series is None else side_of_arrays(*look.series)
 
 
 class _Judging:
-    """The verdicts so far, the batch that is being filled, and the batches that are judged."""
+    """The batch that is being filled, and the batches that are judged."""
 
-    def __init__(
-        self, pool: ThreadPoolExecutor, threads: int, count: int, rules: Rules, stop: _kvr.Stop
-    ) -> None:
+    def __init__(self, pool: ThreadPoolExecutor, threads: int, rules: Rules, stop: _kvr.Stop) -> None:
         self._pool = pool
         self._most = threads * _AHEAD
         self._rules = rules
         self._stop = stop
-        self._verdicts: list[Verdict | None] = [None] * count
+        self._native: dict[tuple[int, int, str], tuple[Settings, _kvr.Rules]] = {}
         self._batch: list[_Task] = []
+        self._members: list[Found] = []
         self._samples = 0
-        self._running: set[Future[list[Verdict]]] = set()
-        self._places: dict[Future[list[Verdict]], list[int]] = {}
+        self._running: set[Future[list[_kvr.Finding]]] = set()
+        self._waiting: dict[Future[list[_kvr.Finding]], list[Found]] = {}
         self.done = 0
 
-    def keep(self, place: int, verdict: Verdict) -> None:
-        self._verdicts[place] = verdict
-        self.done += 1
-
-    def take(self, task: _Task) -> None:
+    def take(self, found: Found, baseline: Side, other: Side) -> None:
         """Judge a pair: at once if that calls functions of Python, else in a batch."""
-        if calls_python(task.settings):
-            self.keep(task.place, _verdict(task, self._rules, self._stop))
+        assert found.settings is not None
+        dated = found.dated
+        if calls_python(found.settings):
+            found.fields = judge(baseline, other, found.settings, self._rules, dated, self._stop)
+            self.done += 1
             return
-        self._batch.append(task)
-        self._samples += len(task.baseline.times) + len(task.other.times)
+        self._batch.append((baseline, other, self._rules_for(found.settings), dated))
+        self._members.append(found)
+        self._samples += len(baseline.times) + len(other.times)
         if len(self._batch) >= _BATCH_PAIRS or self._samples >= _BATCH_SAMPLES:
             self._submit()
             if len(self._running) >= self._most:
                 self._collect()
+
+    def _rules_for(self, settings: Settings) -> _kvr.Rules:
+        """The settings as the extension takes them. Most pairs share the records of their run."""
+        key = id(settings.tolerance), id(settings.sync), settings.tolerance_source
+        known = self._native.get(key)
+        if known is None:
+            # The settings are held too, so that no other record gets their id.
+            known = self._native[key] = settings, native_rules(settings, self._rules)
+        return known[1]
 
     def waits(self) -> bool:
         """Wait until more verdicts are there; False if all are."""
@@ -113,50 +129,17 @@ class _Judging:
         for future in self._running:
             future.cancel()
 
-    def verdicts(self) -> list[Verdict]:
-        return [verdict for verdict in self._verdicts if verdict is not None]
-
     def _submit(self) -> None:
         if self._batch:
-            future = self._pool.submit(_batch_verdicts, self._batch, self._rules, self._stop)
+            future = self._pool.submit(_kvr.judge_all, self._batch, self._stop)
             self._running.add(future)
-            self._places[future] = [task.place for task in self._batch]
-            self._batch, self._samples = [], 0
+            self._waiting[future] = self._members
+            self._batch, self._members, self._samples = [], [], 0
 
     def _collect(self) -> None:
         finished, self._running = wait(self._running, return_when=FIRST_COMPLETED)
         for future in finished:
-            for place, verdict in zip(self._places.pop(future), future.result()):
-                self.keep(place, verdict)
-
-
-def _batch_verdicts(batch: list[_Task], rules: Rules, stop: _kvr.Stop) -> list[Verdict]:
-    return [_verdict(task, rules, stop) for task in batch]
-
-
-def _verdict(task: _Task, rules: Rules, stop: _kvr.Stop) -> Verdict:
-    fields = judge(task.baseline, task.other, task.settings, rules, stop)
-    return Verdict(**fields, **task.known)
-
-
-def _known(here: Subject | None, there: Subject | None, runs: tuple[str, str]) -> dict[str, Any]:
-    return {
-        "baseline": here.signal if here else None,
-        "other": there.signal if there else None,
-        "baseline_identity": _identity(here, runs[0]),
-        "other_identity": _identity(there, runs[1]),
-    }
-
-
-def _identity(subject: Subject | None, run: str) -> Identity | None:
-    if subject is None:
-        return None
-    facts = subject.facts
-    return Identity(
-        run, subject.signal.id, facts.label, facts.path, facts.source, facts.port, facts.channel
-    )
-
-
-def _alone(known: dict[str, Any], missing: bool) -> Verdict:
-    status = "missing" if missing else "extra"
-    return Verdict(status=status, reason=None, text=_kvr.describe_alone(missing), **known)
+            members = self._waiting.pop(future)
+            for found, finding in zip(members, future.result()):
+                found.finding = finding
+            self.done += len(members)

@@ -10,8 +10,10 @@ from kvr import _text
 from kvr._errors import FormatError
 from kvr._formats import open as open_recording
 from kvr._reading import RunReader
-from kvr._recording import Recording
+from kvr._recording import FileSignal, Recording
 from kvr._run import Run, new_run
+from kvr._settings import Sync, Tolerance
+from kvr._signal import Signal
 
 
 def load(
@@ -25,11 +27,15 @@ def load(
     loaded: list[Run] = []
     try:
         for run in chosen:
-            loaded.append(new_run(_kept(run.name), 1))
-            _fill(loaded[-1], run, source.path)
+            instance = run.instance
+            loaded.append(new_run(_kept(run.name), 1 if instance is None else instance))
+            loaded[-1].created = run.created
+        _fill(chosen, loaded, source.path)
+        for made, run in zip(loaded, chosen):
+            _set_settings(made, run)
     except BaseException:
-        for run_so_far in loaded:
-            run_so_far.remove()
+        for made in loaded:
+            made.remove()
         raise
     return loaded
 
@@ -39,25 +45,80 @@ def _kept(text: str) -> str:
     return text.replace("\0", "").encode("utf-8", "replace").decode()
 
 
-def _fill(run: Run, source: RunReader[Any], path: str) -> None:
-    run.created = source.created
-    for signal in source.signals:
-        found = signal._series()
-        try:
-            run.add(
-                _kept(signal.label),
-                found.values,
-                found.time,
-                path=_kept(signal.path),
-                model=_kept(signal.model),
-                source=_kept(signal.source),
-                root_source=_kept(signal.root_source),
-                time_source=_kept(signal.time_source),
-                port=signal.port,
-                channel=signal.channel,
-                sid=_kept(signal.sid),
-                metadata=signal.metadata,
+def _fill(sources: list[Any], runs: list[Run], path: str) -> None:
+    """Add the signals of all runs, each run in its order, and parents before their parts.
+
+    A parent can be in another run: a run whose next signal is part of one that is not there yet
+    waits for the others.
+    """
+    added: dict[Any, Signal] = {}  # by the key of the signal in the file
+    waiting = [(run, source, iter(source.signals), []) for run, source in zip(runs, sources)]
+    here = {source.id for source in sources}
+    left: list[Any] = [list(entry) for entry in waiting]
+    while left:
+        before = len(added)
+        for entry in left:
+            run, _, signals, held = entry
+            while True:
+                signal = held.pop() if held else next(signals, None)
+                if signal is None:
+                    entry[2] = None
+                    break
+                parent = signal.parent
+                if parent is not None and parent.run.id in here and parent._key() not in added:
+                    held.append(signal)
+                    break
+                above = None if parent is None else added.get(parent._key())
+                added[signal._key()] = _add(run, signal, above, path)
+        left = [entry for entry in left if entry[2] is not None]
+        if left and len(added) == before:
+            raise FormatError(
+                path,
+                "the store does not take it: the signal that it is part of comes after it",
+                _place(left[0][3][0]),
             )
-        except ValueError as error:
-            place = f"signal '{_text.shown(signal.label, 80)}'"
-            raise FormatError(path, f"the store does not take it: {error}", place) from error
+
+
+def _place(signal: FileSignal) -> str:
+    return f"signal '{_text.shown(signal.label, 80)}'"
+
+
+def _add(run: Run, signal: FileSignal, parent: Signal | None, path: str) -> Signal:
+    found = signal._series()
+    try:
+        made = run.add(
+            _kept(signal.label),
+            found.values,
+            found.time,
+            path=_kept(signal.path),
+            model=_kept(signal.model),
+            source=_kept(signal.source),
+            root_source=_kept(signal.root_source),
+            time_source=_kept(signal.time_source),
+            port=signal.port,
+            channel=signal.channel,
+            sid=_kept(signal.sid),
+            metadata=signal._held_metadata(),
+            parent=parent,
+        )
+        if signal._keeps_display:
+            made.color, made.dash = signal.color, _kept(signal.dash)
+            made.visible = signal.visible
+    except ValueError as error:
+        raise FormatError(path, f"the store does not take it: {error}", _place(signal)) from error
+    tolerance, sync = signal.tolerance, signal.sync
+    if not tolerance.inherited:
+        made.tolerance = tolerance
+    if not sync.inherited:
+        made.sync = sync
+    return made
+
+
+def _set_settings(run: Run, source: RunReader[Any]) -> None:
+    """A run without signals has no settings to set."""
+    if not len(run):
+        return
+    if source.tolerance != Tolerance():
+        run.tolerance = source.tolerance
+    if source.sync != Sync():
+        run.sync = source.sync

@@ -8,7 +8,7 @@ from typing import Any, NamedTuple, Optional, Union
 
 from kvr import _text
 from kvr._names import listed
-from kvr._reading import Facts, SignalReader
+from kvr._reading import Facts, Look
 
 Match = Union[str, Sequence[str]]
 _MATCHES = {
@@ -21,14 +21,7 @@ _TEXTS = ("label", "path", "model", "source", "root_source", "time_source", "sid
 _FIELDS = (*_TEXTS, "port", "channel")
 
 
-class Subject(NamedTuple):
-    """A signal, and who it is."""
-
-    signal: SignalReader
-    facts: Facts
-
-
-Pair = tuple[Optional[Subject], Optional[Subject]]
+Pair = tuple[Optional[Look], Optional[Look]]
 
 
 class Pairs(NamedTuple):
@@ -64,31 +57,29 @@ def patterns_of(name: str, patterns: str | Iterable[str]) -> tuple[str, ...]:
 
 
 def pair(
-    baseline: Sequence[SignalReader],
-    other: Sequence[SignalReader],
+    baseline: Sequence[Look],
+    other: Sequence[Look],
     match: Match,
     only: Sequence[str],
     ignore: Sequence[str],
 ) -> Pairs:
     """Pair two runs' signals. Raises ValueError for a pattern of `only` that matches nowhere."""
     fields = fields_of(match)
-    first = [Subject(signal, signal._facts()) for signal in baseline]
-    second = [Subject(signal, signal._facts()) for signal in other]
     for pattern in only:
-        if not any(fnmatchcase(_full_name(subject), pattern) for subject in (*first, *second)):
+        if not any(fnmatchcase(_full_name(subject), pattern) for subject in (*baseline, *other)):
             raise ValueError(f"only={pattern!r} matches no signal on either side")
-    first = [subject for subject in first if _is_wanted(subject, only, ignore)]
-    second = [subject for subject in second if _is_wanted(subject, only, ignore)]
+    first = [subject for subject in baseline if _is_wanted(subject, only, ignore)]
+    second = [subject for subject in other if _is_wanted(subject, only, ignore)]
     return _paired(_by_key(first, fields), _by_key(second, fields), len(first), len(second))
 
 
-def _full_name(subject: Subject) -> str:
+def _full_name(subject: Look) -> str:
     """The text that patterns are matched with: path and label, or the label alone."""
     path, label = subject.facts.path, subject.facts.label
     return f"{path}/{label}" if path else label
 
 
-def _is_wanted(subject: Subject, only: Sequence[str], ignore: Sequence[str]) -> bool:
+def _is_wanted(subject: Look, only: Sequence[str], ignore: Sequence[str]) -> bool:
     if not only and not ignore:
         return True
     name = _full_name(subject)
@@ -98,10 +89,10 @@ def _is_wanted(subject: Subject, only: Sequence[str], ignore: Sequence[str]) -> 
 
 
 _Key = tuple[Any, ...]
-_Groups = dict[_Key, list[tuple[int, Subject]]]
+_Groups = dict[_Key, list[tuple[int, Look]]]
 
 
-def _by_key(subjects: Iterable[Subject], fields: tuple[str, ...]) -> _Groups:
+def _by_key(subjects: Iterable[Look], fields: tuple[str, ...]) -> _Groups:
     """The subjects of each key, with their places in the run."""
     groups: _Groups = {}
     for place, subject in enumerate(subjects):

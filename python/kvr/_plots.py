@@ -6,46 +6,74 @@ import io
 import os
 from typing import TYPE_CHECKING, Any
 
-from kvr._frames import need
+from kvr._frames import need, times_of
 from kvr._reading import SignalReader
+from kvr._recording import FileSignal
 from kvr._results import write_bytes
 
 if TYPE_CHECKING:
-    from kvr._verdict import AlignedSeries
+    from kvr._verdict import Verdict
+
+_NO_COLOR = (0.0, 0.0, 0.0)  # of signals in files that keep no colours
 
 
 def draw(signal: SignalReader, axes: Any) -> Any:
     """Draw the signal as steps or as lines, as it is compared. Returns the axes."""
-    if axes is None:
-        axes = need("matplotlib.pyplot", "plot").gca()
     time, values = signal._series()
     if values.dtype.kind not in "biuf":
         raise ValueError(f"{signal.label!r} holds {values.dtype}, which cannot be drawn")
+    if axes is None:
+        axes = need("matplotlib.pyplot", "plot").gca()
     style = "default" if signal.sync.interp == "linear" else "steps-post"
     flat = values.reshape(len(values), -1).astype(float)
-    looks = {"color": signal.color, "linestyle": signal.dash} if flat.shape[1] == 1 else {}
-    axes.plot(time, flat, label=signal.label, drawstyle=style, **looks)
-    axes.set_xlabel(signal.time_source or "time")
+    looks = _looks(signal) if flat.shape[1] == 1 else {}
+    shown = times_of(signal, time)
+    axes.plot(shown, flat, label=signal.label.replace("$", r"\$"), drawstyle=style, **looks)
+    is_dated = shown.dtype.kind == "M"
+    axes.set_xlabel("time in UTC" if is_dated else (signal.time_source or "time"))
     axes.set_ylabel(signal.unit or "")
     return axes
 
 
-def draw_pair(label: str, series: AlignedSeries, axes: Any) -> Any:
+def _looks(signal: SignalReader) -> dict[str, Any]:
+    """Colour and dashes; of a file that has none, those of the axes."""
+    if isinstance(signal, FileSignal) and signal.color == _NO_COLOR:
+        return {}
+    return {"color": signal.color, "linestyle": signal.dash}
+
+
+def draw_pair(verdict: Verdict, axes: Any) -> Any:
     """Draw both sides of a pair, and mark the instants that are out. Returns the axes."""
+    series = verdict.series()
+    if any(values.dtype.kind == "c" for values in (series.baseline, series.other)):
+        raise ValueError(f"{verdict.label!r} is complex, which cannot be drawn over time")
     if axes is None:
         axes = need("matplotlib.pyplot", "plot").gca()
-    for name, values in (("baseline", series.baseline), ("other", series.other)):
-        if values.dtype.kind == "c":
-            raise ValueError(f"{label!r} is complex, which cannot be drawn over time")
+    instants = series.instants
+    dated = [one for one in (verdict.baseline, verdict.other) if one is not None]
+    if dated:
+        shown = [times_of(one, instants) for one in dated]
+        instants = next((times for times in shown if times.dtype.kind != "M"), shown[0])
+    sides = (("baseline", series.baseline), ("other", series.other))
+    for (name, values), looks in zip(sides, _pair_looks(verdict)):
         flat = values.reshape(len(values), -1)
         for place in range(flat.shape[1]):
-            axes.plot(series.instants, flat[:, place], label=None if place else name)
+            label = None if place else name
+            axes.plot(instants, flat[:, place], label=label, **(looks if flat.shape[1] == 1 else {}))
     out = series.out.reshape(len(series.out), -1).any(axis=1)
-    for instant in series.instants[out]:
+    for instant in instants[out]:
         axes.axvline(instant, color="red", alpha=0.2, zorder=0)
-    axes.set_title(label.replace("$", r"\$"))
+    axes.set_title(verdict.label.replace("$", r"\$"))
+    axes.set_xlabel("time in UTC" if instants.dtype.kind == "M" else "time")
     axes.legend()
     return axes
+
+
+def _pair_looks(verdict: Verdict) -> list[dict[str, Any]]:
+    """Colour and dashes of both sides, none where they would look the same."""
+    sides = [verdict.baseline, verdict.other]
+    looks = [_looks(side) if side is not None else {} for side in sides]
+    return looks if looks[0] != looks[1] else [{}, {}]
 
 
 def save_picture(signal: SignalReader, path: str) -> None:

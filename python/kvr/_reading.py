@@ -50,6 +50,20 @@ class Facts(NamedTuple):
     sid: str = ""
 
 
+class Extent(NamedTuple):
+    """What values a signal has.
+
+    kind   the name of their class, as NumPy's; "text" for texts
+    shape  of a sample
+    span   the first and the last time, nothing without samples
+    """
+
+    kind: str
+    samples: int
+    shape: tuple[int, ...]
+    span: tuple[float, ...]
+
+
 class SignalReader(ABC):
     """A signal, for reading.
 
@@ -136,6 +150,19 @@ class SignalReader(ABC):
     def _series(self) -> Series:
         """Time and values as found. Raises NoValues, or FormatError from a file."""
 
+    def _key(self) -> Any:
+        """Stands for the signal in a dictionary, without keeping what it has read."""
+        return self
+
+    def _extent(self) -> Extent:
+        """What values it has; a file may know without reading them. Raises as `_series`."""
+        time, values = self._series()
+        kind = "text" if values.dtype.kind in "UO" else values.dtype.name
+        span: tuple[float, ...] = ()
+        if time.size and time.dtype.kind in "iuf":
+            span = float(time.flat[0]), float(time.flat[-1])
+        return Extent(kind, len(values), values.shape[1:], span)
+
     def _facts(self) -> Facts:
         names = Facts._fields[1:]
         return Facts(self.run.id, *(getattr(self, name) for name in names))
@@ -190,6 +217,18 @@ class SignalReader(ABC):
 Signal = TypeVar("Signal", bound=SignalReader)
 
 
+class Look(NamedTuple):
+    """A signal, who it is, and what else a look at its whole run told; None if it did not.
+
+    settings  the tolerance and the synchronisation options in force
+    """
+
+    signal: SignalReader
+    facts: Facts
+    series: Series | None = None
+    settings: tuple[Tolerance, Sync] | None = None
+
+
 class RunReader(ABC, Generic[Signal]):
     """A run, for reading: a named sequence of signals.
 
@@ -233,6 +272,10 @@ class RunReader(ABC, Generic[Signal]):
     @property
     @abstractmethod
     def sync(self) -> Sync: ...
+
+    def _looks(self) -> Sequence[Look]:
+        """A look at each signal, in their order; in fewer steps than signal by signal."""
+        return [Look(signal, signal._facts()) for signal in self.signals]
 
     def __len__(self) -> int:
         return len(self.signals)

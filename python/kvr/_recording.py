@@ -22,6 +22,7 @@ class FileSignal(SignalReader):
     """A signal of a file. Formats derive from it; what they do not know reads as its default."""
 
     __slots__ = ()
+    _keeps_display = False  # whether the file knows colour, dash and visibility
 
     @property
     def path(self) -> str:
@@ -58,6 +59,10 @@ class FileSignal(SignalReader):
     @property
     def metadata(self) -> Any:
         return None
+
+    def _held_metadata(self) -> Any:
+        """The metadata as the store takes it."""
+        return self.metadata
 
     @property
     def parent(self) -> FileSignal | None:

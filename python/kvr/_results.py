@@ -8,7 +8,7 @@ import os
 import re
 import tempfile
 from contextlib import suppress
-from typing import TYPE_CHECKING, Any
+from typing import IO, TYPE_CHECKING, Any
 from xml.sax.saxutils import quoteattr
 
 from kvr._frames import need
@@ -29,7 +29,8 @@ _FACTS = (
     "max_difference_time", "max_relative", "max_relative_time", "rms", "intervals",
     "intervals_total",
 )  # fmt: skip
-_NOT_XML = re.compile(r"[^\t\n\r\u0020-\ud7ff\ue000-\ufffd\U00010000-\U0010ffff]")
+# What XML cannot hold, and the other control characters, which it holds but nobody should print.
+_NOT_XML = re.compile(r"[^\t\n\r\u0020-\u007e\u00a0-\ud7ff\ue000-\ufffd\U00010000-\U0010ffff]")
 
 
 # ---- Plain values ----
@@ -103,7 +104,7 @@ def junit_text(comparison: Comparison) -> str:
         [
             '<?xml version="1.0" encoding="UTF-8"?>',
             f"<testsuites {counts}>",
-            f"<testsuite name={_attribute(name)} {counts}>",
+            f"<testsuite name={attribute(name)} {counts}>",
             *cases,
             "</testsuite>",
             "</testsuites>",
@@ -113,15 +114,15 @@ def junit_text(comparison: Comparison) -> str:
 
 
 def _case(verdict: Verdict, fails: bool) -> str:
-    place = _attribute(verdict.path or "signals")
-    start = f"<testcase classname={place} name={_attribute(verdict.label or 'no label')}"
+    place = attribute(verdict.path or "signals")
+    start = f"<testcase classname={place} name={attribute(verdict.label or 'no label')}"
     if not fails:
         return f"{start}/>"
-    kind = _attribute(verdict.reason or verdict.status)
-    return f"{start}><failure type={kind} message={_attribute(verdict.text)}/></testcase>"
+    kind = attribute(verdict.reason or verdict.status)
+    return f"{start}><failure type={kind} message={attribute(verdict.text)}/></testcase>"
 
 
-def _attribute(text: str) -> str:
+def attribute(text: str) -> str:
     """The text in quotes; characters that XML cannot hold are replaced, line ends kept as such."""
     return quoteattr(_NOT_XML.sub("\ufffd", text), {"\n": "&#10;", "\r": "&#13;", "\t": "&#9;"})
 
@@ -157,7 +158,7 @@ def write(text: str, path: str | os.PathLike[str] | None) -> str:
     return text
 
 
-def write_bytes(data: bytes, path: str | os.PathLike[str]) -> None:
+def write_bytes(data: bytes | memoryview, path: str | os.PathLike[str]) -> None:
     """Write a file beside its place, and put it there when it is complete and on disk.
 
     Raises OSError that names the file; an old file then stays as it was.
@@ -170,19 +171,24 @@ def write_bytes(data: bytes, path: str | os.PathLike[str]) -> None:
         raise OSError(error.errno, reason, os.fspath(path)) from error
 
 
-def _write_beside(data: bytes, folder: str, path: str | os.PathLike[str]) -> None:
+def _write_beside(data: bytes | memoryview, folder: str, path: str | os.PathLike[str]) -> None:
     handle, beside = tempfile.mkstemp(prefix=".kvr-", dir=folder)
     try:
         with os.fdopen(handle, "wb") as file:
             file.write(data)
-            file.flush()
-            os.fsync(file.fileno())
-        os.chmod(beside, 0o666 & ~_umask())
-        os.replace(beside, path)
+            put_in_place(file, beside, path)
     except BaseException:
         with suppress(OSError):
             os.unlink(beside)
         raise
+
+
+def put_in_place(file: IO[Any], beside: str, path: str | os.PathLike[str]) -> None:
+    """Put a complete file that was written beside its place there, once it is on disk."""
+    file.flush()
+    os.fsync(file.fileno())
+    os.chmod(beside, 0o666 & ~_umask())
+    os.replace(beside, path)
 
 
 def _umask() -> int:

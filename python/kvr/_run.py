@@ -3,10 +3,10 @@
 from __future__ import annotations
 
 import os
-from collections.abc import Iterable
+from collections.abc import Iterable, Mapping
 from datetime import datetime
 from itertools import chain
-from typing import Any
+from typing import TYPE_CHECKING, Any
 
 import numpy.typing as npt
 import vormel
@@ -14,9 +14,12 @@ import vormel
 from kvr import _adding, _dates, _host
 from kvr._errors import Gone, NotFound
 from kvr._names import quoted
-from kvr._reading import RunReader
+from kvr._reading import Look, RunReader
 from kvr._settings import Sync, Tolerance
 from kvr._signal import Signal
+
+if TYPE_CHECKING:
+    import pandas  # type: ignore[import]
 
 # The store lists the runs of an instance, but not the instances. Numbers met so far are tried
 # first, then those that the run's signals carry, then these.
@@ -48,9 +51,14 @@ class Run(RunReader[Signal]):
     def _repository(self) -> Any:
         """A host object that reaches the store with this run. Raises Gone."""
         present = _host.connect()
-        if not _host.same_store(self._host, present, self._id):
-            raise Gone(f"run {self._id} was removed")
-        return present
+        if _host.same_store(self._host, present):
+            try:
+                present.getDateCreated(self._id)
+                return present
+            except vormel.Error as error:
+                if not _host.is_missing(error, "Run ID"):
+                    raise
+        raise Gone(f"run {self._id} was removed")
 
     # ---- Who it is ----
 
@@ -113,6 +121,12 @@ class Run(RunReader[Signal]):
         """The signals as they are now, in the order in which they were added."""
         numbers = self._signal_numbers(self._repository())
         return tuple(Signal(self._host, number) for number in numbers)
+
+    def _looks(self) -> list[Look]:
+        from kvr._looks import looks_at
+
+        repository = self._repository()
+        return looks_at(self._host, repository, self._signal_numbers(repository))
 
     def __len__(self) -> int:
         return len(self._signal_numbers(self._repository()))
@@ -188,6 +202,46 @@ class Run(RunReader[Signal]):
                 raise OSError("the values cannot be written to the scratch file") from error
             raise
         return Signal(self._host, int(number))
+
+    def add_frame(
+        self,
+        frame: pandas.DataFrame | pandas.Series[Any],
+        *,
+        time: Any = None,
+        path: str = "",
+        units: Mapping[Any, str] | None = None,
+    ) -> tuple[Signal, ...]:
+        """Add every column of a pandas DataFrame as a signal, or a Series as one; returns them.
+
+        time     the column that has the times; None takes the index
+        path     of the signals; with several levels of column names, all but the last follow it
+        units    by column; None takes ``frame.attrs["units"]``, or ``attrs["unit"]`` of a Series
+
+        Times are numbers, dates (aware ones as UTC) or timedeltas, which become seconds. Missing
+        values are NaN, in texts "". Raises as ``add``, KeyError without such a column; a refused
+        column leaves the store as it was.
+
+        >>> import pandas
+        >>> frame = pandas.DataFrame({"speed": [4.5, 7.0]}, index=[0.0, 0.1])
+        >>> frame.attrs["units"] = {"speed": "m/s"}
+        >>> (speed,) = kvr.Store().new_run("Monday").add_frame(frame)
+        >>> speed.values, speed.unit
+        (array([4.5, 7. ]), 'm/s')
+        """
+        from kvr._adding_frames import columns_of
+
+        added: list[Signal] = []
+        try:
+            for column in columns_of(frame, time, units):
+                place = "/".join(part for part in (path, column.path) if part)
+                added.append(
+                    self.add(column.label, column.values, column.time, path=place, unit=column.unit)
+                )
+        except BaseException:
+            for signal in added:
+                signal.remove()
+            raise
+        return tuple(added)
 
     # ---- How its signals are compared ----
 
@@ -302,7 +356,7 @@ class Run(RunReader[Signal]):
             return NotImplemented
         if self._id != other._id:
             return False
-        return self._host is other._host or _host.same_store(self._host, other._host, self._id)
+        return self._host is other._host or _host.same_store(self._host, other._host)
 
     def __hash__(self) -> int:
         return hash((Run, self._id))

@@ -14,6 +14,7 @@ from kvr._reading import Array, SignalReader
 NUMBERS, NOT_NUMERIC, NOTHING = 0, 1, 2
 A_NUMBER, A_DATE, UNUSABLE = 0, 1, 2
 
+_DOUBLE = np.dtype(np.float64)
 _NO_TIMES = np.zeros(0)
 _NO_VALUES = np.zeros((0, 1))
 
@@ -21,7 +22,7 @@ _NO_VALUES = np.zeros((0, 1))
 class Side(NamedTuple):
     """The extension reads this by position.
 
-    values  (n, m), the m components of a sample in the order of NumPy
+    values  (n,), or (n, m): the m components of a sample in the order of NumPy
     shape   of a sample, without trailing dimensions of 1
     """
 
@@ -46,6 +47,8 @@ def side_of_arrays(time: Any, values: Any) -> Side:
 
     Raises ValueError for masked elements, which it could not see.
     """
+    if _is_plain(time) and _is_plain(values):
+        return Side(NUMBERS, A_NUMBER, time, values, ())
     require_unmasked("time", time)
     require_unmasked("values", values)
     samples = _comparable(np.asarray(values))
@@ -59,6 +62,11 @@ def side_of_arrays(time: Any, values: Any) -> Side:
         shape = shape[:-1]
     matrix = samples.reshape(len(samples), int(np.prod(shape, dtype=np.int64)))
     return Side(NUMBERS, clock, times, matrix, shape)
+
+
+def _is_plain(array: Any) -> bool:
+    """Whether it is a vector of native doubles, as most are: nothing is to be looked at then."""
+    return type(array) is np.ndarray and array.dtype is _DOUBLE and array.ndim == 1
 
 
 def _comparable(array: Array) -> Array | None:

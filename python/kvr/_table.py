@@ -25,12 +25,12 @@ def _line(row: tuple[str, str, str, str], widths: Sequence[int], name_width: int
 
 
 def _row(verdict: Verdict) -> tuple[str, str, str, str]:
-    excess, first = verdict.excess, verdict.first_out
+    excess = verdict.excess
     name = f"{verdict.path}: {verdict.label}" if verdict.path else verdict.label
     return (
         verdict.reason or verdict.status,
         "" if excess is None else number(excess),
-        "" if first is None else number(first),
+        verdict.first_out_text,
         name,
     )
 

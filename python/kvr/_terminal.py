@@ -9,6 +9,7 @@ from collections.abc import Sequence
 
 import numpy as np
 
+from kvr._dates import time_text
 from kvr._reading import Array
 from kvr._text import shown
 
@@ -43,8 +44,11 @@ def table(header: Sequence[str], rows: Sequence[Sequence[str]], wide: int) -> li
     ]
 
 
-def plot(time: Array, values: Array) -> list[str]:
-    """A plot of real values over time in characters: the range of each column of characters."""
+def plot(time: Array, values: Array, dated: bool = False) -> list[str]:
+    """A plot of real values over time in characters: the range of each column of characters.
+
+    `dated` has the ends of the axis told as dates.
+    """
     count = min(width() - 14, 100)
     finite = np.isfinite(values) & np.isfinite(time)
     if not finite.any() or count < 10:
@@ -62,5 +66,6 @@ def plot(time: Array, values: Array) -> list[str]:
     lines[0] = f"{high:>12.6g} {lines[0]}"
     lines[-1] = f"{low:>12.6g} {lines[-1]}"
     lines[1:-1] = [" " * 13 + line for line in lines[1:-1]]
-    axis = f"{start:<.6g}".ljust(max(count - 8, 8)) + f"{time[-1]:.6g}"
+    first, last = time_text(start, dated), time_text(time[-1], dated)
+    axis = first.ljust(max(count - len(last), len(first) + 1)) + last
     return [*lines, " " * 14 + axis]

@@ -8,6 +8,7 @@ from typing import Any, NamedTuple
 
 from kvr import _kvr
 from kvr._calls import calls_of
+from kvr._dates import time_text
 from kvr._reading import Array, SignalReader
 from kvr._settings import INTERPOLATIONS, METHODS, Sync, Tolerance
 from kvr._sides import Side, side_of_signal
@@ -140,6 +141,7 @@ class Verdict:
     intervals_total: int = 0
     _sides: tuple[Side, Side] | None = field(default=None)
     _rules: Rules = field(default_factory=Rules)
+    _dated: bool = False  # whether its times are seconds since 1970-01-01
 
     @property
     def differs(self) -> bool:
@@ -166,6 +168,11 @@ class Verdict:
         identity = self.baseline_identity or self.other_identity
         return identity.path if identity else ""
 
+    @property
+    def first_out_text(self) -> str:
+        """When the first value is out, as people read it: a date where the times are dates."""
+        return "" if self.first_out is None else time_text(self.first_out, self._dated)
+
     def series(self) -> AlignedSeries:
         """Both signals on their common instants, with what was judged there, computed anew.
 
@@ -182,7 +189,9 @@ class Verdict:
             sides = side_of_signal(self.baseline), side_of_signal(self.other)
         assert self.tolerance is not None and self.sync is not None
         settings = Settings(self.tolerance, "own", self.sync, "own")
-        _, aligned = _run_judge(*sides, settings, self._rules, _kvr.Stop(), wants_series=True)
+        _, aligned = _run_judge(
+            *sides, settings, self._rules, self._dated, _kvr.Stop(), wants_series=True
+        )
         assert aligned is not None
         shape = _shape_of(*sides)
         instants, *matrices = aligned
@@ -193,11 +202,12 @@ class Verdict:
     def plot(self, ax: Any = None) -> Any:
         """Draw both sides into matplotlib axes, with the instants out marked; returns the axes.
 
+        In the colours and dashes of the store where the two differ, dates on the axis of times.
         Raises as ``series``, ValueError for complex signals, MissingPackage without matplotlib.
         """
         from kvr import _plots
 
-        return _plots.draw_pair(self.label, self.series(), ax)
+        return _plots.draw_pair(self, ax)
 
     def __repr__(self) -> str:
         name = f" {self.label!r}" if self.label else ""
@@ -205,13 +215,18 @@ class Verdict:
 
 
 def judge(
-    baseline: Side, other: Side, settings: Settings, rules: Rules, stop: _kvr.Stop
+    baseline: Side, other: Side, settings: Settings, rules: Rules, dated: bool, stop: _kvr.Stop
 ) -> dict[str, Any]:
     """The fields of the verdict on a pair, by their names. Lets other threads run meanwhile.
 
-    Raises _kvr.Stopped if another thread set `stop`.
+    `dated` has its text tell times as dates. Raises _kvr.Stopped if another thread set `stop`.
     """
-    fields, _ = _run_judge(baseline, other, settings, rules, stop, wants_series=False)
+    fields, _ = _run_judge(baseline, other, settings, rules, dated, stop, wants_series=False)
+    return finished(fields)
+
+
+def finished(fields: dict[str, Any]) -> dict[str, Any]:
+    """The fields of the extension as those of a Verdict."""
     worst = fields["worst"]
     fields["worst"] = None if worst is None else Worst(*worst)
     fields["intervals"] = tuple(Interval(*interval) for interval in fields["intervals"])
@@ -231,28 +246,46 @@ def _run_judge(
     other: Side,
     settings: Settings,
     rules: Rules,
+    dated: bool,
     stop: _kvr.Stop,
     *,
     wants_series: bool,
 ) -> tuple[dict[str, Any], tuple[Array, ...] | None]:
     tolerance, sync = settings.tolerance, settings.sync
     tolerance_call, sync_call = calls_of(tolerance, sync, _shape_of(baseline, other))
-    words = sync.to_dict()
-    words["SyncMethod"] = METHODS.index(sync.method)
-    words["InterpMethod"] = INTERPOLATIONS.index(sync.interp)
     return _kvr.judge(
         baseline,
         other,
         tolerance.to_dict(),
-        words,
+        _coded(sync),
         tolerance_call,
         sync_call,
         SOURCES.index(settings.tolerance_source),
         rules.coverage == "baseline",
         rules.time_tolerance,
+        dated,
         stop,
         wants_series,
     )
+
+
+def native_rules(settings: Settings, rules: Rules) -> _kvr.Rules:
+    """The settings of pairs that call no functions, as the extension takes them."""
+    return _kvr.Rules(
+        settings.tolerance.to_dict(),
+        _coded(settings.sync),
+        SOURCES.index(settings.tolerance_source),
+        rules.coverage == "baseline",
+        rules.time_tolerance,
+    )
+
+
+def _coded(sync: Sync) -> dict[str, Any]:
+    """The options under the names of the store's structure, with the two words as their codes."""
+    words = sync.to_dict()
+    words["SyncMethod"] = METHODS.index(sync.method)
+    words["InterpMethod"] = INTERPOLATIONS.index(sync.interp)
+    return words
 
 
 def _shape_of(baseline: Side, other: Side) -> tuple[int, ...]:

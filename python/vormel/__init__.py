@@ -22,19 +22,26 @@ from __future__ import annotations
 import atexit as _atexit
 import importlib as _importlib
 from dataclasses import dataclass as _dataclass
+from dataclasses import field as _field
 from pathlib import Path as _Path
 from typing import Any as _Any
 
 from vormel import _vormel
+from vormel._contents import *  # noqa: F403  the packages, for type checkers
 from vormel._errors import CallError, Error, MethodError, OutOfMemoryError
 from vormel._functions import HostFunctions as _HostFunctions
+from vormel._manual import Argument, Failure, Form
+from vormel._manual import Manual as _Manual
 from vormel._packages import PackageFinder as _PackageFinder
-from vormel._vormel import Array, HostObject, Method, Object
+from vormel._vormel import Array, HostObject, Method, Object, __version__
 
 __all__ = [
+    "Argument",
     "Array",
     "CallError",
     "Error",
+    "Failure",
+    "Form",
     "HostObject",
     "Invocation",
     "Method",
@@ -42,6 +49,7 @@ __all__ = [
     "MethodInfo",
     "Object",
     "OutOfMemoryError",
+    "__version__",
     "array",
     "delete",
     "dumps",
@@ -51,11 +59,16 @@ __all__ = [
     "live_arrays",
     "loads",
     "methods",
+    "same_instance",
     "timeseries",
 ]
 
+_module = _Path(__file__).with_name("kvrntob.so")
 if not _vormel.has_modules():
-    _vormel.load_module(str(_Path(__file__).with_name("kvrntob.so")))
+    _vormel.load_module(str(_module))
+_manual = _Manual()
+_manual.add(_module.with_suffix(".json"))
+_manual.show_in_help()
 _PackageFinder.install()
 
 for _error in (Error, CallError, MethodError, OutOfMemoryError):
@@ -73,11 +86,25 @@ _atexit.register(functions.clear)
 
 @_dataclass(frozen=True)
 class MethodInfo:
-    """One registration of a method: its name, and the type names of its signature."""
+    """One registration of a method.
+
+    name, inputs, outputs   as registered, the last two the type names of the signature
+    parameters, results     the same with names
+    meaning                 a sentence
+    forms                   the ways to call it, each with its inputs and failures in order
+    failures                those of all forms, each once
+
+    Where the module brings no manual, all but the first three are empty.
+    """
 
     name: str
     inputs: list[str]
     outputs: list[str]
+    parameters: list[Argument] = _field(default_factory=list)
+    results: list[Argument] = _field(default_factory=list)
+    meaning: str = ""
+    forms: list[Form] = _field(default_factory=list)
+    failures: list[Failure] = _field(default_factory=list)
 
 
 @_dataclass(frozen=True)
@@ -99,7 +126,27 @@ def methods(cls: type[HostObject]) -> list[MethodInfo]:
 
     A name that is registered twice is listed twice; the constructor is one of the methods.
     """
-    return [MethodInfo(*entry) for entry in _vormel.registered_methods(cls)]
+    registered = _vormel.registered_methods(cls)
+    infos = []
+    for declared, entry in zip(registered, _manual.entries(_full_name(cls), registered)):
+        info = MethodInfo(*declared)
+        if entry:
+            info = MethodInfo(
+                *declared,
+                list(entry.parameters),
+                list(entry.results),
+                entry.meaning,
+                list(entry.forms),
+                entry.failures,
+            )
+        infos.append(info)
+    return infos
+
+
+def _full_name(cls: type[HostObject]) -> str:
+    """The host's name of the host class that `cls` is, or that it is derived from."""
+    host = next(base for base in cls.__mro__ if HostObject in base.__bases__)
+    return f"{host.__module__}.{host.__name__}".removeprefix("vormel.")
 
 
 def invoke(
@@ -115,6 +162,24 @@ def invoke(
 def delete(obj: HostObject) -> None:
     """End a host object. Its handles stay, and are dead; nothing happens to one that has ended."""
     _vormel.end_object(obj)
+
+
+def same_instance(one: HostObject, other: HostObject) -> bool:
+    """Return whether two host objects stand for the same native instance of their module.
+
+    Objects that share a store are the same instance, also through different handles. False if one
+    of them has ended.
+
+        >>> import vormel
+        >>> from vormel.Dravik.kvr import SignalRepository
+        >>> one = SignalRepository()
+        >>> vormel.same_instance(one, SignalRepository())
+        True
+        >>> SignalRepository().clean()
+        >>> vormel.same_instance(one, SignalRepository())
+        False
+    """
+    return _vormel.same_instance(one, other)
 
 
 def array(value: _Any, cls: str | None = None) -> Array:

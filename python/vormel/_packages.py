@@ -48,9 +48,12 @@ class PackageFinder(MetaPathFinder, Loader):
 
     @classmethod
     def install(cls) -> None:
-        """Put a finder on sys.meta_path, once."""
+        """Put a finder on sys.meta_path, once.
+
+        It stands first: stubs of host packages lie in folders of the same names.
+        """
         if not any(type(finder).__qualname__ == cls.__qualname__ for finder in sys.meta_path):
-            sys.meta_path.append(cls())
+            sys.meta_path.insert(0, cls())
 
     def find_spec(
         self,

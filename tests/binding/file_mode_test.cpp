@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "embedded_host/files/open_files.h"
-#include "kvrntob/exchange/scratch_file.h"
+#include "kvrntob/store/scratch_file.h"
 #include "tests/binding/add_inputs.h"
 #include "tests/binding/repository_test.h"
 #include "tests/support/largest_file.h"

@@ -1,119 +1,17 @@
-// The registered methods against a table of them typed by hand, not made from the module's own.
-#include <set>
+// The registered methods against those of tests/support/method_rows.def.
 #include <typeinfo>
 
 #include "kvrntob/binding/methods.h"
 #include "tests/binding/repository_test.h"
+#include "tests/support/method_rows.h"
 
 namespace kvr::test {
 namespace {
 
-constexpr const char* HANDLE = "Dravik.kvr.SignalRepository";
-constexpr const char* ANY = "any";
-constexpr const char* INT32 = "int32 scalar";
-constexpr const char* DOUBLE = "double scalar";
-constexpr const char* STRING = "string";
-
-struct Row {
-  std::size_t place;
-  const char* name;
-  const std::type_info& descriptor;
-  std::vector<std::string> inputs;
-  std::vector<std::string> outputs;
-};
-
-const std::vector<Row>& table() {
-  // clang-format off
-  static const std::vector<Row> rows{
-    {1, "SignalRepository", typeid(SignalRepositoryConstructor), {}, {HANDLE}},
-    {2, "add", typeid(SignalRepositoryPutData), {HANDLE, ANY, INT32, STRING, STRING, STRING, ANY, STRING, STRING, STRING, ANY, ANY, ANY, ANY, ANY, ANY, ANY, STRING}, {INT32}},
-    {3, "remove", typeid(SignalRepositoryRemove), {HANDLE, INT32}, {}},
-    {4, "removeRun", typeid(SignalRepositoryRemoveRun), {HANDLE, INT32}, {}},
-    {5, "getSignal", typeid(SignalRepositoryGetData), {ANY}, {ANY}},
-    {6, "setAbsoluteTolerance", typeid(SignalRepositorySetAbsoluteTolerance), {HANDLE, ANY}, {}},
-    {7, "setRelativeTolerance", typeid(SignalRepositorySetRelativeTolerance), {HANDLE, ANY}, {}},
-    {8, "setAbsoluteToleranceByRun", typeid(SignalRepositorySetAbsoluteToleranceByRun), {HANDLE, INT32, DOUBLE}, {}},
-    {9, "setRelativeToleranceByRun", typeid(SignalRepositorySetRelativeToleranceByRun), {HANDLE, INT32, DOUBLE}, {}},
-    {10, "setTolerance", typeid(SignalRepositorySetTolerance), {HANDLE, ANY}, {}},
-    {11, "setToleranceByRun", typeid(SignalRepositorySetToleranceByRun), {HANDLE, INT32, ANY}, {}},
-    {12, "setFcnCallTol", typeid(SignalRepositorySetFcnCallTol), {HANDLE, INT32, ANY}, {}},
-    {13, "setFcnCallTolByRun", typeid(SignalRepositorySetFcnCallTolByRun), {HANDLE, INT32, ANY}, {}},
-    {14, "setSyncMethod", typeid(SignalRepositorySetSyncMethod), {HANDLE, INT32, ANY}, {}},
-    {15, "setInterpMethod", typeid(SignalRepositorySetInterpMethod), {HANDLE, INT32, ANY}, {}},
-    {16, "setSyncMethodByRun", typeid(SignalRepositorySetSyncMethodByRun), {HANDLE, INT32, STRING}, {}},
-    {17, "setInterpMethodByRun", typeid(SignalRepositorySetInterpMethodByRun), {HANDLE, INT32, STRING}, {}},
-    {18, "setSyncOptions", typeid(SignalRepositorySetSyncOptions), {HANDLE, INT32, ANY}, {}},
-    {19, "setSyncOptionsByRun", typeid(SignalRepositorySetSyncOptionsByRun), {HANDLE, INT32, ANY}, {}},
-    {20, "getSyncOptions", typeid(SignalRepositoryGetSyncOptions), {HANDLE, INT32}, {ANY}},
-    {21, "getSyncOptions", typeid(SignalRepositoryGetSyncOptions), {HANDLE, INT32}, {ANY}},
-    {22, "getSyncOptionsByRun", typeid(SignalRepositoryGetSyncOptionsByRun), {HANDLE, INT32}, {ANY}},
-    {23, "getTolerance", typeid(SignalRepositoryGetTolerances), {HANDLE, INT32}, {ANY}},
-    {24, "getToleranceByRun", typeid(SignalRepositoryGetTolerancesByRun), {HANDLE, INT32}, {ANY}},
-    {25, "resetTolerance", typeid(SignalRepositoryResetTolerances), {HANDLE, INT32}, {}},
-    {26, "resetSyncOptions", typeid(SignalRepositoryResetSyncOptions), {HANDLE, INT32}, {}},
-    {27, "setRelStep", typeid(SignalRepositorySetRelStep), {HANDLE, INT32, ANY}, {}},
-    {28, "setRelStepByRun", typeid(SignalRepositorySetRelStepByRun), {HANDLE, INT32, DOUBLE}, {}},
-    {29, "setAbsStep", typeid(SignalRepositorySetAbsStep), {HANDLE, INT32, ANY}, {}},
-    {30, "setAbsStepByRun", typeid(SignalRepositorySetAbsStepByRun), {HANDLE, INT32, DOUBLE}, {}},
-    {31, "setTimeStart", typeid(SignalRepositorySetTimeStart), {HANDLE, INT32, ANY}, {}},
-    {32, "setTimeStartByRun", typeid(SignalRepositorySetTimeStartByRun), {HANDLE, INT32, DOUBLE}, {}},
-    {33, "setTimeEnd", typeid(SignalRepositorySetTimeEnd), {HANDLE, INT32, ANY}, {}},
-    {34, "setTimeEndByRun", typeid(SignalRepositorySetTimeEndByRun), {HANDLE, INT32, DOUBLE}, {}},
-    {35, "setTimeStep", typeid(SignalRepositorySetTimeStep), {HANDLE, INT32, ANY}, {}},
-    {36, "setTimeStepByRun", typeid(SignalRepositorySetTimeStepByRun), {HANDLE, INT32, DOUBLE}, {}},
-    {37, "setInitAbsTolVal", typeid(SignalRepositorySetInitAbsTolVal), {HANDLE, INT32, ANY}, {}},
-    {38, "setInitAbsTolValByRun", typeid(SignalRepositorySetInitAbsTolValByRun), {HANDLE, INT32, DOUBLE}, {}},
-    {39, "setInitRelTolVal", typeid(SignalRepositorySetInitRelTolVal), {HANDLE, INT32, ANY}, {}},
-    {40, "setInitRelTolValByRun", typeid(SignalRepositorySetInitRelTolValByRun), {HANDLE, INT32, DOUBLE}, {}},
-    {41, "clean", typeid(SignalRepositoryDestructor), {HANDLE}, {}},
-    {42, "setCustomSyncMethodByRun", typeid(SignalRepositorySetCustomSyncMethodByRun), {HANDLE, INT32, STRING}, {}},
-    {43, "setCustomSyncMethod", typeid(SignalRepositorySetCustomSyncMethod), {HANDLE, INT32, ANY}, {}},
-    {44, "setUniformTimeIntervalByRun", typeid(SignalRepositorySetUniformTimeIntervalByRun), {HANDLE, INT32, DOUBLE}, {}},
-    {45, "setUniformTimeInterval", typeid(SignalRepositorySetUniformTimeInterval), {HANDLE, INT32, ANY}, {}},
-    {46, "getRunID", typeid(SignalRepositoryGetRunID), {HANDLE, ANY}, {ANY}},
-    {47, "getRunName", typeid(SignalRepositoryGetRunName), {HANDLE, INT32}, {ANY}},
-    {48, "setRunName", typeid(SignalRepositorySetRunName), {HANDLE, INT32, STRING}, {}},
-    {49, "getRunCount", typeid(SignalRepositoryGetRunCount), {HANDLE}, {ANY}},
-    {50, "getSignalCount", typeid(SignalRepositoryGetSignalCount), {ANY}, {ANY}},
-    {51, "getID", typeid(SignalRepositoryGetIDByRunAndIndex), {HANDLE, INT32, INT32}, {ANY}},
-    {52, "isValidRunID", typeid(SignalRepositoryIsValidRunID), {HANDLE, INT32}, {ANY}},
-    {53, "isValidSignalID", typeid(SignalRepositoryIsValidSignalID), {HANDLE, INT32, INT32}, {ANY}},
-    {54, "getDateCreated", typeid(SignalRepositoryGetDateCreated), {HANDLE, INT32}, {ANY}},
-    {55, "getVersion", typeid(SignalRepositoryGetVersion), {HANDLE, INT32}, {ANY}},
-    {56, "setVisibility", typeid(SignalRepositorySetVisible), {HANDLE, ANY}, {}},
-    {57, "getVisibility", typeid(SignalRepositoryGetVisible), {HANDLE, INT32}, {ANY}},
-    {58, "getSignalByRunIndex", typeid(SignalRepositoryGetDataByRunIndex), {HANDLE, INT32, INT32}, {ANY}},
-    {59, "isSyncOptionsInherited", typeid(SignalRepositoryIsSyncOptionsInherited), {HANDLE, INT32}, {ANY}},
-    {60, "isToleranceInherited", typeid(SignalRepositoryIsToleranceInherited), {HANDLE, INT32}, {ANY}},
-    {61, "getSignalSource", typeid(SignalRepositoryGetBlkSrcByIndex), {HANDLE, INT32}, {ANY}},
-    {62, "getIDFromGroup", typeid(SignalRepositoryGetSignalIdFromColumn), {HANDLE, INT32, STRING, STRING}, {INT32}},
-    {63, "getGroup", typeid(SignalRepositoryGetGroup), {HANDLE, INT32, STRING, STRING}, {ANY}},
-    {64, "getGroupCount", typeid(SignalRepositoryGetGroupCount), {HANDLE, STRING}, {INT32}},
-    {65, "getIDCount", typeid(SignalRepositoryGetSignalIdCountFromColumn), {HANDLE, STRING, STRING}, {INT32}},
-    {66, "setLineColor", typeid(SignalRepositorySetLineColor), {HANDLE, INT32, DOUBLE, DOUBLE, DOUBLE}, {}},
-    {67, "setLineStyle", typeid(SignalRepositorySetLineStyle), {HANDLE, INT32, STRING}, {}},
-    {68, "getNextRunID", typeid(SignalRepositoryGetNextRunID), {HANDLE}, {INT32}},
-    {69, "createEmptyRun", typeid(SignalRepositoryCreateEmptyRun), {HANDLE, STRING, INT32}, {INT32}},
-    {70, "updateDateCreated", typeid(SignalRepositoryUpdateDateCreated), {HANDLE, INT32}, {}},
-    {71, "getAllRunIDs", typeid(SignalRepositoryGetAllRunIDs), {HANDLE, INT32}, {ANY}},
-    {72, "deleteInstanceID", typeid(SignalRepositoryDeleteInstanceID), {HANDLE, INT32}, {}},
-    {73, "copyRun", typeid(SignalRepositoryDeepCopyRun), {HANDLE, INT32, INT32}, {INT32}},
-    {74, "writeToFile", typeid(SignalRepositoryWriteToFile), {HANDLE}, {}},
-    {75, "stopWritingToFile", typeid(SignalRepositoryStopWritingToFile), {HANDLE}, {}},
-    {76, "setMetaData", typeid(SignalRepositorySetMetaData), {HANDLE, ANY}, {}},
-    {77, "setDateCreated", typeid(SignalRepositorySetDateCreated), {HANDLE, INT32, DOUBLE}, {}},
-    {78, "getChildrenAndParent", typeid(SignalRepositoryGetChildren), {HANDLE, ANY}, {ANY, ANY, INT32}},
-    {79, "getRootDataSource", typeid(SignalRepositoryGetRootDataSource), {HANDLE, INT32}, {ANY}},
-    {80, "getInstanceID", typeid(SignalRepositoryGetInstanceID), {HANDLE, INT32}, {INT32}},
-    {81, "setParent", typeid(SignalRepositorySetParent), {HANDLE, INT32, INT32}, {}},
-    {82, "removeEmptyRun", typeid(SignalRepositoryRemoveEmptyRun), {HANDLE, INT32}, {}},
-  };
-  // clang-format on
-  return rows;
-}
+constexpr const char* kRepository = "Dravik.kvr.SignalRepository";
 
 const MethodRecord& registeredAt(std::size_t place) {
-  return *repositoryClass().methods()[place - 1];
+  return *repositoryClass().methods().at(place - 1);
 }
 
 std::vector<std::string> namesOf(const std::vector<vormel::SignatureType>& types) {
@@ -124,38 +22,51 @@ std::vector<std::string> namesOf(const std::vector<vormel::SignatureType>& types
 
 class MethodTable : public LiveArraysTest {};
 
-TEST_F(MethodTable, holds_82_registrations_of_81_distinct_names) {
-  ASSERT_EQ(table().size(), 82U);
-  ASSERT_EQ(repositoryClass().methods().size(), 82U);
-  std::set<std::string> names;
-  for (const auto& method : repositoryClass().methods()) names.insert(method->name());
-  EXPECT_EQ(names.size(), 81U);
+// A method that the module registers and method_rows.def does not know is reported here.
+TEST_F(MethodTable, every_registered_method_has_its_row_and_every_row_its_method) {
+  std::vector<std::string> registered;
+  for (const auto& method : repositoryClass().methods()) registered.push_back(method->name());
+  std::vector<std::string> rows;
+  for (const MethodRow& row : kRepositoryRows) rows.emplace_back(row.name);
+  EXPECT_EQ(registered, rows) << "tests/support/method_rows.def lists what has to be registered";
 }
 
-TEST_F(MethodTable, each_place_holds_the_method_of_that_name) {
-  for (const Row& row : table())
-    EXPECT_STREQ(registeredAt(row.place).descriptor().getName(), row.name) << row.place;
+TEST_F(MethodTable, one_name_alone_is_registered_twice) {
+  EXPECT_EQ(distinctNames(kRepositoryRows).size() + 1, std::size(kRepositoryRows));
+}
+
+TEST_F(MethodTable, rows_stand_in_the_order_of_their_places) {
+  for (std::size_t i = 0; i < std::size(kRepositoryRows); ++i)
+    EXPECT_EQ(kRepositoryRows[i].place, i + 1) << kRepositoryRows[i].name;
 }
 
 TEST_F(MethodTable, each_place_holds_a_descriptor_of_the_methods_own_class) {
-  for (const Row& row : table()) {
+  const std::type_info* const classes[] = {
+#define REPOSITORY_ROW(place, name, Class, ...) &typeid(Class),
+#define MAP_ROW(...)
+#include "tests/support/method_rows.def"
+  };
+  for (const MethodRow& row : kRepositoryRows) {
     const ntob::TOBMethodInfo& descriptor = registeredAt(row.place).descriptor();
-    EXPECT_EQ(typeid(descriptor), row.descriptor) << row.name;
+    EXPECT_STREQ(descriptor.getName(), row.name);
+    EXPECT_EQ(typeid(descriptor), *classes[row.place - 1]) << row.name;
   }
 }
 
 TEST_F(MethodTable, each_method_declares_its_inputs_in_order) {
-  for (const Row& row : table())
-    EXPECT_EQ(namesOf(registeredAt(row.place).inputs()), row.inputs) << row.name;
+  for (const MethodRow& row : kRepositoryRows)
+    EXPECT_EQ(namesOf(registeredAt(row.place).inputs()), typeNames(row.inputs, kRepository))
+        << row.name;
 }
 
 TEST_F(MethodTable, each_method_declares_its_outputs_in_order) {
-  for (const Row& row : table())
-    EXPECT_EQ(namesOf(registeredAt(row.place).outputs()), row.outputs) << row.name;
+  for (const MethodRow& row : kRepositoryRows)
+    EXPECT_EQ(namesOf(registeredAt(row.place).outputs()), typeNames(row.outputs, kRepository))
+        << row.name;
 }
 
 TEST_F(MethodTable, all_names_but_the_constructors_begin_with_a_small_letter) {
-  for (const Row& row : table())
+  for (const MethodRow& row : kRepositoryRows)
     EXPECT_EQ(row.name[0] >= 'a' && row.name[0] <= 'z', row.place != 1) << row.name;
 }
 

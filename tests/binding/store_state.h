@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "embedded_host/messages/host_exception.h"
+#include "kvrntob/columns/columns.h"
 #include "kvrntob/store/signal_repository.h"
 
 namespace kvr::test {

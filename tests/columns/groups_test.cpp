@@ -1,4 +1,5 @@
 // The groups of a column and the ids in them.
+#include "kvrntob/columns/columns.h"
 #include "tests/support/store_test.h"
 
 namespace kvr::test {

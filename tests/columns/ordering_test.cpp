@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <random>
 
+#include "kvrntob/columns/columns.h"
 #include "tests/support/store_test.h"
 
 namespace kvr::test {

@@ -253,6 +253,46 @@ TEST(Text, of_lost_values_components_and_functions) {
             "0.5 (by band, as given)");
 }
 
+TEST(Text, tells_times_as_dates_where_they_are_dates) {
+  const Signal baseline{{0, 86400, 90061.5}, {1, 1, 1}};
+  Signal other = baseline;
+  other.values[2] = 4;
+  EXPECT_EQ(describe(judged(baseline, other), {}, Source::kOwn, Clock::kDate),
+            "out at 1 of 3 instants, first at 1970-01-02 01:01:01.5: 4 instead of 1, off by 3, "
+            "allowed 0 (absolute 0, from the signal)");
+  other.values = {1, 2, 1};
+  const Given given = Given().absolute(2);
+  EXPECT_EQ(describe(judged(baseline, other, given), given.settings, Source::kOwn, Clock::kDate),
+            "within at 3 instants, off by at most 1 at 1970-01-02");
+}
+
+TEST(DateText, is_a_day_alone_at_midnight_and_drops_zeros_of_the_fraction) {
+  EXPECT_EQ(dateText(0), "1970-01-01");
+  EXPECT_EQ(dateText(-0.0), "1970-01-01");
+  EXPECT_EQ(dateText(951782400), "2000-02-29");
+  EXPECT_EQ(dateText(1467158400), "2016-06-29");
+  EXPECT_EQ(dateText(1467158400 + 45000), "2016-06-29 12:30:00");
+  EXPECT_EQ(dateText(1467158400.25), "2016-06-29 00:00:00.25");
+  EXPECT_EQ(dateText(-1), "1969-12-31 23:59:59");
+  EXPECT_EQ(dateText(-0.5), "1969-12-31 23:59:59.5");
+}
+
+TEST(DateText, rounds_to_the_nearest_microsecond) {
+  EXPECT_EQ(dateText(1e-6), "1970-01-01 00:00:00.000001");
+  EXPECT_EQ(dateText(4e-7), "1970-01-01");
+  EXPECT_EQ(dateText(0.9999999), "1970-01-01 00:00:01");
+  EXPECT_EQ(dateText(-1e-7), "1970-01-01");
+}
+
+TEST(DateText, is_the_number_outside_the_years_that_have_four_digits) {
+  EXPECT_EQ(dateText(-62135596800), "0001-01-01");
+  EXPECT_EQ(dateText(-62135596801), "-62135596801");
+  EXPECT_EQ(dateText(253402300799), "9999-12-31 23:59:59");
+  EXPECT_EQ(dateText(253402300800), "253402300800");
+  EXPECT_EQ(dateText(kNaN), "nan");
+  EXPECT_EQ(dateText(kInfinity), "inf");
+}
+
 TEST(Text, of_complex_values_shows_both_parts) {
   EXPECT_EQ(describe(judged(complexSide({{1, -2}}), complexSide({{1, 1}})), {}, Source::kOwn),
             "out at 1 of 1 instant, first at 0: 1+1i instead of 1-2i, off by 3, allowed 0 "

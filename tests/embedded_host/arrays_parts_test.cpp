@@ -1,5 +1,5 @@
 // Cells, structures and value objects.
-#include "embedded_host/functions/trapped_failure.h"
+#include "embedded_host/messages/host_exception.h"
 #include "tests/support/array_builders.h"
 #include "tests/support/failure_matchers.h"
 #include "tests/support/live_arrays.h"

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "embedded_host/functions/host_functions.h"
-#include "embedded_host/functions/trapped_failure.h"
+#include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/v_interpreter.h"
 #include "tests/embedded_host/sample_fixture.h"
 #include "tests/support/child_process.h"

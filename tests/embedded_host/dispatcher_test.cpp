@@ -1,5 +1,5 @@
 // Which host function is running.
-#include "embedded_host/functions/dispatcher.h"
+#include "embedded_host/messages/dispatcher.h"
 
 #include <gtest/gtest.h>
 

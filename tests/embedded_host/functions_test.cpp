@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <stdexcept>
 
-#include "embedded_host/functions/trapped_failure.h"
+#include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/v_dispatcher.h"
 #include "kvrntob/host/v_interpreter.h"
 #include "tests/embedded_host/sample_fixture.h"

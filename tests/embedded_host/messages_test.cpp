@@ -2,9 +2,9 @@
 #include <functional>
 #include <set>
 
-#include "embedded_host/functions/dispatcher.h"
+#include "embedded_host/messages/dispatcher.h"
 #include "embedded_host/messages/host_exception.h"
-#include "kvrntob/binding/failure.h"
+#include "kvrntob/base/failure.h"
 #include "kvrntob/host/drk_services.h"
 #include "kvrntob/host/libqnKVR_res.h"
 #include "kvrntob/host/ntob.h"

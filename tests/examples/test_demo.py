@@ -1,6 +1,7 @@
 """The demo tells its whole story on one screen and draws its picture."""
 
 import struct
+import subprocess
 
 import pytest
 
@@ -31,9 +32,10 @@ def sections(output):
 
 def test_demo_fits_on_a_screen(output):
     lines = output.splitlines()
-    assert len(lines) <= 60
-    # The path of the picture is the caller's.
-    assert max(len(line) for line in lines if not line.startswith("Drawn in")) <= 100
+    assert len(lines) <= 65
+    # The paths of the picture and of the files are the caller's.
+    fixed = [line for line in lines[: lines.index("Try next")] if not line.startswith("Drawn in")]
+    assert max(map(len, fixed)) <= 100
 
 
 def test_demo_shows_both_recordings_as_runs(sections):
@@ -74,6 +76,37 @@ def test_demo_reads_values_back_from_the_scratch_file(sections):
     assert sections["Scratch file"] == [
         "run 4 recorded in file mode: 29 signals read back equal to run 1"
     ]
+
+
+def test_demo_ends_with_the_comparison_of_its_two_runs(output, sections):
+    titles = [line for line in output.splitlines() if not line.startswith(" ")]
+    assert titles[-2:] == ["Run 2 compared with run 1", "Try next"]
+    summary, header, *rows = sections[titles[-2]]
+    assert summary == "As of 2016-06-29 against As of 2016-07-29: within 22, out 7"
+    assert header.split() == ["status", "excess", "first", "out", "signal"]
+    failed = rows[:7]
+    assert all(row.startswith("out ") for row in failed)
+    assert failed[0].split() == [
+        "out", "22610.5", "2014-04-01", "nowcast/construction/TTLCONS:", "Construction", "spending"
+    ]  # fmt: skip
+    excess = [float(row.split()[1]) for row in failed]
+    assert excess == sorted(excess, reverse=True)
+    assert " ".join(rows[7:-1]) == (
+        "Construction spending: out at 23 of 378 instants, first at 2014-04-01: 1002975 instead of "
+        "992914, off by 10061, allowed 4964.57 (relative 0.005, from the run)"
+    )
+    assert rows[-1].endswith("would exit with 1, which stands for a difference")
+
+
+def test_commands_that_the_demo_names_work_where_it_ran(sections):
+    commands = sections["Try next"]
+    found = [subprocess.run(line, shell=True, capture_output=True, text=True) for line in commands]
+    assert [done.returncode for done in found] == [1, 0, 0]
+    assert [done.stderr for done in found] == ["", "", ""]
+    compared, agreed, shown = (done.stdout.splitlines() for done in found)
+    assert compared[0] == "2016-06-29 against 2016-07-29: within 22, out 7"
+    assert agreed[-2:] == ["passed", "agreed"]
+    assert shown[0].split() == ["signal", "TTLCONS"]
 
 
 def test_demo_keeps_the_index_of_a_replaced_entry_and_closes_a_gap(sections):

@@ -41,5 +41,10 @@ def test_day_numbers_are_those_of_the_hosts_clock():
     assert abs(float(clock) - nowcast.day_number(date.today())) <= 1
 
 
+def test_seconds_come_back_as_their_day():
+    assert nowcast.seconds(date(1970, 1, 2)) == 86400.0
+    assert nowcast.from_seconds(nowcast.seconds(date(1985, 1, 1))) == date(1985, 1, 1)
+
+
 def test_day_number_comes_back_as_its_day():
     assert nowcast.from_day_number(nowcast.day_number(date(2016, 7, 29))) == date(2016, 7, 29)

@@ -1,7 +1,7 @@
 // The structure in which a signal leaves the store.
-#include "kvrntob/exchange/export_signal.h"
+#include "kvrntob/store/data.h"
 
-#include "kvrntob/store/array_makers.h"
+#include "kvrntob/base/host_arrays.h"
 #include "tests/support/store_test.h"
 
 namespace kvr::test {

@@ -1,5 +1,6 @@
 // Signals whose values are kept in the scratch file.
-#include "kvrntob/exchange/scratch_file.h"
+#include "kvrntob/store/scratch_file.h"
+#include "kvrntob/columns/columns.h"
 #include "tests/support/faults.h"
 
 #include <pthread.h>
@@ -7,8 +8,7 @@
 #include <functional>
 #include <stdexcept>
 
-#include "kvrntob/exchange/export_signal.h"
-#include "kvrntob/store/palette.h"
+#include "kvrntob/store/data.h"
 #include "tests/exchange/scratch_test.h"
 
 namespace kvr::test {

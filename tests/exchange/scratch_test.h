@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "embedded_host/arrays/call_scope.h"
-#include "kvrntob/exchange/scratch_file.h"
 #include "kvrntob/host/libvf.h"
+#include "kvrntob/store/scratch_file.h"
 #include "tests/support/replaced_function.h"
 #include "tests/support/store_test.h"
 

@@ -51,6 +51,7 @@ class StepReader {
     step.cls = cls;
     const auto& methods = signaturesOf(cls);
     step.place = 1 + bytes_.below(static_cast<int>(methods.size()) - 1);
+    if (methods[static_cast<std::size_t>(step.place)].body == nullptr) return maker_.next();
     const std::string_view types = methods[static_cast<std::size_t>(step.place)].inputs;
     step.nargout = bytes_.onceIn(8) ? bytes_.below(6) - 1 : 1;
     std::size_t count = types.size();

@@ -4,8 +4,7 @@
 #include <optional>
 
 #include "embedded_host/messages/host_exception.h"
-#include "kvrntob/settings/sync_struct.h"
-#include "kvrntob/settings/tolerance_struct.h"
+#include "kvrntob/settings/structures.h"
 #include "tests/fuzz/any_array.h"
 #include "tests/fuzz/trial.h"
 #include "tests/fuzz/verdict.h"

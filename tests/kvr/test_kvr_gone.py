@@ -116,6 +116,18 @@ def test_old_objects_never_touch_the_new_store(store):
     assert (signal.visible, signal.color) == (False, color)
 
 
+def test_looking_changes_nothing_in_the_store(run, repo, monkeypatch):
+    """Looks used to move the date of a run for an instant, which another reader could see."""
+    signal = run.add("speed", [1.0], time=[0.0])
+    changes = []
+    for name in dir(type(repo)):
+        if name.startswith(("set", "update", "create", "remove", "reset")):
+            monkeypatch.setattr(type(repo), name, lambda *given, name=name: changes.append(name))
+    _ = run.name, run.created, len(run), run == kvr.Store().runs[0]
+    _ = signal.values, signal.label, signal.visible, signal.tolerance, signal == run["speed"]
+    assert changes == []
+
+
 def test_looking_leaves_the_date_of_the_run_to_the_last_bit(run, repo):
     signal = run.add("speed", [1.0], time=[0.0])
     for day in (739000.1, 0.0, -1.5, 5e-324, float("inf"), 1.7976931348623157e308):

@@ -121,6 +121,16 @@ def test_junit_has_a_case_a_pair(comparison):
     assert hostile == HOSTILE.replace("\x01", "\ufffd").replace("\x1b", "\ufffd")
 
 
+def test_junit_replaces_every_control_character_but_white_space(store):
+    name = "".join(map(chr, [*range(1, 32), *range(127, 161)]))
+    run = store.new_run("a")
+    run.add(name, [1.0], time=[0.0], path=name)
+    (case,) = xml.etree.ElementTree.fromstring(kvr.compare(run, run).to_junit()).iter("testcase")
+    allowed = "\t\n\r\u00a0"
+    expected = "".join(c if c in allowed else "\ufffd" for c in name)
+    assert (case.get("name"), case.get("classname")) == (expected, expected)
+
+
 def test_results_are_written_beside_and_renamed(comparison, tmp_path):
     path = tmp_path / "result.json"
     path.write_text("old")

@@ -166,14 +166,14 @@ void HostSide::setFunction(const std::string& name, Mood mood) {
 }
 
 PlainArray HostSide::timeseries() const {
-  return read(HostFunctions::instance().callOwn("timeseries").get(), *this);
+  return read(HostFunctions::instance().callBuiltIn("timeseries").get(), *this);
 }
 
 int HostSide::probePalette() {
   const auto attributes = [](SignalRepository& store, int32 run) {
-    const auto none = [] { return SharedArray(); };
-    const int32 id =
-        store.addSignal("", "", "", none(), "", "", "", 0, {}, 0, {}, "", run, none(), 0, "");
+    NewSignal probe;
+    probe.runID = run;
+    const int32 id = store.addSignal(std::move(probe));
     const Data data = store.copyRecordByID(id);
     return std::make_pair(data.getLineColor(), data.getLineDashed());
   };

@@ -1,4 +1,4 @@
-// The methods of Dravik.kvr.Map in the order of registration.
+// What the model does at each method of Dravik.kvr.Map.
 #include "tests/models/world.h"
 
 namespace kvr::models {
@@ -17,7 +17,8 @@ MapModel& mapAskedFor(Call& call) {
   return map;
 }
 
-void none(Call&) {}
+// NOLINTBEGIN(readability-identifier-naming): named as host code names the methods
+void Map(Call&) {}
 
 void insert(Call& call) { mapOf(call).put(call.inputs[1], call.inputs[2]); }
 
@@ -45,25 +46,16 @@ void getKeyByIndex(Call& call) { call.give(mapAskedFor(call).keyAt(call.intAt(1)
 void getIndexByKey(Call& call) { call.give(int32Cell(mapAskedFor(call).indexOf(call.inputs[1]))); }
 void getKeyType(Call& call) { call.give(text(mapAskedFor(call).keyType())); }
 void getValueType(Call& call) { call.give(text(mapAskedFor(call).valueType())); }
-void clear(Call& call) { call.world.leftovers += mapOf(call).clear(); }
+void Clear(Call& call) { call.world.leftovers += mapOf(call).clear(); }
 
+// NOLINTEND(readability-identifier-naming)
 }  // namespace
 
 const std::vector<Signature>& mapMethods() {
   static const std::vector<Signature> rows = {
-      {"Map", "aa", "h", none},
-      {"insert", "haa", "", insert},
-      {"getDataByKey", "ha", "a", getDataByKey},
-      {"getDataByIndex", "hi", "a", getDataByIndex},
-      {"deleteDataByKey", "ha", "", deleteDataByKey},
-      {"deleteDataByIndex", "hi", "", deleteDataByIndex},
-      {"getCount", "h", "i", getCount},
-      {"isKey", "ha", "l", isKey},
-      {"getKeyByIndex", "hi", "a", getKeyByIndex},
-      {"getIndexByKey", "ha", "i", getIndexByKey},
-      {"getKeyType", "h", "a", getKeyType},
-      {"getValueType", "h", "a", getValueType},
-      {"Clear", "h", "", clear},
+#define REPOSITORY_ROW(...)
+#define MAP_ROW(place, name, Class, inputs, outputs, ...) {#name, inputs, outputs, name},
+#include "tests/support/method_rows.def"
   };
   return rows;
 }

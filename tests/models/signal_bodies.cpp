@@ -68,7 +68,7 @@ PlainArray exportSignal(Process& process, const Signal& s) {
 
 namespace bodies {
 
-void none(Call&) {}
+void SignalRepository(Call&) {}
 
 void add(Call& call) {
   const auto& in = call.inputs;

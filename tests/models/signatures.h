@@ -18,7 +18,7 @@ struct Signature {
   const char* name;
   std::string_view inputs;
   std::string_view outputs;
-  Body body;  // what the model does
+  Body body;  // what the model does; null for a method that the models leave out
 };
 
 const std::vector<Signature>& repositoryMethods();

@@ -3,7 +3,7 @@
 An entry is a file, the line as it stands, the changes with "- " before each, and the reason; a blank
 line ends it:
 
-    kvrntob/columns/ordering.cpp
+    kvrntob/columns/columns.cpp
     if (std::is_sorted(names.begin(), names.end(), before)) return;
     - std::is_sorted(names.begin(), names.end(), before) -> false
     A list that is sorted already is sorted again, with the same result.

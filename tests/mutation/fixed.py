@@ -10,7 +10,7 @@ from tree import COMPILER_OPTIONS
 
 PINNED_BY = {
     "kvrntob/host/libvr.h": "tests/embedded_host/arrays_making_test.cpp",
-    "kvrntob/store/column.h": "tests/columns/column_names_test.cpp",
+    "kvrntob/columns/columns.h": "tests/columns/keywords_test.cpp",
 }
 
 

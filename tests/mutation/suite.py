@@ -11,6 +11,7 @@ import time
 
 # Test programs by folder. Those in OWN_PROCESSES need a process for each test.
 PROGRAMS = {
+    "base": ["base_test"],
     "store": ["store_test", "process_state_test", "removal_model_test"],
     "settings": ["settings_test"],
     "columns": ["columns_test"],

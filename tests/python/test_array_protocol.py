@@ -63,6 +63,32 @@ def test_array_method_that_gives_no_array_is_refused(result):
     assert "__array__" in refusal(Gives(result))
 
 
+def test_masked_array_that_an_array_method_gives_is_refused():
+    assert ".filled(" in refusal(Gives(np.ma.masked_array([1.0, 2.0], [False, True])))
+
+
+def test_what_an_array_method_raises_comes_through_every_way_in(any_map):
+    class Failing:
+        def __array__(self):
+            raise ZeroDivisionError("of the caller's own")
+
+    before = vormel.live_arrays()
+    for use in (
+        lambda: vormel.array(Failing()),
+        lambda: vormel.array(Failing(), "double"),
+        lambda: vormel.array(Failing(), "cell"),
+        lambda: vormel.array([1, Failing()]),
+        lambda: vormel.timeseries([1.0], Failing()),
+        lambda: vormel.dumps({"a": [Failing()]}),
+        lambda: any_map.insert("a", Failing()),
+        lambda: any_map.getDataByIndex(Failing()),
+    ):
+        with pytest.raises(ZeroDivisionError):
+            use()
+    assert any_map.getCount() == 0
+    assert vormel.live_arrays() == before
+
+
 def test_class_with_an_array_method_is_no_value():
     refusal(Gives)
     refusal(np.ndarray)
@@ -98,6 +124,26 @@ def test_series_of_dates_are_refused_with_a_hint(zone):
     assert "seconds" in refusal(pandas.Timestamp("2020-01-01", tz=zone))
     assert "seconds" in refusal(pandas.Timedelta(1, "s"))
     refusal(pandas.NaT)
+
+
+def test_series_and_frames_of_objects_that_are_dates_are_refused_as_dates():
+    pandas = pytest.importorskip("pandas")
+    zoned = pandas.Series(pandas.date_range("2020-01-01", periods=2, tz="UTC"))
+    frame = pandas.DataFrame({"speed": [1.0, 2.0], "at": zoned})
+    for value in (zoned, frame, [zoned, 1], {"at": zoned}):
+        assert "total_seconds()" in refusal(value)
+    assert "seconds" in refusal(zoned, "cell")
+    assert "timedelta64" in refusal(pandas.Series(pandas.date_range("2020-01-01", periods=2)), "double")
+
+
+def test_data_arrays_go_in_as_their_arrays():
+    xarray = pytest.importorskip("xarray")
+    speed = xarray.DataArray([[1.0, 2.0]], dims=["run", "time"])
+    assert vormel.array(speed).to_python().tolist() == [[1.0, 2.0]]
+    assert vormel.array(speed.sum()).to_python() == 3.0
+    assert vormel.array(speed.astype("f4")[0]).shape == (1, 2)
+    dates = xarray.DataArray(np.array(["2020-01-01"], "datetime64[ns]"))
+    assert "timedelta64" in refusal(dates)
 
 
 def test_hint_for_series_of_dates_works():
@@ -145,6 +191,57 @@ def test_refusal_says_what_to_pass_instead(value, hint):
     assert hint in refusal(value)
     assert hint in refusal([value, "a"])
     assert hint in refusal({"field": value})
+
+
+DATE = datetime.datetime(2020, 1, 1)
+
+
+@pytest.mark.parametrize(
+    "times, hint",
+    [
+        ([DATE, DATE + datetime.timedelta(seconds=2)], "[(time - start).total_seconds() for time in times]"),
+        ([None, DATE.date()], "[(time - start).total_seconds() for time in times]"),
+        ([datetime.timedelta(seconds=3)], "[time.total_seconds() for time in times]"),
+        ([1, "a"], ".astype(float)"),
+    ],
+)  # fmt: skip
+def test_refusal_of_an_object_array_looks_at_its_items(times, hint):
+    objects = np.array(times, object)
+    assert hint in refusal(objects)
+    assert hint in refusal(np.array([objects, objects]), "double")
+    assert hint in refusal({"times": objects})
+
+
+@pytest.mark.parametrize(
+    "item, hint",
+    [
+        (DATE, "total_seconds()"),
+        (datetime.time(1), "since midnight"),
+        (datetime.timedelta(1), "value.total_seconds()"),
+        (np.datetime64("2020-01-01"), "np.timedelta64(1, 's')"),
+        (np.timedelta64(1, "s"), "np.timedelta64(1, 's')"),
+        (np.ma.masked, ".filled("),
+        (np.ma.masked_array([1.0], [True]), ".filled("),
+    ],
+    ids=lambda item: repr(item)[:40],
+)
+@pytest.mark.parametrize("cls", ["double", "int8", "logical", "char"])
+def test_dates_and_masked_elements_in_lists_of_a_class_are_refused_with_their_hint(cls, item, hint):
+    assert hint in refusal([1, item], cls)
+    assert hint in refusal([[1, 2], [3, item]], cls)
+    assert hint in refusal((item,), cls)
+
+
+def test_hints_for_times_lead_to_numbers_that_go_in():
+    times = [DATE, DATE + datetime.timedelta(seconds=2)]
+    start = times[0]
+    seconds = vormel.array([(time - start).total_seconds() for time in times])
+    assert seconds.to_python().tolist() == [[0.0, 2.0]]
+    value = datetime.timedelta(minutes=1)
+    assert vormel.array(value.total_seconds()).to_python() == 60.0
+    time = datetime.time(1, 2, 3)
+    expression = refusal(time).split("since midnight: ")[1]
+    assert vormel.array(eval(expression, {"time": time})).to_python() == 3723
 
 
 def test_hints_lead_to_values_that_go_in():

@@ -8,6 +8,7 @@ import weakref
 
 import pytest
 import vormel
+from method_rows import method_rows
 from vormel.Dravik.kvr import Map, SignalRepository
 
 
@@ -57,14 +58,11 @@ def test_class_is_named_and_described_by_its_descriptor():
 
 
 def test_methods_lists_every_registration_in_order():
-    listed = vormel.methods(SignalRepository)
-    assert len(listed) == 82
-    names = [method.name for method in listed]
-    assert names[:3] == ["SignalRepository", "add", "remove"]
-    assert names[19:21] == ["getSyncOptions", "getSyncOptions"]
-    assert listed[46].name == "getRunName"
-    assert listed[46].inputs == ["Dravik.kvr.SignalRepository", "int32 scalar"]
-    assert listed[46].outputs == ["any"]
+    for cls in (SignalRepository, Map):
+        listed = [(method.name, method.inputs, method.outputs) for method in vormel.methods(cls)]
+        assert listed == [(row.name, row.inputs, row.outputs) for row in method_rows(cls)]
+    names = [method.name for method in vormel.methods(SignalRepository)]
+    assert names.count("getSyncOptions") == 2
 
 
 def test_methods_lists_the_constructor_too():
@@ -87,7 +85,7 @@ def test_every_method_is_an_attribute():
 
 def test_help_shows_inputs_and_outputs():
     text = pydoc.plain(pydoc.render_doc(SignalRepository.createEmptyRun))
-    assert "createEmptyRun(self, string_1, int32_scalar_2, /, *more, nargout=1)" in text
+    assert "createEmptyRun(self, name, instance, /, *more, nargout=1)" in text
     assert "inputs:   Dravik.kvr.SignalRepository, string, int32 scalar" in text
     assert "outputs:  int32 scalar" in text
 
@@ -95,14 +93,14 @@ def test_help_shows_inputs_and_outputs():
 def test_help_of_the_class_shows_its_methods():
     text = pydoc.plain(pydoc.render_doc(Map))
     assert "Dravik KVR Map Container" in text
-    assert "getDataByKey(self, any_1, /, *more, nargout=1)" in text
+    assert "getDataByKey(self, key, /, *more, nargout=1)" in text
     assert "outputs:  none" in text
 
 
 def test_method_tells_its_name_and_signature():
     method = SignalRepository.getRunName
     assert (method.__name__, method.__qualname__) == ("getRunName", "SignalRepository.getRunName")
-    assert list(inspect.signature(method).parameters) == ["self", "int32_scalar_1", "more", "nargout"]
+    assert list(inspect.signature(method).parameters) == ["self", "run", "more", "nargout"]
     assert "getRunName" in repr(method)
 
 
@@ -111,6 +109,30 @@ def test_object_shows_its_class_and_that_it_has_ended():
     assert repr(entries).startswith("<Map object at ")
     vormel.delete(entries)
     assert repr(entries).endswith("(ended)>")
+
+
+def test_objects_of_one_store_are_the_same_instance():
+    one, other = SignalRepository(), SignalRepository()
+    assert one is not other
+    assert vormel.same_instance(one, other)
+    assert vormel.same_instance(one, one)
+
+
+def test_objects_of_stores_before_and_after_clean_are_not_the_same_instance():
+    old = SignalRepository()
+    SignalRepository().clean()
+    new = SignalRepository()
+    assert not vormel.same_instance(old, new)
+    assert vormel.same_instance(new, SignalRepository())
+
+
+def test_maps_ended_objects_and_other_values_are_not_the_same_instance():
+    entries, more = Map("k", 1.0), Map("k", 1.0)
+    assert vormel.same_instance(entries, entries)
+    assert not vormel.same_instance(entries, more)
+    vormel.delete(entries)
+    assert not vormel.same_instance(entries, entries)
+    assert not vormel.same_instance(1, "text")
 
 
 def test_base_class_makes_no_objects():

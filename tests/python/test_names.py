@@ -56,11 +56,28 @@ def test_unknown_method_suggests_near_ones(cls, name, near):
     assert f"has no method {name}; did you mean {near}" in str(caught.value)
 
 
-def test_method_like_no_other_gets_no_suggestion():
+def test_method_like_no_other_gets_no_suggestion_but_the_way_to_the_list():
     for name in ("quux", "", "x" * 100_000):
         with pytest.raises(vormel.MethodError) as caught:
             vormel.invoke(Map, name)
         assert "did you mean" not in str(caught.value)
+        assert str(caught.value).endswith("; vormel.methods(cls) lists those it has")
+
+
+def test_misspelt_attribute_suggests_near_ones(run_python):
+    program = """
+import sys, vormel
+from vormel.Dravik.kvr import Map
+for use in (lambda: Map("k", 1.0).getCont, lambda: vormel.timeseries(1, 2).Dta):
+    try:
+        use()
+    except AttributeError:
+        sys.stderr = sys.stdout
+        sys.excepthook(*sys.exc_info())
+"""
+    output = run_python(program)
+    assert "Did you mean: 'getCount'?" in output
+    assert "Did you mean: 'Data'?" in output
 
 
 def test_unknown_name_in_a_package_lists_what_it_holds():

@@ -14,6 +14,7 @@
 #include "tests/reliability/store_snapshot.h"
 #include "tests/reliability/tally.h"
 #include "tests/support/live_arrays.h"
+#include "tests/support/method_rows.h"
 
 namespace kvr::test {
 namespace {
@@ -232,34 +233,13 @@ TEST_F(BadHandles, a_body_of_a_map_throws_at_those_that_name_nothing) {
 
 // ---- Numbers of inputs ----
 
-// The counts, handle included, that a body tells apart. Every other body takes what is declared and
-// does not look at more.
-const std::map<std::string, std::set<std::size_t>>& acceptedCounts() {
-  static const std::map<std::string, std::set<std::size_t>> counts = [] {
-    std::map<std::string, std::set<std::size_t>> made{{"getSignalCount", {1, 2}}};
-    for (const char* method :
-         {"remove", "getSignal", "getTolerance", "getSyncOptions", "resetTolerance",
-          "resetSyncOptions", "isToleranceInherited", "isSyncOptionsInherited", "getVisibility",
-          "getRootDataSource", "getInstanceID", "getChildrenAndParent"})
-      made[method] = {2, 3};
-    for (const char* method :
-         {"setAbsoluteTolerance", "setRelativeTolerance", "setVisibility", "setMetaData",
-          "setFcnCallTol", "setSyncMethod", "setInterpMethod", "setCustomSyncMethod", "setRelStep",
-          "setAbsStep", "setTimeStart", "setTimeEnd", "setTimeStep", "setInitAbsTolVal",
-          "setInitRelTolVal", "setUniformTimeInterval", "setSyncOptions", "setTolerance"})
-      made[method] = {3, 4};
-    return made;
-  }();
-  return counts;
-}
-
-std::string failureOfCount(const vormel::MethodRecord& method, std::size_t count) {
-  const std::size_t declared = method.inputs().size();
+// Of a call with so many inputs, handle included. A body that tells no counts apart takes what is
+// declared and does not look at more.
+std::string failureOfCount(const MethodRow& row, std::size_t count) {
+  const std::size_t declared = row.inputs.size();
   if (count < declared) return "Vormel:NotEnoughInputs";
   if (declared == 0 && count > 0) return "Vormel:TooManyInputs";
-  const auto accepted = acceptedCounts().find(method.name());
-  const bool isAccepted = accepted == acceptedCounts().end() || accepted->second.count(count) != 0;
-  return isAccepted ? "" : "INVALID_SIGNATURE";
+  return row.accepts(count) ? "" : "INVALID_SIGNATURE";
 }
 
 // So many arrays: the call's own, cut off or with the last one repeated.
@@ -282,19 +262,20 @@ const MethodCall& callWithInputs(const std::string& method, std::size_t count) {
 class BadCounts : public LiveArraysTest {};
 
 TEST_F(BadCounts, of_inputs_are_refused_or_accepted_by_the_repository_as_told) {
-  for (const auto& method : kvrClass("SignalRepository").methods()) {
+  for (const MethodRow& row : kRepositoryRows) {
+    const auto& method = *kvrClass("SignalRepository").findMethod(row.name);
     for (std::size_t count = 0; count <= kMostInputs; ++count) {
       const SampleStore sample(Keeping::InMemory);
       const Snapshot before = snapshotOf(sample.store());
-      const Arrays inputs = callWithInputs(method->name(), count).inputs();
+      const Arrays inputs = callWithInputs(row.name, count).inputs();
       const std::size_t arrays = vormel::liveArrayCount();
-      const std::string expected = failureOfCount(*method, count);
-      EXPECT_EQ(callWith(*method, stretched(withHandle(sample.handle(), inputs), count)).failure,
+      const std::string expected = failureOfCount(row, count);
+      EXPECT_EQ(callWith(method, stretched(withHandle(sample.handle(), inputs), count)).failure,
                 expected)
-          << method->name() << ' ' << count;
+          << row.name << ' ' << count;
       if (expected.empty()) continue;
-      EXPECT_TRUE(snapshotOf(sample.store()) == before) << method->name() << ' ' << count;
-      EXPECT_EQ(vormel::liveArrayCount(), arrays) << method->name() << ' ' << count;
+      EXPECT_TRUE(snapshotOf(sample.store()) == before) << row.name << ' ' << count;
+      EXPECT_EQ(vormel::liveArrayCount(), arrays) << row.name << ' ' << count;
     }
   }
 }

@@ -12,7 +12,7 @@
 
 #include "embedded_host/arrays/call_scope.h"
 #include "embedded_host/objects/object_record.h"
-#include "kvrntob/exchange/export_signal.h"
+#include "kvrntob/store/data.h"
 #include "tests/reliability/leftovers.h"
 #include "tests/reliability/map_calls.h"
 #include "tests/reliability/sample_store.h"

@@ -1,4 +1,5 @@
 #include "tests/reliability/leftovers.h"
+#include "kvrntob/columns/columns.h"
 
 #include <filesystem>
 #include <vector>

@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <set>
 #include <string>
 
 #include "embedded_host/objects/object_record.h"
 #include "tests/reliability/map_calls.h"
 #include "tests/reliability/tally.h"
 #include "tests/support/live_arrays.h"
+#include "tests/support/method_rows.h"
 
 namespace kvr::test {
 namespace {
@@ -84,6 +86,12 @@ INSTANTIATE_TEST_SUITE_P(Memory, MapFaults, ::testing::Values(Site::HostMemory, 
                          [](const auto& info) {
                            return info.param == Site::Heap ? "heap" : "host_memory";
                          });
+
+TEST(MapCalls, reach_every_method_but_clear) {
+  std::set<std::string> reached{"Clear"};
+  for (const MapCall& call : kMapCalls) reached.insert(call.method);
+  EXPECT_EQ(reached, distinctNames(kMapRows));
+}
 
 // Clear is left out above: it asks for no memory.
 TEST(MapFaultsOfClear, clear_comes_through_without_any_memory) {

@@ -1,9 +1,12 @@
 #include "tests/reliability/method_calls.h"
 
+#include <set>
+#include <string_view>
 #include <utility>
 
 #include "tests/binding/setting_methods.h"
 #include "tests/reliability/sample_store.h"
+#include "tests/support/method_rows.h"
 
 namespace kvr::test {
 namespace {
@@ -187,6 +190,29 @@ void refusedCalls(std::vector<MethodCall>& calls) {
   calls.insert(calls.end(), rows.begin(), rows.end());
 }
 
+// A method without a call above gets one by its declared types.
+Arrays plainInputs(std::string_view types) {
+  Arrays inputs;
+  for (const char type : types.substr(1)) {
+    if (type == 'd') {
+      put(inputs, 0.5);
+    } else if (type == 's') {
+      put(inputs, kLong);
+    } else {
+      put(inputs, 1);
+    }
+  }
+  return inputs;
+}
+
+void remainingCalls(std::vector<MethodCall>& calls) {
+  std::set<std::string> reached;
+  for (const MethodCall& call : calls) reached.insert(call.method);
+  for (const MethodRow& row : kRepositoryRows)
+    if (reached.insert(row.name).second)
+      calls.push_back({row.name, [&row] { return plainInputs(row.inputs); }});
+}
+
 }  // namespace
 
 const std::vector<MethodCall>& repositoryCalls() {
@@ -199,6 +225,7 @@ const std::vector<MethodCall>& repositoryCalls() {
     runSettingCalls(calls);
     otherCalls(calls);
     refusedCalls(calls);
+    remainingCalls(calls);
     return calls;
   }();
   return all;

@@ -11,7 +11,7 @@
 
 #include "embedded_host/interpreter/interpreter.h"
 #include "kvrntob/binding/packages.h"
-#include "kvrntob/settings/tolerance_struct.h"
+#include "kvrntob/settings/structures.h"
 #include "tests/support/signal_builder.h"
 
 namespace kvr::test {

@@ -9,8 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "kvrntob/exchange/scratch_file.h"
-#include "kvrntob/store/palette.h"
+#include "kvrntob/columns/columns.h"
+#include "kvrntob/store/data.h"
+#include "kvrntob/store/scratch_file.h"
 #include "tests/binding/store_state.h"
 
 namespace kvr::test {

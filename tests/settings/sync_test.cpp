@@ -1,5 +1,5 @@
 // Synchronisation options of signals and runs.
-#include "kvrntob/settings/sync_struct.h"
+#include "kvrntob/settings/structures.h"
 #include "tests/support/store_test.h"
 #include "tests/support/struct_builder.h"
 

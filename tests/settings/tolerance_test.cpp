@@ -2,7 +2,7 @@
 #include <cmath>
 #include <limits>
 
-#include "kvrntob/settings/tolerance_struct.h"
+#include "kvrntob/settings/structures.h"
 #include "tests/support/store_test.h"
 #include "tests/support/struct_builder.h"
 

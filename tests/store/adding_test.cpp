@@ -1,5 +1,6 @@
 // Adding signals: what is entered where, and what a failed addition leaves behind.
-#include "kvrntob/store/palette.h"
+#include "kvrntob/columns/columns.h"
+#include "kvrntob/store/data.h"
 #include "tests/support/store_test.h"
 
 namespace kvr::test {
@@ -20,6 +21,22 @@ TEST_F(AddingTest, add_signal_stores_the_record_under_its_id) {
   const int32 id = add(aSignal().inRun(run).withLabel("speed"));
   EXPECT_EQ(store().copyRecordByID(id).getSignalLabel(), "speed");
   EXPECT_EQ(store().copyRecordByID(id).getRunID(), run);
+}
+
+TEST_F(AddingTest, new_signal_described_by_its_run_alone_has_no_numbers_lists_or_parent) {
+  NewSignal signal;
+  signal.runID = addRun();
+  const Data record = store().copyRecordByID(store().addSignal(std::move(signal)));
+  EXPECT_EQ(record.getTimeDim(), 0);
+  EXPECT_EQ(record.getPortIndex(), 0);
+  EXPECT_TRUE(record.getSampleDims().empty());
+  EXPECT_TRUE(record.getChannel().empty());
+  EXPECT_FALSE(record.hasParent());
+}
+
+TEST_F(AddingTest, new_signal_without_a_run_fails_with_run_id) {
+  addRun();
+  expectFailure("NON_EXISTENT", "Run ID", [&] { store().addSignal(NewSignal()); });
 }
 
 TEST_F(AddingTest, add_signal_enters_the_run_in_order_of_adding) {

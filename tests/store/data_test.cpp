@@ -4,7 +4,6 @@
 #include <bit>
 #include <cstdint>
 
-#include "kvrntob/store/palette.h"
 #include "tests/support/store_test.h"
 
 namespace kvr::test {

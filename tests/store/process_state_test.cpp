@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "kvrntob/exchange/scratch_file.h"
-#include "kvrntob/store/palette.h"
+#include "kvrntob/store/data.h"
+#include "kvrntob/store/scratch_file.h"
 #include "tests/support/scratch_directory.h"
 #include "tests/support/store_test.h"
 

@@ -5,6 +5,7 @@
 #include <random>
 #include <set>
 
+#include "kvrntob/columns/columns.h"
 #include "tests/store/plain_store.h"
 #include "tests/support/store_test.h"
 

@@ -1,6 +1,7 @@
 // Removing signals and runs: what goes and what stays.
 #include <algorithm>
 
+#include "kvrntob/columns/columns.h"
 #include "tests/support/store_test.h"
 
 namespace kvr::test {

@@ -2,7 +2,8 @@
 #include <functional>
 #include <stdexcept>
 
-#include "kvrntob/store/palette.h"
+#include "kvrntob/columns/columns.h"
+#include "kvrntob/store/data.h"
 #include "tests/support/replaced_function.h"
 #include "tests/support/store_test.h"
 
@@ -195,7 +196,7 @@ class RunCopyInFileTest : public RunCopyTest {
     SignalRepository& copied = store();
     const ReplacedFunction series("timeseries", [&] {
       action();
-      return vormel::HostFunctions::instance().callOwn("timeseries");
+      return vormel::HostFunctions::instance().callBuiltIn("timeseries");
     });
     const int32 copy = copied.copyRun(source, 4);
     return copied.copyRecordByRunIndex(copy, 1);

@@ -1,6 +1,7 @@
 // Runs: their records, the list of all runs and the lists of instances.
 #include <stdexcept>
 
+#include "kvrntob/columns/columns.h"
 #include "tests/support/replaced_function.h"
 #include "tests/support/store_test.h"
 

@@ -13,8 +13,7 @@
 
 #include "embedded_host/arrays/call_scope.h"
 #include "embedded_host/arrays/host_entry.h"
-#include "embedded_host/functions/dispatcher.h"
-#include "embedded_host/functions/trapped_failure.h"
+#include "embedded_host/messages/dispatcher.h"
 #include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/libhu.h"
 #include "kvrntob/host/libvf.h"
@@ -99,7 +98,7 @@ int ipCallFcnWithTrap(int outputCount, vrArray** outputs, int inputCount, vrArra
     return own(outputCount, outputs, inputCount, inputs, name, trap);
   }
   std::fill_n(outputs, outputCount, nullptr);
-  vormel::setTrappedFailure(nullptr);
+  vormel::clearTrappedFailure();
   try {
     failAsFunction(name);
   } catch (const vormel::HostError&) {

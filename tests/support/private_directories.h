@@ -15,7 +15,7 @@ namespace kvr::test {
 
 // What the host's own "tempdir" gives.
 inline std::string tempdirPath() {
-  return vrArrayToStdString(vormel::HostFunctions::instance().callOwn("tempdir").get());
+  return vrArrayToStdString(vormel::HostFunctions::instance().callBuiltIn("tempdir").get());
 }
 
 inline std::vector<std::string> listing(const std::filesystem::path& directory) {

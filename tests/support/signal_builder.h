@@ -11,7 +11,7 @@
 namespace kvr::test {
 
 // Hands an array over to the store.
-inline SharedArray kept(vormel::OwnedArray array) { return keepArray(array.release()); }
+inline SharedArray kept(vormel::OwnedArray array) { return keepBeyondCall(array.release()); }
 
 // Holds what a signal is to be made of. Unless told otherwise every string names its field, the
 // root data source is the data source, the arrays are made for each signal anew, and there is no
@@ -41,17 +41,11 @@ class SignalBuilder {
   SignalBuilder& withMetaData(SharedArray metaData) { return set(metaData_, std::move(metaData)); }
 
   // Returns the id.
-  int32 addTo(SignalRepository& store) const {
-    return store.addSignal(rootSource_, "time source", dataSource_, values(), block_, model_,
-                           label_, timeDim_, sampleDims_, portIndex_, channel_, "sid", run_,
-                           metaData(), parent_, rootDataSource());
-  }
+  int32 addTo(SignalRepository& store) const { return store.addSignal(description()); }
 
   // A record in no store; the parent plays no part.
   Data makeRecord(bool storedInFile = false, int32 instance = -1) const {
-    return Data(rootSource_, "time source", dataSource_, values(), block_, model_, label_, timeDim_,
-                sampleDims_, portIndex_, channel_, "sid", run_, metaData(), storedInFile,
-                rootDataSource(), instance);
+    return Data(description(), storedInFile, instance);
   }
 
  private:
@@ -62,6 +56,26 @@ class SignalBuilder {
   }
   SharedArray values() const { return values_ ? values_ : kept(aTimeseries({1, 2, 3}, {0, 1, 2})); }
   SharedArray metaData() const { return metaData_ ? metaData_ : kept(aText("metadata")); }
+  NewSignal description() const {
+    NewSignal signal;
+    signal.rootSource = rootSource_;
+    signal.timeSource = "time source";
+    signal.dataSource = dataSource_;
+    signal.values = values();
+    signal.blockSource = block_;
+    signal.modelSource = model_;
+    signal.signalLabel = label_;
+    signal.timeDim = timeDim_;
+    signal.sampleDims = sampleDims_;
+    signal.portIndex = portIndex_;
+    signal.channel = channel_;
+    signal.sid = "sid";
+    signal.runID = run_;
+    signal.metaData = metaData();
+    signal.parentID = parent_;
+    signal.rootDataSrc = rootDataSource();
+    return signal;
+  }
   std::string rootDataSource() const { return hasRootDataSource_ ? rootDataSource_ : dataSource_; }
 
   std::string rootSource_ = "root source";

@@ -1,7 +1,7 @@
 // What becomes of the arrays that an "any" map keeps, by the number of arrays alive.
 #include <gtest/gtest.h>
 
-#include "kvrntob/typedmap/any_value.h"
+#include "kvrntob/typedmap/conversion.h"
 #include "tests/support/left_behind.h"
 #include "tests/typedmap/map_fixture.h"
 

@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "kvrntob/typedmap/make_wrapper.h"
+#include "kvrntob/typedmap/abstract_wrapper.h"
 #include "tests/support/array_builders.h"
 #include "tests/support/failure_matchers.h"
 #include "tests/support/faults.h"

@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "kvrntob/host/libhu.h"
+#include "kvrntob/typedmap/abstract_wrapper.h"
 #include "kvrntob/typedmap/data_map.h"
-#include "kvrntob/typedmap/make_wrapper.h"
 #include "kvrntob/typedmap/map_class.h"
 #include "tests/typedmap/data_map_inspector.h"
 #include "tests/typedmap/map_fixture.h"

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "kvrntob/typedmap/make_wrapper.h"
+#include "kvrntob/typedmap/abstract_wrapper.h"
 #include "kvrntob/typedmap/map_class.h"
 #include "tests/typedmap/map_fixture.h"
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "kvrntob/host/ntob.h"
-#include "kvrntob/typedmap/make_wrapper.h"
+#include "kvrntob/typedmap/abstract_wrapper.h"
 #include "tests/support/array_builders.h"
 #include "tests/support/left_behind.h"
 #include "tests/support/live_arrays.h"

@@ -1,5 +1,5 @@
 // Every bound of every integer type just inside, at and outside, rounding, and NaN.
-#include "kvrntob/typedmap/saturate.h"
+#include "kvrntob/typedmap/conversion.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <tuple>
 
-#include "kvrntob/typedmap/make_wrapper.h"
+#include "kvrntob/typedmap/abstract_wrapper.h"
 #include "tests/support/failure_matchers.h"
 #include "tests/support/live_arrays.h"
 #include "tests/typedmap/list_model.h"

@@ -1,7 +1,6 @@
 // Signals grouped by column.
+#include "kvrntob/columns/columns.h"
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/binding/results.h"
-#include "kvrntob/columns/column_names.h"
 
 namespace kvr {
 

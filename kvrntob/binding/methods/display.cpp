@@ -1,13 +1,12 @@
 // What a plot needs of a signal, and its metadata.
 #include "kvrntob/binding/forms.h"
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/binding/results.h"
 
 namespace kvr {
 
 void SignalRepositorySetVisible::run(const Call& call) {
   SignalRepository& store = call.store();
-  auto set = decode(formB, store, call, LogicalScalar());
+  auto set = readSetting(anyIDIndexFirst, store, call, LogicalScalar());
   // Required: with run and index the logical is tested and not read; the index is read in its
   // place, so that any index but 0 makes the signal visible.
   if (call.inputCount == 4) set.value = readTruth(call.in[2].array);
@@ -31,7 +30,7 @@ void SignalRepositorySetLineStyle::run(const Call& call) {
 
 void SignalRepositorySetMetaData::run(const Call& call) {
   SignalRepository& store = call.store();
-  const auto set = decode(formM, store, call, SharedCopy());
+  const auto set = readSetting(anyIDIndexFirst, store, call, SharedCopy());
   store.setMetaData(set.signal, set.value);
 }
 

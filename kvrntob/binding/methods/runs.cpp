@@ -1,8 +1,7 @@
 // Runs: making, listing, reading, renaming, copying and removing them.
+#include "kvrntob/base/failure.h"
 #include "kvrntob/binding/arguments.h"
-#include "kvrntob/binding/failure.h"
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/binding/results.h"
 
 namespace kvr {
 
@@ -33,7 +32,7 @@ void SignalRepositoryGetRunID::run(const Call& call) {
   const vrArray* position = call.in[1].array;
   if (!isIntegerScalar(position) || vrGetImagData(position) != nullptr)
     raiseFromMessage(KVR::kvr::INPUT_MISMATCH("integer"));
-  putInt32Array(call.out[0], store.runIDAt(readValue(position)));
+  putInt32Array(call.out[0], store.runIDAt(readTruncated(position)));
 }
 
 void SignalRepositoryGetRunName::run(const Call& call) {

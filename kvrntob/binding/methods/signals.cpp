@@ -1,39 +1,34 @@
 // Signals: adding, removing, finding and reading them, and their hierarchy.
+#include "kvrntob/base/failure.h"
 #include "kvrntob/binding/add_arguments.h"
 #include "kvrntob/binding/arguments.h"
-#include "kvrntob/binding/failure.h"
 #include "kvrntob/binding/forms.h"
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/binding/results.h"
-#include "kvrntob/exchange/export_signal.h"
 
 namespace kvr {
 
+// The order of the reads is required: it decides which failure a call with several faults reports.
 void SignalRepositoryPutData::run(const Call& call) {
   const ArgumentCell* in = call.in;
-  std::string rootSource = in[3].text;
-  std::string timeSource = in[4].text;
-  std::string dataSource = in[5].text;
-  SharedArray values = keepArray(vrDuplicateArray(in[6].array));
-  std::string blockSource = in[7].text;
-  std::string modelSource = in[8].text;
-  std::string signalLabel = in[9].text;
-  const int32 timeDim = readTimeDimension(in[10].array);
-  std::vector<int32> sampleDims = readSampleDimensions(in[11].array);
-  const int32 portIndex = readPortIndex(in[12].array);
-  std::vector<int32> channel = readChannel(in[13].array);
-  std::string sid = vrIsEmpty(in[14].array) ? std::string() : vrArrayToStdString(in[14].array);
-  const int32 runID = in[2].int32Value;
-  SharedArray metaData = keepArray(vrCreateSharedDataCopy(in[15].array));
-  const int32 parent = readParent(in[16].array);
-  std::string rootDataSrc = in[17].text;
+  NewSignal signal;
+  signal.rootSource = in[3].text;
+  signal.timeSource = in[4].text;
+  signal.dataSource = in[5].text;
+  signal.values = keepBeyondCall(vrDuplicateArray(in[6].array));
+  signal.blockSource = in[7].text;
+  signal.modelSource = in[8].text;
+  signal.signalLabel = in[9].text;
+  signal.timeDim = readTimeDimension(in[10].array);
+  signal.sampleDims = readSampleDimensions(in[11].array);
+  signal.portIndex = readPortIndex(in[12].array);
+  signal.channel = readChannel(in[13].array);
+  if (!vrIsEmpty(in[14].array)) signal.sid = vrArrayToStdString(in[14].array);
+  signal.runID = in[2].int32Value;
+  signal.metaData = keepBeyondCall(vrCreateSharedDataCopy(in[15].array));
+  signal.parentID = readParent(in[16].array);
+  signal.rootDataSrc = in[17].text;
   SignalRepository& store = call.store();  // only after every argument has passed
-  putInt32Cell(call.out[0],
-               store.addSignal(std::move(rootSource), std::move(timeSource), std::move(dataSource),
-                               std::move(values), std::move(blockSource), std::move(modelSource),
-                               std::move(signalLabel), timeDim, std::move(sampleDims), portIndex,
-                               std::move(channel), std::move(sid), runID, std::move(metaData),
-                               parent, std::move(rootDataSrc)));
+  putInt32Cell(call.out[0], store.addSignal(std::move(signal)));
 }
 
 void SignalRepositoryRemove::run(const Call& call) {
@@ -45,7 +40,7 @@ namespace {
 
 // The record that getSignal asks for, by id or by data source.
 const DataPtr& recordOf(const SignalRepository& store, const vrArray* id) {
-  if (isIntegerScalar(id)) return store.recordPointerByID(readStorage(id));
+  if (isIntegerScalar(id)) return store.recordPointerByID(readFirst32Bits(id));
   if (isCharacterClass(id) && !vrIsEmpty(id))
     return store.recordPointerBySource(vrArrayToStdString(id));
   raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
@@ -56,7 +51,7 @@ const DataPtr& recordOf(const SignalRepository& store, const vrArray* id) {
 const DataPtr& recordOf(const SignalRepository& store, const vrArray* run, const vrArray* index) {
   if (!isIntegerScalar(run) || !isIntegerClass(index))
     raiseFromMessage(KVR::kvr::NOT_INTEGER_SCALAR("Index or Data Run ID"));
-  return store.recordPointerByRunIndex(readValue(run), readValue(index));
+  return store.recordPointerByRunIndex(readTruncated(run), readTruncated(index));
 }
 
 const DataPtr& askedRecord(const SignalRepository& store, const Call& call) {
@@ -106,7 +101,7 @@ void SignalRepositoryGetSignalCount::run(const Call& call) {
   if (call.inputCount != 2) raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
   const vrArray* run = call.in[1].array;
   if (!isIntegerClass(run) && !vrIsScalar(run)) raiseFromMessage(KVR::kvr::NOT_INTEGER("Run ID"));
-  putInt32Array(call.out[0], store.signalCount(readValue(run)));
+  putInt32Array(call.out[0], store.signalCount(readTruncated(run)));
 }
 
 void SignalRepositoryGetBlkSrcByIndex::run(const Call& call) {
@@ -128,10 +123,10 @@ void SignalRepositoryGetInstanceID::run(const Call& call) {
 void SignalRepositoryGetChildren::run(const Call& call) {
   const SignalRepository& store = call.store();
   const vrArray* first = call.in[1].array;
-  int32 signal = readValue(first);
+  int32 signal = readTruncated(first);
   if (call.inputCount == 3) {
     requireIntegerScalar(call.in[2].array, "Index");
-    signal = store.signalIDByRunIndex(signal, readStorage(call.in[2].array));
+    signal = store.signalIDByRunIndex(signal, readFirst32Bits(call.in[2].array));
   } else if (call.inputCount != 2) {
     raiseFromMessage(KVR::kvr::INVALID_SIGNATURE());
   }

@@ -1,32 +1,32 @@
 // Synchronisation options of a signal and of a run.
 #include "kvrntob/binding/forms.h"
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/binding/results.h"
-#include "kvrntob/settings/sync_struct.h"
+#include "kvrntob/settings/structures.h"
 
 namespace kvr {
 
 void SignalRepositorySetSyncMethod::run(const Call& call) {
   SignalRepository& store = call.store();
-  const auto set = decode(formC, store, call, Keyword{parseSyncMethod});
+  const auto set = readSetting(typedIDValueFirst, store, call, Keyword{parseSyncMethod});
   store.setSyncMethod(set.signal, set.value);
 }
 
 void SignalRepositorySetInterpMethod::run(const Call& call) {
   SignalRepository& store = call.store();
-  const auto set = decode(formC, store, call, Keyword{parseInterpMethod});
+  const auto set = readSetting(typedIDValueFirst, store, call, Keyword{parseInterpMethod});
   store.setInterpMethod(set.signal, set.value);
 }
 
 void SignalRepositorySetCustomSyncMethod::run(const Call& call) {
   SignalRepository& store = call.store();
-  const auto set = decode(formC, store, call, CharacterArray());
+  const auto set = readSetting(typedIDValueFirst, store, call, CharacterArray());
   store.setCustomSyncMethod(set.signal, set.value);
 }
 
 void SignalRepositorySetUniformTimeInterval::run(const Call& call) {
   SignalRepository& store = call.store();
-  const auto set = decode(formD, store, call, NumericScalar{"Uniform Time Interval"});
+  const auto set =
+      readSetting(typedIDValueFirst, store, call, NumericScalar{"Uniform Time Interval"});
   if (call.inputCount == 4) {
     // Required: with run and index this sets the initial absolute tolerance, not the interval.
     store.setTolerance(set.signal, toleranceField::initAbsTolVal, set.value);
@@ -37,7 +37,7 @@ void SignalRepositorySetUniformTimeInterval::run(const Call& call) {
 
 void SignalRepositorySetSyncOptions::run(const Call& call) {
   SignalRepository& store = call.store();
-  const auto set = decode(formS, store, call, StructOnly());
+  const auto set = readSetting(typedIDStructFirst, store, call, StructOnly());
   store.setSyncOptions(set.signal, set.value);
 }
 

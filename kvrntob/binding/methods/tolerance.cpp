@@ -1,17 +1,17 @@
 // Tolerance settings of a signal.
 #include "kvrntob/binding/forms.h"
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/binding/results.h"
-#include "kvrntob/settings/tolerance_struct.h"
+#include "kvrntob/settings/structures.h"
 
 namespace kvr {
 
 namespace {
 
 template <class Reader>
-void setNumber(const Call& call, const Form& form, const ToleranceField& field, Reader read) {
+void setNumber(const Call& call, const SettingForm& form, const ToleranceField& field,
+               Reader read) {
   SignalRepository& store = call.store();
-  const auto set = decode(form, store, call, read);
+  const auto set = readSetting(form, store, call, read);
   store.setTolerance(set.signal, field, set.value);
 }
 
@@ -20,52 +20,53 @@ void setNumber(const Call& call, const Form& form, const ToleranceField& field, 
 // Some labels name another field than the one that is set, and stay so.
 
 void SignalRepositorySetAbsoluteTolerance::run(const Call& call) {
-  setNumber(call, formB, toleranceField::absolute, DoubleScalar{"Absolute tolerance"});
+  setNumber(call, anyIDIndexFirst, toleranceField::absolute, DoubleScalar{"Absolute tolerance"});
 }
 
 void SignalRepositorySetRelativeTolerance::run(const Call& call) {
-  setNumber(call, formB, toleranceField::relative, DoubleScalar{"Absolute tolerance"});
+  setNumber(call, anyIDIndexFirst, toleranceField::relative, DoubleScalar{"Absolute tolerance"});
 }
 
 void SignalRepositorySetTimeStart::run(const Call& call) {
-  setNumber(call, formD, toleranceField::timeStart, NumericScalar{"Time Start"});
+  setNumber(call, typedIDValueFirst, toleranceField::timeStart, NumericScalar{"Time Start"});
 }
 
 void SignalRepositorySetTimeEnd::run(const Call& call) {
-  setNumber(call, formD, toleranceField::timeEnd, NumericScalar{"Time End"});
+  setNumber(call, typedIDValueFirst, toleranceField::timeEnd, NumericScalar{"Time End"});
 }
 
 void SignalRepositorySetTimeStep::run(const Call& call) {
-  setNumber(call, formD, toleranceField::timeStep, NumericScalar{"Time step", "Time Start"});
+  setNumber(call, typedIDValueFirst, toleranceField::timeStep,
+            NumericScalar{"Time step", "Time Start"});
 }
 
 void SignalRepositorySetInitAbsTolVal::run(const Call& call) {
-  setNumber(call, formD, toleranceField::initAbsTolVal,
+  setNumber(call, typedIDValueFirst, toleranceField::initAbsTolVal,
             NumericScalar{"Initial Absolute Tolerance"});
 }
 
 void SignalRepositorySetAbsStep::run(const Call& call) {
-  setNumber(call, formD, toleranceField::absStep, NumericScalar{"Absolute step"});
+  setNumber(call, typedIDValueFirst, toleranceField::absStep, NumericScalar{"Absolute step"});
 }
 
 void SignalRepositorySetInitRelTolVal::run(const Call& call) {
-  setNumber(call, formD, toleranceField::initRelTolVal,
+  setNumber(call, typedIDValueFirst, toleranceField::initRelTolVal,
             NumericScalar{"Initial Absolute Tolerance"});
 }
 
 void SignalRepositorySetRelStep::run(const Call& call) {
-  setNumber(call, formD, toleranceField::relStep, NumericScalar{"Relative step"});
+  setNumber(call, typedIDValueFirst, toleranceField::relStep, NumericScalar{"Relative step"});
 }
 
 void SignalRepositorySetFcnCallTol::run(const Call& call) {
   SignalRepository& store = call.store();
-  const auto set = decode(formC, store, call, CharacterArray());
+  const auto set = readSetting(typedIDValueFirst, store, call, CharacterArray());
   store.setFcnCallTol(set.signal, set.value);
 }
 
 void SignalRepositorySetTolerance::run(const Call& call) {
   SignalRepository& store = call.store();
-  const auto set = decode(formT, store, call, StructOrObject());
+  const auto set = readSetting(integerIDIndexFirst, store, call, StructOrObject());
   store.setTolerance(set.signal, set.value);
 }
 

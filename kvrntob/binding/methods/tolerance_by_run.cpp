@@ -1,8 +1,7 @@
 // Tolerance settings of a run.
 #include "kvrntob/binding/arguments.h"
 #include "kvrntob/binding/methods.h"
-#include "kvrntob/binding/results.h"
-#include "kvrntob/settings/tolerance_struct.h"
+#include "kvrntob/settings/structures.h"
 
 namespace kvr {
 

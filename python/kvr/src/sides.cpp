@@ -62,8 +62,8 @@ Side::Side(const py::tuple& given) : shape_(given[4].cast<std::vector<std::size_
   series_.clock = static_cast<compare::Clock>(given[1].cast<int>());
   const auto times = given[2].cast<py::array>();
   const auto values = given[3].cast<py::array>();
-  if (times.ndim() != 1 || values.ndim() != 2)
-    throw std::invalid_argument("times are a vector, values a matrix");
+  if (times.ndim() != 1 || values.ndim() < 1 || values.ndim() > 2)
+    throw std::invalid_argument("times are a vector, values a vector or a matrix");
   series_.times = numbersOf(times);
   series_.timeCount = static_cast<std::size_t>(times.shape(0));
   series_.values = numbersOf(values);

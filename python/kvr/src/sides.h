@@ -13,8 +13,9 @@ namespace kvr::python {
 // A view of NumPy arrays that the caller keeps alive.
 class Side {
  public:
-  // `given` is the package's Side: content, clock, times (n,), values (n, m) and the shape of a
-  // sample; the arrays have native numeric classes. Fails with std::invalid_argument for others.
+  // `given` is the package's Side: content, clock, times (n,), values (n,) or (n, m) and the shape
+  // of a sample; the arrays have native numeric classes. Fails with std::invalid_argument for
+  // others.
   explicit Side(const pybind11::tuple& given);
   Side(const Side&) = delete;
   Side& operator=(const Side&) = delete;

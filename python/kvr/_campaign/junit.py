@@ -1,0 +1,87 @@
+"""The results of a campaign as JUnit XML: a suite a pair."""
+
+from __future__ import annotations
+
+import os
+import tempfile
+from contextlib import suppress
+from types import TracebackType
+from typing import TextIO
+
+from kvr._campaign.results import Failure, PairResult, Summary
+from kvr._results import attribute, put_in_place
+
+
+class JUnitFile:
+    """A file that results are added to; put in its place, whole, when the block ends well."""
+
+    def __init__(self, path: str) -> None:
+        self._path = path
+        folder = os.path.dirname(os.path.abspath(path))
+        handle, self._beside = tempfile.mkstemp(prefix=".kvr-", dir=folder)
+        self._file: TextIO = os.fdopen(handle, "w", encoding="utf-8", errors="replace")
+
+    def add(self, result: PairResult) -> None:
+        self._file.write(_suite(result))
+
+    def __enter__(self) -> JUnitFile:
+        self._file.write('<?xml version="1.0" encoding="UTF-8"?>\n<testsuites>\n')
+        return self
+
+    def __exit__(
+        self,
+        kind: type[BaseException] | None,
+        error: BaseException | None,
+        trace: TracebackType | None,
+    ) -> None:
+        try:
+            if kind is None:
+                self._file.write("</testsuites>\n")
+                put_in_place(self._file, self._beside, self._path)
+        finally:
+            self._file.close()
+            with suppress(OSError):
+                os.unlink(self._beside)
+
+
+def _suite(result: PairResult) -> str:
+    cases = _cases(result)
+    failures = sum("<failure" in case for case in cases)
+    errors = sum("<error" in case for case in cases)
+    name = attribute(f"{result.baseline} against {result.other}")
+    counts = f'tests="{len(cases)}" failures="{failures}" errors="{errors}" skipped="0"'
+    start = f'<testsuite name={name} {counts} time="{result.seconds:.6f}">'
+    return "\n".join([start, *cases, "</testsuite>", ""])
+
+
+def _cases(result: PairResult) -> list[str]:
+    """A case for each verdict that fails and is kept, and one for all the others together."""
+    summary = result.comparison
+    if summary is None:
+        return [_case("files", "pair", "error", result.error)]
+    if not summary.paired and not summary.failed_total:
+        return [_case("files", "pair", "nothing", result.text)]
+    cases = [_failed(failure) for failure in summary.failed]
+    rest = _rest(summary)
+    return [*cases, *([rest] if rest else [])]
+
+
+def _rest(summary: Summary) -> str:
+    hidden = summary.failed_total - len(summary.failed)
+    if hidden:
+        return _case("signals", "the others", "failed", f"{hidden} more signals fail")
+    passing = sum(summary.counts.values()) - summary.failed_total
+    return _case("signals", f"{passing} more signals", "", None) if passing else ""
+
+
+def _failed(failure: Failure) -> str:
+    kind = failure.reason or failure.status
+    return _case(failure.path or "signals", failure.label or "no label", kind, failure.text)
+
+
+def _case(place: str, name: str, kind: str, text: str | None) -> str:
+    start = f"<testcase classname={attribute(place)} name={attribute(name)}"
+    if text is None:
+        return f"{start}/>"
+    tag = "error" if kind == "error" else "failure"
+    return f"{start}><{tag} type={attribute(kind)} message={attribute(text)}/></testcase>"

@@ -1,0 +1,232 @@
+"""Batches, parts and retries: what runs when, so that every pair gets its result exactly once.
+
+Small pairs share a batch, for handing one over costs more than comparing them. Large pairs whose
+files can be read in parts are cut by their signals. A worker that dies costs the pairs of its batch
+a retry, each in a batch of its own then, so that the pair at fault is found and the others go on.
+"""
+
+from __future__ import annotations
+
+import os
+from collections import deque
+from collections.abc import Iterator
+from dataclasses import dataclass, field
+from typing import Any, NamedTuple, Protocol, Union
+
+from kvr._campaign.pairs import FilePair
+from kvr._campaign.results import PairResult, Summary
+from kvr._campaign.work import Job, Outcome
+from kvr._formats import is_read_by_signal
+from kvr._opening import split_name
+
+RETRIES = 3
+_BATCH_SECONDS = 0.3
+_PART_SECONDS = 2.0
+_MOST_PAIRS = 256  # of a batch
+_MOST_PARTS = 64
+_KNOWN = 100  # known results handed on together
+_OPENING = 200_000  # opening a pair costs as much as comparing so many bytes
+_FIRST_RATE = 50e6  # bytes a second, until it is known
+
+
+class WorkerDied(Exception):
+    """The worker of a batch is gone; the text says which. `charge`: how many retries that costs."""
+
+    def __init__(self, text: str, charge: int = 1) -> None:
+        super().__init__(text)
+        self.charge = charge
+
+
+@dataclass
+class Batch:
+    """Jobs that go to a worker together."""
+
+    jobs: list[Job]
+
+
+class Ended(NamedTuple):
+    """A batch that has ended: the outcomes of its jobs, or what went wrong with all of them."""
+
+    batch: Batch
+    result: Union[list[Outcome], BaseException]
+
+
+class Runner(Protocol):
+    """Where batches run."""
+
+    width: int  # how many run at a time
+
+    def room(self) -> bool:
+        """Whether another batch can be started without piling up."""
+
+    def start(self, batch: Batch, version: str) -> None: ...
+
+    def ended(self) -> list[Ended]:
+        """Wait until batches have ended; each is returned once."""
+
+    def close(self) -> None:
+        """End what is running, and let go of all that was started."""
+
+
+class Planned(NamedTuple):
+    """A pair to compare, the key of its result, and its options."""
+
+    pair: FilePair
+    key: str
+    options: dict[str, Any]
+
+
+Found = list[tuple[str, PairResult]]  # results and their keys
+
+
+@dataclass
+class _Open:
+    """A pair that is being compared: the outcomes of its parts so far, and its retries."""
+
+    planned: Planned
+    weight: int  # of a part
+    parts: list[Outcome | None] = field(default_factory=lambda: [None])
+    deaths: int = 0
+
+
+class Schedule:
+    """Runs pairs on a runner. `run` yields each pair's key and result once."""
+
+    def __init__(self, runner: Runner, version: str) -> None:
+        self._runner = runner
+        self._version = version
+        self._open: dict[int, _Open] = {}
+        self._waiting: deque[Job] = deque()
+        self._retries: deque[Batch] = deque()
+        self._running = 0
+        self._next = 0
+        self._ahead = 0  # the weight of what waits
+        self._seconds = 0.0
+        self._weight = 0
+
+    def run(self, plan: Iterator[Union[Planned, PairResult]]) -> Iterator[Found]:
+        """Results as they come, in groups that became known together.
+
+        A result in the plan is known already: it is handed on, without a key.
+        """
+        more = True
+        while more or self._open:
+            known: Found = []
+            while self._runner.room() and len(known) < _KNOWN:
+                more = more and self._read(plan, known)
+                batch = self._next_batch()
+                if batch is None:
+                    break
+                self._runner.start(batch, self._version)
+                self._running += 1
+            if known:
+                yield known
+            elif self._running:
+                found = [result for ended in self._runner.ended() for result in self._end(ended)]
+                if found:
+                    yield found
+
+    # ---- What goes out ----
+
+    def _read(self, plan: Iterator[Union[Planned, PairResult]], known: Found) -> bool:
+        """Read pairs ahead, for all workers; False if there are no more."""
+        wanted = self._runner.width * _BATCH_SECONDS * 2 * self._rate()
+        most = self._runner.width * _MOST_PAIRS
+        while self._ahead < wanted and len(self._waiting) < most and len(known) < _KNOWN:
+            planned = next(plan, None)
+            if planned is None:
+                return False
+            if isinstance(planned, PairResult):
+                known.append(("", planned))
+            else:
+                self._take(planned)
+        return True
+
+    def _take(self, planned: Planned) -> None:
+        pair = planned.pair
+        weight = _size(pair.baseline) + _size(pair.other) + _OPENING
+        number, self._next = self._next, self._next + 1
+        parts = self._parts(pair, weight)
+        self._open[number] = _Open(planned, weight // parts, [None] * parts)
+        self._ahead += weight // parts * parts
+        for part in range(parts):
+            job = Job(number, pair.baseline, pair.other, planned.options, part, parts)
+            self._waiting.append(job)
+
+    def _parts(self, pair: FilePair, weight: int) -> int:
+        files = [split_name(side)[0] for side in (pair.baseline, pair.other)]
+        if not all(map(is_read_by_signal, files)):
+            return 1
+        wanted = int(weight / (_PART_SECONDS * self._rate())) + 1
+        return min(wanted, self._runner.width * 4, _MOST_PARTS)
+
+    def _next_batch(self) -> Batch | None:
+        if self._retries:
+            return self._retries.popleft()
+        if not self._waiting:
+            return None
+        share = min(_BATCH_SECONDS * self._rate(), self._ahead / self._runner.width)
+        jobs: list[Job] = []
+        weight = 0
+        while self._waiting and len(jobs) < _MOST_PAIRS:
+            next_weight = self._open[self._waiting[0].number].weight
+            if jobs and weight + next_weight > share:
+                break
+            jobs.append(self._waiting.popleft())
+            weight += next_weight
+        self._ahead -= weight
+        return Batch(jobs)
+
+    def _rate(self) -> float:
+        """Bytes a second of one worker, as measured so far."""
+        return self._weight / self._seconds if self._seconds > 0.5 else _FIRST_RATE
+
+    # ---- What comes back ----
+
+    def _end(self, ended: Ended) -> Iterator[tuple[str, PairResult]]:
+        self._running -= 1
+        jobs, result = ended.batch.jobs, ended.result
+        if isinstance(result, WorkerDied):
+            yield from self._retry(ended.batch, result)
+            return
+        if isinstance(result, BaseException):
+            text = str(result) or type(result).__name__
+            result = [Outcome(None, text, 0.0) for _ in jobs]
+        for job, outcome in zip(jobs, result):
+            self._seconds += outcome.seconds
+            self._weight += self._open[job.number].weight
+            yield from self._keep(job, outcome)
+
+    def _retry(self, batch: Batch, death: WorkerDied) -> Iterator[tuple[str, PairResult]]:
+        """Each job again, in a batch of its own; a pair that has no retry left gets its result."""
+        for job in batch.jobs:
+            self._open[job.number].deaths += death.charge
+            if self._open[job.number].deaths <= RETRIES:
+                self._retries.append(Batch([job]))
+                continue
+            text = f"its worker died {RETRIES + 1} times, at last: {death}"
+            yield from self._keep(job, Outcome(None, text, 0.0))
+
+    def _keep(self, job: Job, outcome: Outcome) -> Iterator[tuple[str, PairResult]]:
+        opened = self._open[job.number]
+        opened.parts[job.part] = outcome
+        outcomes = [part for part in opened.parts if part is not None]
+        if len(outcomes) == len(opened.parts):
+            del self._open[job.number]
+            yield opened.planned.key, _result(opened.planned.pair, outcomes)
+
+
+def _result(pair: FilePair, outcomes: list[Outcome]) -> PairResult:
+    seconds = sum(outcome.seconds for outcome in outcomes)
+    errors = [outcome.error for outcome in outcomes if outcome.error is not None]
+    summaries = [outcome.summary for outcome in outcomes if outcome.summary is not None]
+    summary = None if errors else Summary.joined(summaries)
+    return PairResult(pair.baseline, pair.other, summary, seconds, errors[0] if errors else None)
+
+
+def _size(side: str) -> int:
+    """Bytes of the file of a side; 0 if it cannot be looked at, as the worker will tell."""
+    try:
+        return os.stat(split_name(side)[0]).st_size
+    except (OSError, ValueError):
+        return 0

@@ -1,0 +1,47 @@
+"""Trying in a process of its own what may end the process.
+
+The HDF5 library is C: on some damaged files it crashes, or never comes to an end. A child process,
+a copy of this one, goes first: if it ends by a signal, the file is damaged, and this process never
+reads it.
+"""
+
+from __future__ import annotations
+
+import faulthandler
+import os
+import resource
+from collections.abc import Callable
+from contextlib import suppress
+
+from kvr._frames import need
+
+
+_SECONDS = 5
+_BYTES_A_SECOND = 10_000_000  # far fewer than any disk or packing takes
+
+
+def survives(work: Callable[[], object], size: int) -> bool:
+    """Whether a copy of this process gets through the work; what the work raises is no matter.
+
+    `size` is the number of bytes that it reads at most, from which its time is limited.
+
+    Costs a fork, and the work once more. Raises OSError if no process can be made.
+    """
+    # Held over the fork, so that no other thread leaves it locked in the child.
+    with need("h5py._hl.base", "HDF5").phil:
+        child = os.fork()
+        if child == 0:
+            _work_and_end(work, _SECONDS + size // _BYTES_A_SECOND)
+    _, status = os.waitpid(child, 0)
+    return not os.WIFSIGNALED(status)
+
+
+def _work_and_end(work: Callable[[], object], seconds: int) -> None:
+    try:
+        faulthandler.disable()  # a crash is an answer here, not to be reported
+        with suppress(ValueError, OSError):
+            resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+            resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds))
+        work()
+    finally:
+        os._exit(0)

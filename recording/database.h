@@ -1,0 +1,113 @@
+// SQLite as this library uses it: connections and statements that end by themselves, and failures
+// as exceptions of recording.h.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace kvr::recording {
+
+enum class Access : std::uint8_t {
+  kRead,
+  kReadImmutable,  // no locks, no journal: for what nobody can change
+  kWrite,          // an existing file
+  kWriteNew,       // an empty file that nobody else knows: no locks, no journal
+};
+
+// Says who holds a lock on the file, for people; the process cannot always be told.
+std::string lockHolder(const std::string& path);
+
+class Statement {
+ public:
+  Statement() = default;
+  Statement(sqlite3* database, std::string_view sql);
+
+  void bind(int place, std::int64_t number);
+  void bind(int place, double number);
+  void bindNull(int place);
+  // These must stay where they are until the next reset.
+  void bind(int place, std::string_view text);
+  void bind(int place, std::span<const std::byte> blob);
+
+  // True for a row, false at the end.
+  bool step();
+  void reset() noexcept { sqlite3_reset(statement_.get()); }
+
+  int type(int column) const noexcept { return sqlite3_column_type(statement_.get(), column); }
+  std::int64_t integer(int column) const noexcept {
+    return sqlite3_column_int64(statement_.get(), column);
+  }
+  double real(int column) const noexcept { return sqlite3_column_double(statement_.get(), column); }
+  // Until the next step or reset.
+  std::string_view text(int column) const;
+  std::span<const std::byte> blob(int column) const;
+
+ private:
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+  };
+  std::unique_ptr<sqlite3_stmt, Finalize> statement_;
+};
+
+class Connection {
+ public:
+  // Opens the file and believes nothing that it says. Reads none of it.
+  Connection(const std::string& path, Access access);
+
+  Statement prepare(std::string_view sql) const { return {database_.get(), sql}; }
+  void execute(const char* sql) const;
+  // The same, but returns SQLite's extended code.
+  int tryExecute(const char* sql) const noexcept;
+  void rollBack() const noexcept;
+
+  // Bytes of the file as they lie there. False if it ends before.
+  bool readFile(std::uint64_t offset, std::span<std::byte> to) const;
+  std::uint64_t length() const;
+  // Whether the path leads to another file by now, or to none.
+  bool hasMoved() const;
+
+  // Throws what stands for SQLite's code.
+  [[noreturn]] void fail(int code) const;
+
+ private:
+  struct Close {
+    void operator()(sqlite3* database) const { sqlite3_close(database); }
+  };
+  std::string path_;
+  std::unique_ptr<sqlite3, Close> database_;
+};
+
+// A transaction for reading: all statements in its life see the same state of the file.
+class Snapshot {
+ public:
+  explicit Snapshot(const Connection& connection) : connection_(connection) {
+    connection_.execute("BEGIN");
+  }
+  ~Snapshot() { connection_.rollBack(); }
+  Snapshot(const Snapshot&) = delete;
+  Snapshot& operator=(const Snapshot&) = delete;
+
+ private:
+  const Connection& connection_;
+};
+
+// Resets a statement at the end of a scope, whichever way that is left: one that is not reset keeps
+// its transaction open.
+class Resetting {
+ public:
+  explicit Resetting(Statement& statement) noexcept : statement_(statement) {}
+  ~Resetting() { statement_.reset(); }
+  Resetting(const Resetting&) = delete;
+  Resetting& operator=(const Resetting&) = delete;
+
+ private:
+  Statement& statement_;
+};
+
+}  // namespace kvr::recording

@@ -1,0 +1,39 @@
+// A file that is written beside its target and takes the target's place when it is complete.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace kvr::recording {
+
+// Throws SystemError. Removes the unfinished file unless it was published.
+class NewFile {
+ public:
+  // Makes an empty file in the folder of the target: under a name that cannot be foreseen, readable
+  // to its owner alone, locked for as long as this object lives. Removes what killed processes
+  // left.
+  explicit NewFile(const std::string& target);
+  ~NewFile();
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+
+  const std::string& path() const noexcept { return path_; }
+  const std::string& target() const noexcept { return target_; }
+
+  // Brings the file to the disk, gives it the mode of the target, or the one that the umask says,
+  // and its name.
+  void publish();
+
+ private:
+  void create();
+  void sweep() const;
+  std::string prefix() const;
+
+  std::string target_;  // links followed
+  std::string folder_;
+  std::string path_;
+  int descriptor_ = -1;
+};
+
+}  // namespace kvr::recording
