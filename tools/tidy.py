@@ -6,7 +6,7 @@ BUILD is a tree of Ninja that is up to date: its records tell which headers a so
 source that passed is not looked at again until its text, a header, its compiler options, the checks
 or clang-tidy change. With --changed only sources are looked at that depend on a file which differs
 from where the branch left main; on main itself, from the commit before. KVR_LINT_BASE names another
-commit. Exits with 1 if clang-tidy finds something.
+commit to compare with. Exits with 1 if clang-tidy finds something.
 """
 
 from __future__ import annotations
@@ -69,18 +69,24 @@ def sources(build: Path, folders: list[Path]) -> list[Source]:
     return [found[path] for path in sorted(found)]
 
 
-def changed_files() -> set[Path]:
-    base = os.environ.get("KVR_LINT_BASE")
-    if base is None:
-        main = "main"
-        for name in ("origin/main", "main"):
-            known = subprocess.run(["git", "rev-parse", "--verify", "--quiet", name], capture_output=True)
-            if known.returncode == 0:
-                main = name
-                break
+def commit(name: str) -> str | None:
+    """The full name of a commit; None if the clone does not have it."""
+    command = ["git", "rev-parse", "--verify", "--quiet", name + "^{commit}"]
+    return subprocess.run(command, capture_output=True, text=True).stdout.strip() or None
+
+
+def changed_files() -> set[Path] | None:
+    """What differs from the commit to compare with; None, for everything, if there is none."""
+    named = os.environ.get("KVR_LINT_BASE")
+    base = commit(named) if named else None
+    main = commit("origin/main") or commit("main")
+    if base is None and main is not None:
         base = output_of("git", "merge-base", "HEAD", main).strip()
-        if base == output_of("git", "rev-parse", "HEAD").strip():
-            base = "HEAD~1"
+        if base == commit("HEAD"):
+            base = None
+    base = base or commit("HEAD~1")
+    if base is None:
+        return None
     listed = output_of("git", "diff", "--name-only", base)
     listed += output_of("git", "ls-files", "--others", "--exclude-standard")
     return {Path(line) for line in listed.splitlines()}
@@ -118,8 +124,9 @@ class Linter:
 
     def findings(self, source: Source) -> str:
         """What clang-tidy says; empty if the source passes, which is recorded."""
-        command = ["clang-tidy", "--quiet", "-p", str(self.build), str(source.path)]
-        done = subprocess.run(command, capture_output=True, text=True)
+        command = ["clang-tidy", "--quiet", "-p", str(self.build)]
+        command.append("--extra-arg=-Wno-unknown-warning-option")  # the options are those of g++
+        done = subprocess.run([*command, str(source.path)], capture_output=True, text=True)
         if done.returncode == 0:
             self.record(source).write_text(self.key(source))
             return ""
@@ -131,13 +138,13 @@ def main() -> int:
     parser.add_argument("build", type=Path)
     parser.add_argument("--changed", action="store_true")
     parser.add_argument("folders", nargs="*", type=Path)
-    options = parser.parse_args()
+    options = parser.parse_intermixed_args()
 
     linter = Linter(options.build.resolve())
     chosen = sources(linter.build, options.folders)
     if options.changed:
         changed = changed_files()
-        if CHECKS not in changed:
+        if changed is not None and CHECKS not in changed:
             chosen = [s for s in chosen if not changed.isdisjoint((s.path, *s.headers))]
     pending = [source for source in chosen if not linter.is_known(source)]
     with ThreadPoolExecutor(os.cpu_count()) as pool:
