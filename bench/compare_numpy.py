@@ -78,10 +78,12 @@ def every_other_time(count: int) -> tuple[Doubles, Doubles, Doubles, Doubles]:
             tg, np.sin(tg * 0.001) + 0.1 * random.random(count))
 
 
-def nanoseconds(case: Case, arrays: tuple[Doubles, Doubles, Doubles, Doubles]) -> float:
+def nanoseconds(
+    case: Case, arrays: tuple[Doubles, Doubles, Doubles, Doubles], repetitions: int = REPETITIONS
+) -> float:
     """The best processor time of a few, a sample of one side."""
     best = float("inf")
-    for _ in range(REPETITIONS):
+    for _ in range(repetitions):
         begin = time.process_time()
         if case(*arrays) != 0:
             sys.exit(f"{case.__name__}: values out of tolerance")

@@ -54,14 +54,15 @@ def children() -> float:
 
 
 def numpy_cases() -> dict[str, float]:
-    count = sized(1_000_000)
+    """Each once: they take seconds, and vary little."""
+    count = sized(10_000_000)
     different = compare_numpy.different_times(count)
     cases = {
-        case.__name__: compare_numpy.nanoseconds(case, different)
+        case.__name__: compare_numpy.nanoseconds(case, different, 1)
         for case in (compare_numpy.union_linear, compare_numpy.union_zoh, compare_numpy.uniform)
     }
     every_other = compare_numpy.every_other_time(count)
-    cases["intersection"] = compare_numpy.nanoseconds(compare_numpy.intersection, every_other)
+    cases["intersection"] = compare_numpy.nanoseconds(compare_numpy.intersection, every_other, 1)
     return cases
 
 
@@ -134,10 +135,11 @@ def main() -> None:
     parser.add_argument("--repetitions", type=int, default=1)
     options = parser.parse_args()
     samples = []
+    beside = numpy_cases()
     for _ in range(options.repetitions):
         with tempfile.TemporaryDirectory() as folder:
             samples.append(
-                {**numpy_cases(), **store_cases(), **csv_cases(folder), **process_cases()}
+                {**beside, **store_cases(), **csv_cases(folder), **process_cases()}
             )
     print(json.dumps(samples, indent=1))
 

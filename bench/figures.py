@@ -3,7 +3,10 @@
 from dataclasses import dataclass
 
 PROGRAMS = ("typedmap_bench", "store_bench", "binding_bench", "scratch_bench", "compare_bench")
-PYTHON = "python:"  # begins the names of the cases of python_face_bench.py
+# What the names of the cases of a Python program begin with, and its file.
+PYTHON = "python:"
+KVR = "kvr:"
+PYTHON_PROGRAMS = {PYTHON: "python_face_bench.py", KVR: "compare_python_bench.py"}
 
 
 @dataclass(frozen=True)
@@ -162,5 +165,30 @@ def compare_rows():
                         f"compare/{case}/1000000/{window}", f"compare/{plain}/1000000")  # fmt: skip
 
 
+def compare_python_rows():
+    """Beside NumPy, in memory, and from Python."""
+    program = "compare_bench"
+    for case, limit in (
+        ("union_linear", 1 / 25),
+        ("union_zoh", 1 / 35),
+        ("intersection", 1 / 10),
+        ("uniform", 1 / 10),
+    ):
+        yield ratio(f"compare, {case}, over NumPy", "1e7", limit, program,
+                    f"compare/{case}/10000000", KVR + case)  # fmt: skip
+    for case in ("union_linear", "intersection", "uniform"):
+        yield value(f"compare, {case}, memory", "1e7", 1e6, program,
+                    f"compare/{case}/10000000#peak_bytes", "B")  # fmt: skip
+    yield ratio("kvr.compare, 2 threads", "1e3 signals", 1 / 1.8, "",
+                KVR + "threads_2", KVR + "threads_1")  # fmt: skip
+    yield value("kvr.compare, a pair", "1e4 of 100", 15_000, "", KVR + "pairs")
+    yield ratio("kvr compare of CSV, over pandas", "100 x 1e5", 1.25, "",
+                KVR + "csv_compare", KVR + "csv_pandas")  # fmt: skip
+    yield ratio("kvr --help, over python3", "", 3, "", KVR + "help", KVR + "python")
+
+
 def rows(full):
-    return [*map_rows(), *store_rows(full), *scratch_rows(), *python_rows(), *compare_rows()]
+    return [
+        *map_rows(), *store_rows(full), *scratch_rows(), *python_rows(), *compare_rows(),
+        *compare_python_rows(),
+    ]  # fmt: skip

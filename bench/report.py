@@ -22,7 +22,7 @@ import sys
 
 import figures
 
-PYTHON_BENCH = os.path.join(os.path.dirname(os.path.abspath(__file__)), "python_face_bench.py")
+FOLDER = os.path.dirname(os.path.abspath(__file__))
 # As main.cpp has it for the native benchmarks.
 KEEP_FREED_MEMORY = {
     "MALLOC_TRIM_THRESHOLD_": str(2**31 - 1),
@@ -43,8 +43,12 @@ class Runner:
         return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout
 
     def samples(self, program, names, repetitions):
-        """Of each repetition: time of each benchmark, per entry if it counts entries; or its counter."""
-        pattern = "^(" + "|".join(re.escape(name) for name in names) + ")(/iterations:.*)?$"
+        """Of each repetition: time of each benchmark, per entry if it counts entries; or its counter.
+
+        NAME#COUNTER stands for that counter of the benchmark NAME.
+        """
+        plain = {name.split("#")[0] for name in names}
+        pattern = "^(" + "|".join(map(re.escape, sorted(plain))) + ")(/iterations:.*)?$"
         options = [
             f"--benchmark_filter={pattern}",
             f"--benchmark_min_time={self.min_time}",
@@ -67,25 +71,36 @@ class Runner:
                 values[name] = run["cpu_time"] * NANOSECONDS[run["time_unit"]]
             if "bytes_per_signal" in run:
                 values[name] = run["bytes_per_signal"]
+            if "peak_bytes" in run:
+                values[name + "#peak_bytes"] = run["peak_bytes"]
         missing = set(names) - set(samples[-1])
         if missing:
             sys.exit(f"no benchmark in {program}: {', '.join(sorted(missing))}")
         return samples
 
-    def python_samples(self, repetitions):
-        options = [f"--seconds={self.min_time}", f"--repetitions={repetitions}"]
+    def python_samples(self, prefix, repetitions):
+        """Of each repetition: time of each case of the Python program whose names begin so."""
+        options = [f"--repetitions={repetitions}"]
+        if prefix == figures.PYTHON:
+            options.append(f"--seconds={self.min_time}")
         path = os.pathsep.join(os.path.join(self.build, part) for part in ("python", "bench"))
-        command = ["/usr/bin/python3", PYTHON_BENCH, *options]
+        command = ["/usr/bin/python3", os.path.join(FOLDER, figures.PYTHON_PROGRAMS[prefix])]
         environment = dict(os.environ, PYTHONPATH=path, **KEEP_FREED_MEMORY)
-        output = subprocess.run(command, check=True, stdout=subprocess.PIPE, env=environment).stdout
-        return json.loads(output)
+        done = subprocess.run([*command, *options], check=True, stdout=subprocess.PIPE, env=environment)
+        samples = json.loads(done.stdout)
+        return [{prefix + name: value for name, value in one.items()} for one in samples]
+
+
+def prefix_of(name):
+    """What the name of a Python case begins with; None for a native benchmark."""
+    return next((prefix for prefix in figures.PYTHON_PROGRAMS if name.startswith(prefix)), None)
 
 
 def measure(runner, rows, rounds, repetitions, progress):
     """Of each row the values of its figure, one a repetition."""
     values = {row: [] for row in rows}
     for number in range(rounds):
-        python = None
+        python = {}
         shared = {}
         for row in rows:
             if number >= (row.rounds or rounds):
@@ -93,17 +108,18 @@ def measure(runner, rows, rounds, repetitions, progress):
             progress(f"round {number + 1} of {rounds}: {row.operation}")
             often = row.repetitions or (1 if row.rounds else repetitions)
             samples = [{} for _ in range(often)]
-            native = [name for name in row.names if not name.startswith(figures.PYTHON)]
+            native = [name for name in row.names if prefix_of(name) is None]
             if row.together:
                 if row.together not in shared:
                     shared[row.together] = runner.samples(row.program, row.together, often)
                 samples = shared[row.together]
             elif native:
                 samples = runner.samples(row.program, native, often)
-            if len(native) < len(row.names):
-                python = python or runner.python_samples(repetitions)
-                for sample, more in zip(samples, python):
-                    sample.update({figures.PYTHON + name: value for name, value in more.items()})
+            for prefix in {prefix_of(name) for name in row.names} - {None}:
+                if prefix not in python:
+                    python[prefix] = runner.python_samples(prefix, repetitions)
+                for sample, more in zip(samples, python[prefix]):
+                    sample.update(more)
             values[row] += [row.value(sample) for sample in samples]
     return values
 
@@ -198,7 +214,7 @@ def smoke(build):
         if failed or not runs:
             sys.exit(f"{program}: {', '.join(failed) or 'no benchmarks'}")
         count += len(runs)
-    count += len(runner.python_samples(1)[0])
+    count += sum(len(runner.python_samples(prefix, 1)[0]) for prefix in figures.PYTHON_PROGRAMS)
     print(f"bench: {count} benchmarks ran")
 
 

@@ -2,14 +2,6 @@
 
 namespace kvr::compare {
 
-InstantBlock::InstantBlock() : ownTimes(kBlock + 1) {
-  for (Places* places : {&baseline, &other}) {
-    places->left.resize(kBlock);
-    places->right.resize(kBlock);
-    places->weight.resize(kBlock);
-  }
-}
-
 BlockWriter::BlockWriter(InstantBlock& block, const TwoSides& sides)
     : block_(block), sides_(sides) {
   block_.count = 0;

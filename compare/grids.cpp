@@ -88,15 +88,15 @@ class Grid : public InstantSource {
 
   TwoSides sides_;
   Generator generator_;
-  std::vector<double> ahead_;  // distinct times within the span, and one beyond them
-  std::size_t first_ = 0;      // of those the next instant
-  std::size_t end_ = 0;        // behind the last
-  double last_ = -kInfinity;   // the last time that was generated
+  Buffer<double> ahead_;      // distinct times within the span, and one beyond them
+  std::size_t first_ = 0;     // of those the next instant
+  std::size_t end_ = 0;       // behind the last
+  double last_ = -kInfinity;  // the last time that was generated
   bool isComplete_ = false;
   std::size_t i_;  // baseline samples passed
   std::size_t j_;  // other samples passed
-  std::vector<double> merged_;
-  std::vector<std::uint32_t> taken_;
+  Buffer<double> merged_;
+  Buffer<std::uint32_t> taken_;
   Placer placer_;
 };
 

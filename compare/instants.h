@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "compare/buffer.h"
 #include "compare/common_span.h"
 #include "compare/times.h"
 
@@ -18,17 +19,15 @@ struct Places {
   bool isRun = false;  // sample firstOfRun + k at instant k; nothing below is set
   std::size_t firstOfRun = 0;
   bool isHeld = false;  // sample left[k] at instant k; right and weight are not set
-  std::vector<std::size_t> left, right;
-  std::vector<double> weight;
+  Buffer<std::size_t> left{kBlock}, right{kBlock};
+  Buffer<double> weight{kBlock};
 };
 
 struct InstantBlock {
-  InstantBlock();
-
   std::size_t count = 0;
   const double* times = nullptr;  // into the block, or the times of a side
   Places baseline, other;
-  std::vector<double> ownTimes;
+  Buffer<double> ownTimes{kBlock + 1};
 };
 
 class InstantSource {

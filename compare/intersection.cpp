@@ -51,8 +51,8 @@ class Intersection : public InstantSource {
   SampleRange inF_, inG_;
   std::size_t i_;  // baseline samples passed
   std::size_t j_;  // other samples passed
-  std::vector<double> times_;
-  std::vector<std::uint32_t> taken_;
+  Buffer<double> times_;
+  Buffer<std::uint32_t> taken_;
 };
 
 // Of equal times the merge has the baseline's first: at step k the sample of the other is the next.

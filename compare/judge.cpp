@@ -41,7 +41,7 @@ void Judge::judge(const Chunk& chunk, const double* given) {
   const std::size_t end = range.end * chunk.components.count;
   summary_.addOutside(chunk.size() - (end - first));
   if (given != nullptr) {
-    std::copy(given, given + chunk.size(), tolerance_.begin());
+    std::copy(given, given + chunk.size(), tolerance_.data());
   }
   if (isComplex_) {
     findComplexDifferences(chunk, first, end);
@@ -51,7 +51,7 @@ void Judge::judge(const Chunk& chunk, const double* given) {
   if (given == nullptr) findTolerances(chunk, range);
   if (hasBadTolerance_) return;
 
-  if (aligned_ != nullptr) std::fill(isOut_.begin(), isOut_.end(), std::uint8_t{0});
+  if (aligned_ != nullptr) std::fill_n(isOut_.data(), kBlock, std::uint8_t{0});
   const Measured measured{chunk,
                           first,
                           end - first,

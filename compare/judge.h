@@ -2,8 +2,9 @@
 #pragma once
 
 #include <cstddef>
-#include <vector>
+#include <cstdint>
 
+#include "compare/buffer.h"
 #include "compare/second_look.h"
 #include "compare/summary.h"
 #include "compare/tolerance_rule.h"
@@ -44,8 +45,8 @@ class Judge {
   Aligned* aligned_;
   bool hasBadTolerance_ = false;
   // Of each value of the chunk at hand.
-  std::vector<double> difference_, size_, tolerance_;
-  std::vector<std::uint8_t> isOut_;
+  Buffer<double> difference_, size_, tolerance_;
+  Buffer<std::uint8_t> isOut_;
 };
 
 }  // namespace kvr::compare

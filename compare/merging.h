@@ -4,8 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
+#include "compare/buffer.h"
 #include "compare/instants.h"
 
 namespace kvr::compare {
@@ -48,7 +48,7 @@ class Placer {
 
  private:
   bool isLinear_;
-  std::vector<double> before_, after_;  // times of a side round each instant
+  Buffer<double> before_, after_;  // times of a side round each instant
 };
 
 }  // namespace kvr::compare

@@ -37,8 +37,7 @@ TimeWindow Times::window(std::size_t from, std::size_t length) {
     times = data_ + from;
   } else {
     copyRun(numbers_, Part::kReal, from, there, {0, 1}, buffer_.data());
-    std::fill(buffer_.begin() + static_cast<std::ptrdiff_t>(there),
-              buffer_.begin() + static_cast<std::ptrdiff_t>(length),
+    std::fill(buffer_.data() + there, buffer_.data() + length,
               std::numeric_limits<double>::infinity());
   }
   const std::size_t end = from + there;

@@ -5,6 +5,7 @@
 #include <functional>
 #include <vector>
 
+#include "compare/buffer.h"
 #include "compare/numbers.h"
 
 namespace kvr::compare {
@@ -62,7 +63,7 @@ class Times {
   std::size_t count_;
   std::size_t checked_ = 1;    // so many times are known to be in order
   std::size_t risesFrom_ = 0;  // of those, the ones from here on are known to be distinct
-  std::vector<double> buffer_;
+  Buffer<double> buffer_;
   const Options& options_;
 };
 

@@ -33,9 +33,9 @@ class Union : public InstantSource {
   void walk(InstantBlock& block);
 
   TwoSides sides_;
-  std::size_t i_;                      // baseline samples passed
-  std::size_t j_;                      // other samples passed
-  std::vector<std::uint32_t> passed_;  // at each instant, in the window of the baseline
+  std::size_t i_;                 // baseline samples passed
+  std::size_t j_;                 // other samples passed
+  Buffer<std::uint32_t> passed_;  // at each instant, in the window of the baseline
   Placer placer_;
 };
 

@@ -13,15 +13,16 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 }  // namespace
 
 ValueReader::ValueReader(const Numbers& numbers, std::size_t components)
-    : numbers_(numbers), components_(components), left_(kBlock), right_(kBlock) {
-  if (numbers.imaginary == nullptr) return;
-  leftImaginary_.resize(kBlock);
-  rightImaginary_.resize(kBlock);
-}
+    : numbers_(numbers),
+      components_(components),
+      left_(kBlock),
+      right_(kBlock),
+      leftImaginary_(numbers.imaginary == nullptr ? 0 : kBlock),
+      rightImaginary_(numbers.imaginary == nullptr ? 0 : kBlock) {}
 
 const double* ValueReader::part(Part part, const Places& places, std::size_t first,
-                                std::size_t count, Components components, std::vector<double>& left,
-                                std::vector<double>& right) {
+                                std::size_t count, Components components, Buffer<double>& left,
+                                Buffer<double>& right) {
   if (places.isRun) {
     const std::size_t sample = places.firstOfRun + first;
     const double* const data = inPlace(numbers_, components_, part);

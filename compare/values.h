@@ -2,8 +2,8 @@
 #pragma once
 
 #include <cstddef>
-#include <vector>
 
+#include "compare/buffer.h"
 #include "compare/instants.h"
 #include "compare/numbers.h"
 
@@ -44,15 +44,15 @@ class ValueReader {
 
  private:
   const double* part(Part part, const Places& places, std::size_t first, std::size_t count,
-                     Components components, std::vector<double>& left, std::vector<double>& right);
+                     Components components, Buffer<double>& left, Buffer<double>& right);
   void interpolate(const double* weight, std::size_t count, std::size_t components);
   void interpolateComplex(const Places& places, std::size_t first, std::size_t count,
                           std::size_t components);
 
   Numbers numbers_;
   std::size_t components_;
-  std::vector<double> left_, right_;
-  std::vector<double> leftImaginary_, rightImaginary_;
+  Buffer<double> left_, right_;
+  Buffer<double> leftImaginary_, rightImaginary_;  // of complex numbers only
 };
 
 }  // namespace kvr::compare
