@@ -54,7 +54,8 @@ void Hierarchy::requireNoCircle() const {
       at = find(bySignal_[static_cast<std::size_t>(at)].parent);
     }
     if (at >= 0 && walkedBy[static_cast<std::size_t>(at)] == walk)
-      failWith("is part of itself", placeOf("signal", bySignal_[static_cast<std::size_t>(at)].signal));
+      failWith("is part of itself",
+               placeOf("signal", bySignal_[static_cast<std::size_t>(at)].signal));
   }
 }
 
