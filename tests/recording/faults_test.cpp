@@ -144,8 +144,8 @@ int stepOf(int usual) { return std::getenv("KVR_LONG_TESTS") != nullptr ? 1 : us
 TEST_F(FaultsTest, SqliteLacksMemory) {
   for (const bool isLasting : {false, true}) {
     const auto plan = systemPlan(SystemCall::SqliteMemory, SystemFault::NoRoom, isLasting);
-    sweep(replace, replaced_, stepOf(7), plan);
-    sweep(append, appended_, stepOf(7), plan);
+    sweep(replace, replaced_, stepOf(37), plan);
+    sweep(append, appended_, stepOf(37), plan);
   }
 }
 
