@@ -105,7 +105,7 @@ void requireOwnJournal(const std::string& path) {
 void recover(const std::string& path) {
   requireOwnJournal(path);
   try {
-    const Connection connection(path, Access::kWrite);
+    Connection connection(path, Access::kWrite);
     requireOurHeader(connection);
     connection.execute("BEGIN IMMEDIATE");
     connection.rollBack();

@@ -133,6 +133,7 @@ void print(std::ostream& out, const Reader& reader, const SignalEntry& signal) {
 std::string contentOf(const std::string& path) {
   const Reader reader(path);
   std::ostringstream out;
+  out.exceptions(std::ios::badbit);  // a stream would swallow exhausted memory
   for (const RunEntry& run : reader.runs(1, reader.runCount())) {
     out << "run " << run.id << " '" << run.name << "' '" << run.version << "' " << run.created
         << ' ' << run.instance.value_or(-1);
