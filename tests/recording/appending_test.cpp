@@ -152,7 +152,9 @@ TEST_F(AppendingTest, KilledWriterLeavesAWholeFile) {
         writer.commit();
       }
     }
-    usleep(static_cast<useconds_t>(3000 + round * 7919 % 40'000));
+    // Until a transaction has begun; then on, a little further each time.
+    for (int i = 0; i < 5000 && !fs::exists(path() + "-journal"); ++i) usleep(200);
+    usleep(static_cast<useconds_t>(round * 7919 % 20'000));
     kill(child, SIGKILL);
     int status = 0;
     waitpid(child, &status, 0);
