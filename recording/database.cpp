@@ -169,6 +169,11 @@ bool Statement::step() {
   throwFor(database, sqlite3_extended_errcode(database), sqlite3_db_filename(database, "main"));
 }
 
+void Statement::tryOnce() noexcept {
+  sqlite3_step(statement_.get());
+  reset();
+}
+
 std::string_view Statement::text(int column) const {
   const auto bytes = blob(column);
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
@@ -212,8 +217,20 @@ int Connection::tryExecute(const char* sql) const noexcept {
   return sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr);
 }
 
-void Connection::rollBack() const noexcept {
-  if (sqlite3_get_autocommit(database_.get()) == 0) tryExecute("ROLLBACK");
+void Connection::begin() {
+  if (!rollBack_.isPrepared()) rollBack_ = prepare("ROLLBACK");
+  if (!begin_.isPrepared()) begin_ = prepare("BEGIN");
+  const Resetting afterwards(begin_);
+  begin_.step();
+}
+
+void Connection::rollBack() noexcept {
+  if (sqlite3_get_autocommit(database_.get()) != 0) return;
+  if (rollBack_.isPrepared()) {
+    rollBack_.tryOnce();
+  } else {
+    tryExecute("ROLLBACK");
+  }
 }
 
 bool Connection::readFile(std::uint64_t offset, std::span<std::byte> to) const {

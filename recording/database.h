@@ -35,8 +35,11 @@ class Statement {
   void bind(int place, std::string_view text);
   void bind(int place, std::span<const std::byte> blob);
 
+  bool isPrepared() const noexcept { return statement_ != nullptr; }
   // True for a row, false at the end.
   bool step();
+  // For a statement without rows: takes a step and resets, and ignores how it went.
+  void tryOnce() noexcept;
   void reset() noexcept { sqlite3_reset(statement_.get()); }
 
   int type(int column) const noexcept { return sqlite3_column_type(statement_.get(), column); }
@@ -64,7 +67,9 @@ class Connection {
   void execute(const char* sql) const;
   // The same, but returns SQLite's extended code.
   int tryExecute(const char* sql) const noexcept;
-  void rollBack() const noexcept;
+  // Begins a transaction for reading, with all that its end needs: memory may run out in it.
+  void begin();
+  void rollBack() noexcept;
 
   // Bytes of the file as they lie there. False if it ends before.
   bool readFile(std::uint64_t offset, std::span<std::byte> to) const;
@@ -77,24 +82,24 @@ class Connection {
 
  private:
   struct Close {
-    void operator()(sqlite3* database) const { sqlite3_close(database); }
+    void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
   };
   std::string path_;
   std::unique_ptr<sqlite3, Close> database_;
+  Statement begin_;
+  Statement rollBack_;
 };
 
 // A transaction for reading: all statements in its life see the same state of the file.
 class Snapshot {
  public:
-  explicit Snapshot(const Connection& connection) : connection_(connection) {
-    connection_.execute("BEGIN");
-  }
+  explicit Snapshot(Connection& connection) : connection_(connection) { connection_.begin(); }
   ~Snapshot() { connection_.rollBack(); }
   Snapshot(const Snapshot&) = delete;
   Snapshot& operator=(const Snapshot&) = delete;
 
  private:
-  const Connection& connection_;
+  Connection& connection_;
 };
 
 // Resets a statement at the end of a scope, whichever way that is left: one that is not reset keeps

@@ -105,7 +105,7 @@ void requireOwnJournal(const std::string& path) {
 void recover(const std::string& path) {
   requireOwnJournal(path);
   try {
-    const Connection connection(path, Access::kWrite);
+    Connection connection(path, Access::kWrite);
     requireOurHeader(connection);
     connection.execute("BEGIN IMMEDIATE");
     connection.rollBack();
@@ -218,10 +218,11 @@ Contents readContents(const Connection& connection) {
   return contents;
 }
 
+// The journal of a new file stays empty in memory; a defensive connection cannot do without one.
 void makeTables(const Connection& connection, std::uint32_t pageSize) {
   connection.execute(("PRAGMA page_size=" + std::to_string(pageSize)).c_str());
   connection.execute(
-      "PRAGMA encoding='UTF-8';PRAGMA journal_mode=OFF;PRAGMA synchronous=OFF;"
+      "PRAGMA encoding='UTF-8';PRAGMA journal_mode=MEMORY;PRAGMA synchronous=OFF;"
       "PRAGMA locking_mode=EXCLUSIVE;PRAGMA temp_store=MEMORY;PRAGMA auto_vacuum=NONE");
   connection.execute("BEGIN");
   connection.execute(("PRAGMA application_id=" + std::to_string(applicationId)).c_str());

@@ -47,7 +47,7 @@ class Reader::Impl {
   }
 
  private:
-  static Contents contentsOf(const Connection& connection) {
+  static Contents contentsOf(Connection& connection) {
     const Snapshot snapshot(connection);
     return readContents(connection);
   }

@@ -109,7 +109,7 @@ struct Tolerance {
   double absoluteStep = 0;
   double initialRelative = 0;
   double relativeStep = 0;
-  std::string function;
+  std::string function{};
 };
 
 struct Sync {
@@ -117,36 +117,36 @@ struct Sync {
   std::string method = "union";
   std::string interp = "zoh";
   double interval = 0.01;
-  std::string function;
+  std::string function{};
 };
 
 // All texts are UTF-8 and may hold NULs. The texts of a run, a signal, a tolerance or
 // synchronisation options have up to 1 MiB together.
 struct Run {
-  std::string name;
-  std::string version;                   // of the program that recorded it
-  std::int64_t created = 0;              // microseconds since 1970-01-01 UTC
-  std::optional<std::int32_t> instance;  // of the program that recorded it
-  Tolerance tolerance;                   // of signals without their own
-  Sync sync;
+  std::string name{};
+  std::string version{};                   // of the program that recorded it
+  std::int64_t created = 0;                // microseconds since 1970-01-01 UTC
+  std::optional<std::int32_t> instance{};  // of the program that recorded it
+  Tolerance tolerance{};                   // of signals without their own
+  Sync sync{};
 };
 
 struct Signal {
-  std::string label;
-  std::string path;
-  std::string model;
-  std::string source;
-  std::string rootSource;
-  std::string timeSource;
-  std::string sid;
-  std::optional<std::string> unit;
+  std::string label{};
+  std::string path{};
+  std::string model{};
+  std::string source{};
+  std::string rootSource{};
+  std::string timeSource{};
+  std::string sid{};
+  std::optional<std::string> unit{};
   std::int32_t port = 0;
-  std::vector<std::int32_t> channel;
+  std::vector<std::int32_t> channel{};
   std::array<double, 3> color{};  // red, green, blue
   std::string dash = "-";
   bool visible = false;
-  std::optional<Tolerance> tolerance;  // none: the run's
-  std::optional<Sync> sync;
+  std::optional<Tolerance> tolerance{};  // none: the run's
+  std::optional<Sync> sync{};
 };
 
 // Numbers in the caller's memory, little-endian, without gaps: the axis of samples first, then the
@@ -154,8 +154,8 @@ struct Signal {
 struct Samples {
   ValueClass valueClass = ValueClass::kDouble;
   std::uint64_t count = 0;
-  std::vector<std::uint64_t> shape;  // of a sample, up to 32 dimensions; empty for a scalar
-  std::span<const std::byte> bytes;
+  std::vector<std::uint64_t> shape{};  // of a sample, up to 32 dimensions; empty for a scalar
+  std::span<const std::byte> bytes{};
 };
 
 inline Samples samplesOf(std::span<const double> values) {
@@ -174,7 +174,7 @@ struct SignalEntry : Signal {
   std::int64_t timeBase = 0;
   ValueClass valueClass = ValueClass::kDouble;
   std::uint64_t samples = 0;
-  std::vector<std::uint64_t> shape;
+  std::vector<std::uint64_t> shape{};
   std::uint64_t bytes = 0;          // of the values
   std::uint64_t metadataBytes = 0;  // 0 without metadata
   // Where these bytes lie in the file.
@@ -280,8 +280,8 @@ class KVR_RECORDING_EXPORT Reader {
 // ---- Checking ----
 
 struct Problem {
-  std::string what;
-  std::string where;
+  std::string what{};
+  std::string where{};
 };
 
 // Told how many of `total` bytes are checked; may throw to end the check.

@@ -174,7 +174,7 @@ void Check::checkHierarchy() {
 
 std::vector<Problem> verify(const std::string& path, const Progress& progress) {
   try {
-    const Connection connection = openToRead(path);
+    Connection connection = openToRead(path);
     const Snapshot snapshot(connection);
     return Check(connection, progress).run();
   } catch (const FormatError& error) {

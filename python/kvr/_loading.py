@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import os
-from collections.abc import Iterable
+from collections.abc import Iterable, Iterator
 from typing import Any
 
 from kvr import _text
@@ -45,6 +45,19 @@ def _kept(text: str) -> str:
     return text.replace("\0", "").encode("utf-8", "replace").decode()
 
 
+class _Filling:
+    """A run that its signals are being added to. `waiting` is the next one, None at the end."""
+
+    def __init__(self, run: Run, source: RunReader[Any]) -> None:
+        self.run = run
+        self._rest: Iterator[FileSignal] = iter(source.signals)
+        self.waiting: FileSignal | None = None
+        self.advance()
+
+    def advance(self) -> None:
+        self.waiting = next(self._rest, None)
+
+
 def _fill(sources: list[Any], runs: list[Run], path: str) -> None:
     """Add the signals of all runs, each run in its order, and parents before their parts.
 
@@ -52,31 +65,25 @@ def _fill(sources: list[Any], runs: list[Run], path: str) -> None:
     waits for the others.
     """
     added: dict[Any, Signal] = {}  # by the key of the signal in the file
-    waiting = [(run, source, iter(source.signals), []) for run, source in zip(runs, sources)]
     here = {source.id for source in sources}
-    left: list[Any] = [list(entry) for entry in waiting]
-    while left:
+    fillings = [_Filling(run, source) for run, source in zip(runs, sources)]
+    while unfinished := [filling for filling in fillings if filling.waiting is not None]:
         before = len(added)
-        for entry in left:
-            run, _, signals, held = entry
-            while True:
-                signal = held.pop() if held else next(signals, None)
-                if signal is None:
-                    entry[2] = None
-                    break
+        for filling in unfinished:
+            while (signal := filling.waiting) is not None:
                 parent = signal.parent
-                if parent is not None and parent.run.id in here and parent._key() not in added:
-                    held.append(signal)
+                if parent is not None and parent.run.id not in here:
+                    parent = None
+                if parent is not None and parent._key() not in added:
                     break
-                above = None if parent is None else added.get(parent._key())
-                added[signal._key()] = _add(run, signal, above, path)
-        left = [entry for entry in left if entry[2] is not None]
-        if left and len(added) == before:
-            raise FormatError(
-                path,
-                "the store does not take it: the signal that it is part of comes after it",
-                _place(left[0][3][0]),
-            )
+                above = None if parent is None else added[parent._key()]
+                added[signal._key()] = _add(filling.run, signal, above, path)
+                filling.advance()
+        if len(added) == before:
+            stuck = unfinished[0].waiting
+            assert stuck is not None
+            what = "the store does not take it: the signal that it is part of comes after it"
+            raise FormatError(path, what, _place(stuck))
 
 
 def _place(signal: FileSignal) -> str:

@@ -46,7 +46,7 @@ def _expected_bytes(runs: Sequence[RunReader[Any]]) -> int:
     for run in runs:
         for signal in run.signals:
             try:
-                return signal._series().values.nbytes * sum(map(len, runs))
+                return int(signal._series().values.nbytes) * sum(map(len, runs))
             except NoValues:
                 return 0
     return 0
