@@ -55,7 +55,7 @@ def test_commands_of_the_tutorial_print_what_stands_there(folder):
         assert done.returncode == (1 if "failed:" in output else 0), done.stderr
         assert_alike(done.stdout, output)
     failures, examples = doctest.testfile(str(ROOT / "docs" / "tutorial.md"), module_relative=False)
-    assert (failures, examples) == (0, 11)
+    assert (failures, examples) == (0, 12)
 
 
 def test_simulation_that_fails_is_told(folder):
