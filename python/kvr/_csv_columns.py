@@ -8,7 +8,7 @@ from typing import Any
 
 import numpy as np
 
-from kvr import _csv_text, _text
+from kvr import _csv_text, _kvr, _text
 from kvr._adding import seconds_since_epoch
 from kvr._csv_dialect import Dialect, rows_of
 from kvr._dates_in_text import ISO
@@ -32,9 +32,7 @@ class Columns:
         text = _csv_text.read_all(path)
         body = _after_lines(text, dialect.data_line)
         self._body = body
-        self._require_equal_widths(body)
-        frame = self._parse(body)
-        arrays = [frame[place].to_numpy() for place in range(len(dialect.labels))]
+        arrays = self._arrays(body)
         kept = ~_blank_rows(arrays)
         if not kept.all():
             arrays = [array[kept] for array in arrays]
@@ -45,7 +43,28 @@ class Columns:
         ]
         del self._body
 
-    def _parse(self, body: str) -> Any:
+    def _arrays(self, body: str) -> list[Array]:
+        """The columns: plain numbers as such, others as pandas reads them."""
+        plain = self._plain_numbers(body)
+        others = [place for place, array in enumerate(plain) if array is None]
+        if len(others) == len(plain):
+            self._require_equal_widths(body)
+        frame = self._parse(body, others) if others else None
+        return [
+            frame[place].to_numpy() if array is None else array
+            for place, array in enumerate(plain)
+        ]
+
+    def _plain_numbers(self, body: str) -> list[Array | None]:
+        """The columns of numbers alone; None for the others, and for all if rows are not equal."""
+        dialect = self._dialect
+        found = None
+        if dialect.quote not in body and dialect.delimiter.isascii() and dialect.delimiter != " ":
+            width = len(dialect.labels)
+            found = _kvr.read_numbers(body, width, dialect.delimiter, dialect.decimal)
+        return [None] * len(dialect.labels) if found is None else found
+
+    def _parse(self, body: str, places: list[int]) -> Any:
         pandas = need("pandas", "reading CSV files")
         dialect = self._dialect
         separator = {"sep": r"\s+"} if dialect.delimiter == " " else {"sep": dialect.delimiter}
@@ -55,6 +74,7 @@ class Columns:
                 **separator,
                 header=None,
                 names=range(len(dialect.labels)),
+                usecols=places,
                 index_col=False,
                 quotechar=dialect.quote,
                 decimal=dialect.decimal,
@@ -65,7 +85,7 @@ class Columns:
                 low_memory=False,
             )
         except pandas.errors.EmptyDataError:
-            return pandas.DataFrame(columns=range(len(dialect.labels)), dtype=float)
+            return pandas.DataFrame(columns=places, dtype=float)
         except (pandas.errors.ParserError, ValueError) as error:
             detail = " ".join(str(error).split())
             if "EOF inside string" in detail:

@@ -527,3 +527,65 @@ def test_what_a_csv_file_cannot_hold_is_refused_and_the_old_file_stays(store, tm
     assert os.listdir(tmp_path) == ["a.csv"]
     store.save(path, runs="b")
     assert path.read_text() == "time\n"
+
+
+# ---- Plain numbers, which are read by the extension ----
+
+
+def by_python(cells, decimal):
+    """The values of a column of numbers and empty cells, as Python reads numbers."""
+    texts = [cell.strip().replace(decimal, ".") for cell in cells]
+    if all(text and text.lstrip("+-").isdigit() for text in texts):
+        return [int(text) for text in texts]
+    return [float(text) if text else math.nan for text in texts]
+
+
+NUMBERS = st.one_of(
+    st.integers(-(2**63), 2**63 - 1).map(str),
+    st.floats(allow_subnormal=True).filter(math.isfinite).map(repr),
+    st.floats(-1e300, 1e300).map(lambda value: f"{value:+.25e}"),
+    st.decimals(-1000, 1000, places=3).map(str),
+    st.sampled_from(["", " 1", "2 ", " .5", "5.", "+3", "-0", "007", "nan", "-inf", "5e-324", "1e-400"]),
+)
+
+
+@hypothesis.settings(
+    deadline=None,
+    max_examples=400,
+    suppress_health_check=[hypothesis.HealthCheck.function_scoped_fixture],
+)
+@hypothesis.given(
+    st.lists(st.tuples(NUMBERS, NUMBERS), min_size=1, max_size=8), st.sampled_from([".", ","])
+)
+def test_numbers_are_those_that_python_reads(opened, rows, decimal):
+    rows = [[cell.replace(".", decimal) for cell in row] for row in rows]
+    lines = [f"{place};{first};{second}" for place, (first, second) in enumerate(rows)]
+    run = opened("\n".join(["time;a;b", *lines]), delimiter=";", decimal=decimal)
+    for column, label in enumerate("ab"):
+        expected = by_python([row[column] for row in rows], decimal)
+        values = run[label].values
+        np.testing.assert_array_equal(values, expected)
+        assert values.dtype == np.asarray(expected).dtype
+
+
+def test_columns_that_are_no_plain_numbers_are_read_beside_those_that_are(opened):
+    run = opened("time,a,b,c,d\n0,1,x,true,\n\n1,2.5,,false,\n2,,z,true,\n")
+    np.testing.assert_array_equal(run["a"].values, [1, 2.5, math.nan])
+    assert run["b"].values.tolist() == ["x", "", "z"]
+    assert run["c"].values.tolist() == [True, False, True]
+    np.testing.assert_array_equal(run["d"].values, [math.nan] * 3)
+
+
+def test_few_short_rows_below_a_long_header_take_little_memory(opened):
+    header = ",".join(["time", *(f"s{i}" for i in range(100_000))])
+    content = header + "\n" + "1\n" * 100_000
+    assert refusal(opened, content).startswith("line 2: has 1 cells instead of 100001")
+
+
+def test_hundred_thousand_columns(opened):
+    count = 100_000
+    header = ",".join(["time", *(f"s{i}" for i in range(count))])
+    rows = [",".join(map(str, range(first, first + count + 1))) for first in (0, 1)]
+    run = opened("\n".join([header, *rows]))
+    assert len(run) == count
+    assert run.signals[-1].values.tolist() == [count, count + 1]

@@ -1,6 +1,7 @@
 """Raw files of ngspice: those that the simulator writes here, and bad ones."""
 
 import datetime
+import os
 import shutil
 import struct
 import subprocess
@@ -11,6 +12,8 @@ import numpy as np
 import pytest
 from hypothesis import strategies as st
 
+# The environment of other programs: without the sanitizer of a build under test.
+UNSANITIZED = {name: value for name, value in os.environ.items() if name != "LD_PRELOAD"}
 LOW_PASS = """low pass of 1 kohm and 1 uf
 V1 in 0 DC 5 AC 1 PULSE(0 5 1m 1n 1n 50m 100m)
 R1 in out 1k
@@ -34,8 +37,9 @@ def simulate(tmp_path_factory):
         folder = tmp_path_factory.mktemp("ngspice")
         (folder / "a.cir").write_text(LOW_PASS.format(control="\n".join(control)))
         done = subprocess.run(
-            ["ngspice", "-b", "a.cir"], cwd=folder, capture_output=True, text=True
-        )
+            ["ngspice", "-b", "a.cir"], cwd=folder, capture_output=True, text=True,
+            env=UNSANITIZED,
+        )  # fmt: skip
         assert (folder / "out.raw").exists(), done.stdout + done.stderr
         return folder / "out.raw"
 
@@ -301,3 +305,19 @@ def test_any_file_gives_a_result_or_one_error(path, content, changes, cut):
             assert len(time) == len(values)
     except kvr.FormatError as error:
         assert "\n" not in str(error)
+
+
+def test_file_of_a_simulation_that_was_stopped_is_told(tmp_path):
+    """ngspice fills in the number of points at the end."""
+    (tmp_path / "a.cir").write_text(
+        "no way out\nV1 in 0 PULSE(0 5 1u 1n 1n 4u 10u)\nS1 in out in 0 s\nC1 out 0 1p IC=0\n"
+        "L1 out 0 1u IC=0\nD1 0 out d\n.model s SW(Vt=2.5 Vh=-0.5 Ron=1u Roff=1G)\n"
+        ".model d D(Is=1n Rs=1u)\n.options reltol=1e-9 itl4=3\n.tran 1n 100u UIC\n.end\n"
+    )
+    done = subprocess.run(
+        ["ngspice", "-b", "-r", "a.raw", "a.cir"], cwd=tmp_path, capture_output=True, text=True,
+        env=UNSANITIZED,
+    )  # fmt: skip
+    assert "imestep too small" in done.stdout + done.stderr
+    with pytest.raises(kvr.FormatError, match="of a simulation that was stopped says too little"):
+        kvr.open(tmp_path / "a.raw")
