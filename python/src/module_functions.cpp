@@ -9,6 +9,7 @@
 #include "embedded_host/functions/host_functions.h"
 #include "embedded_host/interpreter/interpreter.h"
 #include "embedded_host/objects/object_record.h"
+#include "embedded_host/objects/records.h"
 #include "python/src/array_type.h"
 #include "python/src/dump_load.h"
 #include "python/src/errors.h"

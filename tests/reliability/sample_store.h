@@ -10,6 +10,7 @@
 #include <string>
 
 #include "embedded_host/interpreter/interpreter.h"
+#include "embedded_host/objects/records.h"
 #include "kvrntob/binding/packages.h"
 #include "kvrntob/settings/tolerance_struct.h"
 #include "tests/support/signal_builder.h"
