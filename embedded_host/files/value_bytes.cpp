@@ -63,15 +63,15 @@ bool begins(std::span<const std::byte> bytes, const void* with, std::size_t size
 
 OwnedArray load(std::span<const std::byte> bytes) {
   if (!begins(bytes, prefix.data(), prefix.size()) || bytes.size() < valueOffset + sumSize) {
-    throw FileFault("the bytes are not a value");
+    throw FileFault("the bytes are not those of a value");
   }
   if (std::to_integer<unsigned char>(bytes[prefix.size()]) != version) {
-    throw FileFault("the bytes are a value of another version");
+    throw FileFault("the bytes are of another version");
   }
   const std::size_t size = bytes.size() - sumSize;
   const auto sum = sumItem(bytes.data(), size);
   if (!begins(bytes.subspan(size), sum.data(), sum.size())) {
-    throw FileFault("the bytes have changed since they were written");
+    throw FileFault("the bytes have changed since they were made");
   }
   MemorySource source(bytes.subspan(valueOffset, size - valueOffset));
   return readValue(source);
