@@ -14,6 +14,8 @@
 
 #include "bench/sizes.h"
 #include "embedded_host/interpreter/interpreter.h"
+#include "embedded_host/objects/call_frame.h"
+#include "embedded_host/objects/records.h"
 #include "kvrntob/binding/packages.h"
 #include "kvrntob/store/signal_repository.h"
 

@@ -25,6 +25,7 @@
 #include "bench/sizes.h"
 #include "embedded_host/arrays/arrays.h"
 #include "embedded_host/objects/object_record.h"
+#include "embedded_host/objects/records.h"
 #include "kvrntob/binding/packages.h"
 #include "kvrntob/typedmap/data_map.h"
 

@@ -7,7 +7,6 @@
 #include <iostream>
 
 #include "embedded_host/interpreter/interpreter.h"
-#include "embedded_host/messages/host_exception.h"
 #include "examples/record_run.h"
 #include "examples/recording_file.h"
 

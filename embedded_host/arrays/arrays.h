@@ -1,4 +1,4 @@
-// The embedded host's own view of host arrays: what the rest of the host needs beyond libvr.h.
+// Host arrays as the embedded host sees them: operations beyond those of libvr.h.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace vormel {
 
 // ---- Owners ----
 
-// The one owner of an array. Releases it unless it is handed on with release().
+// Owns an array, and destroys it unless release() has handed it on.
 class OwnedArray {
  public:
   OwnedArray() noexcept = default;
@@ -40,13 +40,13 @@ class OwnedArray {
 // Number of arrays alive in the process, parts of other arrays included.
 VORMEL_HOST_API std::size_t liveArrayCount() noexcept;
 
-// ---- Classes that libvr.h has no maker for. New arrays as there. ----
+// ---- Making arrays that libvr.h has no function for; ownership and scope as there ----
 
 // Cell array; its elements are 0-by-0 doubles until set.
 VORMEL_HOST_API vrArray* makeCell(std::size_t dimensionCount, const std::size_t* dimensions);
 
-// Numeric, logical or character array, real, whose elements the caller writes, all of them, before
-// anything else; they are not zeroed first.
+// Real numeric, logical or character array with indeterminate elements. The caller writes all of
+// them before any other use.
 VORMEL_HOST_API vrArray* makeUnfilled(int classID, std::size_t dimensionCount,
                                       const std::size_t* dimensions);
 
@@ -59,10 +59,10 @@ VORMEL_HOST_API vrArray* makeObject(const std::string& className, std::size_t di
                                     const std::size_t* dimensions,
                                     const std::vector<std::string>& properties = {});
 
-// Opaque scalar; `subclass` may be null. Holds nothing else.
+// Opaque scalar without content; `subclass` may be null.
 VORMEL_HOST_API vrArray* makeOpaque(const char* subclass);
 
-// What an object handle refers to. Counted: the last array that names it lets it go.
+// What an object handle refers to. Reference-counted by the handle arrays.
 class VORMEL_HOST_API HandleTarget {
  public:
   virtual void retain() noexcept = 0;
@@ -77,35 +77,37 @@ VORMEL_HOST_API vrArray* makeHandle(HandleTarget* target);
 
 // ---- Reading arrays ----
 
-// What readers of many arrays ask of each, all at once.
+// The properties of an array that conversions need, in one call.
 struct ArrayFacts {
   int classID;
   bool isComplex;
-  bool isMatrix;  // of two dimensions
+  bool isMatrix;  // has two dimensions
   std::size_t rows;
   std::size_t count;     // of elements
   const void* elements;  // null for classes without
 };
 VORMEL_HOST_API ArrayFacts factsOf(const vrArray* array) noexcept;
 
-// The target of a handle array's element; null for other arrays and elements. Borrowed.
+// The target of element `index` of a handle array; null for other arrays and indices. Borrowed.
 VORMEL_HOST_API HandleTarget* handleTarget(const vrArray* array, std::size_t index) noexcept;
 
-// Element of a cell array. Borrowed. Throws HostError for another class or index.
+// Element of a cell array; indices count from 0. Borrowed. Throws HostError("NoSuchElement") for
+// another class or index.
 VORMEL_HOST_API const vrArray* cellElement(const vrArray* array, std::size_t index);
 
 // Takes over `value` and releases the element's former value. Throws as cellElement.
 VORMEL_HOST_API void setCellElement(vrArray* array, std::size_t index, vrArray* value);
 
-// Field names of a structure array, property names of a value object, in order; else empty.
+// Field names of a structure array or property names of a value object, in order; empty for other
+// classes. Valid as long as the array does not change.
 VORMEL_HOST_API const std::vector<std::string>& fieldNames(const vrArray* array);
 
-// Tells lists of field names apart: arrays with one number, which is not 0, have the same names. 0
-// for an array that has none.
+// Identifies the list of field names: arrays with the same number have the same names. 0 for an
+// array without such a list.
 VORMEL_HOST_API std::uint64_t fieldNamesNumber(const vrArray* array) noexcept;
 
-// Field of a structure array, property of a value object, by its number in that order. Borrowed.
-// Throws HostError for another class, index or number.
+// Field of a structure array or property of a value object by its number in that order, from 0.
+// Borrowed. Throws HostError("NoSuchField") for another class, index or number.
 VORMEL_HOST_API const vrArray* fieldAt(const vrArray* array, std::size_t index, std::size_t field);
 
 // Name of a function handle ("" for other classes).
@@ -115,14 +117,27 @@ VORMEL_HOST_API const std::string& functionName(const vrArray* array);
 // value object its class, for an opaque array its subclass name or "opaque".
 VORMEL_HOST_API std::string className(const vrArray* array);
 
-// True when both have one class, shape, complexity and content, at every depth. NaN equals NaN and
-// numbers compare by their bytes; handles are equal when they name the same object.
+// True if both have the same class, shape, complexity and content, at every depth. Numbers are
+// compared by their bytes, so that NaN equals the same NaN and 0 differs from -0. Handles are equal
+// if they refer to the same object.
 VORMEL_HOST_API bool equal(const vrArray* a, const vrArray* b);
 
-// A shared copy on no array list, whatever call is running: the caller alone ends it.
+// A shared copy on no array list, also within a call. The caller destroys it.
 VORMEL_HOST_API vrArray* detachedCopy(const vrArray* array);
 
 // True for an array made by ntobConvertArrayToInternal and not converted back.
 VORMEL_HOST_API bool isInternalForm(const vrArray* array) noexcept;
+
+// The array as a message names it, such as "a complex double 2-by-3"; "nothing" for null.
+VORMEL_HOST_API std::string describe(const vrArray* array);
+
+// ---- Numbers, as the host accepts them where it converts one ----
+
+// Real numeric or logical, of any size; and with one element.
+bool isReal(const vrArray* array) noexcept;
+bool isRealScalar(const vrArray* array) noexcept;
+
+// Whole and within int32.
+bool isWholeInt32(double value) noexcept;
 
 }  // namespace vormel

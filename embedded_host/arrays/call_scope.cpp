@@ -1,47 +1,53 @@
 #include "embedded_host/arrays/call_scope.h"
 
-#include "embedded_host/arrays/array_layout.h"
+#include "embedded_host/arrays/storage.h"
 
 namespace vormel {
 
-// The lists of a scope. An item knows what points to it (link) and the item behind it (next).
+// The lists of a scope.
 struct CallScopeAccess {
   static thread_local CallScope* innermost;
 
+  static vrArray& linksOf(vrArray* array) noexcept { return *array; }
+  static CallResource::Links& linksOf(CallResource* resource) noexcept { return resource->links_; }
+
   template <class Item>
-  static void enter(Item* item, Item*& first) noexcept {
-    item->next = first;
-    if (first != nullptr) first->link = &item->next;
-    item->link = &first;
+  static void add(Item* item, Item*& first) noexcept {
+    auto& links = linksOf(item);
+    links.next = first;
+    if (first != nullptr) linksOf(first).link = &links.next;
+    links.link = &first;
     first = item;
   }
 
   template <class Item>
-  static void leave(Item* item) noexcept {
-    if (item->link == nullptr) return;
-    *item->link = item->next;
-    if (item->next != nullptr) item->next->link = item->link;
-    item->link = nullptr;
-    item->next = nullptr;
+  static void remove(Item* item) noexcept {
+    auto& links = linksOf(item);
+    if (links.link == nullptr) return;
+    *links.link = links.next;
+    if (links.next != nullptr) linksOf(links.next).link = links.link;
+    links.link = nullptr;
+    links.next = nullptr;
   }
 };
 
 constinit thread_local CallScope* CallScopeAccess::innermost = nullptr;
 
 CallResource::CallResource() noexcept {
-  if (CallScope* scope = CallScope::current()) CallScopeAccess::enter(this, scope->resources_);
+  if (CallScope* scope = CallScope::current()) CallScopeAccess::add(this, scope->resources_);
 }
 
-CallResource::~CallResource() { CallScopeAccess::leave(this); }
+CallResource::~CallResource() { CallScopeAccess::remove(this); }
 
 CallScope::CallScope() noexcept : outer_(CallScopeAccess::innermost) {
   CallScopeAccess::innermost = this;
 }
 
-// Stays the innermost scope meanwhile: what is made while others end, ends here too.
+// Remains the innermost scope until the end: arrays that are made while others end are released
+// too.
 CallScope::~CallScope() {
   while (CallResource* resource = resources_) {
-    CallScopeAccess::leave(resource);
+    CallScopeAccess::remove(resource);
     resource->reclaim();
   }
   while (arrays_ != nullptr) vrDestroyArray(arrays_);
@@ -51,13 +57,13 @@ CallScope::~CallScope() {
 CallScope* CallScope::current() noexcept { return CallScopeAccess::innermost; }
 
 void CallScope::detach(vrArray* array) noexcept {
-  if (array != nullptr) CallScopeAccess::leave(array);
+  if (array != nullptr) CallScopeAccess::remove(array);
 }
 
 void CallScope::attach(vrArray* array) noexcept {
   CallScope* scope = current();
   if (array == nullptr || scope == nullptr || array->link != nullptr || array->isPart) return;
-  CallScopeAccess::enter(array, scope->arrays_);
+  CallScopeAccess::add(array, scope->arrays_);
 }
 
 }  // namespace vormel

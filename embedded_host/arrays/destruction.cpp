@@ -1,8 +1,9 @@
-// The end of arrays. Parts are queued, not destroyed by recursion, for arrays may be nested deeper
-// than the stack. The end of a handle's object may destroy further arrays; they join the queue.
+// Destroying arrays. Parts are queued, not destroyed by recursion, since arrays can be nested
+// deeper than the stack allows. An object that ends with its last handle may destroy further
+// arrays; they join the queue.
 //
-// The end of an object runs a module's code, which needs the host for itself: a handle that is let
-// go of outside of any call waits until no thread is inside.
+// The end of an object runs code of a module, which needs the host for itself. The destruction of a
+// handle outside of any call is therefore deferred until no thread is inside.
 #include <atomic>
 #include <utility>
 
@@ -14,11 +15,11 @@
 namespace vormel {
 namespace {
 
-vrArray* doomed = nullptr;
+vrArray* queue = nullptr;  // linked by `next`
 bool isDraining = false;
 
-// Handles that were let go of outside of any call, the latest first.
-constinit std::atomic<vrArray*> waiting = nullptr;
+// Handles that were destroyed outside of any call, the latest first.
+constinit std::atomic<vrArray*> deferredHandles = nullptr;
 
 void releaseContents(vrArray* array) noexcept {
   if (hasElements(array)) {
@@ -44,25 +45,25 @@ bool isHandle(const vrArray* array) noexcept {
   return !hasElements(array) && !hasParts(array) && array->target != nullptr;
 }
 
-void awaitTurn(vrArray* handle) noexcept {
-  handle->next = waiting.load(std::memory_order_relaxed);
-  while (!waiting.compare_exchange_weak(handle->next, handle, std::memory_order_release,
-                                        std::memory_order_relaxed)) {
+void defer(vrArray* handle) noexcept {
+  handle->next = deferredHandles.load(std::memory_order_relaxed);
+  while (!deferredHandles.compare_exchange_weak(handle->next, handle, std::memory_order_release,
+                                                std::memory_order_relaxed)) {
   }
-  endWaitingHandlesIfFree();
+  destroyDeferredHandlesIfFree();
 }
 
-// Elements end nothing else: they need not wait.
-void doom(vrArray* array) noexcept {
+// An array of elements refers to nothing else and is freed at once.
+void enqueue(vrArray* array) noexcept {
   if (hasElements(array)) return freeArray(array);
-  if (isHandle(array) && !isInside()) return awaitTurn(array);
-  array->next = doomed;
-  doomed = array;
+  if (isHandle(array) && !isInside()) return defer(array);
+  array->next = queue;
+  queue = array;
 }
 
-void drain() noexcept {
-  if (doomed == nullptr || std::exchange(isDraining, true)) return;
-  while (doomed != nullptr) freeArray(std::exchange(doomed, doomed->next));
+void drainQueue() noexcept {
+  if (queue == nullptr || std::exchange(isDraining, true)) return;
+  while (queue != nullptr) freeArray(std::exchange(queue, queue->next));
   isDraining = false;
 }
 
@@ -72,9 +73,9 @@ constinit std::atomic<std::size_t> liveArrays = 0;
 
 std::size_t liveArrayCount() noexcept { return liveArrays.load(std::memory_order_relaxed); }
 
-void endWaitingHandles() noexcept {
-  while (waiting.load(std::memory_order_relaxed) != nullptr) {
-    vrArray* handle = waiting.exchange(nullptr, std::memory_order_acquire);
+void destroyDeferredHandles() noexcept {
+  while (deferredHandles.load(std::memory_order_relaxed) != nullptr) {
+    vrArray* handle = deferredHandles.exchange(nullptr, std::memory_order_acquire);
     while (handle != nullptr) freeArray(std::exchange(handle, handle->next));
   }
 }
@@ -90,10 +91,10 @@ void releaseBlock(Block* block) noexcept {
 void releaseContainer(Container* container) noexcept {
   if (container == nullptr || --container->references > 0) return;
   for (std::size_t i = 0; i < container->count; ++i) {
-    if (vrArray* part = container->parts()[i]) doom(part);
+    if (vrArray* part = container->parts()[i]) enqueue(part);
   }
   huFree(container);
-  drain();
+  drainQueue();
 }
 
 }  // namespace vormel
@@ -101,8 +102,8 @@ void releaseContainer(Container* container) noexcept {
 void vrDestroyArray(vrArray* array) {
   if (array == nullptr) return;
   vormel::CallScope::detach(array);
-  // From outside a handle touches nothing but what is made for several threads.
-  if (vormel::isHandle(array) && !vormel::isInside()) return vormel::awaitTurn(array);
-  vormel::doom(array);
-  vormel::drain();
+  // Outside of any call only the list of deferred handles is safe to touch.
+  if (vormel::isHandle(array) && !vormel::isInside()) return vormel::defer(array);
+  vormel::enqueue(array);
+  vormel::drainQueue();
 }

@@ -25,7 +25,7 @@ const void* vrGetData(const vrArray* array) {
 }
 
 void* vrGetData(vrArray* array) {
-  makeOwn(array);
+  unshare(array);
   return const_cast<void*>(vrGetData(static_cast<const vrArray*>(array)));
 }
 
@@ -35,37 +35,15 @@ const void* vrGetImagData(const vrArray* array) {
 
 void* vrGetImagData(vrArray* array) {
   if (!array->isComplex) return nullptr;
-  makeOwn(array);
+  unshare(array);
   return const_cast<void*>(vrGetImagData(static_cast<const vrArray*>(array)));
 }
 
 double vrGetScalar(const vrArray* array) {
   if (!hasElements(array) || countOf(array) == 0) return std::numeric_limits<double>::quiet_NaN();
-  switch (array->classID) {
-    case vrDOUBLE_CLASS:
-      return firstAs<double>(array);
-    case vrSINGLE_CLASS:
-      return firstAs<float>(array);
-    case vrLOGICAL_CLASS:
-      return firstAs<std::uint8_t>(array) != 0 ? 1 : 0;
-    case vrCHAR_CLASS:
-    case vrUINT16_CLASS:
-      return firstAs<std::uint16_t>(array);
-    case vrINT8_CLASS:
-      return firstAs<std::int8_t>(array);
-    case vrUINT8_CLASS:
-      return firstAs<std::uint8_t>(array);
-    case vrINT16_CLASS:
-      return firstAs<std::int16_t>(array);
-    case vrINT32_CLASS:
-      return firstAs<std::int32_t>(array);
-    case vrUINT32_CLASS:
-      return firstAs<std::uint32_t>(array);
-    case vrINT64_CLASS:
-      return firstAs<std::int64_t>(array);
-    default:
-      return firstAs<std::uint64_t>(array);
-  }
+  if (array->classID == vrLOGICAL_CLASS) return firstAs<std::uint8_t>(array) != 0 ? 1 : 0;
+  return visitElementType(array->classID,
+                          [&]<class T>(std::type_identity<T>) { return firstAs<T>(array); });
 }
 
 std::int32_t vrGetScalarInt(const vrArray* array) {

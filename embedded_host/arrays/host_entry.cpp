@@ -16,11 +16,11 @@
 namespace vormel {
 namespace {
 
-// Above every address: no thread gets by it before it is prepared.
-constexpr std::uintptr_t kUnprepared = UINTPTR_MAX;
+// Above every stack address, so that the first entry of a thread always calls checkThread.
+constexpr std::uintptr_t unprepared = UINTPTR_MAX;
 
 struct ThreadState {
-  std::uintptr_t lowestEntry = kUnprepared;  // the stack address below which entries are refused
+  std::uintptr_t lowestEntry = unprepared;  // the stack address below which entries are refused
   std::uintptr_t lowestOfStack = 0;
   std::uint32_t depth = 0;  // entries that have not ended
 };
@@ -30,16 +30,16 @@ constinit thread_local ThreadState thisThread;
 // The thread that is inside; null if none is.
 constinit std::atomic<const ThreadState*> inside = nullptr;
 
-// What has to be left of the stack at an entry: the deepest values that are converted and written
-// take less, and so do Python's own steps between two calls. Of a small stack, half.
-constexpr std::size_t kStackToLeave = std::size_t{256} * 1024;
+// The stack that an entry requires to be left, or half of a smaller stack. Converting and writing
+// the most deeply nested values takes less, and so does Python between two calls.
+constexpr std::size_t requiredStack = std::size_t{256} * 1024;
 
-// In shared libraries that were loaded late, the C++ library among them, the memory of a thread for
-// its variables is taken when the thread first uses them; the dynamic loader ends the process if
-// there is none. What is freed here is there a moment later.
+// The thread-local variables of a shared library that was loaded late, which the C++ library may
+// be, are allocated when a thread first uses them; if that fails, the dynamic loader ends the
+// process. The block that is freed here leaves room for them.
 bool reserveExceptionState() noexcept {
   constexpr std::size_t room = std::size_t{16} * 1024;
-  void* volatile memory = std::malloc(room);  // volatile: the pair must not be optimized away
+  void* volatile memory = std::malloc(room);  // volatile: the compiler must keep the pair
   if (memory == nullptr) return false;
   std::free(memory);
   [[maybe_unused]] void* volatile const state = abi::__cxa_get_globals();
@@ -47,11 +47,11 @@ bool reserveExceptionState() noexcept {
 }
 
 void setStack(std::uintptr_t lowest, std::size_t size) noexcept {
-  thisThread.lowestEntry = lowest + std::min(kStackToLeave, size / 2);
+  thisThread.lowestEntry = lowest + std::min(requiredStack, size / 2);
   thisThread.lowestOfStack = lowest;
 }
 
-[[gnu::always_inline]] inline std::uintptr_t stackPlace() noexcept {
+[[gnu::always_inline]] inline std::uintptr_t stackAddress() noexcept {
   return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
 }
 
@@ -59,9 +59,9 @@ bool measureStack() noexcept {
   pthread_attr_t attributes;
   const int failure = pthread_getattr_np(pthread_self(), &attributes);
   if (failure == ENOMEM) return false;
-  if (failure != 0) {  // the main thread without /proc: as much as any main thread has
+  if (failure != 0) {  // the main thread without /proc: assume what every main thread has
     constexpr std::size_t usual = std::size_t{1} << 20;
-    setStack(stackPlace() - usual, usual);
+    setStack(stackAddress() - usual, usual);
     return true;
   }
   void* lowest = nullptr;
@@ -75,15 +75,17 @@ bool measureStack() noexcept {
   return true;
 }
 
-// A stack that lies elsewhere, as those of coroutines, is not measured.
-bool isOnOwnStack(std::uintptr_t place) noexcept { return place >= thisThread.lowestOfStack; }
+// False on another stack, for instance that of a coroutine, which is not measured.
+bool isOnOwnStack(std::uintptr_t address) noexcept { return address >= thisThread.lowestOfStack; }
 
-// Apart, so that whoever asks of a prepared thread pays a comparison.
-[[gnu::noinline]] bool prepareFresh() noexcept { return reserveExceptionState() && measureStack(); }
+// Not inlined: a prepared thread pays for a comparison only.
+[[gnu::noinline]] bool prepareNewThread() noexcept {
+  return reserveExceptionState() && measureStack();
+}
 
-[[gnu::noinline]] void checkThread(std::uintptr_t place) {
+[[gnu::noinline]] void checkThread(std::uintptr_t address) {
   if (!prepareThread()) throw ntob::TOBOutOfMemoryException();
-  if (place < thisThread.lowestEntry && isOnOwnStack(place)) {
+  if (address < thisThread.lowestEntry && isOnOwnStack(address)) {
     throw CallRefused("TooDeep", "The call is nested too deep for the stack of its thread.");
   }
 }
@@ -99,7 +101,7 @@ bool claim() noexcept {
 
 void leave() noexcept {
   if (thisThread.depth == 1) {
-    endWaitingHandles();
+    destroyDeferredHandles();
     inside.store(nullptr, std::memory_order_release);
   }
   --thisThread.depth;
@@ -107,11 +109,11 @@ void leave() noexcept {
 
 }  // namespace
 
-bool prepareThread() noexcept { return thisThread.lowestEntry != kUnprepared || prepareFresh(); }
+bool prepareThread() noexcept { return thisThread.lowestEntry != unprepared || prepareNewThread(); }
 
 HostEntry::HostEntry() {
-  const std::uintptr_t place = stackPlace();
-  if (place < thisThread.lowestEntry) checkThread(place);
+  const std::uintptr_t address = stackAddress();
+  if (address < thisThread.lowestEntry) checkThread(address);
   if (thisThread.depth == 0 && !claim()) refuseBusy();
   ++thisThread.depth;
 }
@@ -120,7 +122,7 @@ HostEntry::~HostEntry() { leave(); }
 
 bool isInside() noexcept { return thisThread.depth > 0; }
 
-void endWaitingHandlesIfFree() noexcept {
+void destroyDeferredHandlesIfFree() noexcept {
   if (isInside() || !prepareThread() || !claim()) return;
   thisThread.depth = 1;
   leave();

@@ -1,11 +1,10 @@
-// One thread at a time: the claim that a thread has on the host while it is inside.
+// One thread at a time: the lock that a thread holds on the host while it is inside.
 //
-//   const HostEntry entry;   // in whatever runs a module's code, or the host's own
+//   const HostEntry entry;   // in every function that runs code of a module or of the host
 //
-// A thread is inside from its first entry to the end of its last; entries nest. What another thread
-// asks of the host meanwhile is refused, but for one thing that cannot be: letting go of a handle.
-// Handles that threads let go of from outside wait until the thread inside leaves, and end then
-// (destruction.cpp).
+// A thread is inside from its outermost entry to the end of that entry; entries nest. Entries of
+// other threads are refused meanwhile. The destruction of a handle cannot be refused: from outside
+// it is deferred until the thread inside leaves (destruction.cpp).
 #pragma once
 
 #include "kvrntob/host/export.h"
@@ -24,16 +23,16 @@ class VORMEL_HOST_API HostEntry {
   HostEntry& operator=(const HostEntry&) = delete;
 };
 
-// Makes sure that the calling thread has the memory that the C++ library takes when it throws on
-// that thread for the first time, and knows where its stack ends. False if there is no memory; may
-// be called again. Without it the library would end the process there. Every entry does this by
-// itself; callers that cannot let an exception pass do it before.
+// Reserves the memory that the C++ library needs for the first exception of the calling thread, and
+// determines the bounds of its stack. False if memory is exhausted; may be called again. Without
+// this step the library would end the process when that memory is missing. Every entry prepares its
+// thread; callers that must not throw prepare theirs before.
 VORMEL_HOST_API bool prepareThread() noexcept;
 
 // Whether the calling thread is inside.
 VORMEL_HOST_API bool isInside() noexcept;
 
-// Has the handles that wait end, if no other thread is inside and this one can enter.
-void endWaitingHandlesIfFree() noexcept;
+// Destroys the deferred handles, if no thread is inside and this one can enter.
+void destroyDeferredHandlesIfFree() noexcept;
 
 }  // namespace vormel

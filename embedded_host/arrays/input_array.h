@@ -1,6 +1,6 @@
-// A host array that lives in a call's frame instead of in host memory: an input that the caller has
-// made for one call. Bodies only borrow their inputs, so that nothing can keep it; what a body
-// copies of it shares its storage as that of any array.
+// An input array that is made for one call and lives in the call's frame, without an allocation for
+// its header. A body only borrows its inputs, so that nothing outlives the frame; a copy of the
+// array shares the element storage as usual.
 #pragma once
 
 #include <cstddef>
@@ -12,12 +12,12 @@ namespace vormel {
 
 class VORMEL_HOST_API InputArray {
  public:
-  InputArray() noexcept {}  // NOLINT(modernize-use-equals-default): leaves the room as it is
+  InputArray() noexcept {}  // NOLINT(modernize-use-equals-default): does not write to head_
   InputArray(const InputArray&) = delete;
   InputArray& operator=(const InputArray&) = delete;
 
   // A real numeric, logical or character array, whose elements the caller writes, all of them. It
-  // counts as alive until end(). Throws on exhausted memory; there is no array then.
+  // counts as alive until end(). Throws on exhausted memory; no array exists then.
   vrArray* make(int classID, std::size_t rows, std::size_t columns);
 
   // Ends the array. To be called once for each array made.

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "embedded_host/arrays/call_scope.h"
-#include "embedded_host/arrays/class_table.h"
 #include "embedded_host/arrays/storage.h"
 #include "embedded_host/arrays/text.h"
 #include "embedded_host/messages/host_exception.h"
@@ -18,8 +17,8 @@ namespace {
 constexpr std::size_t oneByOne[] = {1, 1};
 constexpr std::size_t zeroByZero[] = {0, 0};
 
-// Puts a new array onto the call's list.
-vrArray* entered(vrArray* array) noexcept {
+// Adds a new array to the list of the innermost call.
+vrArray* attached(vrArray* array) noexcept {
   CallScope::attach(array);
   return array;
 }
@@ -28,18 +27,17 @@ template <class T>
 vrArray* scalar(int classID, T value) {
   vrArray* array = newArray(classID, 2, oneByOne);
   std::memcpy(array->small, &value, sizeof value);
-  return entered(array);
+  return attached(array);
 }
 
 }  // namespace
 
 vrArray* vrCreateNumericArray_730(std::size_t dimensionCount, const std::size_t* dimensions,
                                   int classID, int complexity) {
-  const bool isNumeric = classID >= vrDOUBLE_CLASS && classID <= vrUINT64_CLASS;
-  if (!isNumeric && (classID != vrLOGICAL_CLASS || complexity != 0)) {
+  if (!isNumericClass(classID) && (classID != vrLOGICAL_CLASS || complexity != 0)) {
     throw HostError("NotNumeric", "Only real and complex numeric and real logical arrays exist.");
   }
-  return entered(newElementArray(classID, dimensionCount, dimensions, complexity != 0));
+  return attached(newElementArray(classID, dimensionCount, dimensions, complexity != 0));
 }
 
 vrArray* vrCreateNumericMatrix_730(std::size_t rows, std::size_t columns, int classID,
@@ -59,30 +57,31 @@ vrArray* vrCreateLogicalScalar(bool value) {
 }
 
 vrArray* vrCreateCharArray_730(std::size_t dimensionCount, const std::size_t* dimensions) {
-  return entered(newElementArray(vrCHAR_CLASS, dimensionCount, dimensions, false));
+  return attached(newElementArray(vrCHAR_CLASS, dimensionCount, dimensions, false));
 }
 
 vrArray* vrCreateString(const char* text) {
   const std::size_t length = std::strlen(text);
-  const bool plain = isAscii(text, length);
-  const std::size_t count = plain ? length : utf16FromUtf8(text, nullptr);
+  const bool isPlain = isAscii(text, length);
+  const std::size_t count = isPlain ? length : utf16FromUtf8(text, nullptr);
   const std::size_t dimensions[] = {count == 0 ? 0U : 1U, count};
   vrArray* array = newUnfilledArray(vrCHAR_CLASS, 2, dimensions);
   auto* units = static_cast<std::uint16_t*>(vrGetData(array));
-  if (plain) {
+  if (isPlain) {
     std::copy_n(text, length, units);
   } else {
     utf16FromUtf8(text, units);
   }
-  return entered(array);
+  return attached(array);
 }
 
 namespace {
 
-// The names of the structure that was made last, for makers of many alike.
+// The names of the structure that was made last: callers often make many structures with the same
+// fields.
 Names* lastFieldNames = nullptr;
 
-// Field names, one reference to them the caller's.
+// Field names with one reference for the caller.
 Names* sharedFieldNames(std::size_t count, const char* const* names) {
   const auto isLast = [&] {
     return lastFieldNames != nullptr && lastFieldNames->fields.size() == count &&
@@ -104,7 +103,7 @@ Names* sharedFieldNames(std::size_t count, const char* const* names) {
 vrArray* vrCreateStructArray_730(std::size_t dimensionCount, const std::size_t* dimensions,
                                  int fieldCount, const char* const* names) {
   const std::size_t fields = fieldCount > 0 ? static_cast<std::size_t>(fieldCount) : 0;
-  return entered(
+  return attached(
       newPartsArray(vrSTRUCT_CLASS, dimensionCount, dimensions, sharedFieldNames(fields, names)));
 }
 
@@ -114,11 +113,11 @@ vrArray* vrCreateEmptyCopy(const vrArray* array) {
     copy->names = array->names;
     ++copy->names->references;
   }
-  return entered(copy);
+  return attached(copy);
 }
 
-// Shared copies are made the copy's own level by level. Parts that wait for that hang on a list of
-// their own, for arrays may be nested deeper than the stack.
+// Copies the storage level by level. The parts that are still to be copied are linked by `next`
+// instead of visited by recursion, since arrays can be nested deeper than the stack allows.
 vrArray* vrDuplicateArray(const vrArray* array) {
   OwnedArray copy(newSharedCopy(array));
   vrArray* waiting = copy.get();
@@ -126,7 +125,7 @@ vrArray* vrDuplicateArray(const vrArray* array) {
     vrArray* shared = waiting;
     waiting = shared->next;
     shared->next = nullptr;
-    replaceByCopy(shared);
+    copyStorage(shared);
     if (!hasParts(shared) || shared->container == nullptr) continue;
     for (std::size_t i = 0; i < shared->container->count; ++i) {
       vrArray* part = shared->container->parts()[i];
@@ -135,10 +134,10 @@ vrArray* vrDuplicateArray(const vrArray* array) {
       waiting = part;
     }
   }
-  return entered(copy.release());
+  return attached(copy.release());
 }
 
-vrArray* vrCreateSharedDataCopy(const vrArray* array) { return entered(newSharedCopy(array)); }
+vrArray* vrCreateSharedDataCopy(const vrArray* array) { return attached(newSharedCopy(array)); }
 
 vrArray* vrCreateSharedCopyNotOnArrayList(const vrArray* array) { return newSharedCopy(array); }
 
@@ -149,29 +148,29 @@ void vrSetArrayScope(vrArray* array, int scope) {
 namespace vormel {
 
 vrArray* makeCell(std::size_t dimensionCount, const std::size_t* dimensions) {
-  return entered(newPartsArray(vrCELL_CLASS, dimensionCount, dimensions, nullptr));
+  return attached(newPartsArray(vrCELL_CLASS, dimensionCount, dimensions, nullptr));
 }
 
 vrArray* makeUnfilled(int classID, std::size_t dimensionCount, const std::size_t* dimensions) {
-  return entered(newUnfilledArray(classID, dimensionCount, dimensions));
+  return attached(newUnfilledArray(classID, dimensionCount, dimensions));
 }
 
 vrArray* makeObject(const std::string& className, std::size_t dimensionCount,
                     const std::size_t* dimensions, const std::vector<std::string>& properties) {
-  return entered(
+  return attached(
       newPartsArray(vrOBJECT_CLASS, dimensionCount, dimensions, newNames(className, properties)));
 }
 
 vrArray* makeFunctionHandle(const std::string& name) {
   OwnedArray array(newArray(vrFUNCTION_CLASS, 2, oneByOne));
   array.get()->names = newNames(name);
-  return entered(array.release());
+  return attached(array.release());
 }
 
 vrArray* makeOpaque(const char* subclass) {
   OwnedArray array(newArray(vrOPAQUE_CLASS, 2, oneByOne));
   if (subclass != nullptr) array.get()->names = newNames(subclass);
-  return entered(array.release());
+  return attached(array.release());
 }
 
 vrArray* makeHandle(HandleTarget* target) {

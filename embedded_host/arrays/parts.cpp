@@ -25,19 +25,20 @@ const vrArray* partAt(const vrArray* array, std::size_t position) {
   return part != nullptr ? part : &unsetPart;
 }
 
-// Hands a whole array of the caller's to the position; the former part ends.
+// Moves an array of the caller's to the position and destroys the former part.
 inline void setPart(vrArray* array, std::size_t position, vrArray* value) {
   if (value == array || value->isPart) {
     throw HostError("ArrayInUse", "An array cannot be part of itself or of two arrays.");
   }
-  makeOwn(array);
+  unshare(array);
   CallScope::detach(value);
   value->isPart = true;
   vrArray* former = std::exchange(array->container->parts()[position], value);
   if (former != nullptr) vrDestroyArray(former);
 }
 
-// The parts of all elements with room for one more each. Nobody else holds the container.
+// Moves the parts into a container with room for one more part in each element. `old` is not
+// shared.
 Container* widened(Container* old, std::size_t count, std::size_t fields) {
   Container* wide = newContainer(count * (fields + 1));
   for (std::size_t i = 0; i < count; ++i) {
@@ -63,7 +64,7 @@ void addProperty(vrArray* object, const char* name) {
   const std::size_t fields = object->names->fields.size();
   const std::size_t dimensions[] = {countOf(object), 1};
   checkedCount(2, dimensions, partSize * (fields + 1));
-  makeOwn(object);
+  unshare(object);
   Names* longer = newNames(object->names->title, withName(object->names->fields, name));
   try {
     Container* wide = widened(object->container, dimensions[0], fields);

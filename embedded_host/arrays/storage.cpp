@@ -7,8 +7,6 @@
 #include <new>
 #include <utility>
 
-#include "embedded_host/arrays/class_table.h"
-#include "embedded_host/arrays/input_array.h"
 #include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/libhu.h"
 
@@ -19,8 +17,6 @@ void* required(void* memory) {
   if (memory == nullptr) throw ntob::TOBOutOfMemoryException();
   return memory;
 }
-
-constexpr std::size_t padded(std::size_t bytes) { return (bytes + 7) / 8 * 8; }
 
 // `memory` has room for the header and `bytes` more.
 Block* blockIn(void* memory, std::size_t bytes) { return new (memory) Block{1, bytes}; }
@@ -61,7 +57,7 @@ constinit const vrArray unsetPart = []() constexpr {
 
 std::size_t checkedCount(std::size_t dimensionCount, const std::size_t* dimensions,
                          std::size_t elementSize) {
-  // No product of a matrix this small overflows, whatever its elements.
+  // No product of the dimensions and element size of a matrix this small overflows.
   constexpr std::size_t small = std::size_t{1} << 24;
   if (dimensionCount == 2 && dimensions[0] < small && dimensions[1] < small && elementSize <= 256)
     return dimensions[0] * dimensions[1];
@@ -101,25 +97,28 @@ vrArray* newArray(int classID, std::size_t dimensionCount, const std::size_t* di
   return owned.release();
 }
 
+Block* newUnfilledBlock(std::size_t bytes) {
+  Block* block = blockIn(required(huMalloc(sizeof(Block) + bytes)), bytes);
+  constexpr std::size_t word = 8;  // the last one may be padding in part
+  std::memset(block->data() + bytes - word, 0, word);
+  return block;
+}
+
 namespace {
 
-void* unfilledMemory(std::size_t bytes) {
-  void* memory = huMalloc(bytes);
-  constexpr std::size_t word = 8;  // the last one may be padding in part
-  if (memory != nullptr) std::memset(static_cast<std::byte*>(memory) + bytes - word, 0, word);
-  return memory;
+Block* newZeroedBlock(std::size_t bytes) {
+  return blockIn(required(huCalloc(1, sizeof(Block) + bytes)), bytes);
 }
 
 vrArray* newElements(int classID, std::size_t dimensionCount, const std::size_t* dimensions,
-                     bool isComplex, void* (*allocate)(std::size_t bytes)) {
+                     bool isComplex, Block* (*newBlock)(std::size_t bytes)) {
   const std::size_t bytes = elementSize(classID);
   const std::size_t partBytes =
       padded(bytes * checkedCount(dimensionCount, dimensions, isComplex ? 2 * bytes : bytes));
   OwnedArray array(newArray(classID, dimensionCount, dimensions));
   array.get()->isComplex = isComplex;
   if (partBytes > sizeof(array.get()->small)) {
-    const std::size_t allBytes = isComplex ? 2 * partBytes : partBytes;
-    array.get()->block = blockIn(required(allocate(sizeof(Block) + allBytes)), allBytes);
+    array.get()->block = newBlock(isComplex ? 2 * partBytes : partBytes);
     array.get()->isSmall = false;
   }
   return array.release();
@@ -129,37 +128,11 @@ vrArray* newElements(int classID, std::size_t dimensionCount, const std::size_t*
 
 vrArray* newElementArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions,
                          bool isComplex) {
-  return newElements(classID, dimensionCount, dimensions, isComplex,
-                     [](std::size_t bytes) { return huCalloc(1, bytes); });
+  return newElements(classID, dimensionCount, dimensions, isComplex, newZeroedBlock);
 }
 
 vrArray* newUnfilledArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions) {
-  return newElements(classID, dimensionCount, dimensions, false, unfilledMemory);
-}
-
-vrArray* InputArray::make(int classID, std::size_t rows, std::size_t columns) {
-  static_assert(sizeof(vrArray) == sizeof head_ && alignof(vrArray) == alignof(InputArray));
-  auto* array = new (head_) vrArray{};
-  array->pair[0] = rows;
-  array->pair[1] = columns;
-  array->dimensionCount = 2;
-  array->classID = static_cast<std::uint8_t>(classID);
-  array->isSmall = true;
-  array->isPart = true;  // of the frame: no list and no other array takes it
-  const std::size_t bytes = elementSize(classID);
-  const std::size_t all = padded(bytes * checkedCount(2, array->pair, bytes));
-  if (all > sizeof(array->small)) {
-    array->block = blockIn(required(unfilledMemory(sizeof(Block) + all)), all);
-    array->isSmall = false;
-  }
-  countArrays(1);
-  return array;
-}
-
-void InputArray::end() noexcept {
-  auto* array = std::launder(reinterpret_cast<vrArray*>(head_));
-  if (!array->isSmall) releaseBlock(array->block);
-  countArrays(-1);
+  return newElements(classID, dimensionCount, dimensions, false, newUnfilledBlock);
 }
 
 vrArray* newPartsArray(int classID, std::size_t dimensionCount, const std::size_t* dimensions,
@@ -199,14 +172,14 @@ vrArray* newSharedCopy(const vrArray* array) {
   return copy;
 }
 
-void makeOwn(vrArray* array) {
+void unshare(vrArray* array) {
   const bool isShared = hasParts(array)
                             ? array->container != nullptr && array->container->references > 1
                             : hasElements(array) && !array->isSmall && array->block->references > 1;
-  if (isShared) replaceByCopy(array);
+  if (isShared) copyStorage(array);
 }
 
-void replaceByCopy(vrArray* array) {
+void copyStorage(vrArray* array) {
   if (hasParts(array)) {
     if (array->container == nullptr) return;
     Container* copy = copyOf(array->container);

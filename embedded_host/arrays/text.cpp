@@ -31,10 +31,10 @@ void appendUtf8(std::string& text, std::uint32_t code) {
   }
 }
 
-// What may follow the first byte of a character: how many bytes, and the range of the next one. The
-// range leaves out overlong forms, surrogates and codes above U+10FFFF.
+// What follows the first byte of a character: how many bytes, and the range of the next one. The
+// range excludes overlong forms, surrogates and codes above U+10FFFF.
 struct Lead {
-  int following;
+  int following;  // negative if no character begins so
   unsigned char low = 0x80;
   unsigned char high = 0xBF;
 };
@@ -51,7 +51,7 @@ Lead leadOf(unsigned char byte) noexcept {
           static_cast<unsigned char>(byte == 0xF4 ? 0x8F : 0xBF)};
 }
 
-// Reads one character and moves the text past it, or past what stands for U+FFFD.
+// Reads one character and advances the text past it, or past the bytes that U+FFFD replaces.
 std::uint32_t takeCharacter(const unsigned char*& text) noexcept {
   const unsigned char first = *text++;
   Lead lead = leadOf(first);
@@ -102,6 +102,21 @@ std::size_t utf16FromUtf8(const char* text, std::uint16_t* units) noexcept {
     }
   }
   return count;
+}
+
+bool isUtf8(std::string_view text) noexcept {
+  const auto* next = reinterpret_cast<const unsigned char*>(text.data());
+  const auto* const end = next + text.size();
+  while (next != end) {
+    Lead lead = leadOf(*next++);
+    if (lead.following < 0 || lead.following > end - next) return false;
+    for (; lead.following > 0; --lead.following, ++next) {
+      if (*next < lead.low || *next > lead.high) return false;
+      lead.low = 0x80;
+      lead.high = 0xBF;
+    }
+  }
+  return true;
 }
 
 }  // namespace vormel

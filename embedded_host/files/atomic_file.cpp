@@ -3,6 +3,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <xxhash.h>
 
 #include <algorithm>
 #include <array>
@@ -11,14 +12,14 @@
 #include <system_error>
 #include <utility>
 
-#include "embedded_host/files/file_error.h"
-#include "embedded_host/files/sum.h"
+#include "embedded_host/files/file_status.h"
 
 namespace vormel {
 namespace {
 
-// What ends a record. The byte after it makes the length of the file odd: no file at rest, which
-// is whole pages, is taken for one with a record, whatever its variables hold.
+// The end of a record, together with one byte after it that makes the length of the file odd. A
+// file without a record consists of whole pages, so that no content of variables is mistaken for a
+// record.
 struct Footer {
   std::array<char, 8> mark;
   std::uint64_t end;    // of the pages, where the record begins
@@ -28,15 +29,16 @@ struct Footer {
 constexpr std::array<char, 8> footerMark = {'V', 'D', 'F', 'c', 'o', 'm', 'm', 't'};
 constexpr std::size_t footerSize = sizeof(Footer) + 1;
 
-// A commit of more changed pages is refused: so much memory a damaged file can make a reader take.
-constexpr std::size_t mostSlots = 2048;
+// A commit of more changed pages is refused. This bounds the memory that a damaged file can make a
+// reader allocate.
+constexpr std::size_t maxSlots = 2048;
 
-// Where the header in the first page tells of pages. All numbers there are big-endian.
-constexpr std::uint64_t pageCountPlace = 28;
-constexpr std::uint64_t firstTrunkPlace = 32;
-constexpr std::uint64_t freeCountPlace = 36;
+// Offsets of page numbers in the header of the first page. All numbers there are big-endian.
+constexpr std::uint64_t pageCountOffset = 28;
+constexpr std::uint64_t firstTrunkOffset = 32;
+constexpr std::uint64_t freeCountOffset = 36;
 
-// So many free pages are not worth looking for.
+// Up to this many free pages are not worth reading the free list.
 constexpr std::uint32_t fewFreePages = 64;
 
 std::uint32_t bigEndian(const std::byte* bytes) noexcept {
@@ -45,16 +47,18 @@ std::uint32_t bigEndian(const std::byte* bytes) noexcept {
   return number;
 }
 
-[[noreturn]] void failWith(int error) { throw std::system_error(error, std::generic_category()); }
+[[noreturn]] void failWithError(int error) {
+  throw std::system_error(error, std::generic_category());
+}
 
-// Reads what there is of the bytes; returns how many.
+// Reads up to `size` bytes and returns their number, which is smaller at the end of the file only.
 std::size_t readSome(int file, void* to, std::size_t size, std::uint64_t offset) {
   std::size_t done = 0;
   while (done < size) {
     const ssize_t count =
         pread(file, static_cast<char*>(to) + done, size - done, static_cast<off_t>(offset + done));
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0) failWith(errno);
+    if (count < 0) failWithError(errno);
     if (count == 0) break;
     done += static_cast<std::size_t>(count);
   }
@@ -67,13 +71,13 @@ void writeAll(int file, const void* bytes, std::size_t size, std::uint64_t offse
     const ssize_t count = pwrite(file, static_cast<const char*>(bytes) + done, size - done,
                                  static_cast<off_t>(offset + done));
     if (count < 0 && errno == EINTR) continue;
-    if (count < 0) failWith(errno);
-    if (count == 0) failWith(EIO);
+    if (count < 0) failWithError(errno);
+    if (count == 0) failWithError(EIO);
     done += static_cast<std::size_t>(count);
   }
 }
 
-bool cut(int file, std::uint64_t size) noexcept {
+bool truncateFile(int file, std::uint64_t size) noexcept {
   return ftruncate(file, static_cast<off_t>(size)) == 0;
 }
 
@@ -83,25 +87,25 @@ bool cut(int file, std::uint64_t size) noexcept {
 
 void AtomicFile::begin() {
   const int kind = isWritable_ ? LOCK_EX : LOCK_SH;
-  // Where the system knows no such locks, the file goes without.
-  if (flock(descriptor_.number(), kind | LOCK_NB) != 0 && errno == EWOULDBLOCK) failWith(errno);
+  // A file system without such locks leaves the file unlocked.
+  if (flock(descriptor_.number(), kind | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+    failWithError(errno);
   try {
-    look();
+    readState();
   } catch (...) {
     flock(descriptor_.number(), LOCK_UN);
     throw;
   }
 }
 
-// Sees what the file holds.
-void AtomicFile::look() {
+void AtomicFile::readState() {
   dropChanges();
   const std::uint64_t length = lengthOnDisk();
   isPending_ = readRecord(length);
   if (!isPending_) end_ = length;
-  committedEnd_ = pageSize * std::uint64_t{headerNumber(pageCountPlace)};
-  if (committedEnd_ > end_) throw FileFault("it has been cut short");
-  isRagged_ = !isPending_ && committedEnd_ < end_;
+  committedEnd_ = pageSize * std::uint64_t{headerNumber(pageCountOffset)};
+  if (committedEnd_ > end_) throw FileFault("it is truncated");
+  hasTrailingBytes_ = !isPending_ && committedEnd_ < end_;
   end_ = committedEnd_;
 }
 
@@ -116,63 +120,63 @@ void AtomicFile::fill(const void* bytes, std::size_t size) {
 
 std::uint64_t AtomicFile::lengthOnDisk() const {
   struct stat status;
-  if (fstat(descriptor_.number(), &status) != 0) failWith(errno);
+  if (fstat(descriptor_.number(), &status) != 0) failWithError(errno);
   return static_cast<std::uint64_t>(status.st_size);
 }
 
 std::uint64_t AtomicFile::sizeOnDisk() const {
   constexpr std::uint64_t unit = 512;
   struct stat status;
-  if (fstat(descriptor_.number(), &status) != 0) failWith(errno);
+  if (fstat(descriptor_.number(), &status) != 0) failWithError(errno);
   return unit * static_cast<std::uint64_t>(status.st_blocks);
 }
 
-// Takes in the record at the end of the file, if there is one.
+// Reads the record at the end of the file, if there is a valid one.
 bool AtomicFile::readRecord(std::uint64_t length) {
   if (length % 8 != footerSize % 8 || length < footerSize) return false;
   const int file = descriptor_.number();
   Footer footer;
   if (readSome(file, &footer, sizeof footer, length - footerSize) != sizeof footer) return false;
-  if (footer.mark != footerMark || footer.count > mostSlots || footer.end % pageSize != 0)
+  if (footer.mark != footerMark || footer.count > maxSlots || footer.end % pageSize != 0)
     return false;
   const std::size_t size = footer.count * slotSize;
   if (footer.end != length - footerSize - size) return false;
   std::vector<std::byte> slots(size + offsetof(Footer, sum));
   if (readSome(file, slots.data(), slots.size(), footer.end) != slots.size()) return false;
-  if (sumOf(slots.data(), slots.size()) != footer.sum) return false;
+  if (XXH3_64bits(slots.data(), slots.size()) != footer.sum) return false;
   slots.resize(size);
-  for (std::size_t place = 0; place < size; place += slotSize) {
+  for (std::size_t offset = 0; offset < size; offset += slotSize) {
     std::uint64_t number = 0;
-    std::memcpy(&number, &slots[place], sizeof number);
+    std::memcpy(&number, &slots[offset], sizeof number);
     if (number >= footer.end / pageSize) return false;
-    places_[number] = place + sizeof number;
+    recordOffsets_[number] = offset + sizeof number;
   }
   record_ = std::move(slots);
   end_ = footer.end;
   return true;
 }
 
-std::uint32_t AtomicFile::headerNumber(std::uint64_t place) const {
+std::uint32_t AtomicFile::headerNumber(std::uint64_t offset) const {
   std::byte bytes[4];
-  if (!read(place, sizeof bytes, bytes)) throw FileFault("it has been cut short");
+  if (!read(offset, sizeof bytes, bytes)) throw FileFault("it is truncated");
   return bigEndian(bytes);
 }
 
 void AtomicFile::dropChanges() noexcept {
-  // What cannot be cut off stays behind the committed end, where it means nothing.
-  if (hasNewPages_) isRagged_ = !cut(descriptor_.number(), committedEnd_);
+  // Bytes that cannot be truncated remain after the committed end, where they have no effect.
+  if (hasNewPages_) hasTrailingBytes_ = !truncateFile(descriptor_.number(), committedEnd_);
   hasNewPages_ = false;
   end_ = committedEnd_;
   record_.clear();
-  places_.clear();
+  recordOffsets_.clear();
   isPending_ = false;
-  knowsFreePages_ = false;
+  hasReadFreePages_ = false;
 }
 
 // ---- Reading and writing ----
 
 bool AtomicFile::read(std::uint64_t offset, std::size_t size, void* to) const {
-  if (const auto found = places_.find(offset / pageSize); found != places_.end()) {
+  if (const auto found = recordOffsets_.find(offset / pageSize); found != recordOffsets_.end()) {
     std::memcpy(to, &record_[found->second + offset % pageSize], size);
     return true;
   }
@@ -182,51 +186,52 @@ bool AtomicFile::read(std::uint64_t offset, std::size_t size, void* to) const {
 }
 
 void AtomicFile::write(std::uint64_t offset, const void* page) {
-  makeReady();
-  if (offset < committedEnd_ && !isFree(offset / pageSize)) return hold(offset / pageSize, page);
+  prepareToWrite();
+  if (offset < committedEnd_ && !isFree(offset / pageSize))
+    return holdPage(offset / pageSize, page);
   hasNewPages_ = hasNewPages_ || offset >= committedEnd_;
   writeAll(descriptor_.number(), page, pageSize, offset);
   end_ = std::max(end_, offset + pageSize);
 }
 
-void AtomicFile::hold(std::uint64_t number, const void* page) {
-  const auto found = places_.find(number);
-  if (found != places_.end()) {
+void AtomicFile::holdPage(std::uint64_t number, const void* page) {
+  const auto found = recordOffsets_.find(number);
+  if (found != recordOffsets_.end()) {
     std::memcpy(&record_[found->second], page, pageSize);
     return;
   }
-  if (places_.size() == mostSlots) failWith(EFBIG);
+  if (recordOffsets_.size() == maxSlots) failWithError(EFBIG);
   const std::size_t slot = record_.size();
   record_.resize(slot + slotSize);
   std::memcpy(&record_[slot], &number, sizeof number);
   std::memcpy(&record_[slot + sizeof number], page, pageSize);
-  places_.emplace(number, slot + sizeof number);
+  recordOffsets_.emplace(number, slot + sizeof number);
 }
 
 void AtomicFile::truncate(std::uint64_t size) {
-  makeReady();
+  prepareToWrite();
   size = std::max(size, committedEnd_);
   if (size >= end_) return;
-  if (!cut(descriptor_.number(), size)) failWith(errno);
+  if (!truncateFile(descriptor_.number(), size)) failWithError(errno);
   end_ = size;
 }
 
-// A record goes to the end of the file: nothing may lie there by then.
-void AtomicFile::makeReady() {
-  if (isPending_) settle();
-  if (!isRagged_) return;
-  if (!cut(descriptor_.number(), end_)) failWith(errno);
-  isRagged_ = false;
+// A record is appended at the end of the pages; nothing may be there.
+void AtomicFile::prepareToWrite() {
+  if (isPending_) applyRecord();
+  if (!hasTrailingBytes_) return;
+  if (!truncateFile(descriptor_.number(), end_)) failWithError(errno);
+  hasTrailingBytes_ = false;
 }
 
 void AtomicFile::commit() {
-  if (isPending_ || places_.empty()) return;
+  if (isPending_ || recordOffsets_.empty()) return;
   try {
-    Footer footer{footerMark, end_, places_.size(), 0};
+    Footer footer{footerMark, end_, recordOffsets_.size(), 0};
     const std::size_t size = record_.size();
     record_.resize(size + footerSize);
     std::memcpy(&record_[size], &footer, sizeof footer);
-    footer.sum = sumOf(record_.data(), size + offsetof(Footer, sum));
+    footer.sum = XXH3_64bits(record_.data(), size + offsetof(Footer, sum));
     std::memcpy(&record_[size], &footer, sizeof footer);
     hasNewPages_ = true;
     writeAll(descriptor_.number(), record_.data(), record_.size(), end_);
@@ -239,50 +244,49 @@ void AtomicFile::commit() {
   hasNewPages_ = false;
   committedEnd_ = end_;
   try {
-    settle();
+    applyRecord();
   } catch (const std::system_error&) {
-    // The record counts: the next transaction reads it, and the next commit puts the pages in
-    // place.
+    // The record is valid: the next transaction reads it, and the next commit applies it.
     return;
   }
 }
 
-// Puts the pages of the record on the disk in their places, and ends the record.
-void AtomicFile::settle() {
+// Writes the pages of the record to their offsets and removes the record.
+void AtomicFile::applyRecord() {
   const int file = descriptor_.number();
-  for (const auto& [number, place] : places_) {
-    writeAll(file, &record_[place], pageSize, number * pageSize);
+  for (const auto& [number, offset] : recordOffsets_) {
+    writeAll(file, &record_[offset], pageSize, number * pageSize);
   }
-  if (!cut(file, committedEnd_)) failWith(errno);
+  if (!truncateFile(file, committedEnd_)) failWithError(errno);
   dropChanges();
 }
 
 // ---- Free pages ----
 
-// Committed pages that hold nothing are written like new ones. A variable that takes the place of a
-// large one would else pass through memory as a whole.
+// Free committed pages are written at once, like new ones. Otherwise a variable that replaces a
+// large one would be held in memory as a whole.
 bool AtomicFile::isFree(std::uint64_t number) {
-  if (!knowsFreePages_) {
+  if (!hasReadFreePages_) {
     freePages_ =
-        headerNumber(freeCountPlace) > fewFreePages ? findFreePages() : std::vector<bool>();
-    knowsFreePages_ = true;
+        headerNumber(freeCountOffset) > fewFreePages ? findFreePages() : std::vector<bool>();
+    hasReadFreePages_ = true;
   }
   return number < freePages_.size() && freePages_[number];
 }
 
-// The leaves of the free list. Its trunk pages, each with the numbers of leaves, hold something.
-// Ends early at whatever does not fit.
+// The leaf pages of SQLite's free list. The trunk pages hold the numbers of the leaves and are in
+// use. Stops at the first entry that is not plausible.
 std::vector<bool> AtomicFile::findFreePages() const {
-  constexpr std::uint32_t mostLeaves = pageSize / 4 - 2;
+  constexpr std::uint32_t maxLeaves = pageSize / 4 - 2;
   const std::uint64_t pages = committedEnd_ / pageSize;
   std::vector<bool> free(pages);
-  std::uint64_t left = headerNumber(freeCountPlace);
-  std::uint32_t trunk = headerNumber(firstTrunkPlace);
+  std::uint64_t left = headerNumber(freeCountOffset);
+  std::uint32_t trunk = headerNumber(firstTrunkOffset);
   std::array<std::byte, pageSize> page;
   while (trunk > 1 && trunk <= pages && left > 0) {
     if (!read((trunk - 1) * pageSize, pageSize, page.data())) break;
     const std::uint32_t count = bigEndian(&page[4]);
-    if (count > mostLeaves || count >= left) break;
+    if (count > maxLeaves || count >= left) break;
     for (std::uint32_t i = 0; i < count; ++i) {
       const std::uint32_t leaf = bigEndian(&page[8 + 4 * std::size_t{i}]);
       if (leaf > 1 && leaf <= pages) free[leaf - 1] = true;

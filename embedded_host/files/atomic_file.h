@@ -1,16 +1,17 @@
-// A file of pages that changes whole or not at all, whichever write fails and whenever the process
-// is killed. It serves SQLite as its file layer, and knows nothing of SQLite but the numbers in the
-// first page's header.
+// A file of pages with atomic commits: a commit takes effect completely or not at all, whichever
+// write fails and whenever the process is killed. It is the file layer of SQLite, but depends on
+// nothing of SQLite except the page numbers in the header of the first page.
 //
 //   committed end ->|
-//   [ pages as committed | new pages, written at once | changes, held in memory | footer ]
-//                                                      `--- the record: commits them ---'
+//   [ pages as committed | new pages, written at once | changed pages, from memory | footer ]
+//                                                      `--- the record, which a commit writes ---'
 //
-// New pages mean nothing until committed pages refer to them. A commit appends the changed pages
-// with a footer, puts them in their places, and cuts the record off again. Before the footer is
-// written the file is as it was. From then on the record counts: whoever opens the file reads the
-// changed pages out of it, and the next commit first puts them in their places. A rollback writes
-// nothing. Nothing is synced to the disk: the process may die at any time, the machine may not.
+// New pages have no effect until committed pages refer to them. A commit appends the record, which
+// is the changed pages and a footer, writes the changed pages to their offsets, and truncates the
+// file before the record. Until the footer is written the file has its former content. After that
+// the record is valid: whoever opens the file reads the changed pages from it, and the next commit
+// first writes them to their offsets. A rollback writes nothing. Nothing is synced to the disk: the
+// file survives a killed process, but need not survive a crash of the machine.
 #pragma once
 
 #include <cstddef>
@@ -22,8 +23,8 @@
 
 namespace vormel {
 
-// All operations throw std::system_error if the system fails, std::bad_alloc, or FileFault for a
-// file that cannot be one of pages.
+// All operations throw std::system_error if a system call fails, std::bad_alloc, and FileFault for
+// a file that does not consist of pages.
 class AtomicFile {
  public:
   static constexpr std::size_t pageSize = 8192;
@@ -33,13 +34,13 @@ class AtomicFile {
 
   bool isWritable() const noexcept { return isWritable_; }
 
-  // Begins a transaction: keeps other processes from changing the file, and sees what it holds now.
+  // Begins a transaction: locks the file against changes by other processes and reads its state.
   void begin();
 
-  // Ends it. What is not committed is dropped.
+  // Ends the transaction and drops changes that are not committed.
   void end() noexcept;
 
-  // Makes an empty file hold the bytes.
+  // Writes the first content of an empty file.
   void fill(const void* bytes, std::size_t size);
 
   // ---- Within a transaction ----
@@ -47,34 +48,34 @@ class AtomicFile {
   // Bytes of the file, new pages included.
   std::uint64_t size() const noexcept { return end_; }
 
-  // Bytes that the file takes on its disk; fewer than size() if it has holes, or is compressed.
+  // Bytes that the file occupies on the disk: fewer than size() if it has holes or is compressed.
   std::uint64_t sizeOnDisk() const;
 
-  // Reads bytes, all within the page of the first; false if the file ends before the last, which
-  // then read as zeros.
+  // Reads bytes that lie within one page. False if the file ends before the last one; the missing
+  // bytes read as zeros.
   bool read(std::uint64_t offset, std::size_t size, void* to) const;
 
-  // Writes a whole page, behind the last one too.
+  // Writes a whole page, which may be a new one after the last.
   void write(std::uint64_t offset, const void* page);
 
-  // Drops new pages from there on. Committed ones stay.
+  // Drops the new pages from that size on. Committed pages remain.
   void truncate(std::uint64_t size);
 
-  // Makes everything written count, or throws and drops it. Writing goes on afterwards.
+  // Commits everything that was written, or throws and drops it. Writing may continue afterwards.
   void commit();
 
  private:
   // A page in the record: its number, from 0, and its bytes.
   static constexpr std::size_t slotSize = sizeof(std::uint64_t) + pageSize;
 
-  void look();
+  void readState();
   std::uint64_t lengthOnDisk() const;
   bool readRecord(std::uint64_t length);
-  std::uint32_t headerNumber(std::uint64_t place) const;
-  void hold(std::uint64_t number, const void* page);
+  std::uint32_t headerNumber(std::uint64_t offset) const;
+  void holdPage(std::uint64_t number, const void* page);
   void dropChanges() noexcept;
-  void makeReady();
-  void settle();
+  void prepareToWrite();
+  void applyRecord();
   bool isFree(std::uint64_t number);
   std::vector<bool> findFreePages() const;
 
@@ -82,12 +83,12 @@ class AtomicFile {
   bool isWritable_;
   std::uint64_t committedEnd_ = 0;
   std::uint64_t end_ = 0;
-  std::vector<std::byte> record_;                // slots of the held pages
-  std::map<std::uint64_t, std::size_t> places_;  // of the pages in the record, by number
-  bool isPending_ = false;    // the record is on the disk and counts, its pages may not be in place
-  bool isRagged_ = false;     // the disk holds bytes behind the end that mean nothing
-  bool hasNewPages_ = false;  // written behind the committed end since the last commit
-  bool knowsFreePages_ = false;
+  std::vector<std::byte> record_;                       // slots of the changed pages
+  std::map<std::uint64_t, std::size_t> recordOffsets_;  // of the pages in record_, by page number
+  bool isPending_ = false;         // a valid record is on the disk whose pages are not all applied
+  bool hasTrailingBytes_ = false;  // the disk holds bytes after the end that have no effect
+  bool hasNewPages_ = false;       // written after the committed end since the last commit
+  bool hasReadFreePages_ = false;
   std::vector<bool> freePages_;
 };
 

@@ -6,8 +6,8 @@
 #include <system_error>
 #include <utility>
 
-#include "embedded_host/files/file_error.h"
 #include "embedded_host/files/file_layout.h"
+#include "embedded_host/files/file_status.h"
 #include "kvrntob/host/ntob.h"
 
 namespace vormel {
@@ -21,7 +21,7 @@ struct LayeredFile : sqlite3_file {
 
 AtomicFile& fileOf(sqlite3_file* file) { return *static_cast<LayeredFile*>(file)->file; }
 
-// Runs what SQLite asks of the file, and gives what it reports: `failure` where the system fails.
+// Runs an operation on the file and returns the code for SQLite: `failure` if a system call fails.
 template <class Body>
 int guarded(int failure, const Body& body) noexcept {
   try {
@@ -48,7 +48,7 @@ int readFile(sqlite3_file* file, void* to, int size, sqlite3_int64 offset) {
   });
 }
 
-// SQLite writes whole pages, each in its place.
+// SQLite writes whole pages at multiples of the page size.
 int writeFile(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 offset) {
   return guarded(SQLITE_IOERR_WRITE, [&] {
     if (size != AtomicFile::pageSize || offset % size != 0) return SQLITE_IOERR_WRITE;
@@ -72,7 +72,7 @@ int sizeOfFile(sqlite3_file* file, sqlite3_int64* size) {
 }
 
 int lockFile(sqlite3_file* file, int level) {
-  if (level != SQLITE_LOCK_SHARED) return SQLITE_OK;  // the first lock of a transaction serves all
+  if (level != SQLITE_LOCK_SHARED) return SQLITE_OK;  // one lock lasts for the transaction
   return guarded(SQLITE_IOERR_LOCK, [&] {
     fileOf(file).begin();
     return SQLITE_OK;
@@ -89,7 +89,7 @@ int isReserved(sqlite3_file*, int* answer) {
   return SQLITE_OK;
 }
 
-// SQLite says so when it has written all pages of a transaction.
+// SQLite announces with SQLITE_FCNTL_SYNC that it has written all pages of a transaction.
 int controlFile(sqlite3_file* file, int operation, void*) {
   if (operation != SQLITE_FCNTL_SYNC) return SQLITE_NOTFOUND;
   return guarded(SQLITE_IOERR_WRITE, [&] {
@@ -107,10 +107,10 @@ constexpr sqlite3_io_methods fileMethods = {
     lockFile, unlockFile, isReserved, controlFile, sectorSize,   characteristics, nullptr,
     nullptr,  nullptr,    nullptr,    nullptr,     nullptr};
 
-// What the next opening by SQLite opens.
+// The file that the next call of openFile opens.
 AtomicFile* fileToOpen = nullptr;
 
-// Journals and temporary files, which stay in memory, do not come here.
+// Called for the database only; journals and temporary files are in memory.
 int openFile(sqlite3_vfs*, const char*, sqlite3_file* file, int flags, int* outFlags) {
   file->pMethods = nullptr;
   if (fileToOpen == nullptr || (flags & SQLITE_OPEN_MAIN_DB) == 0) return SQLITE_CANTOPEN;
@@ -120,10 +120,10 @@ int openFile(sqlite3_vfs*, const char*, sqlite3_file* file, int flags, int* outF
   return SQLITE_OK;
 }
 
-int deleteNothing(sqlite3_vfs*, const char*, int) { return SQLITE_IOERR_DELETE; }
+int deleteFile(sqlite3_vfs*, const char*, int) { return SQLITE_IOERR_DELETE; }
 
-// No journal lies beside the file, whatever has been put there.
-int findNothing(sqlite3_vfs*, const char*, int, int* answer) {
+// Reports that no journal exists, also if somebody has put a file of that name there.
+int fileExists(sqlite3_vfs*, const char*, int, int* answer) {
   *answer = 0;
   return SQLITE_OK;
 }
@@ -133,40 +133,23 @@ int keepName(sqlite3_vfs*, const char* name, int size, char* full) {
   return SQLITE_OK;
 }
 
-int noRandomness(sqlite3_vfs*, int, char*) { return 0; }
+int fillRandom(sqlite3_vfs*, int, char*) { return 0; }
 
-int noSleep(sqlite3_vfs*, int) { return 0; }
+int sleepMicroseconds(sqlite3_vfs*, int) { return 0; }
 
-int noTime(sqlite3_vfs*, double* now) {
+int currentTime(sqlite3_vfs*, double* now) {
   *now = 0;
   return SQLITE_OK;
 }
 
 constexpr const char* layerName = "vormel_variable_file";
-constexpr int longestLayerName = 64;
+constexpr int maxLayerName = 64;
 
-sqlite3_vfs layer = {1,
-                     sizeof(LayeredFile),
-                     longestLayerName,
-                     nullptr,
-                     layerName,
-                     nullptr,
-                     openFile,
-                     deleteNothing,
-                     findNothing,
-                     keepName,
-                     nullptr,
-                     nullptr,
-                     nullptr,
-                     nullptr,
-                     noRandomness,
-                     noSleep,
-                     noTime,
-                     nullptr,
-                     nullptr,
-                     nullptr,
-                     nullptr,
-                     nullptr};
+sqlite3_vfs layer = {
+    1,          sizeof(LayeredFile), maxLayerName, nullptr, layerName, nullptr, openFile,
+    deleteFile, fileExists,          keepName,     nullptr, nullptr,   nullptr, nullptr,
+    fillRandom, sleepMicroseconds,   currentTime,  nullptr, nullptr,   nullptr, nullptr,
+    nullptr};
 
 // ---- Failures ----
 
@@ -180,14 +163,14 @@ void require(int code) {
   if (code != SQLITE_OK) failWith(code);
 }
 
-// No row is longer than a piece and its numbers, nor than a variable's name.
-constexpr int longestRow = static_cast<int>(pieceSize) + (1 << 16);
+// A row is a piece with its numbers, or the name of a variable with two numbers.
+constexpr int maxRowSize = static_cast<int>(pieceSize) + (1 << 16);
 
-// Whatever else a file may say, SQLite shall not believe.
-void restrain(sqlite3* database) {
+// Settings against hostile files: no schema tricks, no long rows, no other files.
+void hardenAgainstFile(sqlite3* database) {
   require(sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr));
   require(sqlite3_db_config(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));
-  sqlite3_limit(database, SQLITE_LIMIT_LENGTH, longestRow);
+  sqlite3_limit(database, SQLITE_LIMIT_LENGTH, maxRowSize);
   sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 0);
 }
 
@@ -202,17 +185,17 @@ Statement::Statement(sqlite3* database, std::string_view sql) {
   statement_.reset(statement);
 }
 
-void Statement::bind(int place, std::int64_t number) {
-  require(sqlite3_bind_int64(statement_.get(), place, number));
+void Statement::bind(int parameter, std::int64_t number) {
+  require(sqlite3_bind_int64(statement_.get(), parameter, number));
 }
 
-void Statement::bind(int place, std::span<const std::byte> blob) {
+void Statement::bind(int parameter, std::span<const std::byte> blob) {
   // A null pointer would bind NULL.
   const void* bytes = blob.empty() ? "" : static_cast<const void*>(blob.data());
-  require(sqlite3_bind_blob64(statement_.get(), place, bytes, blob.size(), SQLITE_STATIC));
+  require(sqlite3_bind_blob64(statement_.get(), parameter, bytes, blob.size(), SQLITE_STATIC));
 }
 
-void Statement::bindNull(int place) { require(sqlite3_bind_null(statement_.get(), place)); }
+void Statement::bindNull(int parameter) { require(sqlite3_bind_null(statement_.get(), parameter)); }
 
 bool Statement::step() {
   const int code = sqlite3_step(statement_.get());
@@ -243,7 +226,7 @@ Connection::Connection(AtomicFile& file) {
   database_.reset(database);
   require(code);
   require(sqlite3_extended_result_codes(database, 1));
-  restrain(database);
+  hardenAgainstFile(database);
   execute("PRAGMA cell_size_check=ON");
   if (file.isWritable()) execute("PRAGMA journal_mode=MEMORY");
 }

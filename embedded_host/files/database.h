@@ -1,7 +1,7 @@
-// SQLite over an AtomicFile: connections and statements that end by themselves.
+// SQLite over an AtomicFile: connections and statements with an owner.
 //
-// Everything here throws FileFault where SQLite fails, and ntob::TOBOutOfMemoryException where it
-// lacks memory.
+// Every operation throws FileFault if SQLite reports a failure, and ntob::TOBOutOfMemoryException
+// if memory is exhausted.
 #pragma once
 
 #include <sqlite3.h>
@@ -16,14 +16,15 @@
 
 namespace vormel {
 
-// A statement. What is bound must stay where it is until the next reset.
+// A prepared statement. Bound blobs are borrowed until the next reset. Parameters count from 1,
+// columns from 0.
 class Statement {
  public:
   Statement(sqlite3* database, std::string_view sql);
 
-  void bind(int place, std::int64_t number);
-  void bind(int place, std::span<const std::byte> blob);
-  void bindNull(int place);
+  void bind(int parameter, std::int64_t number);
+  void bind(int parameter, std::span<const std::byte> blob);
+  void bindNull(int parameter);
 
   // True for a row, false at the end.
   bool step();
@@ -35,7 +36,7 @@ class Statement {
   bool isBlob(int column) const noexcept {
     return sqlite3_column_type(statement_.get(), column) == SQLITE_BLOB;
   }
-  // Until the next step or reset.
+  // Valid until the next step or reset.
   std::span<const std::byte> blob(int column) const;
 
  private:
@@ -45,7 +46,8 @@ class Statement {
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
 
-// Borrows the file, which it reads and writes within transactions of its own.
+// A connection to the database in a file. Borrows the file, which it reads and writes within
+// transactions of its own.
 class Connection {
  public:
   explicit Connection(AtomicFile& file);
@@ -53,7 +55,7 @@ class Connection {
   Statement prepare(std::string_view sql) const { return {database_.get(), sql}; }
   void execute(const char* sql) const;
 
-  // Drops what the open transaction, if there is one, has written.
+  // Drops the changes of the open transaction, if there is one.
   void rollBack() noexcept;
 
   std::int64_t lastInsertId() const noexcept { return sqlite3_last_insert_rowid(database_.get()); }

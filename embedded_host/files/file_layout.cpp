@@ -1,5 +1,6 @@
-// The first page as SQLite's file format has it: a header of 100 bytes, then the table of the
-// schema, a b-tree leaf whose cells lie at the end of the page, the first one last.
+// The first page in SQLite's file format (https://www.sqlite.org/fileformat.html): a header of 100
+// bytes, then the schema table, a b-tree leaf whose cells are at the end of the page, the first
+// cell last.
 #include "embedded_host/files/file_layout.h"
 
 #include <algorithm>
@@ -7,7 +8,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "embedded_host/files/file_error.h"
+#include "embedded_host/files/file_status.h"
 
 namespace vormel {
 namespace {
@@ -18,12 +19,12 @@ constexpr std::uint32_t layoutVersion = 2;
 constexpr unsigned char tableLeaf = 13;
 constexpr unsigned char indexLeaf = 10;
 
-// Places in the header.
-constexpr std::size_t changeCounterPlace = 24;  // what changes begins here ...
-constexpr std::size_t schemaCookiePlace = 40;   // ... and ends here
-constexpr std::size_t userVersionPlace = 60;
-constexpr std::size_t applicationIdPlace = 68;
-constexpr std::size_t validForPlace = 92;  // the change counter again, then SQLite's own version
+// Offsets in the header.
+constexpr std::size_t changeCounterOffset = 24;  // the part that changes begins here ...
+constexpr std::size_t schemaCookieOffset = 40;   // ... and ends here
+constexpr std::size_t userVersionOffset = 60;
+constexpr std::size_t applicationIdOffset = 68;
+constexpr std::size_t validForOffset = 92;  // the change counter again, then SQLite's own version
 
 struct Table {
   std::string_view name;
@@ -31,8 +32,8 @@ struct Table {
   std::string_view sql;
 };
 
-// A variable is the pieces from number `first` on, one after the other. A sum is that of the
-// piece's bytes, with a seed from the variable's name and the place of the piece in it.
+// A variable consists of `pieces` pieces from number `first` on. The sum of a piece is the checksum
+// of its bytes, with a seed from the variable's name and the index of the piece.
 constexpr Table tables[] = {
     {"piece", 2,
      "CREATE TABLE piece(id INTEGER PRIMARY KEY, sum INTEGER NOT NULL, bytes BLOB NOT NULL)"},
@@ -48,7 +49,7 @@ std::string bigEndian(std::uint32_t number, int width) {
   return bytes;
 }
 
-// SQLite's numbers of variable length, below 2^14.
+// A number below 2^14 as an SQLite varint.
 std::string varint(std::size_t number) {
   std::string bytes;
   if (number >= 0x80) bytes += static_cast<char>(0x80 | number >> 7);
@@ -110,22 +111,22 @@ std::string emptyPage(unsigned char kind) {
 
 std::string emptyFile() { return firstPage() + emptyPage(tableLeaf) + emptyPage(indexLeaf); }
 
-void requireOurs(std::span<const std::byte, AtomicFile::pageSize> found) {
+void requireVariableFile(std::span<const std::byte, AtomicFile::pageSize> found) {
   static const std::string ours = firstPage();
   const auto differs = [&](std::size_t from, std::size_t to) {
     return std::memcmp(&found[from], &ours[from], to - from) != 0;
   };
-  if (differs(0, 16) || differs(applicationIdPlace, applicationIdPlace + 4)) {
-    throw FileFault("it is no variable file");
+  if (differs(0, 16) || differs(applicationIdOffset, applicationIdOffset + 4)) {
+    throw FileFault("it is not a variable file");
   }
-  if (differs(userVersionPlace, userVersionPlace + 4)) {
+  if (differs(userVersionOffset, userVersionOffset + 4)) {
     throw FileFault("it is a variable file of another version");
   }
-  if (differs(16, changeCounterPlace) || differs(schemaCookiePlace, validForPlace) ||
+  if (differs(16, changeCounterOffset) || differs(schemaCookieOffset, validForOffset) ||
       differs(headerSize, AtomicFile::pageSize)) {
     throw FileFault("its tables are not those of a variable file");
   }
-  if (std::memcmp(&found[changeCounterPlace], &found[validForPlace], 4) != 0) {
+  if (std::memcmp(&found[changeCounterOffset], &found[validForOffset], 4) != 0) {
     throw FileFault("another program has changed it");
   }
 }

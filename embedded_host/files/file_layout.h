@@ -1,5 +1,5 @@
-// What a variable file is to SQLite: its tables, and the first page that shows it for ours.
-// docs/variable-files.md describes the layout.
+// The layout of a variable file as an SQLite database: its tables, and the first page by which it
+// is recognized. docs/variable-files.md describes it.
 #pragma once
 
 #include <cstddef>
@@ -10,15 +10,14 @@
 
 namespace vormel {
 
-// The bytes of a piece at most; a variable has as many pieces as it takes.
+// The largest number of bytes of a piece. A variable consists of one or more pieces.
 inline constexpr std::size_t pieceSize = std::size_t{1} << 18;
 
-// A file without variables, which says that it is ours.
+// The content of a file without variables.
 std::string emptyFile();
 
-// Throws FileFault unless this is the first page of a variable file: that of an empty one but for
-// the numbers that change with the file's content. Its schema then is known, and SQLite sees no
-// other.
-void requireOurs(std::span<const std::byte, AtomicFile::pageSize> firstPage);
+// Throws FileFault unless this is the first page of a variable file: equal to that of an empty one
+// except for the numbers that change with the content. SQLite thus never sees an unknown schema.
+void requireVariableFile(std::span<const std::byte, AtomicFile::pageSize> firstPage);
 
 }  // namespace vormel

@@ -1,14 +1,14 @@
 #include "embedded_host/files/pieces.h"
 
+#include <xxhash.h>
+
 #include <algorithm>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <vector>
 
-#include "embedded_host/files/file_error.h"
 #include "embedded_host/files/file_layout.h"
-#include "embedded_host/files/sum.h"
+#include "embedded_host/files/file_status.h"
 #include "embedded_host/files/value_reader.h"
 #include "embedded_host/files/value_writer.h"
 
@@ -19,11 +19,15 @@ std::span<const std::byte> bytesOf(std::string_view text) {
   return std::as_bytes(std::span(text.data(), text.size()));
 }
 
-// The seeds of the sums of a variable's pieces, one after the other. They bind a piece to its place
-// in its variable: rows that lead to the pieces of another one are noticed.
+std::uint64_t sumOf(std::span<const std::byte> piece, std::uint64_t seed) noexcept {
+  return XXH3_64bits_withSeed(piece.data(), piece.size(), seed);
+}
+
+// The seeds of the checksums of a variable's pieces, in order. A seed binds a piece to its variable
+// and position: a row that leads to a piece of another variable is detected.
 class Seeds {
  public:
-  explicit Seeds(std::string_view name) : next_(sumOf(name.data(), name.size())) {}
+  explicit Seeds(std::string_view name) : next_(XXH3_64bits(name.data(), name.size())) {}
   std::uint64_t next() noexcept { return next_++; }
 
  private:
@@ -32,38 +36,37 @@ class Seeds {
 
 // ---- Writing ----
 
-// So many bytes in one stretch are not copied on the way.
-constexpr std::size_t longStretch = std::size_t{1} << 16;
+// Blocks of at least this size are inserted from where they are, without a copy.
+constexpr std::size_t largeBlock = std::size_t{1} << 16;
 
-// Cuts a value into pieces and inserts them. Short stretches are gathered; long ones become pieces
-// where they are.
+// Cuts a value into pieces and inserts them. Smaller blocks are collected in a buffer.
 class PieceSink final : public ByteSink {
  public:
   PieceSink(Connection& connection, std::string_view name, std::size_t size)
       : connection_(connection),
         insert_(connection.prepare("INSERT INTO piece VALUES(?1,?2,?3)")),
         seeds_(name) {
-    gathered_.reserve(std::min(size, pieceSize));
+    buffer_.reserve(std::min(size, pieceSize));
   }
 
   void write(const void* bytes, std::size_t size) override {
     const auto* next = static_cast<const std::byte*>(bytes);
-    if (size >= longStretch) {
+    if (size >= largeBlock) {
       flush();
-      for (; size >= longStretch; size -= std::min(size, pieceSize)) {
+      for (; size >= largeBlock; size -= std::min(size, pieceSize)) {
         const std::size_t length = std::min(size, pieceSize);
         insert({next, length});
         next += length;
       }
     }
-    if (gathered_.size() + size > pieceSize) flush();
-    gathered_.insert(gathered_.end(), next, next + size);
+    if (buffer_.size() + size > pieceSize) flush();
+    buffer_.insert(buffer_.end(), next, next + size);
   }
 
   void flush() {
-    if (gathered_.empty()) return;
-    insert(gathered_);
-    gathered_.clear();
+    if (buffer_.empty()) return;
+    insert(buffer_);
+    buffer_.clear();
   }
 
   std::int64_t first() const noexcept { return first_; }
@@ -72,11 +75,11 @@ class PieceSink final : public ByteSink {
  private:
   void insert(std::span<const std::byte> piece) {
     if (count_ == 0) {
-      insert_.bindNull(1);  // behind all pieces
+      insert_.bindNull(1);  // SQLite chooses the number after the last one
     } else {
       insert_.bind(1, first_ + count_);
     }
-    insert_.bind(2, static_cast<std::int64_t>(sumOf(piece.data(), piece.size(), seeds_.next())));
+    insert_.bind(2, static_cast<std::int64_t>(sumOf(piece, seeds_.next())));
     insert_.bind(3, piece);
     insert_.step();
     insert_.reset();
@@ -87,17 +90,17 @@ class PieceSink final : public ByteSink {
   Connection& connection_;
   Statement insert_;
   Seeds seeds_;
-  std::vector<std::byte> gathered_;
+  std::vector<std::byte> buffer_;
   std::int64_t first_ = 0;
   std::int64_t count_ = 0;
 };
 
-// Deletes the pieces of the variable, none of those from `end` on.
+// Deletes the pieces of the variable with numbers below `end`.
 void deletePieces(Connection& connection, std::string_view name, std::int64_t end) {
   Statement find = connection.prepare("SELECT first,pieces FROM variable WHERE name=?1");
   find.bind(1, bytesOf(name));
   if (!find.step()) return;
-  // What the pieces hold is not overwritten: that would write all of them again.
+  // Overwriting deleted pieces with zeros would write all of them again.
   connection.execute("PRAGMA secure_delete=OFF");
   Statement remove = connection.prepare("DELETE FROM piece WHERE id>=?1 AND id<?1+?2 AND id<?3");
   remove.bind(1, find.number(0));
@@ -108,7 +111,7 @@ void deletePieces(Connection& connection, std::string_view name, std::int64_t en
 
 // ---- Reading ----
 
-// The pieces of a variable, one after the other, each tested before any byte of it is read.
+// The pieces of a variable in order, each checked before any byte of it is used.
 class Pieces {
  public:
   Pieces(const Connection& connection, std::string_view name)
@@ -124,18 +127,18 @@ class Pieces {
 
   std::int64_t count() const noexcept { return count_; }
 
-  // Until the next call; empty at the end.
+  // The next piece, valid until the next call; empty at the end.
   std::span<const std::byte> next() {
     if (done_ > 0 && !rows_.step()) {
-      if (done_ != count_) throw FileFault("found a piece missing");
+      if (done_ != count_) throw FileFault("a piece is missing");
       return {};
     }
-    if (rows_.number(2) - first_ != done_++) throw FileFault("found a piece in the wrong place");
-    if (!rows_.isBlob(blobColumn)) throw FileFault("found a piece that is none");
+    if (rows_.number(2) - first_ != done_++) throw FileFault("a piece is in the wrong place");
+    if (!rows_.isBlob(blobColumn)) throw FileFault("a piece is not a blob");
     const std::span<const std::byte> piece = rows_.blob(blobColumn);
     const auto sum = static_cast<std::uint64_t>(rows_.number(3));
-    if (piece.empty() || sumOf(piece.data(), piece.size(), seeds_.next()) != sum) {
-      throw FileFault("found data that has changed since it was written");
+    if (piece.empty() || sumOf(piece, seeds_.next()) != sum) {
+      throw FileFault("its data has changed since it was written");
     }
     return piece;
   }
@@ -147,7 +150,7 @@ class Pieces {
   Seeds seeds_;
   std::int64_t first_ = 0;
   std::int64_t count_ = 0;
-  std::int64_t done_ = 0;  // pieces given
+  std::int64_t done_ = 0;  // pieces returned
 };
 
 // The bytes of all pieces.
@@ -168,13 +171,14 @@ class PieceSource final : public ByteSource {
   Pieces& pieces_;
 };
 
-// The bytes of the pieces at most, which the reader makes arrays for before it has read them.
-std::uint64_t mostBytes(const Connection& connection, const AtomicFile& file, const Pieces& pieces,
-                        std::string_view name) {
+// An upper bound for the bytes of all pieces. The reader allocates arrays within this bound before
+// it has read their elements.
+std::uint64_t maxBytes(const Connection& connection, const AtomicFile& file, const Pieces& pieces,
+                       std::string_view name) {
   const std::uint64_t most =
       std::min(file.size(), pieceSize * std::min(static_cast<std::uint64_t>(pieces.count()),
                                                  file.size() / pieceSize + 1));
-  // The holes of a sparse file can stand for anything: what it holds is read first.
+  // The holes of a sparse file can pretend any size: measure what the file really holds.
   return most > file.sizeOnDisk() ? measurePieces(connection, name) : most;
 }
 
@@ -185,8 +189,7 @@ void writePieces(Connection& connection, std::string_view name, const vrArray* a
   PieceSink pieces(connection, name, size);
   writeValue(array, pieces);
   pieces.flush();
-  // After the new ones: pages that come free in a transaction and are written again pass through
-  // memory.
+  // After inserting: a page that is freed and written again in one transaction is held in memory.
   deletePieces(connection, name, pieces.first());
   Statement put = connection.prepare("REPLACE INTO variable VALUES(?1,?2,?3)");
   put.bind(1, bytesOf(name));
@@ -197,7 +200,7 @@ void writePieces(Connection& connection, std::string_view name, const vrArray* a
 
 OwnedArray readPieces(const Connection& connection, const AtomicFile& file, std::string_view name) {
   Pieces pieces(connection, name);
-  PieceSource source(pieces, mostBytes(connection, file, pieces, name));
+  PieceSource source(pieces, maxBytes(connection, file, pieces, name));
   return readValue(source);
 }
 

@@ -1,4 +1,5 @@
-// The variables of a file as rows: each is cut into pieces, with a sum each.
+// The variables of a file as rows of pieces, each with a checksum (XXH3-64). A checksum detects
+// damage; it does not protect against forgery.
 #pragma once
 
 #include <cstddef>
@@ -9,12 +10,12 @@
 
 namespace vormel {
 
-// Writes the array, whose value has `size` bytes, as the variable of that name, and deletes the
-// pieces of the one that it replaces. To be called within a transaction.
+// Writes the array as the variable of that name and deletes the pieces of the former one. `size` is
+// measureValue(array). To be called within a transaction.
 void writePieces(Connection& connection, std::string_view name, const vrArray* array,
                  std::size_t size);
 
-// The array of that name. Throws FileFault if there is none, or it is damaged.
+// Reads the array of that name. Throws FileFault if the variable does not exist or is damaged.
 OwnedArray readPieces(const Connection& connection, const AtomicFile& file, std::string_view name);
 
 }  // namespace vormel

@@ -1,13 +1,14 @@
 #include "embedded_host/files/value_bytes.h"
 
+#include <xxhash.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
 #include <new>
 
-#include "embedded_host/files/file_error.h"
-#include "embedded_host/files/sum.h"
+#include "embedded_host/files/file_status.h"
 #include "embedded_host/files/value_reader.h"
 #include "embedded_host/files/value_writer.h"
 #include "embedded_host/messages/host_exception.h"
@@ -20,15 +21,15 @@ namespace {
 constexpr std::array<unsigned char, 17> prefix = {0xD9, 0xD9, 0xF7, 0x84, 0x6C, 'v', 'o', 'r', 'm',
                                                   'e',  'l',  ' ',  'v',  'a',  'l', 'u', 'e'};
 constexpr unsigned char version = 1;
-constexpr std::size_t valuePlace = prefix.size() + 1;
+constexpr std::size_t valueOffset = prefix.size() + 1;
 
-// The sum: a byte string of 8 bytes, the most significant first. It is over all bytes before it.
+// The checksum of all bytes before it: a byte string of 8 bytes, the most significant first.
 constexpr unsigned char sumHead = 0x48;
 constexpr std::size_t sumSize = 9;
 
 std::array<unsigned char, sumSize> sumItem(const void* bytes, std::size_t size) {
   std::array<unsigned char, sumSize> item{sumHead};
-  std::uint64_t sum = sumOf(bytes, size);
+  std::uint64_t sum = XXH3_64bits(bytes, size);
   for (std::size_t i = sumSize - 1; i > 0; --i, sum >>= 8) {
     item[i] = static_cast<unsigned char>(sum);
   }
@@ -61,7 +62,7 @@ bool begins(std::span<const std::byte> bytes, const void* with, std::size_t size
 }
 
 OwnedArray load(std::span<const std::byte> bytes) {
-  if (!begins(bytes, prefix.data(), prefix.size()) || bytes.size() < valuePlace + sumSize) {
+  if (!begins(bytes, prefix.data(), prefix.size()) || bytes.size() < valueOffset + sumSize) {
     throw FileFault("the bytes are not those of a value");
   }
   if (std::to_integer<unsigned char>(bytes[prefix.size()]) != version) {
@@ -72,7 +73,7 @@ OwnedArray load(std::span<const std::byte> bytes) {
   if (!begins(bytes.subspan(size), sum.data(), sum.size())) {
     throw FileFault("the bytes have changed since they were made");
   }
-  MemorySource source(bytes.subspan(valuePlace, size - valuePlace));
+  MemorySource source(bytes.subspan(valueOffset, size - valueOffset));
   return readValue(source);
 }
 
@@ -80,7 +81,7 @@ OwnedArray load(std::span<const std::byte> bytes) {
 
 std::size_t dumpedSize(const vrArray* array) {
   try {
-    return valuePlace + measureValue(array) + sumSize;
+    return valueOffset + measureValue(array) + sumSize;
   } catch (const FileFault& fault) {
     throw HostError("NotStorable", fault.what());
   } catch (const std::bad_alloc&) {

@@ -1,5 +1,5 @@
-// Host arrays as bytes outside of any file: those of vormel.dumps. docs/variable-files.md describes
-// the form.
+// Host arrays as bytes in memory, as vormel.dumps returns them. docs/variable-files.md describes
+// the format.
 #pragma once
 
 #include <cstddef>
@@ -14,13 +14,13 @@ namespace vormel {
 // variable file cannot hold, ntob::TOBOutOfMemoryException.
 VORMEL_HOST_API std::size_t dumpedSize(const vrArray* array);
 
-// Writes the array as bytes to a place that has room for dumpedSize(array). Equal arrays give equal
-// bytes. To be called with an array that dumpedSize has passed.
+// Writes the array to `to`, which has room for dumpedSize(array) bytes. Equal arrays give equal
+// bytes. The array must be one for which dumpedSize did not throw.
 VORMEL_HOST_API void dumpValue(const vrArray* array, std::byte* to);
 
-// A new array, equal to the one whose bytes these are, the caller's and on the call's array list.
-// Throws HostError("ValueBytes") for bytes that dumpValue never writes, then
-// ntob::TOBOutOfMemoryException. What is allocated stays below a small multiple of their number.
+// Returns a new array equal to the one that was written, on the array list of the innermost call.
+// Throws HostError("ValueBytes") for bytes that dumpValue cannot have written, then
+// ntob::TOBOutOfMemoryException. Allocates at most a small multiple of the number of bytes.
 VORMEL_HOST_API OwnedArray loadValue(std::span<const std::byte> bytes);
 
 }  // namespace vormel

@@ -7,20 +7,21 @@
 #include <cstdint>
 #include <string_view>
 
-#include "embedded_host/arrays/arrays.h"
+#include "embedded_host/arrays/class_table.h"
 
 namespace vormel {
 
-static_assert(std::endian::native == std::endian::little, "elements are written as they lie");
+static_assert(std::endian::native == std::endian::little,
+              "elements are written as they are in memory");
 
 // ---- Limits ----
 
-inline constexpr int deepestNesting = 400;            // arrays within arrays
-inline constexpr std::size_t longestName = 50'000;    // bytes
-inline constexpr std::size_t mostDimensions = 7'000;  // of one array
+inline constexpr int maxNesting = 400;               // arrays within arrays
+inline constexpr std::size_t maxNameSize = 50'000;   // bytes
+inline constexpr std::size_t maxDimensions = 7'000;  // of one array
 
-// No array takes fewer bytes: ["cell", [0, 0], []].
-inline constexpr std::size_t leastValueSize = 10;
+// The bytes of the shortest value: ["cell", [0, 0], []].
+inline constexpr std::size_t minValueSize = 10;
 
 // ---- CBOR ----
 
@@ -33,28 +34,42 @@ enum class Major : std::uint8_t {
   Tag = 6
 };
 
-// Follows the major type: the argument itself if it is below `firstWidth`, else the number of bytes
-// that hold it: 1, 2, 4 or 8 for the four values from `firstWidth`.
+// The lower five bits of an item's first byte: the argument itself if it is below `firstWidth`;
+// else the argument follows in 1, 2, 4 or 8 bytes, for the four values from `firstWidth` to
+// `lastWidth`.
 inline constexpr std::uint8_t firstWidth = 24;
 inline constexpr std::uint8_t lastWidth = 27;
 
-// The typed-array tag (RFC 8746, little-endian) of a class with elements; 0 for other classes.
+// The tag of a typed array (RFC 8746, section 2.1) in little-endian order for elements of a class;
+// 0 for a class without elements. Logical and character elements count as unsigned integers.
 constexpr std::uint64_t elementTag(int classID) noexcept {
-  constexpr std::uint8_t tags[] = {
-      64, 69,  // logical: uint8; char: uint16
-      0,  86, 85, 72, 64, 77, 69, 78, 70, 79, 71,
-  };
-  return classID >= vrLOGICAL_CLASS && classID <= vrUINT64_CLASS ? tags[classID - vrLOGICAL_CLASS]
-                                                                 : 0;
+  const ClassRow& row = classRow(classID);
+  const auto sizePower = static_cast<unsigned>(std::countr_zero(row.elementSize));
+  constexpr unsigned typedArray = 0b010'0'0'0'00;
+  constexpr unsigned isFloat = 0b1'0'0'00;
+  constexpr unsigned isSigned = 0b1'0'00;
+  const unsigned isLittleEndian = row.elementSize > 1 ? 0b1'00 : 0;
+  switch (row.kind) {
+    case ElementKind::None:
+      return 0;
+    case ElementKind::Float:
+      return typedArray | isFloat | isLittleEndian | (sizePower - 1);
+    case ElementKind::Signed:
+      return typedArray | isSigned | isLittleEndian | sizePower;
+    default:
+      return typedArray | isLittleEndian | sizePower;
+  }
 }
 
-// The name of value objects' class in the form; their own class follows.
+// Stands for the class of every value object; the name of its own class follows.
 inline constexpr std::string_view objectClass = "object";
 
 // True if every element of a logical array is 0 or 1.
-bool holdsTruths(const vrArray* array) noexcept;
-
-// True for well-formed UTF-8. Such names are text strings, all others byte strings.
-bool isUtf8(std::string_view text) noexcept;
+inline bool holdsTruths(const vrArray* array) noexcept {
+  const auto* bytes = static_cast<const unsigned char*>(vrGetData(array));
+  unsigned all = 0;
+  for (std::size_t i = vrGetNumberOfElements(array); i > 0; --i) all |= bytes[i - 1];
+  return all <= 1;
+}
 
 }  // namespace vormel

@@ -1,4 +1,4 @@
-// Reading host arrays out of bytes. Nothing that the bytes say is taken on trust.
+// Reading host arrays from bytes. Every length, count and type in the bytes is checked before use.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,8 @@
 
 namespace vormel {
 
-// Gives the bytes of a value in their order, window by window.
+// A source of the bytes of a value in order. The bytes arrive in windows, each valid until the
+// next.
 class ByteSource {
  public:
   // Copies the next bytes. Throws FileFault if there are fewer.
@@ -22,29 +23,29 @@ class ByteSource {
     return byte;
   }
 
-  // No more bytes than this are still to come.
-  std::uint64_t most() const noexcept { return window_.size() + mostBeyond_; }
+  // An upper bound for the bytes that are left.
+  std::uint64_t maxRemaining() const noexcept { return window_.size() + maxBeyond_; }
 
   bool isAtEnd();
 
  protected:
-  // `mostBeyond` bytes at most follow the first window.
-  ByteSource(std::span<const std::byte> window, std::uint64_t mostBeyond) noexcept
-      : window_(window), mostBeyond_(mostBeyond) {}
+  // At most `maxBeyond` bytes follow the first window.
+  ByteSource(std::span<const std::byte> window, std::uint64_t maxBeyond) noexcept
+      : window_(window), maxBeyond_(maxBeyond) {}
   ~ByteSource() = default;
 
  private:
-  // The next bytes, none at the end. The former window's are no longer read. Throws FileFault.
+  // The next window, empty at the end; the former one is no longer used. Throws FileFault.
   virtual std::span<const std::byte> nextWindow() = 0;
 
   void requireWindow();
 
   std::span<const std::byte> window_;
-  std::uint64_t mostBeyond_;
+  std::uint64_t maxBeyond_;
 };
 
-// The array that the bytes of the source, all of them, are the value of. What is allocated stays
-// below a small multiple of source.most(). Throws FileFault for bytes that no writer gives, and
+// Reads the array that all bytes of the source encode. Allocates at most a small multiple of
+// source.maxRemaining() bytes. Throws FileFault for bytes that no writer produces, and
 // ntob::TOBOutOfMemoryException.
 OwnedArray readValue(ByteSource& source);
 

@@ -7,40 +7,42 @@
 
 #include "embedded_host/arrays/arrays.h"
 #include "embedded_host/arrays/class_table.h"
-#include "embedded_host/files/file_error.h"
+#include "embedded_host/arrays/text.h"
+#include "embedded_host/files/file_status.h"
 #include "embedded_host/files/value_format.h"
 
 namespace vormel {
 namespace {
 
-// ---- What cannot be kept ----
+// ---- What cannot be stored ----
 
 void requireGoodName(std::string_view name) {
-  if (name.size() > longestName) throw FileFault("a name in the array is too long");
-  if (name.find('\0') != std::string_view::npos) throw FileFault("a name in the array has a NUL");
+  if (name.size() > maxNameSize) throw FileFault("a name in the array is too long");
+  if (name.find('\0') != std::string_view::npos)
+    throw FileFault("a name in the array contains a NUL");
 }
 
 void requireDifferentNames(const std::vector<std::string>& names) {
   std::vector<std::string_view> sorted(names.begin(), names.end());
   std::sort(sorted.begin(), sorted.end());
   if (std::adjacent_find(sorted.begin(), sorted.end()) != sorted.end()) {
-    throw FileFault("a name in the array stands twice");
+    throw FileFault("a name in the array occurs twice");
   }
 }
 
-// Tests each array of a value. Structures often share their names, which are then tested once.
+// Checks each array of a value. Structures often share one list of names, which is checked once.
 class Inspector {
  public:
   void require(const vrArray* array, int depth) {
-    if (depth > deepestNesting) throw FileFault("the array is nested too deep");
-    if (vrGetNumberOfDimensions_730(array) > mostDimensions) {
+    if (depth > maxNesting) throw FileFault("the array is nested too deeply");
+    if (vrGetNumberOfDimensions_730(array) > maxDimensions) {
       throw FileFault("the array has too many dimensions");
     }
     switch (vrGetClassID(array)) {
       case vrOPAQUE_CLASS:
-        throw FileFault("an opaque array cannot be kept in a file");
+        throw FileFault("an opaque array cannot be stored in a file");
       case vrLOGICAL_CLASS:
-        if (!holdsTruths(array)) throw FileFault("a truth value is neither 0 nor 1");
+        if (!holdsTruths(array)) throw FileFault("a logical element is neither 0 nor 1");
         return;
       case vrFUNCTION_CLASS:
         return requireGoodName(functionName(array));
@@ -71,7 +73,7 @@ class Inspector {
 
 class Writer {
  public:
-  // With an inspector, each array is tested before it is written.
+  // If there is an inspector, it checks each array before the array is written.
   Writer(ByteSink& sink, Inspector* inspector) : sink_(sink), inspector_(inspector) {}
 
   void write(const vrArray* array, int depth);
@@ -125,7 +127,7 @@ void Writer::names(const std::vector<std::string>& names) {
   for (const std::string& each : names) name(each);
 }
 
-// What every value begins with: its class and its dimensions.
+// The beginning of every value: its class and its dimensions.
 void Writer::begin(std::uint64_t items, std::string_view classText, const vrArray* array) {
   head(Major::Array, items);
   text(classText);

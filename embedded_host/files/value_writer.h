@@ -7,8 +7,8 @@
 
 namespace vormel {
 
-// Takes the bytes of a value, piece by piece in their order. Elements of an array come in one call,
-// straight from the array's storage.
+// Receives the bytes of a value in order. All elements of an array arrive in one call, directly
+// from the storage of the array.
 class ByteSink {
  public:
   virtual void write(const void* bytes, std::size_t size) = 0;
@@ -17,13 +17,13 @@ class ByteSink {
   ~ByteSink() = default;
 };
 
-// The number of bytes that writeValue gives. Throws FileFault for an array that cannot be kept: one
-// with an opaque array in it, one nested too deep, one with too many dimensions, one with a truth
-// value that is neither 0 nor 1, or one with a name that is too long, holds a NUL or stands twice.
-// Any other array can be written.
+// The number of bytes that writeValue writes. Throws FileFault for an array that cannot be stored:
+// one that contains an opaque array, is nested too deeply or has too many dimensions, has a logical
+// element other than 0 and 1, or has a name that is too long, contains a NUL or occurs twice. Any
+// other array can be written.
 std::size_t measureValue(const vrArray* array);
 
-// Writes an array that measureValue has passed. Throws what the sink throws.
+// Writes an array for which measureValue did not throw. Throws what the sink throws.
 void writeValue(const vrArray* array, ByteSink& sink);
 
 }  // namespace vormel

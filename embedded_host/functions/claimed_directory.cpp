@@ -12,7 +12,7 @@
 namespace vormel {
 namespace {
 
-// Of the files whose paths begin so. Paths end at a NUL.
+// The directory of the files whose paths begin with the answer. Paths end at a NUL.
 std::string directoryOf(const std::string& answer) {
   const std::string path = answer.substr(0, answer.find('\0'));
   const std::size_t slash = path.rfind('/');
@@ -37,7 +37,7 @@ bool isExhausted(int error) noexcept {
 }  // namespace
 
 ClaimedDirectory& ClaimedDirectory::instance() {
-  // Never destroyed: it is needed as long as anything else is.
+  // Never destroyed: code that runs at exit needs it.
   static auto& directory = *new ClaimedDirectory;
   return directory;
 }
@@ -92,7 +92,7 @@ void ClaimedDirectory::beforeFork() noexcept { mutex_.lock(); }
 
 void ClaimedDirectory::inParent() noexcept { mutex_.unlock(); }
 
-// The lock stays with the parent.
+// The parent keeps the lock.
 bool ClaimedDirectory::inChild() noexcept {
   locked_ = Descriptor();
   mutex_.unlock();

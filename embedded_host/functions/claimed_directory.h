@@ -1,9 +1,10 @@
-// The directory that a replaced "tempdir" names. Processes that name the same one would share a
-// scratch file there, so it belongs to one process at a time: a lock (flock) on it shows whose.
+// The directory that a replaced "tempdir" names. Two processes that use the same directory would
+// share a scratch file, so that it belongs to one process at a time: the one that holds a lock
+// (flock) on it.
 //
-// A forked child cannot be kept apart there: its module knows the path of the parent's file, and
-// would remove that file when it cleans. The host refuses calls in such a child while a file is
-// there (forks.h).
+// A forked child cannot get a copy of this directory: its module knows the path of the parent's
+// file and would remove that file in `clean`. The host refuses calls in such a child while the file
+// exists (forks.h).
 #pragma once
 
 #include <mutex>
@@ -15,27 +16,28 @@ namespace vormel {
 
 class ClaimedDirectory {
  public:
-  // That of the process.
+  // The one of the process.
   static ClaimedDirectory& instance();
 
   ClaimedDirectory(const ClaimedDirectory&) = delete;
   ClaimedDirectory& operator=(const ClaimedDirectory&) = delete;
 
-  // Claims the directory of the files whose paths begin with `answer`, which "tempdir" gave to a
-  // module, and lets go of the one before. The private directory needs no claim; an empty answer
-  // changes nothing. What cannot be opened or locked counts as claimed without a lock.
+  // Claims the directory of the files whose paths begin with `answer`, the result of "tempdir" for
+  // a module, and releases the former claim. The private directory needs no claim; an empty answer
+  // changes nothing. A directory that cannot be opened or locked is claimed without a lock.
   // For a process that watches forks.
-  // Throws HostError("DirectoryInUse") if a living process has it, HostError("DirectoryNotClaimed")
-  // if descriptors or memory are exhausted; the claim before stays then.
+  // Throws HostError("DirectoryInUse") if another living process has claimed it,
+  // HostError("DirectoryNotClaimed") if descriptors or memory are exhausted. The former claim
+  // remains then.
   void claim(const std::string& answer);
 
-  // The directory, as the answer named it. Empty if none is claimed.
+  // The path of the directory as in the answer. Empty if none is claimed.
   std::string path() const;
 
-  // A module makes the variable file at `path`. Keeps the path if it leads into the directory.
+  // Called when a module makes a variable file. Remembers the path if it is in the directory.
   void noteFile(const std::string& path);
 
-  // Whether the file that was noted last, or another one under its path, is there.
+  // Whether a file exists at the path that was remembered last.
   bool hasFile() const noexcept;
 
   // Around a fork, in this order. The last is false if a directory is claimed.
@@ -49,7 +51,7 @@ class ClaimedDirectory {
 
   mutable std::mutex mutex_;
   std::string path_;
-  std::string file_;  // in the directory; empty before one is made
+  std::string file_;  // path of the scratch file; empty before one is made
   Descriptor locked_;
 };
 

@@ -3,8 +3,8 @@
 namespace vormel {
 namespace {
 
-// Deeper directories stay: each level takes a descriptor or two, and room on the stack.
-constexpr int kMostLevels = 64;
+// Deeper directories are left: each level takes one or two descriptors and space on the stack.
+constexpr int maxLevels = 64;
 
 bool isMountPoint(int directory) noexcept {
   struct statx status;
@@ -23,8 +23,8 @@ bool removeEntry(int directory, const char* name, int levels) noexcept {
   return unlinkat(directory, name, AT_REMOVEDIR) == 0;
 }
 
-// File systems may leave entries out of a listing from which others are removed: what is left is
-// listed again until nothing more goes.
+// A file system may omit entries from a listing while others are removed. The directory is listed
+// again until a pass removes nothing.
 void removeEntries(int directory, int levels) noexcept {
   bool hasRemoved = true;
   while (hasRemoved) {
@@ -38,6 +38,6 @@ void removeEntries(int directory, int levels) noexcept {
 
 }  // namespace
 
-void removeEntries(int directory) noexcept { removeEntries(directory, kMostLevels); }
+void removeEntries(int directory) noexcept { removeEntries(directory, maxLevels); }
 
 }  // namespace vormel

@@ -15,7 +15,7 @@
 
 namespace vormel {
 
-// Closes its descriptor when it ends, and keeps errno as it was.
+// Owns a descriptor: the destructor closes it and preserves errno.
 class Descriptor {
  public:
   Descriptor() = default;
@@ -41,7 +41,8 @@ class Descriptor {
   int number_ = -1;
 };
 
-// Two descriptors or paths lead to the same file if these are equal while one of them is open.
+// Identifies a file. Two descriptors or paths lead to the same file if their identities are equal
+// while one of them is open.
 struct Identity {
   dev_t device = 0;
   ino_t inode = 0;
@@ -59,20 +60,20 @@ inline std::optional<Identity> identityOf(int descriptor) noexcept {
   return identityOf(status);
 }
 
-// Opens a directory to be read, and not a link in its place.
+// Opens a directory for reading. Does not follow a symbolic link.
 inline Descriptor openDirectory(int parent, const char* name) noexcept {
   return Descriptor(openat(parent, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-// The same file under a number above those of standard input and output, which programs replace.
+// The same file under a number above those of the standard streams, which programs reopen.
 inline Descriptor aboveStandardStreams(Descriptor descriptor) noexcept {
   constexpr int first = STDERR_FILENO + 1;
   if (!descriptor || descriptor.number() >= first) return descriptor;
   return Descriptor(fcntl(descriptor.number(), F_DUPFD_CLOEXEC, first));
 }
 
-// Calls visit(name) for each entry, until one returns false. Entries may be removed meanwhile.
-// False if the directory could not be read to its end or a visit returned false.
+// Calls visit(name) for each entry until a call returns false. Entries may be removed meanwhile.
+// False if the directory could not be read to its end or a call returned false.
 template <class Visit>
 bool forEachEntry(int directory, Visit visit) noexcept {
   Descriptor own = openDirectory(directory, ".");  // with a position of its own
@@ -92,8 +93,8 @@ bool forEachEntry(int directory, Visit visit) noexcept {
   }
 }
 
-// Removes what is in the directory, as far as that can be removed: links themselves and never what
-// they lead to, directories with their content, but none that another file system is mounted on.
+// Removes the entries of the directory as far as possible: directories with their content, except
+// mount points; symbolic links, but never what they lead to.
 void removeEntries(int directory) noexcept;
 
 }  // namespace vormel

@@ -64,7 +64,7 @@ const BuiltIn* findBuiltIn(const std::string& name) {
 }  // namespace
 
 HostFunctions& HostFunctions::instance() {
-  // Never destroyed: its functions may belong to an interpreter that is gone by then.
+  // Never destroyed: at exit, its functions may belong to an interpreter that no longer exists.
   static auto& functions = *new HostFunctions;
   return functions;
 }
@@ -90,20 +90,20 @@ bool HostFunctions::contains(const std::string& name) const {
 bool HostFunctions::isReplaced(const std::string& name) const {
   const std::lock_guard lock(mutex_);
   const auto found = functions_.find(name);
-  return found != functions_.end() && found->second.replaced;
+  return found != functions_.end() && found->second.isReplaced;
 }
 
 void HostFunctions::set(const std::string& name, HostFunction function) {
   if (!function) throw HostError("InvalidFunction", "A host function must be callable.");
   Entry entry{std::move(function), functionHandle(name), true};
-  const std::lock_guard lock(mutex_);  // given up before the former function ends with `entry`
+  const std::lock_guard lock(mutex_);  // released before the former function is destroyed
   std::swap(functions_[name], entry);
 }
 
 void HostFunctions::reset(const std::string& name) {
   const BuiltIn* builtIn = findBuiltIn(name);
   Entry former;
-  const std::lock_guard lock(mutex_);  // given up before the former function ends
+  const std::lock_guard lock(mutex_);  // released before the former function is destroyed
   const auto found = functions_.find(name);
   if (found == functions_.end()) failUnknown(name);
   if (builtIn != nullptr) {
@@ -114,7 +114,7 @@ void HostFunctions::reset(const std::string& name) {
   }
 }
 
-// A copy: the function may replace itself while it runs.
+// Returns a copy, since a function may replace itself while it runs.
 HostFunctions::Entry HostFunctions::find(const std::string& name) const {
   const std::lock_guard lock(mutex_);
   const auto found = functions_.find(name);
@@ -129,7 +129,8 @@ OwnedArray callAsHostFunction(const HostFunction& function, int handle, const st
   const CallScope scope;
   const RunningFunction running(handle);
   OwnedArray result = function();
-  if (!result) throw HostError("NoResult", "The host function \"" + name + "\" gave no result.");
+  if (!result)
+    throw HostError("NoResult", "The host function \"" + name + "\" returned no result.");
   CallScope::detach(result.get());
   return result;
 }
@@ -149,18 +150,18 @@ OwnedArray HostFunctions::callBuiltIn(const std::string& name) const {
 
 namespace {
 
-// Before a module puts its scratch file where "tempdir" says.
+// Claims the directory before the module makes its scratch file there.
 void claimAnswer(const std::string& name, const vrArray* answer) {
   if (name != "tempdir" || vrGetClassID(answer) != vrCHAR_CLASS || vrIsEmpty(answer)) return;
   watchForks();
   ClaimedDirectory::instance().claim(vrArrayToStdString(answer));
 }
 
-// One call as ipCallFcnWithTrap makes it; the result stands on the list of the call that asked.
+// The call without the trap. The result is on the array list of the calling method.
 void callFunction(int outputCount, vrArray** outputs, int inputCount, const char* name) {
   if (inputCount != 0) throw HostError("TooManyInputs", "Host functions take no inputs.");
   if (outputCount < 0 || outputCount > 1) {
-    throw HostError("InvalidOutputCount", "Host functions give one output.");
+    throw HostError("InvalidOutputCount", "Host functions return one output.");
   }
   const std::string asked = name != nullptr ? name : "";
   OwnedArray result = HostFunctions::instance().call(asked);
@@ -173,7 +174,8 @@ void callFunction(int outputCount, vrArray** outputs, int inputCount, const char
 }  // namespace
 }  // namespace vormel
 
-// What ends a thread has no address: the sanitizer of null references is not to look at its catch.
+// The exception that ends a thread has no object, which the sanitizer for null references reports
+// at the catch.
 __attribute__((no_sanitize("null"))) int ipCallFcnWithTrap(int outputCount, vrArray** outputs,
                                                            int inputCount, vrArray**,
                                                            const char* name, int trap) {
@@ -187,7 +189,7 @@ __attribute__((no_sanitize("null"))) int ipCallFcnWithTrap(int outputCount, vrAr
     vormel::callFunction(outputCount, outputs, inputCount, name);
     return 0;
   } catch (const abi::__forced_unwind&) {
-    throw;  // the thread is at its end: no failure to be held back
+    throw;  // ends the thread; not a failure to trap
   } catch (...) {
     vormel::setTrappedFailure(std::current_exception());
     return 1;

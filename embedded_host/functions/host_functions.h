@@ -55,14 +55,14 @@ class VORMEL_HOST_API HostFunctions {
  private:
   struct Entry {
     HostFunction function;
-    int functionHandle;  // of the name, with the dispatcher
-    bool replaced;
+    int functionHandle;  // of the name, for the dispatcher
+    bool isReplaced;
   };
 
   HostFunctions();
   Entry find(const std::string& name) const;
 
-  mutable std::mutex mutex_;  // never held while a function runs, or ends
+  mutable std::mutex mutex_;  // never held while a function runs or is destroyed
   std::map<std::string, Entry> functions_;
 };
 

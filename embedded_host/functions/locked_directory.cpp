@@ -11,21 +11,22 @@
 namespace vormel {
 namespace {
 
-constexpr std::string_view kPrefix = "vormel-private-";
-constexpr std::size_t kRandomCharacters = 6;
-constexpr int kMostAttempts = 100;
-constexpr std::string_view kCharacters =
+constexpr std::string_view namePrefix = "vormel-private-";
+constexpr std::size_t randomCharacterCount = 6;
+constexpr int maxAttempts = 100;
+constexpr std::string_view nameCharacters =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 
 bool isNameOfPrivateDirectory(std::string_view name) noexcept {
-  return name.size() == kPrefix.size() + kRandomCharacters && name.starts_with(kPrefix) &&
-         name.find_first_not_of(kCharacters, kPrefix.size()) == name.npos;
+  return name.size() == namePrefix.size() + randomCharacterCount && name.starts_with(namePrefix) &&
+         name.find_first_not_of(nameCharacters, namePrefix.size()) == name.npos;
 }
 
 bool fillAtRandom(char* first, std::size_t count) noexcept {
-  std::uint8_t bytes[kRandomCharacters];
+  std::uint8_t bytes[randomCharacterCount];
   if (getrandom(bytes, count, 0) != static_cast<ssize_t>(count)) return false;
-  for (std::size_t i = 0; i < count; ++i) first[i] = kCharacters[bytes[i] % kCharacters.size()];
+  for (std::size_t i = 0; i < count; ++i)
+    first[i] = nameCharacters[bytes[i] % nameCharacters.size()];
   return true;
 }
 
@@ -66,7 +67,7 @@ void removeIfDead(int parent, const char* name) noexcept {
 }  // namespace
 
 std::optional<LockedDirectory> LockedDirectory::makeIn(int parent) noexcept {
-  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+  for (int attempt = 0; attempt < maxAttempts; ++attempt) {
     LockedDirectory made;
     if (!made.make(parent)) return std::nullopt;
     if (made.descriptor_) return made;
@@ -78,8 +79,8 @@ std::optional<LockedDirectory> LockedDirectory::makeIn(int parent) noexcept {
 // True without a descriptor if another name has to be tried: this one is taken, or somebody who
 // removes dead processes' directories was faster than the lock.
 bool LockedDirectory::make(int parent) noexcept {
-  std::memcpy(name_, kPattern, sizeof kPattern);
-  if (!fillAtRandom(name_ + kPrefix.size(), kRandomCharacters)) return false;
+  std::memcpy(name_, namePattern, sizeof namePattern);
+  if (!fillAtRandom(name_ + namePrefix.size(), randomCharacterCount)) return false;
   if (mkdirat(parent, name_, 0700) != 0) return errno == EEXIST;
   if (open(parent)) return true;
   const int error = errno;

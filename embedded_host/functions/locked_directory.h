@@ -1,6 +1,7 @@
-// A directory that one living process has for itself: named "vormel-private-" and six characters,
-// mode 0700, held by a descriptor with a lock (flock) on it. The lock ends with the process,
-// however that ends; a directory of that name whose lock can be had is a dead process's.
+// A directory that belongs to one living process. Its name is "vormel-private-" and six random
+// characters, its mode 0700, and the process holds a lock (flock) on a descriptor of it. The lock
+// ends with the process in any case: a directory of such a name that can be locked belonged to a
+// process that is dead.
 #pragma once
 
 #include <optional>
@@ -11,32 +12,32 @@ namespace vormel {
 
 class LockedDirectory {
  public:
-  // Makes one in the directory `parent`. Nothing if that cannot be done; errno says why.
+  // Makes one in the directory `parent`. Empty if that fails; errno says why.
   static std::optional<LockedDirectory> makeIn(int parent) noexcept;
 
-  // The last component of its path, as it was made.
+  // The last component of its path when it was made.
   const char* name() const noexcept { return name_; }
   Identity identity() const noexcept { return identity_; }
   int descriptor() const noexcept { return descriptor_.number(); }
 
-  // Has its descriptor take the number of an open one, in place of what that led to. False if it
-  // failed; errno says why. Makes system calls alone: a forked child may call it.
+  // Moves the descriptor to a number that is open, and closes what was open there. False if that
+  // fails; errno says why. Makes system calls only: a forked child may call it.
   bool takeNumber(int number) noexcept;
-  // The same with the lowest free number from `first` on.
+  // Moves the descriptor to the lowest free number from `first` on.
   bool takeFreeNumber(int first) noexcept;
 
-  // True if the directory is still there, is the user's own, and the descriptor leads to it.
+  // True if the directory exists, belongs to the user, and the descriptor leads to it.
   bool isThere() const noexcept;
 
-  // Removes the directory with its content, wherever it was moved to. What stands in its place in
-  // the meantime is left alone.
+  // Removes the directory with its content, also after it was renamed. Another file under its
+  // former name is not touched.
   void remove() noexcept;
 
-  // Lets go of the descriptor without closing it: its number leads to something else by now.
+  // Gives up the descriptor without closing it, for a number that leads to something else by now.
   void abandon() noexcept { descriptor_.release(); }
 
  private:
-  static constexpr char kPattern[] = "vormel-private-XXXXXX";
+  static constexpr char namePattern[] = "vormel-private-XXXXXX";
 
   LockedDirectory() = default;
   bool make(int parent) noexcept;
@@ -44,21 +45,20 @@ class LockedDirectory {
 
   Descriptor descriptor_;
   Identity identity_;
-  char name_[sizeof kPattern] = {};
+  char name_[sizeof namePattern] = {};
 };
 
-// Removes the directories in `parent` that dead processes of the same user left behind. Whatever
-// fails is left to the next time.
+// Removes the directories in `parent` that dead processes of the same user left behind. Failures
+// are ignored; the next call tries again.
 void removeDeadDirectories(int parent) noexcept;
 
 // The directory for temporary files: $TMPDIR, or /tmp if that is unset or empty. Not made absolute.
 const char* temporaryDirectory() noexcept;
 
-// That directory, for paths relative to it alone. Without a descriptor if it cannot be opened;
-// errno says why.
+// A descriptor of that directory (O_PATH), for relative paths. Empty if that fails; errno says why.
 Descriptor openTemporaryDirectory() noexcept;
 
-// Removes what dead processes left behind there.
+// Removes what dead processes left behind in that directory.
 void removeDeadDirectories() noexcept;
 
 }  // namespace vormel

@@ -16,8 +16,9 @@
 namespace vormel {
 namespace {
 
-// Children that were killed leave their directories behind; after so many they are looked for.
-constexpr unsigned kChildrenBetweenSweeps = 16;
+// Killed children leave their directories behind. The parent removes them once for so many
+// children.
+constexpr unsigned childrenBetweenSweeps = 16;
 
 [[noreturn]] void failToMake(int error) {
   throw HostError("NoTemporaryDirectory", std::string("Cannot make a private directory in ") +
@@ -44,8 +45,8 @@ std::string plainPath(const char* name) {
   return std::string(parent.get()) + '/' + name + '/';
 }
 
-// A directory beside the given one with a link to each regular file in it. Nothing if there is no
-// such file, or if not all can be linked.
+// Makes a directory beside the given one with a hard link to each regular file in it. Empty if
+// there is no such file, or if a link cannot be made.
 std::optional<LockedDirectory> snapshotOf(const LockedDirectory& directory) noexcept {
   std::optional<LockedDirectory> copy;
   const bool isComplete = forEachEntry(directory.descriptor(), [&](const char* name) {
@@ -63,7 +64,7 @@ std::optional<LockedDirectory> snapshotOf(const LockedDirectory& directory) noex
 }  // namespace
 
 PrivateDirectory& PrivateDirectory::instance() {
-  // Never destroyed: it is needed as long as anything else is.
+  // Never destroyed: code that runs at exit needs it.
   static auto& directory = *new PrivateDirectory;
   return directory;
 }
@@ -90,32 +91,32 @@ LockedDirectory PrivateDirectory::make() {
   return std::move(*made);
 }
 
-// Puts the directory under the number of the one before, so that paths handed out lead there. If
-// somebody else closed that number it may be theirs by now: then a free one is taken.
+// Moves the new directory to the number of the former one, so that paths returned before lead to
+// it. If other code has closed that number, it may be in use by now; a free number is taken then.
 void PrivateDirectory::hold(LockedDirectory made) {
   constexpr int first = STDERR_FILENO + 1;
-  const bool isTaken =
+  const bool hasNumber =
       isNumberOwn() ? made.takeNumber(number_) : made.takeFreeNumber(std::max(number_, first));
-  if (!isTaken) {
+  if (!hasNumber) {
     const int error = errno;
     made.remove();
     failToMake(error);
   }
   if (directory_) directory_->abandon();
   number_ = made.descriptor();
-  atNumber_ = made.identity();
+  numberIdentity_ = made.identity();
   directory_ = std::move(made);
 }
 
 bool PrivateDirectory::isNumberOwn() const noexcept {
-  return number_ >= 0 && identityOf(number_) == atNumber_;
+  return number_ >= 0 && identityOf(number_) == numberIdentity_;
 }
 
 std::string PrivateDirectory::usablePath() {
   std::string path = pathThrough(number_);
-  isPlainPath_ = !leadsTo(path, atNumber_);
+  isPlainPath_ = !leadsTo(path, numberIdentity_);
   if (isPlainPath_) path = plainPath(directory_->name());
-  if (!leadsTo(path, atNumber_)) failToMake(ENOENT);
+  if (!leadsTo(path, numberIdentity_)) failToMake(ENOENT);
   return path;
 }
 
@@ -147,51 +148,52 @@ void PrivateDirectory::removeAtExit() noexcept {
 
 // ---- Forks ----
 
-void PrivateDirectory::beforeFork(bool isChildToGoOn) noexcept {
+void PrivateDirectory::beforeFork(bool isForChild) noexcept {
   mutex_.lock();
-  if (!isChildToGoOn || !directory_ || isPlainPath_ || !directory_->isThere()) return;
-  childs_ = snapshotOf(*directory_);
-  if (!childs_ || ++childCount_ % kChildrenBetweenSweeps != 0) return;
+  if (!isForChild || !directory_ || isPlainPath_ || !directory_->isThere()) return;
+  childDirectory_ = snapshotOf(*directory_);
+  if (!childDirectory_ || ++childCount_ % childrenBetweenSweeps != 0) return;
   const Descriptor parent = openParent(*directory_);
   if (parent) removeDeadDirectories(parent.number());
 }
 
-// The lock is the child's alone from here on.
+// From here on only the child holds the lock on its directory.
 void PrivateDirectory::inParent() noexcept {
-  childs_.reset();
+  childDirectory_.reset();
   mutex_.unlock();
 }
 
 bool PrivateDirectory::inChild() noexcept {
   const bool isOwnNumber = isNumberOwn();
   if (directory_) directory_->abandon();
-  directory_ = std::exchange(childs_, std::nullopt);
-  const bool isApart = !isOwnNumber || (directory_ ? takeChilds() : takeNothing());
+  directory_ = std::exchange(childDirectory_, std::nullopt);
+  const bool isApart =
+      !isOwnNumber || (directory_ ? installChildDirectory() : installPlaceholder());
   childCount_ = 0;
   mutex_.unlock();
   return isApart && !isPlainPath_;
 }
 
-bool PrivateDirectory::takeChilds() noexcept {
+bool PrivateDirectory::installChildDirectory() noexcept {
   if (!directory_->takeNumber(number_)) {
     close(number_);
     return false;
   }
-  atNumber_ = directory_->identity();
+  numberIdentity_ = directory_->identity();
   return true;
 }
 
-// A socket under the number: paths through it fail, and no other file can come by the number.
-bool PrivateDirectory::takeNothing() noexcept {
+// Occupies the number with a socket: paths through it fail, and no other file can get the number.
+bool PrivateDirectory::installPlaceholder() noexcept {
   close(number_);
-  Descriptor nothing(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  if (!nothing) return false;
-  if (nothing.number() == number_) {
-    nothing.release();
-  } else if (dup3(nothing.number(), number_, O_CLOEXEC) < 0) {
+  Descriptor placeholder(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (!placeholder) return false;
+  if (placeholder.number() == number_) {
+    placeholder.release();
+  } else if (dup3(placeholder.number(), number_, O_CLOEXEC) < 0) {
     return false;
   }
-  atNumber_ = *identityOf(number_);
+  numberIdentity_ = *identityOf(number_);
   return true;
 }
 

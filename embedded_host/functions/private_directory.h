@@ -1,16 +1,16 @@
-// The directory for scratch files that nobody else can enter.
+// The directory for scratch files, which no other user can enter.
 //
-// It is made when it is first asked for, under $TMPDIR or else /tmp, and removed with its content
-// at the exit of the process that made it; what a killed process leaves behind goes when the next
-// host starts (locked_directory.h). A descriptor holds it, and the path handed out goes through
-// that descriptor: it leads into this directory wherever that was moved to, whatever stands in its
-// place and whatever the working directory is.
+// It is made when its path is first requested, in $TMPDIR or else /tmp, and removed with its
+// content when the process that made it exits. The next start of a host removes what a killed
+// process left behind (locked_directory.h). The host keeps a descriptor of the directory, and the
+// path that it returns goes through this descriptor: the path leads into the directory even if the
+// directory is renamed, another file takes its name, or the working directory changes.
 //
-// fork() gives the child a directory of its own under the same path: the descriptor keeps its
-// number and leads to another directory, in which each regular file is a hard link to the parent's.
-// Who writes such a file makes a copy first (embedded_host/files/sole_name.h). If there is no file
-// yet, or the links cannot be made, the child has no directory until it asks for one, and all paths
-// below the old one fail.
+// After fork() the child has a directory of its own under the same path: the descriptor keeps its
+// number but leads to another directory, in which each regular file is a hard link to the parent's
+// file. Such a file is copied before it is written (embedded_host/files/file_opening.h). If there
+// are no files yet, or the links cannot be made, the child has no directory until it requests one,
+// and all paths through the descriptor fail.
 #pragma once
 
 #include <mutex>
@@ -29,23 +29,24 @@ class PrivateDirectory {
   PrivateDirectory(const PrivateDirectory&) = delete;
   PrivateDirectory& operator=(const PrivateDirectory&) = delete;
 
-  // Its path, ending in a separator: "/proc/self/fd/N/", with the same N as long as nobody else
-  // closes that descriptor, or where /proc is not mounted the plain path. A directory that is gone
-  // is replaced by a new one. Throws HostError("NoTemporaryDirectory") if it cannot be made. For a
+  // Its path, ending in a separator: "/proc/self/fd/N/", with the same N unless other code closes
+  // that descriptor; the plain path if /proc is not mounted. A directory that no longer exists is
+  // replaced by a new one. Throws HostError("NoTemporaryDirectory") if it cannot be made. For a
   // process that owns its files and watches forks (forks.h).
   std::string path();
 
-  // True if `path` is the one handed out last; if the directory is the one of that identity.
+  // True if `path` is the path returned last; if the directory has that identity.
   bool isPath(const std::string& path) const;
   bool isAt(const Identity& identity) const;
 
   // Removes directories of dead processes beside this one, forked children among them.
   void removeDeadBeside() noexcept;
 
-  // Around a fork, in this order. `isChildToGoOn`: the child is given a directory, if there is one.
-  void beforeFork(bool isChildToGoOn) noexcept;
+  // Around a fork, in this order. `isForChild`: the child gets a directory if the parent has one.
+  void beforeFork(bool isForChild) noexcept;
   void inParent() noexcept;
-  // False if paths handed out may still lead into the parent's directory. Makes system calls alone.
+  // False if paths returned before may still lead into the parent's directory. Makes system calls
+  // only.
   bool inChild() noexcept;
 
  private:
@@ -55,14 +56,14 @@ class PrivateDirectory {
   void hold(LockedDirectory made);
   std::string usablePath();
   bool isNumberOwn() const noexcept;
-  bool takeChilds() noexcept;
-  bool takeNothing() noexcept;
+  bool installChildDirectory() noexcept;
+  bool installPlaceholder() noexcept;
 
   mutable std::mutex mutex_;
   std::optional<LockedDirectory> directory_;
-  std::optional<LockedDirectory> childs_;  // while a fork is under way
-  int number_ = -1;                        // N
-  Identity atNumber_;                      // of what the process put there
+  std::optional<LockedDirectory> childDirectory_;  // between beforeFork and the other two
+  int number_ = -1;                                // N
+  Identity numberIdentity_;  // of the file that the process opened under that number
   std::string path_;
   bool isPlainPath_ = false;
   bool isExiting_ = false;

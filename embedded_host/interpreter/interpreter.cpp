@@ -6,9 +6,9 @@
 
 #include "embedded_host/arrays/host_entry.h"
 #include "embedded_host/functions/locked_directory.h"
-#include "embedded_host/interpreter/calls.h"
 #include "embedded_host/interpreter/module_file.h"
 #include "embedded_host/messages/host_exception.h"
+#include "embedded_host/objects/object_record.h"
 
 namespace vormel {
 namespace {
@@ -19,7 +19,7 @@ std::string moduleName(const std::filesystem::path& path) {
   return file.substr(0, file.find('.'));
 }
 
-// Has the module register its packages: all of them, or none if it throws.
+// Lets the module register its packages: all of them, or none if it throws.
 void registerPackages(const ModuleFile& file) {
   const std::size_t before = rootPackages().size();
   try {
@@ -59,15 +59,15 @@ void Interpreter::loadModule(const std::string& path) {
   const HostEntry entry;
   std::error_code notFound;
   const std::filesystem::path found = std::filesystem::canonical(path, notFound);
-  if (notFound) throw HostError("FileNotFound", "There is no module file " + path + ".");
+  if (notFound) throw HostError("FileNotFound", "The module file " + path + " does not exist.");
   const std::string name = moduleName(found);
   const bool loaded = std::any_of(modules_.begin(), modules_.end(),
                                   [&](const Module& module) { return module.name == name; });
-  if (loaded) throw HostError("AlreadyLoaded", "The module " + name + " is loaded already.");
+  if (loaded) throw HostError("AlreadyLoaded", "The module " + name + " is already loaded.");
   ModuleFile file(found.string(), name);
   Module module{name, found.string(), file.version(), file.buildDate()};
   modules_.reserve(modules_.size() + 1);
-  file.keep();  // what the entry throws may be made of the module's own code
+  file.keep();  // what the entry point throws may need the module's code
   registerPackages(file);
   modules_.push_back(std::move(module));
 }
@@ -99,20 +99,12 @@ std::vector<std::string> Interpreter::classNames() const {
 
 Method Interpreter::method(std::string_view className, std::string_view name) const {
   const HostEntry entry;
-  return Method(requireMethod(findClass(className), name));
+  return Method::find(findClass(className), name);
 }
 
 Object Interpreter::construct(std::string_view className, Arguments inputs) const {
   const HostEntry entry;
-  ClassRecord& cls = findClass(className);
-  const MethodRecord* constructor = cls.constructor();
-  if (constructor == nullptr) {
-    throw CallRefused("NoConstructor", "The class " + cls.fullName() + " has no constructor.");
-  }
-  CallFrame call(*constructor, inputs.size(), 1);
-  fillInputs(call, 0, inputs);
-  call.run();
-  return Object(call.takeArray(0));
+  return Object::make(findClass(className), inputs);
 }
 
 void Interpreter::end(const Object& object) const { endObject(object.handle()); }

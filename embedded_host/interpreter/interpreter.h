@@ -6,84 +6,30 @@
 //   const int run = store.call("createEmptyRun", {"Monday", 1}).toInt32();
 //   Value names = store.call("getRunName", {run});
 //
-// What a module raises arrives as HostException, what the host refuses as CallRefused or HostError
-// (embedded_host/messages/host_exception.h), exhausted memory as ntob::TOBOutOfMemoryException or
-// std::bad_alloc.
+// A failure that a module raises arrives as HostException, a refusal of the host as CallRefused or
+// HostError (embedded_host/messages/host_exception.h), exhausted memory as
+// ntob::TOBOutOfMemoryException or std::bad_alloc.
 //
-// Any thread may use the host, one at a time. While a thread is inside, in a call, a look-up or the
-// loading of a module, whatever another thread asks of the Interpreter, of an Object or of a Method
-// is refused with CallRefused("Busy") and changes nothing; it may be asked again. Calls from a host
-// function on the same thread nest until little of the thread's stack is left, then they are
-// refused with CallRefused("TooDeep"). An Object may be dropped at any time: where another thread
-// is inside, the object ends when that one leaves. Values, and host arrays at large, are made,
-// copied and dropped by a thread that is inside, or while none is.
+// Threads: any thread may use the host, one at a time. A thread is inside while it runs a call, a
+// look-up or the loading of a module. Every operation of Interpreter, Object and Method that
+// another thread starts meanwhile throws CallRefused("Busy") and changes nothing; it can be tried
+// again. Calls that a host function makes on the same thread nest until little of the thread's
+// stack is left, then they throw CallRefused("TooDeep"). An Object may be destroyed at any time:
+// while another thread is inside, the host object ends when that thread leaves. Values and host
+// arrays may be made, copied and destroyed by the thread that is inside, or while no thread is.
 #pragma once
 
-#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "embedded_host/functions/host_functions.h"
+#include "embedded_host/interpreter/object.h"
 #include "embedded_host/interpreter/value.h"
-#include "embedded_host/objects/records.h"
+#include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/export.h"
 
 namespace vormel {
-
-using Arguments = std::initializer_list<Argument>;
-
-// What a call left behind: the output count, and max(nargout, declared outputs, 1) cells.
-struct CallResult {
-  std::int32_t count = 0;
-  std::vector<Value> cells;
-};
-
-// A handle to an object of the host. Copies name the same object; the last one lets it go.
-class VORMEL_HOST_API Object {
- public:
-  Object() noexcept = default;  // names nothing
-  // Takes over a handle array. Throws CallRefused("InvalidInput") if it is none.
-  explicit Object(OwnedArray handle);
-  Object(const Object& other);
-  Object(Object&&) noexcept = default;
-  Object& operator=(Object other) noexcept;
-
-  const vrArray* handle() const noexcept { return handle_.get(); }
-  operator Argument() const noexcept { return Argument(handle()); }  // NOLINT: reads like a call
-
-  // The object's class. Not for an Object that names nothing.
-  ClassRecord& cls() const;
-
-  // True once the object has ended. To be asked while no other thread is inside.
-  bool isEnded() const noexcept;
-
-  // Calls the first method of the name; the handle goes before `inputs`. One output is asked for,
-  // and what the body wrote there comes back; nothing if it wrote nothing. Throws, beside what a
-  // call throws (call_frame.h), CallRefused("NoSuchMethod"), also for the constructor's name.
-  Value call(std::string_view method, Arguments inputs = {}) const;
-
-  // The same with `nargout` outputs asked for, shown as the body left them.
-  CallResult invoke(std::string_view method, int nargout, Arguments inputs = {}) const;
-
- private:
-  OwnedArray handle_;
-};
-
-// A method that was looked up once, to be called again and again. Holds nothing that ends.
-class VORMEL_HOST_API Method {
- public:
-  explicit Method(const MethodRecord& record) noexcept : record_(&record) {}
-
-  const MethodRecord& record() const noexcept { return *record_; }
-
-  // As Object::call and Object::invoke.
-  Value operator()(const Object& object, Arguments inputs = {}) const;
-  CallResult invoke(const Object& object, int nargout, Arguments inputs = {}) const;
-
- private:
-  const MethodRecord* record_;
-};
 
 // The host of the process.
 class VORMEL_HOST_API Interpreter {
@@ -92,28 +38,25 @@ class VORMEL_HOST_API Interpreter {
   Interpreter(const Interpreter&) = delete;
   Interpreter& operator=(const Interpreter&) = delete;
 
-  // Loads a module and has it register its packages. Modules stay to the end of the process. After
-  // a failure nothing is registered. Throws HostError, in this order:
-  //   "FileNotFound"         there is no such file
+  // Loads a module and lets it register its packages. A module stays loaded to the end of the
+  // process. After a failure nothing is registered. Throws HostError, in this order:
+  //   "FileNotFound"         the file does not exist
   //   "AlreadyLoaded"        a module of that name is loaded
   //   "NotAModule"           the file cannot be loaded as a shared library
   //   "MissingExport"        one of the six symbols of a module is missing; the text names it
-  // and whatever the module's entry throws.
+  // and whatever the module's entry point throws.
   void loadModule(const std::string& path);
 
-  // The same with the module that is installed with this library. Looks for it, in this order:
-  //   1. the file that the environment variable KVRNTOB_MODULE names, if it is set and not empty;
-  //      there is no other choice then
-  //   2. kvrntob.so in the directory of the library (libvormel_embedded)
-  //   3. kvrntob/kvrntob.so in that directory
-  // The text of "FileNotFound" lists where it looked.
+  // Loads the module that is installed with this library (libvormel_embedded). If the environment
+  // variable KVRNTOB_MODULE is set and not empty, it names the file. Otherwise the module is
+  // kvrntob.so in the directory of the library or, if that does not exist, kvrntob/kvrntob.so below
+  // that directory. Throws as above; the text of "FileNotFound" lists the paths that were tried.
   void loadModule();
 
-  // Loaded modules, in the order of loading: name, and the texts that they export. To be asked
-  // while no other thread loads one.
+  // The loaded modules in the order of loading. Not to be called while another thread loads one.
   struct Module {
     std::string name;       // of the file, without folder and ending: "kvrntob"
-    std::string path;       // as it was found, symbolic links resolved
+    std::string path;       // absolute, with symbolic links resolved
     std::string version;    // export <name>_version
     std::string buildDate;  // export <name>_build_date
   };
@@ -122,7 +65,8 @@ class VORMEL_HOST_API Interpreter {
   // The class of that full name. Throws HostError("NoSuchClass").
   ClassRecord& findClass(std::string_view fullName) const;
 
-  // Full names of all packages and all classes, each parent before its contents. Pulls them all.
+  // Full names of all packages and of all classes, each parent before its contents. Loads the
+  // contents of all packages.
   std::vector<std::string> packageNames() const;
   std::vector<std::string> classNames() const;
 
@@ -133,7 +77,7 @@ class VORMEL_HOST_API Interpreter {
   // A new object. Throws HostError("NoSuchClass"), CallRefused("NoConstructor"), and as any call.
   Object construct(std::string_view className, Arguments inputs = {}) const;
 
-  // Ends an object; its handles stay and are dead. Nothing if it has ended.
+  // Ends an object; its handles remain and are dead. Does nothing if it has ended.
   void end(const Object& object) const;
 
   // The functions that modules call by name.

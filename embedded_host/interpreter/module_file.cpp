@@ -19,7 +19,7 @@ struct CloseLibrary {
 
 constexpr const char* moduleVariable = "KVRNTOB_MODULE";
 
-// The folder of the library that this code is in. Empty if the loader does not tell.
+// The directory of the library that this code is in. Empty if the dynamic loader does not know.
 std::filesystem::path libraryFolder() {
   static const char anchor = 0;  // some address in the library
   Dl_info library;
@@ -35,7 +35,7 @@ bool isFile(const std::filesystem::path& path) {
 
 std::string linkerMessage() {
   const char* message = dlerror();
-  return message != nullptr ? message : "unknown reason";
+  return message != nullptr ? message : "the dynamic loader gives no reason";
 }
 
 }  // namespace
@@ -43,8 +43,8 @@ std::string linkerMessage() {
 std::string findInstalledModule() {
   if (const char* named = secure_getenv(moduleVariable); named != nullptr && *named != '\0') {
     if (isFile(named)) return named;
-    throw HostError("FileNotFound", std::string("There is no module file ") + named + ", which " +
-                                        moduleVariable + " names.");
+    throw HostError("FileNotFound", std::string("The module file ") + named + ", which " +
+                                        moduleVariable + " names, does not exist.");
   }
   const std::filesystem::path folder = libraryFolder();
   const std::string beside = folder / "kvrntob.so";
@@ -77,7 +77,7 @@ ModuleFile::~ModuleFile() { const CloseLibrary close{library_}; }
 void* ModuleFile::requireExport(const std::string& symbol) const {
   void* address = dlsym(library_, symbol.c_str());
   if (address != nullptr) return address;
-  throw HostError("MissingExport", path_ + " is no module: it does not export " + symbol + ".");
+  throw HostError("MissingExport", path_ + " is not a module: it does not export " + symbol + ".");
 }
 
 std::string ModuleFile::exportedText(const std::string& symbol) const {

@@ -1,14 +1,14 @@
-// The file of a module: a shared library with six symbols that carry the file's name.
+// The file of a module: a shared library that exports six symbols with the file's name in them.
 #pragma once
 
 #include <string>
 
 namespace vormel {
 
-// The file of the module that is installed with the host library: what KVRNTOB_MODULE names, else
-// kvrntob.so in the directory of the library or in its sub-folder kvrntob. Throws
-// HostError("FileNotFound") with a text that lists where it looked. A program that runs with the
-// rights of another user (set-user-ID) does not read the variable.
+// The path of the module that is installed with the host library: the file that KVRNTOB_MODULE
+// names, else kvrntob.so in the directory of the library or in its sub-folder kvrntob. The variable
+// is ignored in a program that runs with another user's rights (set-user-ID). Throws
+// HostError("FileNotFound") with a text that lists the paths that were tried.
 std::string findInstalledModule();
 
 class ModuleFile {
@@ -22,10 +22,10 @@ class ModuleFile {
   ModuleFile(const ModuleFile&) = delete;
   ModuleFile& operator=(const ModuleFile&) = delete;
 
-  // Keeps the library in the process to its end.
+  // Keeps the library loaded to the end of the process.
   void keep() noexcept { library_ = nullptr; }
 
-  // VMInitialize_<name>: has the module register its packages. May throw what it likes.
+  // VMInitialize_<name>: lets the module register its packages. May throw anything.
   void initialize() const { initialize_(); }
 
   // <name>_version and <name>_build_date.

@@ -1,8 +1,10 @@
+#include "embedded_host/interpreter/object.h"
+
 #include <utility>
 
 #include "embedded_host/arrays/host_entry.h"
-#include "embedded_host/interpreter/calls.h"
 #include "embedded_host/messages/host_exception.h"
+#include "embedded_host/objects/call_frame.h"
 #include "embedded_host/objects/object_record.h"
 
 namespace vormel {
@@ -15,7 +17,12 @@ OwnedArray copyOf(const OwnedArray& array) {
 
 ObjectRecord& requireRecord(const vrArray* handle) {
   if (ObjectRecord* record = ObjectRecord::behind(handle)) return *record;
-  throw CallRefused("InvalidInput", "This is no host object.");
+  throw CallRefused("InvalidInput", "This is not a host object.");
+}
+
+// Sets the inputs from position `first` on.
+void fillInputs(CallFrame& call, std::size_t first, Arguments inputs) {
+  for (const Argument& input : inputs) input.fill(call, first++);
 }
 
 void run(CallFrame& call, const Object& object, Arguments inputs) {
@@ -25,17 +32,6 @@ void run(CallFrame& call, const Object& object, Arguments inputs) {
 }
 
 }  // namespace
-
-const MethodRecord& requireMethod(ClassRecord& cls, std::string_view name) {
-  const MethodRecord* method = cls.findMethod(name);
-  if (method != nullptr && !method->isConstructor()) return *method;
-  throw CallRefused("NoSuchMethod", "The class " + cls.fullName() + " has no method \"" +
-                                        std::string(name) + "\" to call on an object.");
-}
-
-void fillInputs(CallFrame& call, std::size_t first, Arguments inputs) {
-  for (const Argument& input : inputs) input.fill(call, first++);
-}
 
 // ---- Object ----
 
@@ -48,6 +44,17 @@ Object& Object::operator=(Object other) noexcept {
   return *this;
 }
 
+Object Object::make(ClassRecord& cls, Arguments inputs) {
+  const MethodRecord* constructor = cls.constructor();
+  if (constructor == nullptr) {
+    throw CallRefused("NoConstructor", "The class " + cls.fullName() + " has no constructor.");
+  }
+  CallFrame call(*constructor, inputs.size(), 1);
+  fillInputs(call, 0, inputs);
+  call.run();
+  return Object(call.takeArray(0));
+}
+
 ClassRecord& Object::cls() const { return requireRecord(handle()).cls(); }
 
 bool Object::isEnded() const noexcept {
@@ -57,15 +64,22 @@ bool Object::isEnded() const noexcept {
 
 Value Object::call(std::string_view method, Arguments inputs) const {
   const HostEntry entry;
-  return Method(requireMethod(cls(), method))(*this, inputs);
+  return Method::find(cls(), method)(*this, inputs);
 }
 
 CallResult Object::invoke(std::string_view method, int nargout, Arguments inputs) const {
   const HostEntry entry;
-  return Method(requireMethod(cls(), method)).invoke(*this, nargout, inputs);
+  return Method::find(cls(), method).invoke(*this, nargout, inputs);
 }
 
 // ---- Method ----
+
+Method Method::find(ClassRecord& cls, std::string_view name) {
+  const MethodRecord* method = cls.findMethod(name);
+  if (method != nullptr && !method->isConstructor()) return Method(*method);
+  throw CallRefused("NoSuchMethod", "The class " + cls.fullName() + " has no method \"" +
+                                        std::string(name) + "\" to call on an object.");
+}
 
 Value Method::operator()(const Object& object, Arguments inputs) const {
   CallFrame call(*record_, 1 + inputs.size(), 1);

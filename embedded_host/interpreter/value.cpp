@@ -4,9 +4,9 @@
 #include <cmath>
 #include <utility>
 
+#include "embedded_host/arrays/class_table.h"
 #include "embedded_host/messages/host_exception.h"
-#include "embedded_host/objects/numbers.h"
-#include "embedded_host/objects/refusals.h"
+#include "embedded_host/objects/call_frame.h"
 
 namespace vormel {
 namespace {
@@ -30,29 +30,8 @@ std::vector<double> widened(const vrArray* array) {
 }
 
 std::vector<double> elementsOf(const vrArray* array) {
-  switch (vrGetClassID(array)) {
-    case vrSINGLE_CLASS:
-      return widened<float>(array);
-    case vrINT8_CLASS:
-      return widened<std::int8_t>(array);
-    case vrLOGICAL_CLASS:
-    case vrUINT8_CLASS:
-      return widened<std::uint8_t>(array);
-    case vrINT16_CLASS:
-      return widened<std::int16_t>(array);
-    case vrUINT16_CLASS:
-      return widened<std::uint16_t>(array);
-    case vrINT32_CLASS:
-      return widened<std::int32_t>(array);
-    case vrUINT32_CLASS:
-      return widened<std::uint32_t>(array);
-    case vrINT64_CLASS:
-      return widened<std::int64_t>(array);
-    case vrUINT64_CLASS:
-      return widened<std::uint64_t>(array);
-    default:
-      return widened<double>(array);
-  }
+  return visitElementType(vrGetClassID(array),
+                          [&]<class T>(std::type_identity<T>) { return widened<T>(array); });
 }
 
 template <class Element>

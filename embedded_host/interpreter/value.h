@@ -8,15 +8,16 @@
 #include <vector>
 
 #include "embedded_host/arrays/arrays.h"
-#include "embedded_host/objects/call_frame.h"
 
 namespace vormel {
 
-// What a call gave back, or a part of that. Owns its array, if it holds one; copies share data.
-// Readers throw HostError("InvalidValue") for what they do not read.
+class CallFrame;  // embedded_host/objects/call_frame.h
+
+// An output of a call, or a part of one. Owns its array, if it holds one; copies share data. A
+// reader throws HostError("InvalidValue") if it cannot read the value.
 class VORMEL_HOST_API Value {
  public:
-  Value() noexcept = default;  // nothing: an output that the body did not write
+  Value() noexcept = default;  // empty: an output that the body did not write
   explicit Value(OwnedArray array) noexcept : content_(std::move(array)) {}
   explicit Value(std::int32_t number) noexcept : content_(number) {}
   explicit Value(double number) noexcept : content_(number) {}
@@ -25,16 +26,17 @@ class VORMEL_HOST_API Value {
   Value(Value&&) noexcept = default;
   Value& operator=(Value other) noexcept;
 
-  // What the cell of an output holds after the call.
+  // The value of an output cell after the call. Takes over the cell's array.
   static Value ofOutput(CallFrame& call, std::size_t cell);
 
   bool isNothing() const noexcept { return std::holds_alternative<std::monostate>(content_); }
 
-  // The array, borrowed; null for nothing, for a plain number and for a truth value.
+  // The array, borrowed. Null if this is empty, a plain number or a truth value.
   const vrArray* array() const noexcept;
 
-  // Numbers: a plain number, or a real numeric or logical array with one element. toInt32 wants a
-  // whole one within int32; toBool takes any but NaN and is true for what is not zero.
+  // One number: a plain number, or a real numeric or logical array with one element. toInt32
+  // requires a whole number within int32. toBool requires a number that is not NaN, and is true
+  // unless it is zero.
   double toDouble() const;
   std::int32_t toInt32() const;
   bool toBool() const;
@@ -47,10 +49,10 @@ class VORMEL_HOST_API Value {
   // The same, each whole and within int32.
   std::vector<std::int32_t> toInt32s() const;
 
-  // Number of elements; 1 for a plain number, 0 for nothing.
+  // Number of elements; 1 for a plain number, 0 if this is empty.
   std::size_t size() const noexcept;
 
-  // The host class name, such as "double" or "struct"; "nothing" if there is nothing.
+  // The host class name, such as "double" or "struct"; "nothing" if this is empty.
   std::string className() const;
 
   // A field of a structure or a property of a value object, of element `index`, which counts from
@@ -67,12 +69,12 @@ class VORMEL_HOST_API Value {
   std::variant<std::monostate, OwnedArray, std::int32_t, double, bool> content_;
 };
 
-// An input of a call, made from a C++ value in the argument list. Borrows what it is made from.
+// An input of a call, made from a C++ value in the argument list. Borrows that value.
 //
-//   bool, int32, double    scalars
-//   text                   character row, of UTF-8 up to the first NUL; an empty text is 0-by-0
-//   vectors                one row; an empty one is 1-by-0
-//   host arrays            themselves; so do objects and values
+//   bool, int32, double    becomes a scalar
+//   text                   becomes a character row, from UTF-8 up to the first NUL; 0-by-0 if empty
+//   vector                 becomes a row; 1-by-0 if empty
+//   host array             is passed as it is; so is the array of an object or value
 class VORMEL_HOST_API Argument {
  public:
   // Implicit, each of them, so that calls read like calls. NOLINTBEGIN(google-explicit-constructor)
@@ -89,7 +91,8 @@ class VORMEL_HOST_API Argument {
   Argument(const Value& value);
   // NOLINTEND(google-explicit-constructor)
 
-  // Sets the input at `position`. Arrays that are made for it live as long as the call.
+  // Sets the input at `position`, which counts from 0. An array that is made for it is released
+  // with the call.
   void fill(CallFrame& call, std::size_t position) const;
 
  private:

@@ -11,11 +11,12 @@
 
 namespace vormel {
 
-// The handle under which the dispatcher knows the name: 0 or above, one number a name, valid as
-// long as the process.
+// The dispatcher's handle for a name: 0 or above, the same for the same name, valid to the end of
+// the process.
 VORMEL_HOST_API int functionHandle(const std::string& name);
 
-// Makes a function the running one of the thread for as long as it lives. Lives must nest.
+// Marks a function as the running one of the thread during the lifetime of this object. Lifetimes
+// must nest.
 class VORMEL_HOST_API RunningFunction {
  public:
   explicit RunningFunction(int handle) noexcept;

@@ -5,24 +5,84 @@
 
 #include "embedded_host/functions/forks.h"
 #include "embedded_host/messages/dispatcher.h"
-#include "embedded_host/objects/numbers.h"
-#include "embedded_host/objects/refusals.h"
 
 namespace vormel {
 namespace {
 
 using ntob::ArgumentCell;
 
-constexpr std::size_t kMostCells = 65536;
+constexpr std::size_t maxCells = 65536;
 
-// Stands in an output cell until a body writes it: no int32 widened by sign, no truth byte, no
-// pointer, and no double that arithmetic gives.
-constexpr std::int64_t kUnwritten = 0x7ff4'dead'0bad'ce11;
+// The content of an output cell until a body writes it. It is not a sign-extended int32, a logical
+// byte, a pointer, or a double that arithmetic produces.
+constexpr std::int64_t unwritten = 0x7ff4'dead'0bad'ce11;
 
 bool isText(const vrArray* array) {
   if (vrGetClassID(array) != vrCHAR_CLASS) return false;
   if (vrIsEmpty(array)) return true;
   return vrGetNumberOfDimensions_730(array) == 2 && vrGetM(array) == 1;
+}
+
+// ---- Refusals ----
+
+// The number of arguments as a caller counts them, without the object that the method is called on.
+std::size_t argumentsOf(const MethodRecord& method, std::size_t inputCount) {
+  const std::size_t objects = method.isDispatchedOnObject() ? 1 : 0;
+  return inputCount < objects ? 0 : inputCount - objects;
+}
+
+std::string counted(std::size_t count, const std::string& noun) {
+  return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
+}
+
+std::string wantedBy(const SignatureType& type) {
+  switch (type.type) {
+    case CellType::Int32Scalar:
+      return "a real numeric or logical scalar that is a whole number within int32";
+    case CellType::DoubleScalar:
+      return "a real numeric or logical scalar";
+    case CellType::LogicalScalar:
+      return "a logical scalar";
+    case CellType::String:
+      return "a character row without NUL characters";
+    case CellType::Any:
+      return "a value";
+    case CellType::Object:
+      break;
+  }
+  return std::string("an object of class ") + type.name.characters();
+}
+
+[[noreturn]] void refuseTooFewInputs(const MethodRecord& method, std::size_t count) {
+  const std::size_t wanted = argumentsOf(method, method.inputs().size());
+  throw CallRefused("NotEnoughInputs", "\"" + method.name() + "\" takes at least " +
+                                           counted(wanted, "argument") + ", got " +
+                                           std::to_string(argumentsOf(method, count)) + ".");
+}
+
+[[noreturn]] void refuseTooManyInputs(const MethodRecord& method, std::size_t count) {
+  const std::string most = method.inputs().empty() ? "no arguments" : "fewer arguments";
+  throw CallRefused("TooManyInputs", "\"" + method.name() + "\" takes " + most + ", got " +
+                                         std::to_string(argumentsOf(method, count)) + ".");
+}
+
+[[noreturn]] void refuseOutputCount(const MethodRecord& method, std::int64_t count) {
+  throw CallRefused("InvalidOutputCount", "\"" + method.name() + "\" cannot be asked for " +
+                                              std::to_string(count) + " outputs.");
+}
+
+[[noreturn]] void refuseInputValue(const MethodRecord& method, std::size_t position,
+                                   const SignatureType& type, const std::string& given) {
+  const std::size_t argument = argumentsOf(method, position + 1);
+  throw CallRefused("InvalidInput", "Argument " + std::to_string(argument) + " of \"" +
+                                        method.name() + "\" must be " + wantedBy(type) + ", got " +
+                                        given + ".");
+}
+
+[[noreturn]] void refuseObject(const MethodRecord& method, const std::string& given) {
+  throw CallRefused("WrongObject", "\"" + method.name() +
+                                       "\" must be called on an object of class " +
+                                       method.owner().fullName() + ", got " + given + ".");
 }
 
 }  // namespace
@@ -32,12 +92,12 @@ CallFrame::CallFrame(const MethodRecord& method, std::size_t inputCount, std::in
   requireOwnProcess();
   const std::size_t declared = method.inputs().size();
   if (inputCount < declared) refuseTooFewInputs(method, inputCount);
-  if (inputCount > (declared == 0 ? 0 : kMostCells)) refuseTooManyInputs(method, inputCount);
-  if (nargout < 0 || nargout > std::int64_t{kMostCells}) refuseOutputCount(method, nargout);
+  if (inputCount > (declared == 0 ? 0 : maxCells)) refuseTooManyInputs(method, inputCount);
+  if (nargout < 0 || nargout > std::int64_t{maxCells}) refuseOutputCount(method, nargout);
   outputCount_ = static_cast<std::int32_t>(nargout);
   cellCount_ =
       std::max({static_cast<std::size_t>(nargout), method.outputs().size(), std::size_t{1}});
-  placeCells();
+  allocateCells();
 }
 
 CallFrame::~CallFrame() {
@@ -46,16 +106,16 @@ CallFrame::~CallFrame() {
   clearTrappedFailure();
 }
 
-void CallFrame::placeCells() {
+void CallFrame::allocateCells() {
   inputs_ = inlineInputs_;
   outputs_ = inlineOutputs_;
-  if (inputCount_ > kInlineInputs || cellCount_ > kInlineOutputs) {
+  if (inputCount_ > inlineInputCount || cellCount_ > inlineOutputCount) {
     manyCells_ = std::make_unique<ArgumentCell[]>(inputCount_ + cellCount_);
     inputs_ = manyCells_.get();
     outputs_ = inputs_ + inputCount_;
   }
   std::fill_n(inputs_, inputCount_, ArgumentCell{.word = 0});
-  std::fill_n(outputs_, cellCount_, ArgumentCell{.word = kUnwritten});
+  std::fill_n(outputs_, cellCount_, ArgumentCell{.word = unwritten});
 }
 
 // ---- Inputs ----
@@ -79,7 +139,7 @@ void CallFrame::setTypedInput(std::size_t position, const vrArray* array) {
   }
 }
 
-// A body may not write an input, though its cell has the type of an output.
+// A body must not write an input, although the cells of inputs and outputs have the same type.
 void CallFrame::setArray(std::size_t position, const vrArray* array) noexcept {
   inputs_[position].array = const_cast<vrArray*>(array);
 }
@@ -131,7 +191,8 @@ void CallFrame::setLogical(std::size_t position, bool value) noexcept {
 }
 
 void CallFrame::setText(std::size_t position, std::string_view text) {
-  if (text.find('\0') != std::string_view::npos) refuseInput(position, "a text with a NUL in it");
+  if (text.find('\0') != std::string_view::npos)
+    refuseInput(position, "a text that contains a NUL");
   if (texts_ == nullptr) texts_ = std::make_unique<std::string[]>(inputCount_);
   texts_[position] = text;
   setBorrowedText(position, texts_[position].c_str());
@@ -144,7 +205,7 @@ void CallFrame::setBorrowedText(std::size_t position, const char* text) noexcept
 void* CallFrame::makeInput(std::size_t position, int classID, std::size_t rows,
                            std::size_t columns) {
   vrArray* array = nullptr;
-  if (madeInputCount_ < kInlineInputs) {
+  if (madeInputCount_ < inlineInputCount) {
     array = madeInputs_[madeInputCount_].make(classID, rows, columns);
     ++madeInputCount_;
   } else {
@@ -162,10 +223,10 @@ void CallFrame::refuseInput(std::size_t position, const std::string& given) cons
 
 // ---- The call ----
 
-// Unwinding stops once in each function that has something to release on the way of a failure. All
-// that a method's call has to release lies in one function, the one where the failure is caught.
+// Unwinding stops once in each function that has something to release. The functions below are
+// inlined, so that all of it lies in the function that catches the failure.
 [[gnu::always_inline]] inline void CallFrame::execute() {
-  // Released by unwinding: to catch a failure and throw it again would cost as much as the failure.
+  // Releases the outputs by unwinding: catching and rethrowing would double the cost of a failure.
   struct Outputs {
     CallFrame* unfinished;
     ~Outputs() {
@@ -221,12 +282,12 @@ bool CallFrame::isWritten(std::size_t cell) const noexcept {
   if (type == nullptr || type->type == CellType::String) return false;
   if (type->type == CellType::Object) return cell == 0 && constructed_;
   if (type->type == CellType::Any && outputs_[cell].array == nullptr) return false;
-  return outputs_[cell].word != kUnwritten;
+  return outputs_[cell].word != unwritten;
 }
 
 OwnedArray CallFrame::takeArray(std::size_t cell) noexcept {
   const SignatureType* type = outputType(cell);
-  if (type == nullptr || outputs_[cell].word == kUnwritten) return {};
+  if (type == nullptr || outputs_[cell].word == unwritten) return {};
   if (type->type == CellType::Object) return cell == 0 ? std::move(constructed_) : OwnedArray();
   if (type->type != CellType::Any) return {};
   vrArray* array = std::exchange(outputs_[cell].array, nullptr);
@@ -236,7 +297,7 @@ OwnedArray CallFrame::takeArray(std::size_t cell) noexcept {
 
 void CallFrame::releaseOutputs() noexcept {
   for (std::size_t cell = 0; cell < cellCount_; ++cell) {
-    if (outputs_[cell].array == nullptr || outputs_[cell].word == kUnwritten) continue;
+    if (outputs_[cell].array == nullptr || outputs_[cell].word == unwritten) continue;
     if (outputType(cell) != nullptr && outputType(cell)->type == CellType::Any) takeArray(cell);
   }
 }

@@ -1,23 +1,23 @@
-// One method call: cells filled by the signature, the body run, its outputs taken over.
+// One method call: fills the input cells by the signature, runs the body, takes over the outputs.
 //
 //   CallFrame call(method, inputCount, nargout);    // refuses a wrong count
-//   call.setInput(0, handle);                       // every input, each refused if it does not fit
+//   call.setInput(0, handle);                       // refuses an input of the wrong type
 //   call.setInput(1, array);
-//   call.run();                                     // whatever the body throws passes
+//   call.run();                                     // exceptions of the body pass
 //   OwnedArray result = call.takeArray(0);
 //
-// A refusal is a CallRefused; the body has not run then and nothing has changed:
+// A refusal is a CallRefused. The body has not run then, and nothing has changed:
 //
 //   "TooDeep"             little of the thread's stack is left
 //   "Busy"                another thread is inside the host
 //   "NotEnoughInputs"     fewer inputs than the signature declares
 //   "TooManyInputs"       more inputs where none are declared, or more than 65536
 //   "InvalidOutputCount"  nargout below 0 or above 65536
-//   "InvalidInput"        an input that its declared type does not take
-//   "WrongObject"         a first input that is no object of the method's class
+//   "InvalidInput"        an input that cannot be converted to its declared type
+//   "WrongObject"         a first input that is not an object of the method's class
 //
-// The frame is the scope of the call: arrays made while it lives are released when it ends, unless
-// they are kept or taken. Frames live on the stack, innermost last.
+// The frame is the scope of the call: its end releases the arrays that were made meanwhile and
+// neither kept nor taken. Frames live on the stack and nest.
 #pragma once
 
 #include <algorithm>
@@ -44,11 +44,11 @@ class VORMEL_HOST_API CallFrame {
   CallFrame(const CallFrame&) = delete;
   CallFrame& operator=(const CallFrame&) = delete;
 
-  // ---- Inputs: each must be set before run(). Positions count from 0, the handle's included. ----
+  // ---- Inputs: all must be set before run(). Positions count from 0, including the handle. ----
 
   std::size_t inputCount() const noexcept { return inputCount_; }
 
-  // What the position is to hold: its declared type, the last declared one for those beyond.
+  // The declared type of the position; the last declared type for positions beyond it.
   const SignatureType& inputType(std::size_t position) const noexcept {
     const auto& declared = method_.inputs();
     return declared[std::min(position, declared.size() - 1)];
@@ -60,37 +60,37 @@ class VORMEL_HOST_API CallFrame {
   //   DoubleScalar   real numeric or logical scalar
   //   LogicalScalar  logical scalar
   //   String         character row or empty character array, without NUL characters
-  //   Object         handle of an object of that class, ended or not
+  //   Object         handle of an object of that class, also one that has ended
   // The array is borrowed until the frame ends. Null is refused. The first input of a method that
-  // is dispatched on an object takes an object of the method's class alone, whatever its type.
+  // is dispatched on an object must be an object of the method's class, whatever its declared type.
   void setInput(std::size_t position, const vrArray* array);
 
-  // For callers that hold values of their own; each only at a position of its type.
+  // For callers that have C++ values; each at a position of its type only.
   void setInt32(std::size_t position, std::int32_t value) noexcept;
   void setDouble(std::size_t position, double value) noexcept;
   void setLogical(std::size_t position, bool value) noexcept;
-  // UTF-8. The frame keeps a copy. Refused if it holds a NUL.
+  // UTF-8, which the frame copies. Refused if it contains a NUL.
   void setText(std::size_t position, std::string_view text);
   // NUL-terminated UTF-8 that lives as long as the frame.
   void setBorrowedText(std::size_t position, const char* text) noexcept;
 
-  // For callers that make an array for this call alone, at a position of type Any: one of real
-  // numbers, truths or characters (InputArray). Returns its elements, all of which the caller
-  // writes. Throws on exhausted memory.
+  // Makes an array for this call only, at a position of type Any: real numeric, logical or
+  // character (InputArray). Returns its elements, all of which the caller writes. Throws on
+  // exhausted memory.
   void* makeInput(std::size_t position, int classID, std::size_t rows, std::size_t columns);
 
-  // Refuses an input as setInput does; `given` says what came, such as "a double 2-by-3".
+  // Refuses an input as setInput does; `given` describes it, for instance "a double 2-by-3".
   [[noreturn]] void refuseInput(std::size_t position, const std::string& given) const;
 
   // ---- The call ----
 
-  // Checks the object that the method is dispatched on, makes a constructor's object, and runs the
-  // body. After a failure arrays that the body wrote are released and a constructor's object has
-  // ended. To be called once.
+  // Checks the object that the method is dispatched on, makes the object of a constructor, and runs
+  // the body. After a failure the arrays that the body wrote are released and the object of a
+  // constructor has ended. To be called once.
   void run();
 
-  // The same, but what a module raised goes to `report` instead of being thrown on: false then. The
-  // shorter the way of a failure, the less it costs.
+  // The same, but passes a HostException to `report` and returns false. Catching it here instead of
+  // in the caller makes the unwinding shorter and a failing call cheaper.
   bool runOrReport(void (*report)(const HostException& failure));
 
   // ---- Outputs, after run() ----
@@ -98,35 +98,35 @@ class VORMEL_HOST_API CallFrame {
   // The output count as the body left it.
   std::int32_t outputCount() const noexcept { return outputCount_; }
 
-  // max(nargout, declared outputs, 1): the cells that the body was offered.
+  // max(nargout, declared outputs, 1): the number of cells that the body received.
   std::size_t cellCount() const noexcept { return cellCount_; }
 
-  // The cell's declared type, the last declared one for those beyond. Null if nothing is declared:
-  // such a cell is never read.
+  // The declared type of the cell; the last declared type for cells beyond it. Null if no output is
+  // declared: such a cell is never read.
   const SignatureType* outputType(std::size_t cell) const noexcept {
     const auto& declared = method_.outputs();
     return declared.empty() ? nullptr : &declared[std::min(cell, declared.size() - 1)];
   }
 
   // False for a cell that the body did not write, and for one that cannot be read: of type String
-  // or of no declared type. The object of a constructor counts as written in cell 0.
+  // or without a declared type. Cell 0 of a constructor counts as written.
   bool isWritten(std::size_t cell) const noexcept;
 
-  // The value of a written cell of that type.
+  // The value of a written cell of the type in the name.
   std::int32_t int32At(std::size_t cell) const noexcept { return outputs_[cell].int32Value; }
   bool logicalAt(std::size_t cell) const noexcept { return (outputs_[cell].word & 0xff) != 0; }
   double doubleAt(std::size_t cell) const noexcept { return outputs_[cell].doubleValue; }
 
-  // The array of a written cell of type Any, or of a constructor's cell 0 its handle; it is then
-  // the caller's, on no list. Empty for other cells and the second time. What is not taken is
-  // released with the frame.
+  // Hands over the array of a written cell of type Any, or the handle in cell 0 of a constructor;
+  // it is on no array list. Empty for other cells and the second time. The frame releases what is
+  // not taken.
   OwnedArray takeArray(std::size_t cell) noexcept;
 
  private:
-  static constexpr std::size_t kInlineInputs = 20;
-  static constexpr std::size_t kInlineOutputs = 4;
+  static constexpr std::size_t inlineInputCount = 20;
+  static constexpr std::size_t inlineOutputCount = 4;
 
-  void placeCells();
+  void allocateCells();
   void setTypedInput(std::size_t position, const vrArray* array);
   void setDispatchObject(const vrArray* handle);
   void setArray(std::size_t position, const vrArray* array) noexcept;
@@ -146,14 +146,14 @@ class VORMEL_HOST_API CallFrame {
   std::int32_t outputCount_ = 0;
   ntob::ArgumentCell* inputs_ = nullptr;
   ntob::ArgumentCell* outputs_ = nullptr;
-  std::unique_ptr<ntob::ArgumentCell[]> manyCells_;  // when the inline cells are too few
-  ObjectRecord* object_ = nullptr;                   // that the method is dispatched on
-  OwnedArray constructed_;                           // handle of a constructor's object
-  std::unique_ptr<std::string[]> texts_;             // by position, made when first needed
+  std::unique_ptr<ntob::ArgumentCell[]> manyCells_;  // if the inline cells are too few
+  ObjectRecord* object_ = nullptr;                   // the method is dispatched on this
+  OwnedArray constructed_;                           // handle of the object of a constructor
+  std::unique_ptr<std::string[]> texts_;             // by position; allocated when needed
   std::size_t madeInputCount_ = 0;
-  InputArray madeInputs_[kInlineInputs];
-  ntob::ArgumentCell inlineInputs_[kInlineInputs];
-  ntob::ArgumentCell inlineOutputs_[kInlineOutputs];
+  InputArray madeInputs_[inlineInputCount];
+  ntob::ArgumentCell inlineInputs_[inlineInputCount];
+  ntob::ArgumentCell inlineOutputs_[inlineOutputCount];
 };
 
 }  // namespace vormel

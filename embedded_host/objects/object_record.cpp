@@ -35,10 +35,10 @@ ObjectRecord* ObjectRecord::behind(const vrArray* handle, std::size_t index) noe
 }
 
 void ObjectRecord::end() noexcept {
-  if (ended_) return;
-  const TOBInterfacePtr self(this);  // its native instance may hold the last handle to it
-  ended_ = true;
-  if (running_ == 0) destroyNative();
+  if (isEnded_) return;
+  const TOBInterfacePtr self(this);  // the native instance may hold the last handle to this object
+  isEnded_ = true;
+  if (runningCount_ == 0) destroyNative();
 }
 
 void ObjectRecord::destroyNative() noexcept {
@@ -46,22 +46,22 @@ void ObjectRecord::destroyNative() noexcept {
   if (native == nullptr) return;
   try {
     cls_.descriptor().destroyNativeInstance(native);
-  } catch (...) {  // NOLINT(bugprone-empty-catch): the object is gone all the same
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the object has ended in any case
   }
 }
 
-void ObjectRecord::destroyUnreferenced() noexcept {
-  static ObjectRecord* waiting = nullptr;
-  static bool destroying = false;
-  nextToDestroy_ = std::exchange(waiting, this);
-  if (std::exchange(destroying, true)) return;  // whoever is at it comes to this one too
-  while (waiting != nullptr) {
-    ObjectRecord* object = std::exchange(waiting, waiting->nextToDestroy_);
-    object->ended_ = true;
+void ObjectRecord::destroyChain() noexcept {
+  static ObjectRecord* queue = nullptr;
+  static bool isDestroying = false;
+  nextToDestroy_ = std::exchange(queue, this);
+  if (std::exchange(isDestroying, true)) return;  // the loop below is running further up the stack
+  while (queue != nullptr) {
+    ObjectRecord* object = std::exchange(queue, queue->nextToDestroy_);
+    object->isEnded_ = true;
     object->destroyNative();
     delete object;
   }
-  destroying = false;
+  isDestroying = false;
 }
 
 vrArray* newHandle(const TOBInterfacePtr& object) {

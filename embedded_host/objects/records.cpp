@@ -19,7 +19,7 @@ std::string qualified(const std::string& package, const std::string& name) {
   return package.empty() ? name : package + '.' + name;
 }
 
-// Descriptors may come from memory that could not be had; null registers nothing.
+// A null descriptor means that the module had no memory for it, and registers nothing.
 template <class Record, class Descriptor, class... Context>
 void addTo(std::vector<std::unique_ptr<Record>>& records, std::unique_ptr<Descriptor> descriptor,
            Context&... context) {
@@ -69,9 +69,9 @@ ClassRecord::ClassRecord(const std::string& packageName, std::unique_ptr<TOBClas
 ClassRecord::~ClassRecord() = default;
 
 void ClassRecord::load() {
-  if (loaded_) return;
+  if (isLoaded_) return;
   const HostEntry entry;
-  loaded_ = true;
+  isLoaded_ = true;
   descriptor_->loadMethods(this);
 }
 
@@ -101,7 +101,7 @@ void ClassRecord::add(std::unique_ptr<TOBMethodInfo> method) {
   try {
     firstByName_.try_emplace(added->name(), added);
   } catch (...) {
-    methods_.pop_back();  // registered and found by name, or neither
+    methods_.pop_back();  // both tables contain the method, or neither does
     throw;
   }
 }
@@ -117,9 +117,9 @@ PackageRecord::PackageRecord(const std::string& parentName,
 PackageRecord::~PackageRecord() = default;
 
 void PackageRecord::load() {
-  if (loaded_) return;
+  if (isLoaded_) return;
   const HostEntry entry;
-  loaded_ = true;
+  isLoaded_ = true;
   descriptor_->loadPackageContents(this);
 }
 
@@ -151,7 +151,7 @@ void forgetRootPackagesAfter(std::size_t count) noexcept {
 
 namespace {
 
-// The names between the dots, empty ones included.
+// The names between the dots, including empty ones.
 std::vector<std::string_view> partsOf(std::string_view path) {
   std::vector<std::string_view> parts;
   for (std::size_t dot = path.find('.'); dot != std::string_view::npos; dot = path.find('.')) {

@@ -1,10 +1,11 @@
-// The host's records of what modules register: packages, their classes, the methods of those.
+// The host's records of what modules register: packages, their classes, and the methods of the
+// classes.
 //
-// A record is made from a descriptor and owns it. Contents are pulled from the module when they are
-// first needed: listing or looking up the contents of a package calls loadPackageContents, of a
-// class loadMethods, each once. If the module throws in there, what it registered before stays,
-// nothing is tried again, and the exception passes. What pulls enters the host and is refused as
-// any call (HostEntry); it is tried again then. Records live to the end of the process.
+// A record is made from a descriptor and owns it. The contents are loaded from the module when they
+// are first needed: the first listing or look-up in a package calls loadPackageContents, in a class
+// loadMethods. Each is called once. If the module throws there, the exception passes, the
+// registrations before it remain, and the call is not repeated. Loading enters the host and can be
+// refused like any call (HostEntry); it is repeated then. Records live to the end of the process.
 #pragma once
 
 #include <memory>
@@ -20,7 +21,7 @@ namespace vormel {
 
 class ClassRecord;
 
-// One registered method. Everything a call needs to know of it is read from the descriptor once.
+// One registered method. Its constructor reads from the descriptor everything that a call needs.
 class VORMEL_HOST_API MethodRecord {
  public:
   MethodRecord(ClassRecord& owner, std::unique_ptr<ntob::TOBMethodInfo> descriptor);
@@ -36,14 +37,14 @@ class VORMEL_HOST_API MethodRecord {
   const std::vector<SignatureType>& inputs() const noexcept { return *inputs_; }
   const std::vector<SignatureType>& outputs() const noexcept { return *outputs_; }
 
-  // True for a method that is named like its class and has the class as its one output.
+  // True for a method with the name of its class and that class as its only output.
   bool isConstructor() const noexcept { return isConstructor_; }
 
-  // True if the first input must be an object of the class, whatever its declared type: every
-  // method with inputs but constructors and static ones.
+  // True if the first input must be an object of the class: for methods whose first declared type
+  // is "any" or a class, except constructors and static methods.
   bool isDispatchedOnObject() const noexcept { return isDispatchedOnObject_; }
 
-  // The handle of the method's name with the dispatcher.
+  // The dispatcher's handle for the name.
   int functionHandle() const noexcept { return functionHandle_; }
 
  private:
@@ -70,11 +71,10 @@ class VORMEL_HOST_API ClassRecord : public ntob::TOBClass {
   const ntob::TOBNameID& nameID() const noexcept { return nameID_; }  // of the full name
   ntob::TOBClassInfo& descriptor() const noexcept { return *descriptor_; }
 
-  // Every registration in its order, equal names included.
+  // All registrations in their order, also those of equal names.
   const std::vector<std::unique_ptr<MethodRecord>>& methods();
 
-  // The first registration of the name, or null. Valid as long as the process: hold it and call it
-  // again.
+  // The first registration of the name, or null. Valid to the end of the process.
   const MethodRecord* findMethod(std::string_view name);
 
   // The class's constructor, or null.
@@ -92,7 +92,7 @@ class VORMEL_HOST_API ClassRecord : public ntob::TOBClass {
   ntob::TOBNameID nameID_;
   std::vector<std::unique_ptr<MethodRecord>> methods_;
   std::unordered_map<std::string_view, const MethodRecord*> firstByName_;  // views into the records
-  bool loaded_ = false;
+  bool isLoaded_ = false;
 };
 
 // One registered package.
@@ -124,7 +124,7 @@ class VORMEL_HOST_API PackageRecord : public ntob::TOBPackage {
   std::string fullName_;
   std::vector<std::unique_ptr<PackageRecord>> subPackages_;
   std::vector<std::unique_ptr<ClassRecord>> classes_;
-  bool loaded_ = false;
+  bool isLoaded_ = false;
 };
 
 // ---- The registry of the process ----
@@ -132,12 +132,12 @@ class VORMEL_HOST_API PackageRecord : public ntob::TOBPackage {
 // Root packages in the order of their registration.
 VORMEL_HOST_API const std::vector<std::unique_ptr<PackageRecord>>& rootPackages() noexcept;
 
-// Look-up by full name, such as "Dravik.kvr" and "Dravik.kvr.Map". Null if there is none. Pulls no
-// more of the tree than the way to the name.
+// Look up by full name, such as "Dravik.kvr" and "Dravik.kvr.Map". Null if there is none. Load only
+// the packages on the path to the name.
 VORMEL_HOST_API PackageRecord* findPackage(std::string_view fullName);
 VORMEL_HOST_API ClassRecord* findClass(std::string_view fullName);
 
-// Forgets the root packages registered after the first `count`, and deletes their descriptors.
+// Removes the root packages after the first `count` and deletes their descriptors.
 VORMEL_HOST_API void forgetRootPackagesAfter(std::size_t count) noexcept;
 
 }  // namespace vormel

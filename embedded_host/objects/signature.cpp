@@ -1,6 +1,10 @@
 #include "embedded_host/objects/signature.h"
 
 #include <array>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <unordered_set>
 #include <utility>
 
 namespace vormel {
@@ -28,6 +32,41 @@ void Signature::addOutput(ntob::TOBNameID type) { outputs_.push_back({cellTypeOf
 }  // namespace vormel
 
 namespace ntob {
+
+// ---- Names and texts ----
+
+namespace {
+
+// Returns the same address for the same name. Elements of the set never move, and the set is never
+// destroyed.
+const char* intern(const char* name) {
+  static auto& names = *new std::unordered_set<std::string>;
+  return names.emplace(name).first->c_str();
+}
+
+char* copyOf(const char* text) {
+  if (text == nullptr) return nullptr;
+  const std::size_t size = std::strlen(text) + 1;
+  auto copy = std::make_unique<char[]>(size);
+  std::memcpy(copy.get(), text, size);
+  return copy.release();
+}
+
+}  // namespace
+
+TOBNameID::TOBNameID(const char* name) : name_(name != nullptr ? intern(name) : nullptr) {}
+
+TOBString::TOBString() noexcept : text_(nullptr) {}
+TOBString::TOBString(const char* text) : text_(copyOf(text)) {}
+TOBString::TOBString(const TOBString& other) : text_(copyOf(other.text_)) {}
+TOBString& TOBString::operator=(const TOBString& other) {
+  TOBString copy(other);
+  std::swap(text_, copy.text_);
+  return *this;
+}
+TOBString::~TOBString() { delete[] text_; }
+
+// ---- Signatures ----
 
 TOBMethodSignature::~TOBMethodSignature() = default;
 

@@ -1,5 +1,5 @@
-// Signatures as the host keeps them: the type names of a method's inputs and outputs, made out
-// once.
+// Signatures as the host keeps them: the types of a method's inputs and outputs, looked up by name
+// once, when the module adds them.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace vormel {
 
-// What a cell of a position holds; see ArgumentCell in ntob.h.
+// What an argument cell holds; see ArgumentCell in ntob.h.
 enum class CellType : std::uint8_t {
   Any,
   Int32Scalar,

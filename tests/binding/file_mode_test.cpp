@@ -4,7 +4,7 @@
 #include <fstream>
 #include <optional>
 
-#include "embedded_host/files/open_files.h"
+#include "embedded_host/files/file_status.h"
 #include "kvrntob/store/scratch_file.h"
 #include "tests/binding/add_inputs.h"
 #include "tests/binding/repository_test.h"

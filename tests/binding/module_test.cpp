@@ -16,6 +16,7 @@
 #include <string>
 
 #include "embedded_host/interpreter/interpreter.h"
+#include "embedded_host/objects/call_frame.h"
 #include "embedded_host/objects/object_record.h"
 #include "kvrntob/binding/module.h"
 #include "tests/binding/add_inputs.h"

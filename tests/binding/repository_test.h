@@ -10,6 +10,7 @@
 
 #include "embedded_host/arrays/call_scope.h"
 #include "embedded_host/interpreter/interpreter.h"
+#include "embedded_host/objects/call_frame.h"
 #include "kvrntob/binding/packages.h"
 #include "tests/support/store_test.h"
 

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <string>
 
+#include "embedded_host/arrays/call_scope.h"
 #include "embedded_host/functions/host_functions.h"
 #include "embedded_host/messages/host_exception.h"
 #include "kvrntob/host/v_interpreter.h"

@@ -1,7 +1,7 @@
 // Faults on purpose: which operation fails, how, and what is counted.
 #include "tests/support/faults.h"
 
-#include "embedded_host/files/open_files.h"
+#include "embedded_host/files/file_status.h"
 #include "embedded_host/functions/host_functions.h"
 #include "kvrntob/host/libhu.h"
 #include "kvrntob/host/ntob.h"

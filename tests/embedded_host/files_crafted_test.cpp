@@ -88,7 +88,7 @@ TEST_F(FilesCrafted, tables_under_other_definitions_are_refused) {
 
 TEST_F(FilesCrafted, databases_of_others_and_of_other_versions_are_refused) {
   execute("PRAGMA application_id=5");
-  expectNotOpened("it is no variable file");
+  expectNotOpened("it is not a variable file");
   SetUp();
   execute("PRAGMA user_version=3");
   expectNotOpened("it is a variable file of another version");
@@ -101,7 +101,7 @@ TEST_F(FilesCrafted, file_in_another_mode_of_writing_is_refused) {
 
 TEST_F(FilesCrafted, page_counts_beyond_the_file_are_refused) {
   overwrite(28, std::string("\x7F\xFF\xFF\xFF", 4));
-  expectNotOpened("it has been cut short");
+  expectNotOpened("it is truncated");
 }
 
 TEST_F(FilesCrafted, change_counters_that_differ_are_refused) {
@@ -113,22 +113,22 @@ TEST_F(FilesCrafted, change_counters_that_differ_are_refused) {
 
 TEST_F(FilesCrafted, variable_that_leads_to_the_pieces_of_another_is_refused) {
   execute("UPDATE variable SET first=2 WHERE name=x'78'");
-  expectRefused("found data that has changed since it was written");
+  expectRefused("its data has changed since it was written");
   EXPECT_TRUE(get(path, "y"));
 }
 
 TEST_F(FilesCrafted, more_or_fewer_pieces_than_there_are_are_refused) {
   execute("UPDATE variable SET pieces=9000000000000000000 WHERE name=x'78'");
-  expectRefused("found data that has changed since it was written");  // that of y
+  expectRefused("its data has changed since it was written");  // that of y
   execute("DELETE FROM piece WHERE id=2");
-  expectRefused("found a piece missing");
+  expectRefused("a piece is missing");
   execute("UPDATE variable SET pieces=-1");
   expectRefused("there is no variable \"x\"");
 }
 
 TEST_F(FilesCrafted, pieces_with_a_gap_are_refused) {
   execute("UPDATE variable SET first=0,pieces=2 WHERE name=x'78'");
-  expectRefused("found a piece in the wrong place");
+  expectRefused("a piece is in the wrong place");
 }
 
 TEST_F(FilesCrafted, numbers_of_other_types_are_refused) {
@@ -144,10 +144,10 @@ TEST_F(FilesCrafted, numbers_of_other_types_are_refused) {
 TEST_F(FilesCrafted, piece_that_is_no_blob_is_refused) {
   for (const char* bytes : {"5", "'text'", "1.5"}) {
     execute(std::string("UPDATE piece SET bytes=") + bytes);
-    expectRefused("found a piece that is none");
+    expectRefused("a piece is not a blob");
   }
   execute("UPDATE piece SET bytes=x''");
-  expectRefused("found data that has changed since it was written");
+  expectRefused("its data has changed since it was written");
 }
 
 TEST_F(FilesCrafted, piece_that_is_too_long_is_refused) {
@@ -205,47 +205,47 @@ TEST_F(FilesCrafted, values_that_no_writer_gives_are_refused) {
   constexpr std::uint64_t huge = std::uint64_t{1} << 63;
   const std::string wide = "\x82" + number(1'000'000'000) + "\x01";
   const std::vector<Forgery> forgeries = {
-      {"", "found data that has changed since it was written"},
-      {"\x01", "found an item of the wrong type"},
-      {"\x9F", "found a length that is not definite"},
-      {"\x98\x03", "found a length that is not the shortest"},
-      {head(4, 3), "found a length that is not the shortest"},
-      {"\x83\x66", "found fewer bytes than the value has"},
-      {"\x83" + head(3, huge), "found a name that is too long"},
-      {"\x83\x66squash" + kOneByOne, "found a class that is none"},
+      {"", "its data has changed since it was written"},
+      {"\x01", "damaged value: item of the wrong type"},
+      {"\x9F", "damaged value: indefinite length"},
+      {"\x98\x03", "damaged value: length that is not in its shortest form"},
+      {head(4, 3), "damaged value: length that is not in its shortest form"},
+      {"\x83\x66", "damaged value: unexpected end"},
+      {"\x83" + head(3, huge), "damaged value: name that is too long"},
+      {"\x83\x66squash" + kOneByOne, "damaged value: unknown class name"},
       {std::string("\x83\x67") + std::string("double\0", 7) + kOneByOne,
-       "found a class that is none"},
-      {"\x83\x66opaque" + kOneByOne, "found a class that is none"},
-      {kDouble + "\x81\x01", "found an impossible shape"},
-      {kDouble + head(4, huge), "found an impossible shape"},
-      {kDouble + "\x82" + number(huge) + "\x01", "found an impossible size"},
+       "damaged value: unknown class name"},
+      {"\x83\x66opaque" + kOneByOne, "damaged value: unknown class name"},
+      {kDouble + "\x81\x01", "damaged value: impossible number of dimensions"},
+      {kDouble + head(4, huge), "damaged value: impossible number of dimensions"},
+      {kDouble + "\x82" + number(huge) + "\x01", "damaged value: impossible array size"},
       {kDouble + "\x82" + number(std::uint64_t{1} << 32) + number(std::uint64_t{1} << 32),
-       "found an impossible size"},
+       "damaged value: impossible array size"},
       {kDouble + std::string("\x82\x00", 2) + number(~std::uint64_t{0}),
-       "found an impossible size"},
-      {kDouble + "\x82\x01" + number(1), "found a length that is not the shortest"},
+       "damaged value: impossible array size"},
+      {kDouble + "\x82\x01" + number(1), "damaged value: length that is not in its shortest form"},
       {kDouble + kOneByOne + "\xD8\x55\x48" + std::string(8, 'x'),
-       "found elements of the wrong type"},
+       "damaged value: elements of the wrong type"},
       {kDouble + kOneByOne + "\xD8\x56\x44" + std::string(8, 'x'),
-       "found a wrong number of elements"},
-      {kDouble + kOneByOne + "\xD8\x56\x48" + std::string(7, 'x'),
-       "found fewer bytes than the value has"},
-      {kDouble + kOneByOne + "\xD8\x56\x48" + std::string(9, 'x'), "found bytes after the value"},
-      {"\x82\x66" + kDouble.substr(2) + kOneByOne, "found a wrong number of items"},
-      {"\x84\x67logical" + kOneByOne, "found a wrong number of items"},
+       "damaged value: wrong number of elements"},
+      {kDouble + kOneByOne + "\xD8\x56\x48" + std::string(7, 'x'), "damaged value: unexpected end"},
+      {kDouble + kOneByOne + "\xD8\x56\x48" + std::string(9, 'x'),
+       "damaged value: bytes after the end of the value"},
+      {"\x82\x66" + kDouble.substr(2) + kOneByOne, "damaged value: wrong number of items"},
+      {"\x84\x67logical" + kOneByOne, "damaged value: wrong number of items"},
       {"\x83\x67logical" + kOneByOne + "\xD8\x40\x41\x02",
-       "found a truth value that is neither 0 nor 1"},
-      {kCell + "\x82\x01\x02\x81" + kEmpty, "found a wrong number of parts"},
-      {kStruct + kOneByOne + "\x82\x61" + "a\x61" + "a", "found a name that stands twice"},
-      {kStruct + kOneByOne + "\x81\x41" + "a", "found a name of the wrong type"},
-      {kStruct + kOneByOne + "\x81\x61\xFF", "found a name of the wrong type"},
-      {kStruct + kOneByOne + "\x81\x05", "found a name that is none"},
-      {kStruct + kOneByOne + std::string("\x81\x61\0", 3), "found a name with a NUL"},
-      {kStruct + kOneByOne + "\x80\x81\x81" + kEmpty, "found a wrong number of fields"},
+       "damaged value: logical element other than 0 and 1"},
+      {kCell + "\x82\x01\x02\x81" + kEmpty, "damaged value: wrong number of parts"},
+      {kStruct + kOneByOne + "\x82\x61" + "a\x61" + "a", "damaged value: name that occurs twice"},
+      {kStruct + kOneByOne + "\x81\x41" + "a", "damaged value: name in the wrong type of string"},
+      {kStruct + kOneByOne + "\x81\x61\xFF", "damaged value: name in the wrong type of string"},
+      {kStruct + kOneByOne + "\x81\x05", "damaged value: item that is not a name"},
+      {kStruct + kOneByOne + std::string("\x81\x61\0", 3), "damaged value: name with a NUL"},
+      {kStruct + kOneByOne + "\x80\x81\x81" + kEmpty, "damaged value: wrong number of fields"},
       {"\x83\x6F"
        "function_handle"
        "\x82\x02\x02\x63sin",
-       "found an impossible function handle"},
+       "damaged value: function handle of an impossible shape"},
   };
   for (const Forgery& forgery : forgeries) {
     forge(forgery.bytes);
@@ -265,7 +265,7 @@ TEST_F(FilesCrafted, counts_beyond_the_bytes_are_refused_before_anything_is_made
         kStruct + wide + "\x80" + list, kStruct + wide + "\x81\x61" + "a" + list,
         kStruct + kOneByOne + list}) {
     forge(bytes);
-    expectRefused("found more than the bytes can hold");
+    expectRefused("damaged value: more content than the bytes can hold");
   }
 }
 
@@ -273,7 +273,7 @@ TEST_F(FilesCrafted, values_nested_too_deep_are_refused) {
   std::string bytes;
   for (int level = 0; level < 400; ++level) bytes += kCell + kOneByOne + "\x81";
   forge(bytes + kEmpty);
-  expectRefused("found arrays nested too deep");
+  expectRefused("damaged value: arrays nested too deeply");
   forge(bytes.substr(bytes.size() / 400) + kEmpty);
   EXPECT_TRUE(get(path, "x"));
 }
@@ -285,9 +285,9 @@ TEST_F(FilesCrafted, sparse_file_is_refused_before_what_it_claims_is_made) {
   forge(kDouble + std::string("\x82\x01\x1A\x07\0\0\0", 7) + "\xD8\x56" +
         std::string("\x5A\x38\0\0\0", 5));
   execute("DELETE FROM piece WHERE id>1; UPDATE variable SET pieces=4096");
-  expectRefused("found a piece missing");
+  expectRefused("a piece is missing");
   execute("UPDATE variable SET pieces=1");
-  expectRefused("found more than the bytes can hold");
+  expectRefused("damaged value: more content than the bytes can hold");
 }
 
 // ---- Records of commits ----

@@ -82,10 +82,10 @@ TEST_F(FilesModes, file_that_does_not_open_is_reported_with_the_reason) {
   const std::string folder = directory.file("folder");
   std::filesystem::create_directory(folder);
   EXPECT_EQ(openFile(folder, "r"), nullptr);
-  EXPECT_EQ(vormel::lastFileError(), folder + ": it is no regular file");
+  EXPECT_EQ(vormel::lastFileError(), folder + ": it is not a regular file");
   std::filesystem::resize_file(path, 20);
   EXPECT_EQ(openFile(path, "r"), nullptr);
-  EXPECT_EQ(vormel::lastFileError(), path + ": it has been cut short");
+  EXPECT_EQ(vormel::lastFileError(), path + ": it is truncated");
 }
 
 TEST_F(FilesModes, other_modes_and_null_give_null) {

@@ -202,7 +202,7 @@ TEST_F(FilesRefusedValues, arrays_with_an_opaque_part_cannot_be_put) {
 
 TEST_F(FilesRefusedValues, deeper_nesting_cannot_be_put) {
   expectRefused(nested(401));
-  EXPECT_EQ(vormel::lastFileError(), "the array is nested too deep");
+  EXPECT_EQ(vormel::lastFileError(), "the array is nested too deeply");
 }
 
 TEST_F(FilesRefusedValues, names_of_excessive_length_cannot_be_put) {
@@ -214,7 +214,7 @@ TEST_F(FilesRefusedValues, names_of_excessive_length_cannot_be_put) {
 // The reader refuses such a value, so that it would be lost.
 TEST_F(FilesRefusedValues, truth_values_beyond_0_and_1_cannot_be_put) {
   expectRefused(filled<unsigned char>(aNumeric(vrLOGICAL_CLASS, {1, 3}), {0, 2, 1}));
-  EXPECT_EQ(vormel::lastFileError(), "a truth value is neither 0 nor 1");
+  EXPECT_EQ(vormel::lastFileError(), "a logical element is neither 0 nor 1");
 }
 
 TEST_F(FilesRefusedValues, two_fields_of_one_name_cannot_be_put) {

@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "embedded_host/arrays/call_scope.h"
 #include "tests/embedded_host/sample_fixture.h"
 #include "tests/support/child_process.h"
 #include "tests/support/private_directories.h"

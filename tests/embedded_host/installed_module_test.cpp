@@ -73,8 +73,8 @@ TEST_F(InstalledModule, that_the_environment_names_goes_before_all_others) {
 TEST_F(InstalledModule, that_the_environment_names_and_is_not_there_is_reported) {
   putModule(beside());
   EXPECT_EQ(loaded("/nowhere/kvrntob.so"),
-            "Vormel:FileNotFound: There is no module file /nowhere/kvrntob.so, which "
-            "KVRNTOB_MODULE names.");
+            "Vormel:FileNotFound: The module file /nowhere/kvrntob.so, which "
+            "KVRNTOB_MODULE names, does not exist.");
 }
 
 TEST_F(InstalledModule, that_is_nowhere_is_reported_with_the_places_looked_at) {

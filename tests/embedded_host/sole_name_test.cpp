@@ -8,7 +8,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "embedded_host/files/file_error.h"
+#include "embedded_host/files/file_status.h"
 #include "tests/support/largest_file.h"
 #include "tests/support/live_arrays.h"
 #include "tests/support/private_directories.h"

@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "embedded_host/arrays/call_scope.h"
 #include "embedded_host/arrays/host_entry.h"
 #include "tests/embedded_host/sample_fixture.h"
 #include "tests/support/replaced_function.h"

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "embedded_host/arrays/arrays.h"
-#include "embedded_host/files/open_files.h"
+#include "embedded_host/files/file_status.h"
 #include "kvrntob/host/libvf.h"
 #include "tests/fuzz/verdict.h"
 

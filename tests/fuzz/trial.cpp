@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "embedded_host/files/open_files.h"
+#include "embedded_host/files/file_status.h"
 #include "embedded_host/objects/object_record.h"
 #include "tests/fuzz/verdict.h"
 #include "tests/models/signatures.h"

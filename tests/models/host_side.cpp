@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "embedded_host/messages/host_exception.h"
+#include "embedded_host/objects/call_frame.h"
 #include "embedded_host/objects/object_record.h"
 #include "kvrntob/binding/packages.h"
 #include "tests/models/signatures.h"

@@ -146,7 +146,7 @@ def test_bytes_cut_anywhere_or_with_more_behind_are_refused():
 
 
 def test_what_a_file_cannot_hold_is_refused(repo):
-    with pytest.raises(vormel.Error, match="an opaque array cannot be kept") as caught:
+    with pytest.raises(vormel.Error, match="an opaque array cannot be stored") as caught:
         vormel.dumps([1, repo])
     assert caught.value.identifier == "Vormel:NotStorable"
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "embedded_host/arrays/call_scope.h"
+#include "embedded_host/objects/call_frame.h"
 #include "embedded_host/objects/object_record.h"
 #include "tests/reliability/map_calls.h"
 #include "tests/reliability/method_calls.h"

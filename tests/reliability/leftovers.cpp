@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "embedded_host/arrays/arrays.h"
-#include "embedded_host/files/open_files.h"
+#include "embedded_host/files/file_status.h"
 #include "embedded_host/objects/object_record.h"
 #include "kvrntob/host/libvf.h"
 #include "tests/reliability/store_snapshot.h"

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "embedded_host/interpreter/interpreter.h"
+#include "embedded_host/objects/records.h"
 #include "kvrntob/binding/packages.h"
 #include "kvrntob/settings/structures.h"
 #include "tests/support/signal_builder.h"

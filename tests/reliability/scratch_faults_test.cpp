@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "embedded_host/arrays/call_scope.h"
-#include "embedded_host/files/open_files.h"
+#include "embedded_host/files/file_status.h"
 #include "tests/reliability/attempt.h"
 #include "tests/reliability/sample_store.h"
 #include "tests/reliability/store_snapshot.h"

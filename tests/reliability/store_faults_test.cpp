@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "embedded_host/files/open_files.h"
+#include "embedded_host/files/file_status.h"
 #include "embedded_host/objects/object_record.h"
 #include "kvrntob/store/data.h"
 #include "tests/reliability/method_calls.h"

@@ -7,7 +7,7 @@
 #include <cstddef>
 
 #include "embedded_host/arrays/arrays.h"
-#include "embedded_host/files/open_files.h"
+#include "embedded_host/files/file_status.h"
 #include "embedded_host/objects/object_record.h"
 
 namespace kvr::test {

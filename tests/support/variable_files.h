@@ -7,7 +7,7 @@
 #include <string>
 
 #include "embedded_host/arrays/arrays.h"
-#include "embedded_host/files/file_error.h"
+#include "embedded_host/files/file_status.h"
 #include "kvrntob/host/libvf.h"
 #include "tests/support/live_arrays.h"
 #include "tests/support/scratch_directory.h"

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "embedded_host/objects/object_record.h"
+#include "embedded_host/objects/records.h"
 #include "kvrntob/binding/packages.h"
 #include "tests/support/array_builders.h"
 #include "tests/support/failure_matchers.h"

@@ -1,4 +1,4 @@
-#include "embedded_host/files/file_error.h"
+#include "embedded_host/files/file_status.h"
 
 #include <new>
 #include <utility>
@@ -6,12 +6,20 @@
 namespace vormel {
 namespace {
 
+std::size_t openFiles = 0;
+
 std::string& lastText() noexcept {
   static std::string text;
   return text;
 }
 
 }  // namespace
+
+std::size_t openFileCount() noexcept { return openFiles; }
+
+OpenFileCounter::OpenFileCounter() noexcept { ++openFiles; }
+
+OpenFileCounter::~OpenFileCounter() { --openFiles; }
 
 const std::string& lastFileError() noexcept { return lastText(); }
 
