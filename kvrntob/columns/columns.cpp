@@ -8,6 +8,7 @@
 #include "kvrntob/columns/columns.h"
 
 #include <algorithm>
+#include <array>
 #include <functional>
 
 #include "kvrntob/base/failure.h"
@@ -16,7 +17,7 @@ namespace kvr {
 
 namespace {
 
-using std::literals::operator""sv;
+using namespace std::string_view_literals;
 
 // In the order of their codes.
 constexpr std::array columnKeywords{"GRUNNAME"sv, "GBLOCKPATH"sv, "GDATASOURCE"sv, "GSIGNALNAME"sv,

@@ -120,7 +120,7 @@ vrArray* writeToleranceStruct(const ToleranceSettings& settings) {
 
 namespace {
 
-using std::literals::operator""sv;
+using namespace std::string_view_literals;
 
 // In the order of their codes, as writing spells them.
 constexpr std::array syncMethods{"union"sv, "intersection"sv, "uniform"sv};

@@ -5,7 +5,7 @@
 namespace kvr::test {
 namespace {
 
-using std::literals::operator""sv;
+using namespace std::string_view_literals;
 
 constexpr std::array keywords{"zoh"sv, "LINEAR"sv};
 
