@@ -55,7 +55,9 @@ def test_tree_that_follows_its_arrows_passes(tree: Tree) -> None:
 
 
 def test_include_without_an_arrow_is_reported_once_with_the_count_of_more(tree: Tree) -> None:
-    tree.write({"high/b.h": "", "low/a.h": '\n#include "high/b.h"\n', "low/c.cpp": '#include "high/b.h"\n'})
+    tree.write({"high/b.h": ""})
+    tree.write({"low/a.h": '\n#include "high/b.h"\n'})
+    tree.write({"low/c.cpp": '#include "high/b.h"\n'})
     assert "low/a.h:2: no arrow low -> high allows high/b.h (1 more)" in tree.check()[1]
 
 
@@ -93,14 +95,18 @@ def test_circle_of_arrows_is_reported(tree: Tree) -> None:
 
 def test_header_and_source_of_one_name_count_as_one_file_in_a_circle(tree: Tree) -> None:
     tree.write({"low/x.h": "", "low/x.cpp": '#include "low/y.h"\n'})
-    tree.write({"low/y.h": "", "low/y.cpp": '#include "low/z.h"\n', "low/z.h": '#include "low/x.h"\n'})
+    tree.write({"low/y.h": ""})
+    tree.write({"low/y.cpp": '#include "low/z.h"\n'})
+    tree.write({"low/z.h": '#include "low/x.h"\n'})
     tree.expect("files use each other in a circle: low/x -> low/y -> low/z -> low/x")
 
 
 def test_kvrntob_never_includes_from_the_embedded_host_whatever_the_arrows_say(tree: Tree) -> None:
     tree.arrows("low ->\nhigh -> low\nkvrntob -> embedded_host\nembedded_host ->")
     tree.write({"embedded_host/g.h": "", "kvrntob/h.cpp": '#include "embedded_host/g.h"\n'})
-    tree.expect("kvrntob/h.cpp:1: kvrntob never uses embedded_host, but this uses embedded_host/g.h")
+    tree.expect(
+        "kvrntob/h.cpp:1: kvrntob never uses embedded_host, but this uses embedded_host/g.h"
+    )
 
 
 def test_python_imports_between_packages_need_arrows(tree: Tree) -> None:
@@ -109,14 +115,16 @@ def test_python_imports_between_packages_need_arrows(tree: Tree) -> None:
     tree.write({"python/two/__init__.py": "from one import _part\n"})
     tree.write({"python/two/later.py": "def run() -> None:\n    import one\n"})
     tree.expect(
-        "python/two/__init__.py:1: no arrow python/two -> python/one allows python/one/_part.py (1 more)"
+        "python/two/__init__.py:1: no arrow python/two -> python/one allows python/one/_part.py"
+        " (1 more)"
     )
 
 
 def test_modules_that_import_each_other_are_reported(tree: Tree) -> None:
     tree.arrows("low ->\nhigh -> low\npython/one ->")
     tree.write({"python/one/__init__.py": "from ._a import x\n"})
-    tree.write({"python/one/_a.py": "from . import _b\n", "python/one/_b.py": "from one._a import x\n"})
+    tree.write({"python/one/_a.py": "from . import _b\n"})
+    tree.write({"python/one/_b.py": "from one._a import x\n"})
     tree.expect(
         "files use each other in a circle: python/one/_a.py -> python/one/_b.py -> python/one/_a.py"
     )
@@ -126,7 +134,8 @@ def test_imports_for_types_and_in_functions_make_no_circle(tree: Tree) -> None:
     tree.arrows("low ->\nhigh -> low\npython/one ->")
     guarded = "from typing import TYPE_CHECKING\nif TYPE_CHECKING:\n    from one import _b\n"
     tree.write({"python/one/_a.py": guarded, "python/one/__init__.py": ""})
-    tree.write({"python/one/_b.py": "from one import _a\n\n\ndef f() -> None:\n    import one._c\n"})
+    late = "from one import _a\n\n\ndef f() -> None:\n    import one._c\n"
+    tree.write({"python/one/_b.py": late})
     tree.write({"python/one/_c.py": "from one import _b\n"})
     assert tree.check() == (0, [])
 
@@ -135,11 +144,11 @@ def test_imports_for_types_and_in_functions_make_no_circle(tree: Tree) -> None:
     ("document", "why"),
     [
         ("no block", "there must be one block ```arrows, found 0"),
-        ("```arrows\na ->\n```\n```arrows\nb ->\n```\n", "there must be one block ```arrows, found 2"),
+        (2 * "```arrows\na ->\n```\n", "there must be one block ```arrows, found 2"),
         ("```arrows\nlow high\n```\n", "not a row, or a second one of a folder: low high"),
         ("```arrows\nlow ->\nlow ->\n```\n", "not a row, or a second one of a folder: low ->"),
     ],
 )
-def test_document_without_one_readable_table_is_refused(tree: Tree, document: str, why: str) -> None:
+def test_document_without_a_readable_table_is_refused(tree: Tree, document: str, why: str) -> None:
     tree.write({"docs/architecture.md": document})
     assert tree.check() == (2, [f"docs/architecture.md: {why}"])
