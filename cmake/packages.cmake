@@ -26,7 +26,7 @@ set(CPACK_DEBIAN_MODULE_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_MODULE_DESCRIPTION "repository of recorded signals for the host Vormel
 The module keeps signals of many runs in memory, with the settings they are
 displayed and compared with. An embedded host runs it without Vormel. This
-package also holds the C++ library that compares signals.")
+package also holds the C++ libraries that compare and record signals.")
 
 # Which package has which library, for packages made from programs that link them.
 set(shlibs)

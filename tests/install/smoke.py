@@ -17,7 +17,14 @@ import kvr
 import vormel
 
 PACKAGES = ("vormel", "kvr")
-LIBRARIES = ("libvormel_embedded", "libkvr_compare", "kvrntob", "_vormel", "_kvr")
+LIBRARIES = (
+    "libvormel_embedded",
+    "libkvr_compare",
+    "libkvr_recording",
+    "kvrntob",
+    "_vormel",
+    "_kvr",
+)
 
 BASE = "time,speed\n0,1\n1,2\n2,3\n"
 CHANGED = "time,speed\n0,1\n1,2\n2,4\n"
