@@ -2,7 +2,8 @@
 
 from dataclasses import dataclass
 
-PROGRAMS = ("typedmap_bench", "store_bench", "binding_bench", "scratch_bench", "compare_bench")
+PROGRAMS = ("typedmap_bench", "store_bench", "binding_bench", "scratch_bench", "compare_bench",
+            "recording_bench")  # fmt: skip
 PYTHON = "python:"  # begins the names of the cases of python_face_bench.py
 
 
@@ -162,5 +163,22 @@ def compare_rows():
                         f"compare/{case}/1000000/{window}", f"compare/{plain}/1000000")  # fmt: skip
 
 
+def recording_rows():
+    def case(name):
+        return f"recording/{name}/real_time"
+
+    program = "recording_bench"
+    for way in ("save", "load"):
+        yield ratio(f"recording, {way}", "1,000 x 1e5", 1.5, program,
+                    case(f"{way}/1000"), case(f"{way}/plain"))  # fmt: skip
+    yield value("recording, save", "1e5 x 100", 30_000 * 1e5, program, case("save_many"))
+    yield value("recording, open and list", "1e5 signals", 3e8, program, case("list"))
+    yield growth("recording, read one signal", "10 to 1e4 signals", 1.5, program,
+                 case("read_one/10"), case("read_one/1000"), case("read_one/10000"))  # fmt: skip
+
+
 def rows(full):
-    return [*map_rows(), *store_rows(full), *scratch_rows(), *python_rows(), *compare_rows()]
+    return [
+        *map_rows(), *store_rows(full), *scratch_rows(), *python_rows(), *compare_rows(),
+        *recording_rows(),
+    ]  # fmt: skip
