@@ -2,11 +2,23 @@
 
 from dataclasses import dataclass
 
-PROGRAMS = ("typedmap_bench", "store_bench", "binding_bench", "scratch_bench", "compare_bench")
+PROGRAMS = (
+    "typedmap_bench",
+    "store_bench",
+    "binding_bench",
+    "scratch_bench",
+    "compare_bench",
+    "recording_bench",
+)
 # What the names of the cases of a Python program begin with, and its file.
 PYTHON = "python:"
 KVR = "kvr:"
-PYTHON_PROGRAMS = {PYTHON: "python_face_bench.py", KVR: "compare_python_bench.py"}
+FILES = "files:"
+PYTHON_PROGRAMS = {
+    PYTHON: "python_face_bench.py",
+    KVR: "compare_python_bench.py",
+    FILES: "files_bench.py",
+}
 
 
 @dataclass(frozen=True)
@@ -187,8 +199,25 @@ def compare_python_rows():
     yield ratio("kvr --help, over python3", "", 3, "", KVR + "help", KVR + "python")
 
 
+def recording_rows():
+    def case(name):
+        return f"recording/{name}/real_time"
+
+    program = "recording_bench"
+    for way in ("save", "load"):
+        yield ratio(f"recording, {way}", "1,000 x 1e5", 1.5, program,
+                    case(f"{way}/1000"), case(f"{way}/plain"))  # fmt: skip
+    yield value("recording, save", "1e5 x 100", 30_000 * 1e5, program, case("save_many"))
+    yield value("recording, open and list", "1e5 signals", 3e8, program, case("list"))
+    yield ratio("CSV read, over pandas", "100 x 1e5", 1.15, "",
+                FILES + "csv_kvr", FILES + "csv_pandas")  # fmt: skip
+    yield growth("recording, read one signal", "10 to 1e4 signals", 1.5, program,
+                 case("read_one/10"), case("read_one/1000"), case("read_one/10000"))  # fmt: skip
+
+
 def rows(full):
     return [
         *map_rows(), *store_rows(full), *scratch_rows(), *python_rows(), *compare_rows(),
         *compare_python_rows(),
+        *recording_rows(),
     ]  # fmt: skip

@@ -64,6 +64,20 @@ class Extent(NamedTuple):
     span: tuple[float, ...]
 
 
+class Everything(NamedTuple):
+    """All of a signal, in one look."""
+
+    facts: Facts
+    series: Series
+    metadata: Any
+    color: Color
+    dash: str
+    visible: bool
+    tolerance: Tolerance
+    sync: Sync
+    parent: Any
+
+
 class SignalReader(ABC):
     """A signal, for reading.
 
@@ -154,6 +168,12 @@ class SignalReader(ABC):
         """Stands for the signal in a dictionary, without keeping what it has read."""
         return self
 
+    def _everything(self) -> Everything:
+        return Everything(
+            self._facts(), self._series(), self.metadata, self.color, self.dash, self.visible,
+            self.tolerance, self.sync, getattr(self, "parent", None),
+        )  # fmt: skip
+
     def _extent(self) -> Extent:
         """What values it has; a file may know without reading them. Raises as `_series`."""
         time, values = self._series()
@@ -170,9 +190,7 @@ class SignalReader(ABC):
     @property
     def unit(self) -> str | None:
         """The unit of the values, None if not known."""
-        metadata = self.metadata
-        unit = metadata.get("unit") if isinstance(metadata, Mapping) else None
-        return unit if isinstance(unit, str) else None
+        return unit_in(self.metadata)
 
     @property
     def time(self) -> Array:
@@ -362,6 +380,12 @@ class RunReader(ABC, Generic[Signal]):
         ]
         header = ("id", "label", "path", "unit")
         return _html.table(f"Run {self.id}: {self.name}", header, rows, len(self))
+
+
+def unit_in(metadata: Any) -> str | None:
+    """The unit that metadata have, None if they have none."""
+    unit = metadata.get("unit") if isinstance(metadata, Mapping) else None
+    return unit if isinstance(unit, str) else None
 
 
 AnyRun = TypeVar("AnyRun", bound=RunReader[Any])

@@ -12,7 +12,7 @@ import numpy as np
 from kvr import _kvr, _text
 from kvr._dates import EPOCH
 from kvr._errors import NoValues
-from kvr._reading import Array, RunReader, SignalReader
+from kvr._reading import Array, RunReader, SignalReader, unit_in
 
 _MICROSECOND = timedelta(microseconds=1)
 _KINDS = {np.dtype(name).newbyteorder("=") for name in (
@@ -68,12 +68,11 @@ def _write(
             raise ValueError(f"{path}: run {_text.shown(repr(run.name), 80)}: {error}") from error
         for signal in run.signals:
             try:
-                number = _add(writer, signal)
+                number, parent = _add(writer, signal)
             except (ValueError, NoValues) as error:
                 place = f"{path}: signal {_text.shown(repr(signal.label), 80)}"
                 raise type(error)(f"{place}: {error}") from error
             numbers[signal._key()] = number
-            parent = signal.parent
             if parent is not None:
                 parts.append((number, parent._key()))
             done += 1
@@ -94,28 +93,23 @@ def _run_fields(run: RunReader[Any]) -> dict[str, Any]:
     }
 
 
-def _add(writer: _kvr.RecordingWriter, signal: SignalReader) -> int:
-    time, values = signal._series()
-    tolerance, sync = signal.tolerance, signal.sync
-    metadata = signal.metadata
+def _add(writer: _kvr.RecordingWriter, signal: SignalReader) -> tuple[int, Any]:
+    """Write a signal; returns its number in the file and its parent."""
+    all_of_it = signal._everything()
+    time, values = all_of_it.series
+    tolerance, sync, metadata = all_of_it.tolerance, all_of_it.sync, all_of_it.metadata
     fields = {
-        **signal._facts()._asdict(),
-        "unit": _unit(metadata, signal),
-        "color": signal.color,
-        "dash": signal.dash,
-        "visible": signal.visible,
+        **all_of_it.facts._asdict(),
+        "unit": unit_in(metadata),
+        "color": all_of_it.color,
+        "dash": all_of_it.dash,
+        "visible": all_of_it.visible,
         "tolerance": None if tolerance.inherited else tolerance.to_fields(),
         "sync": None if sync.inherited else sync.to_fields(),
     }
     samples, shape = _samples(values)
-    number: int = writer.add_signal(
-        fields, _plain(time, "time"), samples, shape, b"" if metadata is None else _bytes(metadata)
-    )
-    return number
-
-
-def _unit(metadata: Any, signal: SignalReader) -> str | None:
-    return signal.unit if metadata is not None else None
+    held = b"" if metadata is None else _bytes(metadata)
+    return writer.add_signal(fields, _plain(time, "time"), samples, shape, held), all_of_it.parent
 
 
 def _samples(values: Array) -> tuple[Any, tuple[int, ...]]:

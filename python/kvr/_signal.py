@@ -12,7 +12,7 @@ import vormel
 from kvr import _host
 from kvr._errors import Gone, NoValues
 from kvr._names import quoted
-from kvr._reading import Color, Facts, Series, SignalReader
+from kvr._reading import Color, Everything, Facts, Series, SignalReader
 from kvr._settings import Sync, Tolerance
 from kvr._values import series_of
 
@@ -145,21 +145,38 @@ class Signal(SignalReader):
     @property
     def metadata(self) -> Any:
         """Whatever is kept with the signal; None if nothing is. Settable."""
-        held = self._record(self._repository())["MetaData"]
-        nothing = isinstance(held, np.ndarray) and held.size == 0 and held.dtype == float
-        return None if nothing else held
+        return _metadata_of(self._record(self._repository()))
 
     @metadata.setter
     def metadata(self, value: Any) -> None:
         self._repository().setMetaData(self._id, value)
+
+    def _everything(self) -> Everything:
+        repository = self._repository()
+        record = self._record(repository)
+        above = int(repository.getChildrenAndParent(self._id)[2])
+        inherited = (
+            bool(repository.isToleranceInherited(self._id)),
+            bool(repository.isSyncOptionsInherited(self._id)),
+        )
+        return Everything(
+            _facts_of(record),
+            series_of(record),
+            _metadata_of(record),
+            _color_of(record),
+            str(record["LineDashed"]),
+            bool(repository.getVisibility(self._id)),
+            Tolerance._from_store(repository.getTolerance(self._id), inherited[0]),
+            Sync._from_store(repository.getSyncOptions(self._id), inherited[1]),
+            Signal(self._host, above) if above and _exists(repository, above) else None,
+        )
 
     # ---- How it is drawn ----
 
     @property
     def color(self) -> Color:
         """Red, green and blue from 0 to 1. Settable, also as "#rrggbb"; else ValueError."""
-        red, green, blue = np.ravel(self._record(self._repository())["LineColor"]).tolist()
-        return red, green, blue
+        return _color_of(self._record(self._repository()))
 
     @color.setter
     def color(self, value: str | Sequence[float]) -> None:
@@ -268,6 +285,17 @@ def _exists(repository: Any, signal: int) -> bool:
             return False
         raise
     return True
+
+
+def _metadata_of(record: dict[str, Any]) -> Any:
+    held = record["MetaData"]
+    nothing = isinstance(held, np.ndarray) and held.size == 0 and held.dtype == float
+    return None if nothing else held
+
+
+def _color_of(record: dict[str, Any]) -> Color:
+    red, green, blue = np.ravel(record["LineColor"]).tolist()
+    return red, green, blue
 
 
 def _facts_of(record: dict[str, Any]) -> Facts:

@@ -380,3 +380,36 @@ def test_schema_of_the_page_is_that_of_the_file(filled, path):
     database.close()
     assert [" ".join(text.split()).replace("( ", "(") for text in sql.split(";\n")[:-1]] == tables
     assert numbers == [0x4B565252, 1]
+
+
+# ---- The command ----
+
+
+def run_kvr(*arguments):
+    done = subprocess.run(
+        [sys.executable, "-m", "kvr", *map(str, arguments)], capture_output=True, text=True
+    )
+    return done.returncode, done.stdout, done.stderr
+
+
+def test_convert_joins_files_and_takes_a_run_out(path, tmp_path):
+    assert run_kvr("convert", *DAYS, path) == (0, "", "")
+    with kvr.open(path) as recording:
+        assert [run.name for run in recording.runs] == ["2016-06-29", "2016-07-29"]
+    one = tmp_path / "one.csv"
+    assert run_kvr("convert", f"{path}#2016-07-29", one) == (0, "", "")
+    assert kvr.compare(one, DAYS[1]).passed
+
+
+def test_verify_tells_sound_damaged_and_unreadable(filled, path, tmp_path):
+    filled.save(path)
+    assert run_kvr("verify", path) == (0, f"{path}: sound\n", "")
+    database = sqlite3.connect(path)
+    database.execute("UPDATE signal SET label='x' WHERE id=2")
+    database.commit()
+    database.close()
+    what = "the row has changed since it was written: its sum differs"
+    assert run_kvr("verify", path) == (1, "", f"kvr: {path}, signal 2: {what}\n")
+    foreign = tmp_path / "foreign.kvr"
+    foreign.write_bytes(b"x" * 1000)
+    assert run_kvr("verify", foreign) == (2, "", f"kvr: {foreign}: is no recording file\n")
