@@ -78,7 +78,7 @@ def hdf5_cases(folder: str, table: Table) -> dict[str, Read]:
         file["time"] = table[:, 0]
         file["time"].make_scale("time")
         for place in range(COLUMNS):
-            item = file.create_dataset(f"s{place}", data=table[:, place + 1])
+            item = file.create_dataset(f"s{place:03}", data=table[:, place + 1])
             item.dims[0].attach_scale(file["time"])
 
     def with_h5py() -> list[Table]:

@@ -76,7 +76,8 @@ def _values(pandas: Any, column: Any) -> Array:
         gaps = bool(column.isna().any())
         as_float = kind.numpy_dtype if kind.numpy_dtype.kind == "f" else np.dtype(float)
         wanted = as_float if gaps else kind.numpy_dtype
-        return np.asarray(column.to_numpy(dtype=wanted, na_value=np.nan) if gaps else column.to_numpy(dtype=wanted))
+        filled = {"na_value": np.nan} if gaps else {}
+        return np.asarray(column.to_numpy(dtype=wanted, **filled))
     if types.is_string_dtype(kind) or kind == object:
         cells = column.to_numpy(dtype=object, na_value=None)
         if any(isinstance(cell, str) for cell in cells):

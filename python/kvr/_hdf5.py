@@ -185,7 +185,9 @@ def _date_of(value: Any) -> datetime | None:
 class Hdf5Signal(FileSignal):
     """A dataset, or a column of one. Its facts are read from the attributes when made."""
 
-    __slots__ = ("_run", "_number", "_source", "_texts", "_time_source", "_port", "_channel", "_metadata")
+    __slots__ = (
+        "_run", "_number", "_source", "_texts", "_time_source", "_port", "_channel", "_metadata",
+    )  # fmt: skip
 
     def __init__(self, run: Hdf5Run, number: int, source: Source, depth: int) -> None:
         self._run = run
@@ -205,7 +207,9 @@ class Hdf5Signal(FileSignal):
             if isinstance(own, str):
                 self._texts[name] = own
         own = own_attribute(held, "time_source")
-        self._time_source = own if isinstance(own, str) else time_source_of(source.times.dataset, source.times.name)
+        times = source.times
+        found = own if isinstance(own, str) else time_source_of(times.dataset, times.name)
+        self._time_source = found
         port, channel = own_attribute(held, "port"), own_attribute(held, "channel")
         self._port = port if isinstance(port, int) else 0
         channels = [channel] if isinstance(channel, int) else [] if channel is None else channel

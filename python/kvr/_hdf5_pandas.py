@@ -25,7 +25,8 @@ def frame_columns(path: str, names: tuple[str, ...], group: Any) -> Iterator[Col
         yield names, values, _index(path, group, "index"), None
         return
     if kind != "frame":
-        raise FormatError(path, f"is a {kind!r} of pandas, whose names are pickled: {_HINT}", group.name)
+        what = f"is a {kind!r} of pandas, whose names are pickled: {_HINT}"
+        raise FormatError(path, what, group.name)
     times = _index(path, group, "axis1")
     if text_attribute(group, "axis0_variety") != "regular":
         raise FormatError(path, f"has columns of several levels: {_HINT}", group.name)
@@ -53,5 +54,6 @@ def _index(path: str, group: Any, name: str) -> Any:
 
 def _required(path: str, group: Any, name: str) -> Any:
     if name not in group or not hasattr(group[name], "shape"):
-        raise FormatError(path, f"has no dataset {name!r}, which pandas writes: {_HINT}", group.name)
+        what = f"has no dataset {name!r}, which pandas writes: {_HINT}"
+        raise FormatError(path, what, group.name)
     return group[name]

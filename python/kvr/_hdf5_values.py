@@ -19,8 +19,8 @@ _UNQUESTIONED = 1 << 26  # bytes that may be claimed, whatever the file stores
 _BEST_RATIO = 2000  # of packing; deflate reaches 1032
 _CALENDARS = ("", "standard", "gregorian", "proleptic_gregorian")
 _SINCE = re.compile(
-    r"(days?|d|hours?|hrs?|h|minutes?|mins?|seconds?|secs?|s|milliseconds?|msecs?|ms|microseconds?|us|"
-    r"nanoseconds?|ns)\s+since\s+(\d{1,4})-(\d{1,2})-(\d{1,2})"
+    r"(days?|d|hours?|hrs?|h|minutes?|mins?|seconds?|secs?|s|milliseconds?|msecs?|ms|"
+    r"microseconds?|us|nanoseconds?|ns)\s+since\s+(\d{1,4})-(\d{1,2})-(\d{1,2})"
     r"(?:[T ]+(\d{1,2}):(\d{1,2})(?::(\d{1,2})(?:\.(\d{1,9}))?)?)?"
     r"\s*(?:Z|UTC|GMT|([+-])(\d{1,2}):?(\d{2})?)?"
 )

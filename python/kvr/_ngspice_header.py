@@ -164,7 +164,8 @@ class _Reader:
             if word.startswith("dims="):
                 sizes = word[5:].split(",")
                 if not all(_COUNT.fullmatch(size) for size in sizes):
-                    raise self._error(begin, f"the dimensions '{_text.shown(word, 40)}' are no numbers")
+                    shown = _text.shown(word, 40)
+                    raise self._error(begin, f"the dimensions '{shown}' are no numbers")
                 length = math.prod(map(int, sizes))
         if length > points:
             raise self._error(begin, f"'{words[1]}' has {length} points, its plot {points}")

@@ -97,17 +97,16 @@ def _first_fault(path: str, plot: Plot, data: mmap.mmap, text: bytes) -> FormatE
         for word in words.split():
             wanted = next(expected, None)
             if wanted is None:
-                return FormatError(
-                    path, f"a value more than the {plot.points} points of the header", f"line {line}"
-                )
+                what = f"a value more than the {plot.points} points of the header"
+                return FormatError(path, what, f"line {line}")
             if not wanted.pattern.fullmatch(word):
                 shown = _text.shown(word[:60].decode("latin-1"), 40)
                 return FormatError(path, f"'{shown}' is not {wanted.what}", f"line {line}")
             place = wanted.point
     return FormatError(
         path,
-        f"the values end in point {place + 1} of {plot.points}: 'No. Points' is wrong or the file is "
-        f"cut off",
+        f"the values end in point {place + 1} of {plot.points}: 'No. Points' is wrong or the file "
+        f"is cut off",
         f"line {line}",
     )
 

@@ -59,7 +59,8 @@ def draw_pair(verdict: Verdict, axes: Any) -> Any:
         flat = values.reshape(len(values), -1)
         for place in range(flat.shape[1]):
             label = None if place else name
-            axes.plot(instants, flat[:, place], label=label, **(looks if flat.shape[1] == 1 else {}))
+            own = looks if flat.shape[1] == 1 else {}
+            axes.plot(instants, flat[:, place], label=label, **own)
     out = series.out.reshape(len(series.out), -1).any(axis=1)
     for instant in instants[out]:
         axes.axvline(instant, color="red", alpha=0.2, zorder=0)

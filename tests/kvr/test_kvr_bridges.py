@@ -102,7 +102,8 @@ def test_column_index_dates_and_timedeltas_can_be_the_time(run):
     (by_column,) = run.add_frame(frame, time="when", units={"a": "A"})
     assert (by_column.time.tolist(), by_column.unit) == ([0.5, 1.5], "A")
     assert run.add_frame(frame[["a"]])[0].time.tolist() == [0, 1]
-    aware = frame[["a"]].set_index(pandas.to_datetime(["2020-01-01", "2020-01-02"]).tz_localize("Europe/Berlin"))
+    days = pandas.to_datetime(["2020-01-01", "2020-01-02"])
+    aware = frame[["a"]].set_index(days.tz_localize("Europe/Berlin"))
     (dated,) = run.add_frame(aware)
     assert dated.time.tolist() == [1577833200, 1577919600]
     assert dated.time_source == "seconds since 1970-01-01"
@@ -116,8 +117,9 @@ def test_series_and_several_levels_of_names(run):
     series = pandas.Series([1.0], index=[0.0], name="a")
     series.attrs["unit"] = "V"
     assert run.add_frame(series)[0].unit == "V"
-    frame = pandas.DataFrame([[1.0, 2.0]], columns=pandas.MultiIndex.from_tuples([("p", "x"), ("q", "x")]))
-    assert [(s.path, s.label) for s in run.add_frame(frame, path="top")] == [("top/p", "x"), ("top/q", "x")]
+    names = pandas.MultiIndex.from_tuples([("p", "x"), ("q", "x")])
+    added = run.add_frame(pandas.DataFrame([[1.0, 2.0]], columns=names), path="top")
+    assert [(s.path, s.label) for s in added] == [("top/p", "x"), ("top/q", "x")]
 
 
 def test_frame_comes_back(run, store):
@@ -200,4 +202,5 @@ def test_missing_package_is_named(run_python, package, call, purpose):
         f"try: {call}\n"
         "except kvr.MissingPackage as error: print(error)\n"
     )
-    assert printed == f"{purpose} needs {package}, which is not installed: try 'apt install python3-{package}'\n"
+    hint = f"which is not installed: try 'apt install python3-{package}'"
+    assert printed == f"{purpose} needs {package}, {hint}\n"
