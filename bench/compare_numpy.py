@@ -66,16 +66,24 @@ def different_times(count: int) -> tuple[Doubles, Doubles, Doubles, Doubles]:
     random = np.random.default_rng(1)
     tf = np.cumsum(0.5 + random.random(count))
     tg = np.cumsum(0.5 + random.random(count))
-    return (tf, np.sin(tf * 0.001) + 0.1 * random.random(count),
-            tg, np.sin(tg * 0.001) + 0.1 * random.random(count))
+    return (
+        tf,
+        np.sin(tf * 0.001) + 0.1 * random.random(count),
+        tg,
+        np.sin(tg * 0.001) + 0.1 * random.random(count),
+    )
 
 
 def every_other_time(count: int) -> tuple[Doubles, Doubles, Doubles, Doubles]:
     random = np.random.default_rng(1)
     tf = np.arange(count, dtype=np.float64)
     tg = tf + np.where(np.arange(count) % 2 == 0, 0.0, 0.5 * random.random(count))
-    return (tf, np.sin(tf * 0.001) + 0.1 * random.random(count),
-            tg, np.sin(tg * 0.001) + 0.1 * random.random(count))
+    return (
+        tf,
+        np.sin(tf * 0.001) + 0.1 * random.random(count),
+        tg,
+        np.sin(tg * 0.001) + 0.1 * random.random(count),
+    )
 
 
 def nanoseconds(

@@ -138,9 +138,7 @@ def main() -> None:
     beside = numpy_cases()
     for _ in range(options.repetitions):
         with tempfile.TemporaryDirectory() as folder:
-            samples.append(
-                {**beside, **store_cases(), **csv_cases(folder), **process_cases()}
-            )
+            samples.append({**beside, **store_cases(), **csv_cases(folder), **process_cases()})
     print(json.dumps(samples, indent=1))
 
 

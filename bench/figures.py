@@ -81,8 +81,12 @@ def map_rows():
     new, overwrite = ("map_put", "new"), ("map_put", "overwrite")
     yield from against_plain("map put new, numbers", "number_keys", new, (small, middle), 0.95)
     yield from against_plain("map put new, strings", "string_keys", new, (middle,), 0.85)
-    yield from against_plain("map overwrite, numbers", "number_keys", overwrite, (small, middle), 0.65)
-    yield from against_plain("map overwrite, strings", "string_keys", overwrite, (small, middle), 0.6)
+    yield from against_plain(
+        "map overwrite, numbers", "number_keys", overwrite, (small, middle), 0.65
+    )
+    yield from against_plain(
+        "map overwrite, strings", "string_keys", overwrite, (small, middle), 0.6
+    )
     index = ("map_lookup", "index")
     yield from against_plain("map index by key, numbers", "number_keys", index, (middle,), 0.7)
     yield from against_plain("map index by key, strings", "string_keys", index, (middle,), 0.7)
@@ -92,7 +96,9 @@ def map_rows():
     back = "map_delete/number_keys/back/ours/"
     yield growth("map delete last", "1e3 to 1e6", 1.5, "typedmap_bench",
                  *(back + size for size in ("1000", "100000", "1000000")), rounds=3)  # fmt: skip
-    yield from against_plain("map delete last", "number_keys", ("map_delete", "back"), (middle,), 0.001)
+    yield from against_plain(
+        "map delete last", "number_keys", ("map_delete", "back"), (middle,), 0.001
+    )
     yield from against_plain("map delete middle, numbers", "number_keys", ("map_delete", "middle"),
                              (middle,), 0.5)  # fmt: skip
     for method in ("getDataByKey", "getCount"):
@@ -135,7 +141,9 @@ def store_rows(full):
 
 def scratch_rows():
     program = "scratch_bench"
-    few, many = ([f"scratch_{way}/ours/{count}" for way in ("put", "get")] for count in (10, 100_000))
+    few, many = (
+        [f"scratch_{way}/ours/{count}" for way in ("put", "get")] for count in (10, 100_000)
+    )
     for way, ours_few, ours_many in zip(("put", "get"), few, many):
         yield ratio(f"scratch {way}, 1e3 doubles", "10 variables", 1.15, program,
                     ours_few, f"scratch_{way}/bare/10", repetitions=10)  # fmt: skip

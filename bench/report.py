@@ -86,7 +86,9 @@ class Runner:
         path = os.pathsep.join(os.path.join(self.build, part) for part in ("python", "bench"))
         command = ["/usr/bin/python3", os.path.join(FOLDER, figures.PYTHON_PROGRAMS[prefix])]
         environment = dict(os.environ, PYTHONPATH=path, **KEEP_FREED_MEMORY)
-        done = subprocess.run([*command, *options], check=True, stdout=subprocess.PIPE, env=environment)
+        done = subprocess.run(
+            [*command, *options], check=True, stdout=subprocess.PIPE, env=environment
+        )
         samples = json.loads(done.stdout)
         return [{prefix + name: value for name, value in one.items()} for one in samples]
 

@@ -25,7 +25,9 @@ from kvr import Verdict
 
 HERE = Path(__file__).parent
 DOCUMENT = HERE / "comparison.md"
-PART = re.compile(r"```python\n(?P<code>.*?)```|!\[(?P<title>.*?)\]\(comparison/(?P<name>.*?)\)", re.S)
+PART = re.compile(
+    r"```python\n(?P<code>.*?)```|!\[(?P<title>.*?)\]\(comparison/(?P<name>.*?)\)", re.S
+)
 WIDTH, HEIGHT, LEFT, TOP, BOTTOM = 640, 170, 14, 14, 40
 STYLE = """
 svg{font:12px sans-serif;fill:none;stroke-width:1.5}

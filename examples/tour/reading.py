@@ -59,7 +59,13 @@ def failure(call: Any, *arguments: Any) -> str:
 def pictured(repo: Any, runs: list[int], index: int, file: Path) -> Iterator[str]:
     lines = {repo.getRunName(run): repo.getSignal(run, index) for run in runs}
     label = next(iter(lines.values()))["SignalLabel"]
-    draw(file, f"{label}, as known on two days", "Million dollars, annual rate", date(2013, 1, 1), lines)
+    draw(
+        file,
+        f"{label}, as known on two days",
+        "Million dollars, annual rate",
+        date(2013, 1, 1),
+        lines,
+    )
     for name, signal in lines.items():
         colour = ", ".join(f"{part:g}" for part in np.ravel(signal["LineColor"]))
         yield f"{label} {name}: colour ({colour}), style {signal['LineDashed']!r}"

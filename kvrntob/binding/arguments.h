@@ -1,8 +1,8 @@
 // Tests of the arrays that arrive as "any". base/number_reading.h reads what has passed them.
 #pragma once
 
-#include "kvrntob/base/number_reading.h"
 #include "kvrntob/base/failure.h"
+#include "kvrntob/base/number_reading.h"
 #include "kvrntob/host/libvr.h"
 
 namespace kvr {

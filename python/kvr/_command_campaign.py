@@ -15,7 +15,15 @@ from kvr._campaign.campaign import start
 from kvr._campaign.junit import JUnitFile
 from kvr._campaign.pairs import FilePair, from_folders, from_table
 from kvr._campaign.results import PairResult
-from kvr._changes import Changes, add_comparison_arguments, amount, count, finite_amount, match, sync
+from kvr._changes import (
+    Changes,
+    add_comparison_arguments,
+    amount,
+    count,
+    finite_amount,
+    match,
+    sync,
+)
 from kvr._command import DIFFERS, NOTHING_COMPARED, PASSED
 from kvr._comparing import require_options
 from kvr._formats import known_endings
@@ -108,7 +116,9 @@ def _own_options(given: dict[str, str], base: dict[str, Any]) -> dict[str, Any]:
     own: dict[str, Any] = {}
     for name, text in given.items():
         if name not in _COLUMNS:
-            raise ValueError(f"there is no option {name!r}; a column is one of {', '.join(_COLUMNS)}")
+            raise ValueError(
+                f"there is no option {name!r}; a column is one of {', '.join(_COLUMNS)}"
+            )
         try:
             own[name] = _COLUMNS[name](text)
         except (argparse.ArgumentTypeError, KeyError, ValueError) as error:
@@ -156,7 +166,9 @@ class _Tally:
 
     def print(self) -> None:
         pairs = ", ".join(f"{status} {number}" for status, number in self._counts.most_common())
-        signals = ", ".join(f"{status} {number}" for status, number in self._signals.items() if number)
+        signals = ", ".join(
+            f"{status} {number}" for status, number in self._signals.items() if number
+        )
         print(f"{self._total} pairs: {pairs or 'none'}; signals: {signals or 'none'}")
         if self._worst:
             rows = [row for _, _, row in sorted(self._worst, reverse=True)]

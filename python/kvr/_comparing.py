@@ -129,7 +129,9 @@ def require_options(options: dict[str, Any]) -> None:
     known = {"match", "coverage", "time_tolerance", "tolerance", "sync", "only", "ignore", "strict"}
     for name in options:
         if name not in known:
-            raise TypeError(f"{name!r} is no option of a campaign; there are {listed(known, 'and')}")
+            raise TypeError(
+                f"{name!r} is no option of a campaign; there are {listed(known, 'and')}"
+            )
     _plan_of(**options)
 
 

@@ -116,10 +116,12 @@ class Comparison(Sequence[Verdict]):
         return iter(self.verdicts)
 
     @overload
-    def __getitem__(self, key: int | str) -> Verdict: ...
+    def __getitem__(self, key: int | str) -> Verdict:
+        ...
 
     @overload
-    def __getitem__(self, key: slice) -> list[Verdict]: ...
+    def __getitem__(self, key: slice) -> list[Verdict]:
+        ...
 
     def __getitem__(self, key: int | str | slice) -> Verdict | list[Verdict]:
         if not isinstance(key, str):

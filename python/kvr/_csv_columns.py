@@ -51,8 +51,7 @@ class Columns:
             self._require_equal_widths(body)
         frame = self._parse(body, others) if others else None
         return [
-            frame[place].to_numpy() if array is None else array
-            for place, array in enumerate(plain)
+            frame[place].to_numpy() if array is None else array for place, array in enumerate(plain)
         ]
 
     def _plain_numbers(self, body: str) -> list[Array | None]:

@@ -69,7 +69,9 @@ def find_dialect(
     delimiter = delimiter or _find_delimiter(path, head, quote)
     comments, rows = _without_comments(list(rows_of(head, delimiter, quote, _SAMPLE)))
     if not rows:
-        raise FormatError(path, "holds comments alone" if comments else "holds no cell with a value")
+        raise FormatError(
+            path, "holds comments alone" if comments else "holds no cell with a value"
+        )
     decimal = decimal or _find_decimal(rows, delimiter)
     header, rows = _take_header(comments, rows, decimal)
     width = len(rows[0].cells) if rows else len(header.cells)
@@ -79,9 +81,7 @@ def find_dialect(
         units = _given_units(rows[0].cells, units)
         header, rows = rows[0], rows[1:]
     place, dates = _find_time(path, labels, [row.cells for row in rows], decimal, time)
-    return Dialect(
-        delimiter, quote, decimal, tuple(labels), tuple(units), header.end, place, dates
-    )
+    return Dialect(delimiter, quote, decimal, tuple(labels), tuple(units), header.end, place, dates)
 
 
 def rows_of(text: str, delimiter: str, quote: str, most: int | None = None) -> Iterator[_Row]:
@@ -154,9 +154,7 @@ def _without_comments(rows: list[_Row]) -> tuple[list[_Row], list[_Row]]:
     return rows[:count], rows[count:]
 
 
-def _take_header(
-    comments: list[_Row], rows: list[_Row], decimal: str
-) -> tuple[_Row, list[_Row]]:
+def _take_header(comments: list[_Row], rows: list[_Row], decimal: str) -> tuple[_Row, list[_Row]]:
     """The row of names, without cells if there is none, and the rows after it."""
     if any(cell.strip() and not _is_value(cell, decimal) for cell in rows[0].cells):
         return rows[0], rows[1:]

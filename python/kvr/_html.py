@@ -11,9 +11,7 @@ ROWS = 50  # in a table
 WIDTH = 200  # characters in a cell
 
 
-def table(
-    caption: str, header: Sequence[str], rows: Iterable[Sequence[object]], total: int
-) -> str:
+def table(caption: str, header: Sequence[str], rows: Iterable[Sequence[object]], total: int) -> str:
     """An HTML table of at most ROWS rows that says how many more there are."""
     lines = [f"<table><caption>{_cell(caption)}</caption>", _row("th", header)]
     count = 0

@@ -79,7 +79,9 @@ def _side(look: Look) -> Side:
 class _Judging:
     """The batch that is being filled, and the batches that are judged."""
 
-    def __init__(self, pool: ThreadPoolExecutor, threads: int, rules: Rules, stop: _kvr.Stop) -> None:
+    def __init__(
+        self, pool: ThreadPoolExecutor, threads: int, rules: Rules, stop: _kvr.Stop
+    ) -> None:
         self._pool = pool
         self._most = threads * _AHEAD
         self._rules = rules

@@ -16,9 +16,7 @@ from kvr._settings import Sync, Tolerance
 from kvr._signal import Signal
 
 
-def load(
-    source: str | os.PathLike[str] | Recording, runs: Iterable[str] | str | None
-) -> list[Run]:
+def load(source: str | os.PathLike[str] | Recording, runs: Iterable[str] | str | None) -> list[Run]:
     if not isinstance(source, Recording):
         with open_recording(source) as recording:
             return load(recording, runs)

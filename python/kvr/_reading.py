@@ -94,71 +94,88 @@ class SignalReader(ABC):
 
     @property
     @abstractmethod
-    def id(self) -> int: ...
+    def id(self) -> int:
+        ...
 
     @property
     @abstractmethod
-    def run(self) -> RunReader[Any]: ...
+    def run(self) -> RunReader[Any]:
+        ...
 
     @property
     @abstractmethod
-    def label(self) -> str: ...
+    def label(self) -> str:
+        ...
 
     @property
     @abstractmethod
-    def path(self) -> str: ...
+    def path(self) -> str:
+        ...
 
     @property
     @abstractmethod
-    def model(self) -> str: ...
+    def model(self) -> str:
+        ...
 
     @property
     @abstractmethod
-    def source(self) -> str: ...
+    def source(self) -> str:
+        ...
 
     @property
     @abstractmethod
-    def root_source(self) -> str: ...
+    def root_source(self) -> str:
+        ...
 
     @property
     @abstractmethod
-    def time_source(self) -> str: ...
+    def time_source(self) -> str:
+        ...
 
     @property
     @abstractmethod
-    def port(self) -> int: ...
+    def port(self) -> int:
+        ...
 
     @property
     @abstractmethod
-    def channel(self) -> tuple[int, ...]: ...
+    def channel(self) -> tuple[int, ...]:
+        ...
 
     @property
     @abstractmethod
-    def sid(self) -> str: ...
+    def sid(self) -> str:
+        ...
 
     @property
     @abstractmethod
-    def metadata(self) -> Any: ...
+    def metadata(self) -> Any:
+        ...
 
     @property
     @abstractmethod
-    def tolerance(self) -> Tolerance: ...
+    def tolerance(self) -> Tolerance:
+        ...
 
     @property
     @abstractmethod
-    def sync(self) -> Sync: ...
+    def sync(self) -> Sync:
+        ...
 
     @property
     @abstractmethod
-    def color(self) -> Color: ...
+    def color(self) -> Color:
+        ...
 
     @property
     @abstractmethod
-    def dash(self) -> str: ...
+    def dash(self) -> str:
+        ...
 
     @property
     @abstractmethod
-    def visible(self) -> bool: ...
+    def visible(self) -> bool:
+        ...
 
     @abstractmethod
     def _series(self) -> Series:
@@ -261,35 +278,43 @@ class RunReader(ABC, Generic[Signal]):
 
     @property
     @abstractmethod
-    def id(self) -> int: ...
+    def id(self) -> int:
+        ...
 
     @property
     @abstractmethod
-    def name(self) -> str: ...
+    def name(self) -> str:
+        ...
 
     @property
     @abstractmethod
-    def instance(self) -> int | None: ...
+    def instance(self) -> int | None:
+        ...
 
     @property
     @abstractmethod
-    def version(self) -> str: ...
+    def version(self) -> str:
+        ...
 
     @property
     @abstractmethod
-    def created(self) -> datetime: ...
+    def created(self) -> datetime:
+        ...
 
     @property
     @abstractmethod
-    def signals(self) -> Sequence[Signal]: ...
+    def signals(self) -> Sequence[Signal]:
+        ...
 
     @property
     @abstractmethod
-    def tolerance(self) -> Tolerance: ...
+    def tolerance(self) -> Tolerance:
+        ...
 
     @property
     @abstractmethod
-    def sync(self) -> Sync: ...
+    def sync(self) -> Sync:
+        ...
 
     def _looks(self) -> Sequence[Look]:
         """A look at each signal, in their order; in fewer steps than signal by signal."""
@@ -401,15 +426,15 @@ def run_named(runs: Sequence[AnyRun], name: str, owner: str, place: str = "") ->
         return found[0]
     if found:
         ids = _names.joined([str(run.id) for run in found], "and")
-        raise Ambiguous(f"{place}{len(found)} runs are named {_names.quoted(name)}, with the ids {ids}")
+        raise Ambiguous(
+            f"{place}{len(found)} runs are named {_names.quoted(name)}, with the ids {ids}"
+        )
     hint = _names.near_misses(name, [run.name for run in runs])
     wanted = _names.quoted(name)
     raise NotFound(f"{place}no run is named {wanted}; {hint or f'{owner} has no runs'}")
 
 
-def matching(
-    signals: Sequence[Signal], pattern: str | re.Pattern[str], by: str
-) -> list[Signal]:
+def matching(signals: Sequence[Signal], pattern: str | re.Pattern[str], by: str) -> list[Signal]:
     """Those of the signals whose field `by` matches. Raises ValueError for an unknown field."""
     if by not in SEARCHED:
         raise ValueError(f"by must be {_names.listed(SEARCHED, 'or')}, not {by!r}")

@@ -131,10 +131,12 @@ class FileRuns(Sequence[FileRun]):
         return len(self._runs)
 
     @overload
-    def __getitem__(self, key: int | str) -> FileRun: ...
+    def __getitem__(self, key: int | str) -> FileRun:
+        ...
 
     @overload
-    def __getitem__(self, key: slice) -> list[FileRun]: ...
+    def __getitem__(self, key: slice) -> list[FileRun]:
+        ...
 
     def __getitem__(self, key: int | str | slice) -> FileRun | list[FileRun]:
         return run_named(self._runs, key, "the file") if isinstance(key, str) else self._runs[key]
@@ -158,7 +160,8 @@ class Recording(ABC):
 
     @property
     @abstractmethod
-    def runs(self) -> FileRuns: ...
+    def runs(self) -> FileRuns:
+        ...
 
     @abstractmethod
     def close(self) -> None:

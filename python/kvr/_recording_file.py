@@ -45,10 +45,12 @@ class _Lazy(Sequence[Any]):
         raise NotImplementedError
 
     @overload
-    def __getitem__(self, key: int) -> Any: ...
+    def __getitem__(self, key: int) -> Any:
+        ...
 
     @overload
-    def __getitem__(self, key: slice) -> list[Any]: ...
+    def __getitem__(self, key: slice) -> list[Any]:
+        ...
 
     def __getitem__(self, key: int | slice) -> Any:
         if isinstance(key, slice):

@@ -41,10 +41,12 @@ class Runs(Sequence[Run]):
         return iter([Run(repository, number) for number in run_numbers(repository)])
 
     @overload
-    def __getitem__(self, key: int | str) -> Run: ...
+    def __getitem__(self, key: int | str) -> Run:
+        ...
 
     @overload
-    def __getitem__(self, key: slice) -> list[Run]: ...
+    def __getitem__(self, key: slice) -> list[Run]:
+        ...
 
     def __getitem__(self, key: int | str | slice) -> Run | list[Run]:
         if isinstance(key, str):
@@ -249,9 +251,7 @@ class Store:
 
     def _repr_html_(self) -> str:
         runs = self.runs
-        rows = [
-            (run.id, run.name, _created_text(run), len(run)) for run in runs[: _html.ROWS]
-        ]
+        rows = [(run.id, run.name, _created_text(run), len(run)) for run in runs[: _html.ROWS]]
         return _html.table("Runs", ("id", "name", "created", "signals"), rows, len(runs))
 
 

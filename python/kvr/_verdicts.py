@@ -77,10 +77,12 @@ class Verdicts(Sequence[Verdict]):
         return len(self._found)
 
     @overload
-    def __getitem__(self, key: int) -> Verdict: ...
+    def __getitem__(self, key: int) -> Verdict:
+        ...
 
     @overload
-    def __getitem__(self, key: slice) -> list[Verdict]: ...
+    def __getitem__(self, key: slice) -> list[Verdict]:
+        ...
 
     def __getitem__(self, key: int | slice) -> Verdict | list[Verdict]:
         if isinstance(key, slice):

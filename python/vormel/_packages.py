@@ -34,7 +34,9 @@ class HostPackage(ModuleType):
             setattr(self, name, found)
             return found
         held = ", ".join(sorted(self._contents()))
-        raise AttributeError(f"the host package {self._full_name!r} holds no {name!r}; it holds {held}")
+        raise AttributeError(
+            f"the host package {self._full_name!r} holds no {name!r}; it holds {held}"
+        )
 
     def __dir__(self) -> list[str]:
         return sorted({*super().__dir__(), *self._contents()})

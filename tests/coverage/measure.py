@@ -80,13 +80,20 @@ class Measured:
         return len(counts), sum(n > 0 for n in counts)
 
     def lines_not_run(self, folder):
-        return [(name, number) for name in self.within(folder)
-                for number, count in sorted(self.lines[name].items()) if count == 0]
+        return [
+            (name, number)
+            for name in self.within(folder)
+            for number, count in sorted(self.lines[name].items())
+            if count == 0
+        ]
 
     def branches_not_taken(self, folder):
-        return [(name, number, which) for name in self.within(folder)
-                for (number, _, which), count in sorted(self.branches[name].items(), key=str)
-                if count == 0]
+        return [
+            (name, number, which)
+            for name in self.within(folder)
+            for (number, _, which), count in sorted(self.branches[name].items(), key=str)
+            if count == 0
+        ]
 
 
 def read_list(path):
@@ -121,9 +128,13 @@ def compare(not_taken, listed, text=text_of):
 
 def gcov(note):
     """gcov's report on one object file; zeros if it never ran."""
-    run = subprocess.run(["gcov", "--json-format", "--branch-probabilities", "--stdout", note],
-                         cwd=note.parent, check=True, stdout=subprocess.PIPE,
-                         stderr=subprocess.DEVNULL)
+    run = subprocess.run(
+        ["gcov", "--json-format", "--branch-probabilities", "--stdout", note],
+        cwd=note.parent,
+        check=True,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.DEVNULL,
+    )
     return [json.loads(line) for line in run.stdout.splitlines() if line]
 
 

@@ -13,10 +13,14 @@ def branch(count, throw=False):
 def report(*lines, name="f()"):
     """gcov's report on one function in a file of the project, from (line, count, branches)."""
     function = {"name": name, "start_line": 1, "start_column": 1}
-    entries = [{"line_number": number, "count": count, "branches": branches, "function_name": name}
-               for number, count, branches in lines]
-    return {"current_working_directory": str(measure.ROOT),
-            "files": [{"file": "kvrntob/x.cpp", "functions": [function], "lines": entries}]}
+    entries = [
+        {"line_number": number, "count": count, "branches": branches, "function_name": name}
+        for number, count, branches in lines
+    ]
+    return {
+        "current_working_directory": str(measure.ROOT),
+        "files": [{"file": "kvrntob/x.cpp", "functions": [function], "lines": entries}],
+    }
 
 
 def measured(*reports):
@@ -27,7 +31,9 @@ def measured(*reports):
 
 
 def test_line_that_never_ran_is_named():
-    assert measured(report((4, 1, []), (5, 0, []))).lines_not_run("kvrntob") == [("kvrntob/x.cpp", 5)]
+    assert measured(report((4, 1, []), (5, 0, []))).lines_not_run("kvrntob") == [
+        ("kvrntob/x.cpp", 5)
+    ]
 
 
 def test_line_that_ran_in_one_of_two_objects_has_run():
@@ -47,8 +53,10 @@ def test_ways_on_which_exceptions_leave_a_call_are_no_branches():
 
 
 def test_branch_is_taken_if_one_instantiation_takes_it():
-    forms = measured(report((4, 1, [branch(1), branch(0)]), name="f<int>()"),
-                     report((4, 1, [branch(0), branch(1)]), name="f<long>()"))
+    forms = measured(
+        report((4, 1, [branch(1), branch(0)]), name="f<int>()"),
+        report((4, 1, [branch(0), branch(1)]), name="f<long>()"),
+    )
     assert forms.branches_not_taken("kvrntob") == []
 
 
@@ -64,8 +72,10 @@ def test_lines_of_closing_brackets_are_left_out():
     assert one.lines_not_run("kvrntob") == [("kvrntob/x.cpp", 4)]
 
 
-@pytest.mark.parametrize("line, is_code", [("  }", False), ("  });", False), ("", False),
-                                           ("  } else {", True), ("  x;", True)])
+@pytest.mark.parametrize(
+    "line, is_code",
+    [("  }", False), ("  });", False), ("", False), ("  } else {", True), ("  x;", True)],
+)
 def test_a_line_is_code_if_it_holds_more_than_closing_brackets(line, is_code):
     assert (measure.NO_CODE.fullmatch(line) is None) == is_code
 
@@ -78,12 +88,15 @@ NOT_TAKEN = [("kvrntob/x.cpp", 4, "1/2")]
 ROW = ("kvrntob/x.cpp", "if (a)", "1/2")
 
 
-@pytest.mark.parametrize("listed, missing, stale", [
-    ({ROW: 1}, [], []),
-    ({}, [(4, ROW)], []),
-    ({ROW: 2}, [], [ROW]),
-    ({(ROW[0], "if (b)", "1/2"): 1}, [(4, ROW)], [(ROW[0], "if (b)", "1/2")]),
-])
+@pytest.mark.parametrize(
+    "listed, missing, stale",
+    [
+        ({ROW: 1}, [], []),
+        ({}, [(4, ROW)], []),
+        ({ROW: 2}, [], [ROW]),
+        ({(ROW[0], "if (b)", "1/2"): 1}, [(4, ROW)], [(ROW[0], "if (b)", "1/2")]),
+    ],
+)
 def test_list_has_to_hold_what_is_not_taken_and_nothing_else(listed, missing, stale):
     assert measure.compare(NOT_TAKEN, listed, lambda name, number: "if (a)") == (missing, stale)
 

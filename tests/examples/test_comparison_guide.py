@@ -24,16 +24,18 @@ def test_examples_of_the_guide_print_what_they_say():
 @pytest.fixture(scope="module")
 def drawn(tmp_path_factory):
     folder = tmp_path_factory.mktemp("drawn")
-    subprocess.run([sys.executable, DOCS / "draw_comparison.py", folder], check=True, env=os.environ)
+    subprocess.run(
+        [sys.executable, DOCS / "draw_comparison.py", folder], check=True, env=os.environ
+    )
     return folder
 
 
 def test_pictures_are_those_of_the_examples(drawn):
     assert sorted(path.name for path in drawn.iterdir()) == sorted(PICTURES)
     for name in PICTURES:
-        assert (drawn / name).read_text() == (DOCS / "comparison" / name).read_text(), (
-            f"{name} is old; run docs/draw_comparison.py"
-        )
+        assert (drawn / name).read_text() == (
+            DOCS / "comparison" / name
+        ).read_text(), f"{name} is old; run docs/draw_comparison.py"
 
 
 def test_every_picture_stands_in_the_guide_and_all_are_small():
@@ -43,7 +45,9 @@ def test_every_picture_stands_in_the_guide_and_all_are_small():
 
 
 def test_pictures_mark_the_values_that_are_out():
-    crosses = {name: (DOCS / "comparison" / name).read_text().count('class="out"') for name in PICTURES}
+    crosses = {
+        name: (DOCS / "comparison" / name).read_text().count('class="out"') for name in PICTURES
+    }
     assert crosses["union.svg"] == crosses["event.svg"] == crosses["gaps.svg"] == 1
     assert crosses["late.svg"] == crosses["intersection.svg"] == 0
 

@@ -58,7 +58,7 @@ def test_data_set_has_a_dimension_a_time_base_and_attributes(run):
     assert data["time_"].dtype.kind == "M"
     assert data["time_2"].dtype == np.float64
     assert data["a"].attrs == {"units": "V", "path": "p", "tolerance": repr(a.tolerance)}
-    assert data["time"].attrs == {"sync": repr(run['time'].sync)}
+    assert data["time"].attrs == {"sync": repr(run["time"].sync)}
     assert data.attrs == {"run": "Monday", "created": run.created.isoformat()}
 
 

@@ -40,7 +40,9 @@ def test_two_folders_are_paired_by_relative_names(folders, tmp_path):
     code, out, err = campaign(*folders, "--results", tmp_path / "r.jsonl")
     assert (code, err) == (1, "")
     assert out.startswith("3 pairs: passed 2, differs 1; signals: within 2, out 1\n")
-    rows = {os.path.relpath(row["baseline"], folders[0]): row for row in read_rows(tmp_path / "r.jsonl")}
+    rows = {
+        os.path.relpath(row["baseline"], folders[0]): row for row in read_rows(tmp_path / "r.jsonl")
+    }
     assert {name: row["passed"] for name, row in rows.items()} == {
         "a.csv": True,
         "b.csv": False,
@@ -138,10 +140,18 @@ def test_junit_has_a_suite_a_pair(folders, tmp_path):
         for suite in xml.parse(tmp_path / "results.xml").getroot()
     }
     counts = {
-        os.path.relpath(name, folders[0]): (suite.get("tests"), suite.get("failures"), suite.get("errors"))
+        os.path.relpath(name, folders[0]): (
+            suite.get("tests"),
+            suite.get("failures"),
+            suite.get("errors"),
+        )
         for name, suite in suites.items()
     }
-    assert counts == {"a.csv": ("1", "0", "1"), "b.csv": ("1", "1", "0"), "sub/c.csv": ("1", "0", "0")}
+    assert counts == {
+        "a.csv": ("1", "0", "1"),
+        "b.csv": ("1", "1", "0"),
+        "sub/c.csv": ("1", "0", "0"),
+    }
     failure = suites[str(folders[0] / "b.csv")].find("testcase/failure")
     assert failure.get("message").startswith("out at 1 of 2 instants")
 

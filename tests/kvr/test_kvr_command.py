@@ -164,7 +164,10 @@ def test_folder_ending_and_run_that_are_not_there(files):
     (files / "x.xyz").write_text("time,a\n0,1\n")
     for wrong, text in (
         (".", "kvr: .: is a folder; name a file in it\n"),
-        ("x.xyz", "kvr: x.xyz: its ending is of no known format; name the format, 'recording' or 'csv'\n"),
+        (
+            "x.xyz",
+            "kvr: x.xyz: its ending is of no known format; name the format, 'recording' or 'csv'\n",
+        ),
         ("base.csv#monday", "kvr: base.csv: no run is named 'monday'; there is 'base'\n"),
         ("none.csv#x", "kvr: none.csv#x: there is no such file; check the name\n"),
     ):

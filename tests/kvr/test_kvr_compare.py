@@ -274,9 +274,7 @@ def test_verdicts_are_made_when_they_are_looked_at(two, monkeypatch):
         fill(run, *map(str, range(5)))
     made = []
     verdict = _verdicts.Verdict
-    monkeypatch.setattr(
-        _verdicts, "Verdict", lambda **fields: made.append(1) or verdict(**fields)
-    )
+    monkeypatch.setattr(_verdicts, "Verdict", lambda **fields: made.append(1) or verdict(**fields))
     found = kvr.compare(*two)
     assert found.passed
     assert (found.counts["within"], found.failed, len(found), made) == (5, [], 5, [])

@@ -545,7 +545,9 @@ NUMBERS = st.one_of(
     st.floats(allow_subnormal=True).filter(math.isfinite).map(repr),
     st.floats(-1e300, 1e300).map(lambda value: f"{value:+.25e}"),
     st.decimals(-1000, 1000, places=3).map(str),
-    st.sampled_from(["", " 1", "2 ", " .5", "5.", "+3", "-0", "007", "nan", "-inf", "5e-324", "1e-400"]),
+    st.sampled_from(
+        ["", " 1", "2 ", " .5", "5.", "+3", "-0", "007", "nan", "-inf", "5e-324", "1e-400"]
+    ),
 )
 
 

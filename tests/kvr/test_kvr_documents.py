@@ -68,7 +68,9 @@ def test_simulation_that_fails_is_told(folder):
     circuit = folder / "circuit"
     shutil.copytree(ROOT / "examples" / "circuit", circuit)
     text = (circuit / "converter.cir").read_text()
-    (circuit / "converter.cir").write_text(text.replace("Ron=20m", "Ron=20m Unknown=1").replace(".tran", ".trap"))
+    (circuit / "converter.cir").write_text(
+        text.replace("Ron=20m", "Ron=20m Unknown=1").replace(".tran", ".trap")
+    )
     done = subprocess.run(
         [circuit / "simulate", "out"], capture_output=True, text=True, cwd=folder,
         env=UNSANITIZED,

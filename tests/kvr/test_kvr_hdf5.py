@@ -228,7 +228,9 @@ def test_netcdf_groups_with_their_own_times_are_runs(path):
 
 def test_dataset_of_xarray(path):
     when = pandas.date_range("2020-01-01", periods=3)
-    data = xarray.Dataset({"a": ("when", SPEED), "ok": ("when", [True, False, True])}, {"when": when})
+    data = xarray.Dataset(
+        {"a": ("when", SPEED), "ok": ("when", [True, False, True])}, {"when": when}
+    )
     data.to_netcdf(path, engine="netcdf4")
     with kvr.open(path) as recording:
         run = recording.runs[0]
@@ -564,4 +566,6 @@ def test_missing_package_is_named(run_python, path):
         "    except kvr.MissingPackage as error: print(error)\n"
     )
     hint = "which is not installed: try 'apt install python3-h5py'"
-    assert printed == f"reading HDF5 files needs h5py, {hint}\nwriting HDF5 files needs h5py, {hint}\n"
+    assert (
+        printed == f"reading HDF5 files needs h5py, {hint}\nwriting HDF5 files needs h5py, {hint}\n"
+    )

@@ -126,7 +126,9 @@ def test_every_plot_is_a_run_of_its_own_name(simulate, filetype):
 
 
 def test_operating_point_is_one_sample_of_every_variable_at_time_zero(simulate):
-    (run,) = kvr.open(simulate("alter V1 = 4", "alter @v1[pulse] = [ 4 4 1 1 1 1 1 ]", "op", "write out.raw")).runs
+    (run,) = kvr.open(
+        simulate("alter V1 = 4", "alter @v1[pulse] = [ 4 4 1 1 1 1 1 ]", "op", "write out.raw")
+    ).runs
     assert {s.label for s in run} == {"v(in)", "v(out)", "i(v1)"}
     assert run["v(out)"].time.tolist() == [0]
     assert run["v(out)"].time_source == ""
@@ -189,7 +191,11 @@ BINARY = HEADER + b"Binary:\n" + struct.pack("<6d", 0, 1, 1, 2, 2, 4)
 def everything(path):
     """The values of all signals."""
     with kvr.open(path) as recording:
-        return [(run.name, s.label, s.time.tolist(), s.values.tolist()) for run in recording for s in run]
+        return [
+            (run.name, s.label, s.time.tolist(), s.values.tolist())
+            for run in recording
+            for s in run
+        ]
 
 
 def refusal(path, content):

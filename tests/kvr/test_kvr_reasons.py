@@ -9,7 +9,7 @@ from xml.etree import ElementTree
 import pytest
 
 # A format of another package, whose files name one case: it reads signals that a CSV cannot hold.
-FORMAT = '''
+FORMAT = """
 import numpy as np
 from datetime import datetime, timezone
 
@@ -94,7 +94,7 @@ class Cases(Recording):
 
 
 FORMAT = kvr.Format("cases", (".case",), Cases)
-'''
+"""
 
 CASES = [
     # What the baseline is, what the other is, why they are not compared.

@@ -228,9 +228,7 @@ def test_label_that_stands_twice_lists_the_paths(run):
     run.add("speed", [1.0], time=[0.0])
     with pytest.raises(kvr.Ambiguous) as caught:
         run["speed"]
-    assert str(caught.value) == (
-        "2 signals are labelled 'speed', at car/engine and an empty path"
-    )
+    assert str(caught.value) == ("2 signals are labelled 'speed', at car/engine and an empty path")
 
 
 def test_unknown_label_names_near_misses(run):

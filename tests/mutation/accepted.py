@@ -27,7 +27,9 @@ class Accepted:
             changes = [line[2:] for line in lines[2:] if line.startswith("- ")]
             reason = " ".join(line for line in lines[2:] if not line.startswith("- "))
             if not changes or not reason:
-                raise SystemExit(f"mutate: no change or no reason in {path}: {lines[0]}: {lines[1]}")
+                raise SystemExit(
+                    f"mutate: no change or no reason in {path}: {lines[0]}: {lines[1]}"
+                )
             for change in changes:
                 self.reasons[lines[0], lines[1], change] = reason
 

@@ -21,7 +21,9 @@ def find(root):
             text = file.read()
         for number in re.finditer(r"(?<=\w = )\d+(?=,?( *//.*)?\n)", text):
             new = str(int(number.group()) + 20)
-            mutant = Mutant(number.start(), number.end(), EXPRESSION, f"{number.group()} -> {new}", new)
+            mutant = Mutant(
+                number.start(), number.end(), EXPRESSION, f"{number.group()} -> {new}", new
+            )
             mutant.file = path
             mutants.append(placed(mutant, text))
     return mutants
@@ -35,10 +37,20 @@ def judge(mutant, root, build):
     header = os.path.join(overlay, mutant.file)
     os.makedirs(os.path.dirname(header), exist_ok=True)
     with open(header, "w", encoding="utf-8") as file:
-        file.write(text[:mutant.start] + mutant.text + text[mutant.end:])
+        file.write(text[: mutant.start] + mutant.text + text[mutant.end :])
     compiles = subprocess.run(
-        ["clang++-14", *COMPILER_OPTIONS.split(), "-fsyntax-only",
-         "-include", os.path.join(build, "prefix.h"), f"-I{overlay}", f"-I{root}",
-         os.path.join(root, PINNED_BY[mutant.file])], stderr=subprocess.DEVNULL, check=False)
+        [
+            "clang++-14",
+            *COMPILER_OPTIONS.split(),
+            "-fsyntax-only",
+            "-include",
+            os.path.join(build, "prefix.h"),
+            f"-I{overlay}",
+            f"-I{root}",
+            os.path.join(root, PINNED_BY[mutant.file]),
+        ],
+        stderr=subprocess.DEVNULL,
+        check=False,
+    )
     os.remove(header)
     return "not noticed" if compiles.returncode == 0 else "compiler"

@@ -29,8 +29,8 @@ def render(text, start, end, mutants, offset, spots):
         inner = []
         while mutants and mutants[0].start < outer.end:
             inner.append(mutants.pop(0))
-        put(text[position:outer.start])
-        before, after = around(outer, text[outer.start:outer.end])
+        put(text[position : outer.start])
+        before, after = around(outer, text[outer.start : outer.end])
         begin = offset + length
         put(before)
         put(render(text, outer.start, outer.end, inner, offset + length, spots))
@@ -49,8 +49,11 @@ def around(mutant, original):
     if mutant.level == CONDITION:
         return f"({chosen} ? {mutant.text} : static_cast<bool>(", "))"
     if mutant.level == SWITCH:
-        return (f"({chosen} && ({original}) == {mutant.text} ? "
-                f"static_cast<decltype({original})>({next_one(mutant.text)}) : (", "))")
+        return (
+            f"({chosen} && ({original}) == {mutant.text} ? "
+            f"static_cast<decltype({original})>({next_one(mutant.text)}) : (",
+            "))",
+        )
     return f"({chosen} ? ({mutant.text}) : (", "))"
 
 
@@ -58,9 +61,17 @@ def free_constants(text, source=None):
     """Constants that the compiler need not know become ordinary ones, so that they can be chosen.
     Every offset stays what it was."""
     classes = (CursorKind.CLASS_DECL, CursorKind.STRUCT_DECL, CursorKind.CLASS_TEMPLATE)
-    members = {c.extent.start.offset for c in source.cursors
-               if c.kind == CursorKind.VAR_DECL and c.semantic_parent is not None
-               and c.semantic_parent.kind in classes} if source else set()
+    members = (
+        {
+            c.extent.start.offset
+            for c in source.cursors
+            if c.kind == CursorKind.VAR_DECL
+            and c.semantic_parent is not None
+            and c.semantic_parent.kind in classes
+        }
+        if source
+        else set()
+    )
 
     def free(match):
         if match.start() in members:

@@ -21,8 +21,12 @@ import tree
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
-KINDS = {sites.STATEMENT: "statements removed", sites.CONDITION: "conditions always true or false",
-         sites.SWITCH: "cases taken for another", sites.EXPRESSION: ""}
+KINDS = {
+    sites.STATEMENT: "statements removed",
+    sites.CONDITION: "conditions always true or false",
+    sites.SWITCH: "cases taken for another",
+    sites.EXPRESSION: "",
+}
 
 
 def kind_of(mutant):
@@ -46,8 +50,13 @@ def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("paths", nargs="*", default=["kvrntob"])
     parser.add_argument("--jobs", type=int, default=len(os.sched_getaffinity(0)))
-    parser.add_argument("--tests", nargs="+", default=list(suite.PROGRAMS), metavar="FOLDER",
-                        help="run only the tests of these folders below tests/")
+    parser.add_argument(
+        "--tests",
+        nargs="+",
+        default=list(suite.PROGRAMS),
+        metavar="FOLDER",
+        help="run only the tests of these folders below tests/",
+    )
     parser.add_argument("--counts", help="write the counts into this file, as lines of a table")
     return parser.parse_args()
 
@@ -59,8 +68,9 @@ def main():
     mutants = judged(project, arguments, paths)
     listed = accepted.Accepted(os.path.join(HERE, "survivors.txt"))
     unlisted = [m for m in mutants if survived(m) and not listed.accepts(m)]
-    files = {key[0] for key in listed.reasons
-             if within(key[0], paths) or key[0] not in project.files}
+    files = {
+        key[0] for key in listed.reasons if within(key[0], paths) or key[0] not in project.files
+    }
     stale = listed.stale(files)
     show(mutants, unlisted, stale)
     if arguments.counts:
@@ -107,6 +117,7 @@ def progress(total):
         count += 1
         if sys.stderr.isatty():
             print(f"\r{100 * count // total} % ", end="", file=sys.stderr, flush=True)
+
     return report
 
 
@@ -118,8 +129,10 @@ def counts(mutants):
 
 
 def table(mutants):
-    rows = [(kind, c["noticed"] + c["survived"], c["noticed"], c["survived"])
-            for kind, c in counts(mutants)]
+    rows = [
+        (kind, c["noticed"] + c["survived"], c["noticed"], c["survived"])
+        for kind, c in counts(mutants)
+    ]
     rows.append(("all", *(sum(row[i] for row in rows) for i in (1, 2, 3))))
     lines = ["| changed | changes | noticed | listed |", "|---|---|---|---|"]
     lines += ["| " + " | ".join(str(cell) for cell in row) + " |" for row in rows]

@@ -11,13 +11,24 @@ import re
 from clang.cindex import CursorKind, TokenKind
 
 COMPARISONS = {
-    "<": ("<=", ">="), "<=": ("<", ">"), ">": (">=", "<="), ">=": (">", "<"),
-    "==": ("!=",), "!=": ("==",),
+    "<": ("<=", ">="),
+    "<=": ("<", ">"),
+    ">": (">=", "<="),
+    ">=": (">", "<"),
+    "==": ("!=",),
+    "!=": ("==",),
 }
 BINARY = {
     **COMPARISONS,
-    "&&": ("||",), "||": ("&&",), "+": ("-",), "-": ("+",), "*": ("/",), "/": ("*",), "%": ("*",),
-    "+=": ("-=",), "-=": ("+=",),
+    "&&": ("||",),
+    "||": ("&&",),
+    "+": ("-",),
+    "-": ("+",),
+    "*": ("/",),
+    "/": ("*",),
+    "%": ("*",),
+    "+=": ("-=",),
+    "-=": ("+=",),
 }
 STEPS = {"++": "--", "--": "++"}
 TWINS = {"min": "max", "max": "min", "true": "false", "false": "true"}
@@ -51,12 +62,16 @@ class Source:
         self.unit = index.parse(path, args=arguments)
         root = self.unit.cursor
         extent = root.extent
-        self.tokens = [token for token in self.unit.get_tokens(extent=extent)
-                       if token.kind != TokenKind.COMMENT]
+        self.tokens = [
+            token
+            for token in self.unit.get_tokens(extent=extent)
+            if token.kind != TokenKind.COMMENT
+        ]
         self.cursors = []
         self._collect(root)
         self.expressions = sorted(
-            {span(c) for c in self.cursors if c.kind.is_expression()}, key=lambda s: s[1] - s[0])
+            {span(c) for c in self.cursors if c.kind.is_expression()}, key=lambda s: s[1] - s[0]
+        )
         self.fixed = self._fixed_zones()
 
     def _collect(self, cursor):
@@ -77,7 +92,9 @@ class Source:
                 opening = re.compile(r" ?\(").match(self.text, end)
                 if opening:
                     zones.append((start, self._closing(opening.end())))
-        zones += [m.span() for m in re.finditer(r"\bconstexpr (bool|std::size_t) [^;]*;", self.text)]
+        zones += [
+            m.span() for m in re.finditer(r"\bconstexpr (bool|std::size_t) [^;]*;", self.text)
+        ]
         zones += [m.span() for m in re.finditer(r'extern "C"|operator""\w+', self.text)]
         zones += [m.span() for m in re.finditer(r"(\)|const|override|noexcept) = 0;", self.text)]
         zones += [m.span() for m in re.finditer(r"\w+>", self.text) if m.group()[0].isdigit()]
@@ -138,17 +155,17 @@ def of_tokens(source):
     for token in source.tokens:
         start, end = piece = span(token)
         word = token.spelling
-        is_binary = source.text[start - 1] == " " and source.text[end:end + 1] in (" ", "\n")
+        is_binary = source.text[start - 1] == " " and source.text[end : end + 1] in (" ", "\n")
         if token.kind == TokenKind.LITERAL or word in ("true", "false"):
             region, others = piece, neighbours(word)
         elif word == "!":
             yield from without_not(source, piece)
             continue
         elif word in STEPS:
-            is_prefix = re.match(r"[\w(*]", source.text[end:end + 1]) is not None
+            is_prefix = re.match(r"[\w(*]", source.text[end : end + 1]) is not None
             region = source.enclosing(start, end, int(not is_prefix), int(is_prefix))
             others = (STEPS[word],)
-        elif word in ("min", "max") and source.text[start - 2:start] == "::":
+        elif word in ("min", "max") and source.text[start - 2 : start] == "::":
             region, others = source.enclosing(start, end, 1, 2), (TWINS[word],)
         elif word in BINARY and is_binary:
             region, others = source.enclosing(start, end, 1, 1), BINARY[word]
@@ -173,7 +190,9 @@ def neighbours(literal):
     if literal.startswith('"'):
         return (respelled(literal),)
     if literal.startswith("'"):
-        return (literal[:-2] + chr(ord(literal[-2]) + 1) + "'",) if "\\" not in literal else ("'x'",)
+        return (
+            (literal[:-2] + chr(ord(literal[-2]) + 1) + "'",) if "\\" not in literal else ("'x'",)
+        )
     match = re.fullmatch(r"(\d+)(\.\d*)?(\w*)", literal)
     if not match:
         return ()
@@ -186,14 +205,14 @@ def neighbours(literal):
 
 def respelled(literal):
     """A word of the same length with another letter in its middle."""
-    body = literal[1:literal.rindex('"')]
+    body = literal[1 : literal.rindex('"')]
     letters = [i for i, c in enumerate(body) if c != "\\" and (i == 0 or body[i - 1] != "\\")]
     if not letters:
         return '"x"' if not body else '"\\1"'
     place = letters[len(letters) // 2]
     other = "y" if body[place] in "xX" else "x"
-    changed = '"' + body[:place] + other + body[place + 1:] + '"'
-    return changed + literal[literal.rindex('"') + 1:]
+    changed = '"' + body[:place] + other + body[place + 1 :] + '"'
+    return changed + literal[literal.rindex('"') + 1 :]
 
 
 def of_constants(source):
@@ -213,21 +232,31 @@ def next_one(name):
 
 
 def of_conditions(source):
-    kinds = {CursorKind.IF_STMT: ("true", "false"), CursorKind.WHILE_STMT: ("false",),
-             CursorKind.CONDITIONAL_OPERATOR: ("true", "false")}
+    kinds = {
+        CursorKind.IF_STMT: ("true", "false"),
+        CursorKind.WHILE_STMT: ("false",),
+        CursorKind.CONDITIONAL_OPERATOR: ("true", "false"),
+    }
     for cursor in source.cursors:
         children = list(cursor.get_children()) if cursor.kind in kinds else []
         if not children or not children[0].kind.is_expression():
             continue
         start, end = span(children[0])
         for value in kinds[cursor.kind]:
-            yield Mutant(start, end, CONDITION, f"{one_line(source.text[start:end])} -> {value}", value)
+            yield Mutant(
+                start, end, CONDITION, f"{one_line(source.text[start:end])} -> {value}", value
+            )
 
 
 def of_statements(source):
     """Statements that can go: expressions, jumps out of a block, returns of nothing."""
-    parents = {CursorKind.COMPOUND_STMT: 0, CursorKind.IF_STMT: 1, CursorKind.FOR_STMT: -1,
-               CursorKind.CXX_FOR_RANGE_STMT: -1, CursorKind.WHILE_STMT: 1}
+    parents = {
+        CursorKind.COMPOUND_STMT: 0,
+        CursorKind.IF_STMT: 1,
+        CursorKind.FOR_STMT: -1,
+        CursorKind.CXX_FOR_RANGE_STMT: -1,
+        CursorKind.WHILE_STMT: 1,
+    }
     for cursor in source.cursors:
         if cursor.kind not in parents:
             continue
@@ -238,7 +267,7 @@ def of_statements(source):
             text = source.text[start:end]
             if not (child.kind.is_expression() or child.kind in JUMPS or text == "return"):
                 continue
-            if source.text[end:end + 1] != ";" or text.count("{") != text.count("}"):
+            if source.text[end : end + 1] != ";" or text.count("{") != text.count("}"):
                 continue
             yield Mutant(start, end + 1, STATEMENT, f"{one_line(text)}; -> removed", "")
 

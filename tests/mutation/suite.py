@@ -16,8 +16,12 @@ PROGRAMS = {
     "settings": ["settings_test"],
     "columns": ["columns_test"],
     "exchange": ["exchange_test"],
-    "typedmap": ["typedmap_test", "typedmap_release_test", "typedmap_exhausted_memory_test",
-                 "typedmap_module_test"],
+    "typedmap": [
+        "typedmap_test",
+        "typedmap_release_test",
+        "typedmap_exhausted_memory_test",
+        "typedmap_module_test",
+    ],
     "binding": ["binding_test", "module_test", "exhausted_memory_test"],
     "embedded_host": ["messages_test", "objects_test"],
     "models": ["models_test"],
@@ -49,7 +53,9 @@ class Suite:
     def record(self):
         """Runs each test by itself and notes what it reaches. Fails if a test fails."""
         with concurrent.futures.ThreadPoolExecutor(self.jobs) as pool:
-            listed = [test for tests in pool.map(self.listed, *zip(*self.programs)) for test in tests]
+            listed = [
+                test for tests in pool.map(self.listed, *zip(*self.programs)) for test in tests
+            ]
             self.tests = list(pool.map(self.recorded, listed))
         self.tests.sort(key=lambda test: test.seconds)
 
@@ -57,8 +63,9 @@ class Suite:
         path = os.path.join(self.binary, "tests", folder, program)
         if program in NOT_GTEST:
             return [Test(path, "")]
-        output = subprocess.run([path, "--gtest_list_tests"], check=True, stdout=subprocess.PIPE,
-                                text=True).stdout
+        output = subprocess.run(
+            [path, "--gtest_list_tests"], check=True, stdout=subprocess.PIPE, text=True
+        ).stdout
         tests, suite = [], ""
         for line in output.split("\n"):
             name = line.split("  # ")[0].rstrip()
@@ -89,9 +96,15 @@ class Suite:
             if len(chosen) < LONGEST_FILTER:
                 command.append(f"--gtest_filter={chosen}")
         try:
-            result = subprocess.run(command, env={**os.environ, **variables}, timeout=limit,
-                                    stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                                    stderr=subprocess.DEVNULL, check=False)
+            result = subprocess.run(
+                command,
+                env={**os.environ, **variables},
+                timeout=limit,
+                stdin=subprocess.DEVNULL,
+                stdout=subprocess.DEVNULL,
+                stderr=subprocess.DEVNULL,
+                check=False,
+            )
         except subprocess.TimeoutExpired:
             return False
         return result.returncode == 0
@@ -107,8 +120,9 @@ class Suite:
             return "not reached"
         noticed = self.noticed[mutant.file]
         for program, tests in sorted(
-                ((program, tests) for (program, _), tests in reaching.items()),
-                key=lambda group: (-noticed[group[0]], sum(test.seconds for test in group[1]))):
+            ((program, tests) for (program, _), tests in reaching.items()),
+            key=lambda group: (-noticed[group[0]], sum(test.seconds for test in group[1])),
+        ):
             limit = 5 + 2 * sum(test.seconds for test in tests)
             if not self.passes(program, tests, {"KVR_MUTANT": str(mutant.number)}, limit):
                 noticed[program] += 1

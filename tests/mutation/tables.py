@@ -64,8 +64,13 @@ def list_entries(entries, at):
         else:
             same = "ANY" if name.startswith(("ANY", "OPTIONAL")) else name
             other = TYPES[(TYPES.index(same) + 1) % len(TYPES)]
-        yield Mutant(at + entry.start(), at + entry.end(), EXPRESSION,
-                     f"{name}, argument {number} -> {other}", other)
+        yield Mutant(
+            at + entry.start(),
+            at + entry.end(),
+            EXPRESSION,
+            f"{name}, argument {number} -> {other}",
+            other,
+        )
 
 
 def find_wrapper_rows(path):
@@ -73,15 +78,20 @@ def find_wrapper_rows(path):
     with open(path, encoding="utf-8") as file:
         text = file.read()
     rows = list(WRAPPER_ROW.finditer(text))
-    natives = {kind: list(dict.fromkeys(r.group(4) for r in rows if r.group(1) == kind))
-               for kind in ("KEY", "VALUE")}
+    natives = {
+        kind: list(dict.fromkeys(r.group(4) for r in rows if r.group(1) == kind))
+        for kind in ("KEY", "VALUE")
+    }
     mutants = []
     for row in rows:
         kind, name, word, native = row.groups()
         others = natives[kind]
         other = others[(others.index(native) + 1) % len(others)]
-        changes = [("gone", "row -> gone", ""), ("type", f"{native} -> {other}", other),
-                   ("word", f"{word} -> {respelled(word)}", respelled(word))]
+        changes = [
+            ("gone", "row -> gone", ""),
+            ("type", f"{native} -> {other}", other),
+            ("word", f"{word} -> {respelled(word)}", respelled(word)),
+        ]
         if kind == "VALUE":
             changes.append(("class", f"{name} -> the next one", name))
         for what, change, new in changes:
@@ -104,7 +114,8 @@ def switch_rows(text, mutants):
         lines[line - 1] = (
             f"{macro}({name}: if (kvrMutant({gone})) break; "
             f"if (kvrMutant({other.number})) case -{gone}, {word}, {other.text})\n"
-            f"{macro}(-{other.number}, {word}, {native})")
+            f"{macro}(-{other.number}, {word}, {native})"
+        )
     return "\n".join(lines)
 
 
@@ -114,5 +125,7 @@ def class_rows(text, mutants):
     lines = text.split("\n")
     for line, mutant in by_line.items():
         macro, name, word, native = WRAPPER_ROW.match(lines[line - 1]).groups()
-        lines[line - 1] = f"{macro}((kvrMutant({mutant.number}) ? {name} + 1 : {name}), {word}, {native})"
+        lines[
+            line - 1
+        ] = f"{macro}((kvrMutant({mutant.number}) ? {name} + 1 : {name}), {word}, {native})"
     return "\n".join(lines)

@@ -22,8 +22,10 @@ import tables
 
 NUMBERS_PER_FILE = 2000
 PARSER_OPTIONS = ["-x", "c++", "-std=c++20"]
-COMPILER_OPTIONS = ("-std=c++20 -O0 -w -Wno-c++11-narrowing -ferror-limit=0 -D_GLIBCXX_ASSERTIONS "
-                    "-fPIC -fvisibility=hidden -fvisibility-inlines-hidden")
+COMPILER_OPTIONS = (
+    "-std=c++20 -O0 -w -Wno-c++11-narrowing -ferror-limit=0 -D_GLIBCXX_ASSERTIONS "
+    "-fPIC -fvisibility=hidden -fvisibility-inlines-hidden"
+)
 ALSO_FREED = ["embedded_host/messages/catalogue.cpp"]  # expands a table of kvrntob/host
 TYPE_TABLE = "kvrntob/typedmap/wrapper_types.def"
 CLASS_TABLE = "kvrntob/typedmap/wrapper_classes.def"
@@ -88,10 +90,13 @@ class Tree:
     # ---- Copy and choices ----
 
     def copy_project(self):
-        listed = git(self.root, "ls-files", "--cached", "--others", "--exclude-standard").split("\n")
+        listed = git(self.root, "ls-files", "--cached", "--others", "--exclude-standard").split(
+            "\n"
+        )
         wanted = {path for path in listed if path and os.path.isfile(os.path.join(self.root, path))}
-        self.sources = sorted(p for p in wanted if p.startswith("kvrntob/")
-                              and p.endswith((".h", ".cpp", ".def")))
+        self.sources = sorted(
+            p for p in wanted if p.startswith("kvrntob/") and p.endswith((".h", ".cpp", ".def"))
+        )
         for path in sorted(wanted - set(self.sources)):
             with open(os.path.join(self.root, path), "rb") as file:
                 content = file.read()
@@ -119,8 +124,9 @@ class Tree:
 
     def find(self, jobs):
         known = self.known_files()
-        finders = "".join(read(os.path.join(HERE, name))
-                          for name in ("sites.py", "tables.py", "instrument.py"))
+        finders = "".join(
+            read(os.path.join(HERE, name)) for name in ("sites.py", "tables.py", "instrument.py")
+        )
         tasks = []
         for path in self.sources:
             text = read(os.path.join(self.root, path))
@@ -167,16 +173,40 @@ class Tree:
         switch = os.path.join(self.build, "libkvr_switch.so")
         prefix = os.path.join(self.build, "prefix.h")
         options = COMPILER_OPTIONS.split()
-        run_quietly(["clang++-14", "-std=c++20", "-O2", "-fPIC", "-shared", "-o", switch,
-                     os.path.join(HERE, "switch.cpp")])
-        if not os.path.isfile(prefix + ".pch") or read(prefix) != read(os.path.join(HERE, "prefix.h")):
+        run_quietly(
+            [
+                "clang++-14",
+                "-std=c++20",
+                "-O2",
+                "-fPIC",
+                "-shared",
+                "-o",
+                switch,
+                os.path.join(HERE, "switch.cpp"),
+            ]
+        )
+        if not os.path.isfile(prefix + ".pch") or read(prefix) != read(
+            os.path.join(HERE, "prefix.h")
+        ):
             shutil.copy(os.path.join(HERE, "prefix.h"), prefix)
             run_quietly(["clang++-14", *options, "-x", "c++-header", prefix, "-o", prefix + ".pch"])
-        run_quietly(["cmake", "-S", self.copy, "-B", self.binary, "-G", "Ninja",
-                     "-DCMAKE_CXX_COMPILER=clang++-14", "-DCMAKE_BUILD_TYPE=", "-DKVRNTOB_BUILD_TESTS=ON",
-                     "-DPython3_EXECUTABLE=/usr/bin/python3",
-                     f"-DCMAKE_CXX_FLAGS={' '.join(options)} -include {prefix}",
-                     f"-DCMAKE_CXX_STANDARD_LIBRARIES={switch}"])
+        run_quietly(
+            [
+                "cmake",
+                "-S",
+                self.copy,
+                "-B",
+                self.binary,
+                "-G",
+                "Ninja",
+                "-DCMAKE_CXX_COMPILER=clang++-14",
+                "-DCMAKE_BUILD_TYPE=",
+                "-DKVRNTOB_BUILD_TESTS=ON",
+                "-DPython3_EXECUTABLE=/usr/bin/python3",
+                f"-DCMAKE_CXX_FLAGS={' '.join(options)} -include {prefix}",
+                f"-DCMAKE_CXX_STANDARD_LIBRARIES={switch}",
+            ]
+        )
 
     def settle(self, targets, jobs):
         """Builds until nothing is left that does not compile: the module first, as it is small."""
@@ -184,7 +214,11 @@ class Tree:
             while True:
                 result = subprocess.run(
                     ["ninja", "-C", self.binary, "-k", "0", "-j", str(jobs), *goal],
-                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+                    stdout=subprocess.PIPE,
+                    stderr=subprocess.STDOUT,
+                    text=True,
+                    check=False,
+                )
                 if result.returncode == 0:
                     break
                 if not self.drop_what_failed(result.stdout):
@@ -211,13 +245,16 @@ class Tree:
     def at(self, file, line, column):
         """The innermost mutant at the place, or any of its line."""
         lines = read(os.path.join(self.copy, file.path)).split("\n")
-        place = sum(len(text) + 1 for text in lines[:line - 1]) + column - 1
+        place = sum(len(text) + 1 for text in lines[: line - 1]) + column - 1
         around = [s for s in file.spots if s[0] <= place < s[1] and s[2] in file.mutants]
         if around:
             return min(around, key=lambda s: s[1] - s[0])[2]
         begin = place - column + 1
-        on_line = [s[2] for s in file.spots
-                   if begin <= s[0] < begin + len(lines[line - 1]) and s[2] in file.mutants]
+        on_line = [
+            s[2]
+            for s in file.spots
+            if begin <= s[0] < begin + len(lines[line - 1]) and s[2] in file.mutants
+        ]
         return on_line[0] if on_line else None
 
 
@@ -240,12 +277,14 @@ def read(path):
 
 
 def git(root, *arguments):
-    return subprocess.run(["git", "-C", root, *arguments], check=True, stdout=subprocess.PIPE,
-                          text=True).stdout
+    return subprocess.run(
+        ["git", "-C", root, *arguments], check=True, stdout=subprocess.PIPE, text=True
+    ).stdout
 
 
 def run_quietly(command):
-    result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-                            check=False)
+    result = subprocess.run(
+        command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False
+    )
     if result.returncode != 0:
         sys.exit(f"{result.stdout}\nmutate: failed: {' '.join(command)}")

@@ -59,7 +59,9 @@ class Allocator:
 
     def _is_due(self) -> bool:
         number, self.count = self.count, self.count + 1
-        due = self.fails_at >= 0 and (number == self.fails_at or (self.all and number > self.fails_at))
+        due = self.fails_at >= 0 and (
+            number == self.fails_at or (self.all and number > self.fails_at)
+        )
         self.failed += due
         return due
 

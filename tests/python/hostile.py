@@ -188,13 +188,19 @@ class World:
         ours = OF_BASES.get(base, METHODS)
         chosen = self.random.sample(ours, min(len(ours), self.random.randrange(1, 4)))
         chosen += self.random.sample(METHODS, self.random.randrange(3))
-        return type("Hostile_" + base.__name__, (base,), {name: self.method(name, base) for name in chosen})
+        return type(
+            "Hostile_" + base.__name__, (base,), {name: self.method(name, base) for name in chosen}
+        )
 
     def array(self, cls: type) -> Any:
-        dtype = self.random.choice(["f8", ">f8", "c16", ">c8", "?", "i2", "U1", ">U1", "O", "U3", "u8"])
+        dtype = self.random.choice(
+            ["f8", ">f8", "c16", ">c8", "?", "i2", "U1", ">U1", "O", "U3", "u8"]
+        )
         shape = self.random.choice([(), (0,), (3,), (3, 4), (2, 3, 2), (40, 30)])
         array = np.ndarray.__new__(cls, shape, dtype)
-        np.ndarray.__setitem__(array.view(np.ndarray) if cls is np.ndarray else np.asarray(array), ..., 1)
+        np.ndarray.__setitem__(
+            array.view(np.ndarray) if cls is np.ndarray else np.asarray(array), ..., 1
+        )
         self.arrays.append(array)
         return array
 
@@ -203,7 +209,9 @@ class World:
             return self.random.choice(list(VALUES.values()))
         base = self.random.choice(BASES)
         cls = self.make_class(base) if self.random.random() < 0.8 else base
-        items = [self.make(depth + 1) for _ in range(self.random.randrange(4))] if depth < 3 else [1.0]
+        items = (
+            [self.make(depth + 1) for _ in range(self.random.randrange(4))] if depth < 3 else [1.0]
+        )
         try:
             return self.of_class(cls, base, items)
         except Exception:

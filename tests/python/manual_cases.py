@@ -14,7 +14,9 @@ Change = Callable[[Inputs], None]
 
 
 def tolerance_structure() -> dict[str, Any]:
-    names = "absolute relative timeStart timeEnd timeStep initAbsTolVal absStep initRelTolVal relStep"
+    names = (
+        "absolute relative timeStart timeEnd timeStep initAbsTolVal absStep initRelTolVal relStep"
+    )
     return {"toleranceType": 1, **{name: 0.5 for name in names.split()}, "fcnCall": "f"}
 
 

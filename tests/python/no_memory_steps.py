@@ -526,9 +526,9 @@ def sweep(step: Callable[[], Any], one: bool, stride: int) -> int:
             assert shown(result) == expected, f"allocation {first}: {shown(result)}"
         result = None
         found = state()
-        assert found == after or (not came_through and found == before), (
-            f"allocation {first}: neither as before nor as after: {found}"
-        )
+        assert found == after or (
+            not came_through and found == before
+        ), f"allocation {first}: neither as before nor as after: {found}"
         if not hasattr(step, "state"):
             gc.collect()
             assert vormel.live_arrays() == alive, f"allocation {first}: host arrays lost"

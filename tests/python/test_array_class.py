@@ -142,7 +142,9 @@ def test_function_handle_has_its_class():
     assert handle != vormel.function_handle("cos")
 
 
-@pytest.mark.parametrize("cls", ["", "Double", "int128", "handle", "timeseries", "function", "a\0b"])
+@pytest.mark.parametrize(
+    "cls", ["", "Double", "int128", "handle", "timeseries", "function", "a\0b"]
+)
 def test_unknown_class_is_refused(cls):
     with pytest.raises(vormel.CallError):
         vormel.array(1, cls)

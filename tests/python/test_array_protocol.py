@@ -133,7 +133,9 @@ def test_series_and_frames_of_objects_that_are_dates_are_refused_as_dates():
     for value in (zoned, frame, [zoned, 1], {"at": zoned}):
         assert "total_seconds()" in refusal(value)
     assert "seconds" in refusal(zoned, "cell")
-    assert "timedelta64" in refusal(pandas.Series(pandas.date_range("2020-01-01", periods=2)), "double")
+    assert "timedelta64" in refusal(
+        pandas.Series(pandas.date_range("2020-01-01", periods=2)), "double"
+    )
 
 
 def test_data_arrays_go_in_as_their_arrays():

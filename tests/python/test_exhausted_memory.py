@@ -73,7 +73,9 @@ needs_the_heap_itself = pytest.mark.skipif(
 @needs_the_heap_itself
 @pytest.mark.parametrize("call", CALLS)
 def test_first_failure_of_a_thread_without_memory_is_exhausted_memory(run_python, call):
-    program = EXHAUST + f"""
+    program = (
+        EXHAUST
+        + f"""
 call = {CALLS[call]}
 go, done, failures = threading.Event(), threading.Event(), []
 
@@ -92,6 +94,7 @@ thread.join()
 report(failures.pop())
 report(failure(lambda: repo.getSignal(7)))
 """
+    )
     first, later = run_python(program).splitlines()
     assert first in EXHAUSTED
     assert later == "Error KVR:kvr:NON_EXISTENT"
@@ -100,7 +103,9 @@ report(failure(lambda: repo.getSignal(7)))
 @needs_the_heap_itself
 @pytest.mark.parametrize("call", CALLS)
 def test_first_failure_of_the_process_without_memory_is_exhausted_memory(run_python, call):
-    program = EXHAUST + f"""
+    program = (
+        EXHAUST
+        + f"""
 call = {CALLS[call]}
 failures = []
 
@@ -115,6 +120,7 @@ work()
 report(failures.pop())
 report(failure(lambda: repo.getSignal(7)))
 """
+    )
     first, later = run_python(program).splitlines()
     assert first in EXHAUSTED
     assert later == "Error KVR:kvr:NON_EXISTENT"

@@ -131,7 +131,9 @@ WITHOUT = "(self, any_1, /, *more, nargout=1) '' ['Dravik.kvr.Map', 'any'] input
 
 def test_copy_of_the_package_shows_the_manual(package_copy):
     shown = output_with(package_copy, SHOW)
-    assert shown.startswith("(self, key, /, *more, nargout=1) 'Returns whether the map holds a key.'")
+    assert shown.startswith(
+        "(self, key, /, *more, nargout=1) 'Returns whether the map holds a key.'"
+    )
 
 
 @pytest.mark.parametrize(
@@ -233,7 +235,9 @@ def test_ended_handle_is_reported_where_the_manual_says(cls, method):
         for first in range(place + 1):
             inputs = good_inputs(method, form)
             for failure in reversed(form.failures[first:]):
-                change = change_for(method.name, form, failure) if failure.cls != "INVALID_OBJ" else None
+                change = (
+                    change_for(method.name, form, failure) if failure.cls != "INVALID_OBJ" else None
+                )
                 if change:
                     change(inputs)
             handle = handle_for(cls, method)
@@ -271,9 +275,7 @@ def test_odd_inputs_raise_nothing_else(cls, method):
                     failure = call(cls, method, handle_for(cls, method), inputs.values())
                 except vormel.Error:
                     continue
-                same_count = [
-                    one for one in method.forms if len(one.inputs) == len(form.inputs)
-                ]
+                same_count = [one for one in method.forms if len(one.inputs) == len(form.inputs)]
                 known = [one for other in same_count for one in other.failures]
                 assert failure is None or failure in known, (inputs, failure)
 

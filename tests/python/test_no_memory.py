@@ -24,7 +24,9 @@ FAMILIES = ["in", "in_class", "out", "values", "store_reading", "store_writing",
 def test_memory_error_or_the_result(family, failing):
     # The quick form passes over allocations beyond the first 25, a few at a time.
     stride = 1 if wants_long_form() else 11 if under_sanitizer() else 5
-    done = run_alone(PROGRAM, family, failing, str(stride), seconds=600 if wants_long_form() else 90)
+    done = run_alone(
+        PROGRAM, family, failing, str(stride), seconds=600 if wants_long_form() else 90
+    )
     steps, runs = map(int, done.split()[-2:])
     assert steps > 0
     assert runs > 2 * steps  # memory failed at least once in each step, before it came through

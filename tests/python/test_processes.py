@@ -115,29 +115,34 @@ IN_MEMORY = IN_FILE | {"write_to_file": [None, 1.0, 9.0]}  # what is in memory s
 @pytest.mark.parametrize("end", ["end_by_exit", "end_at_once", "end_by_signal"])
 @pytest.mark.parametrize("action", ACTIONS)
 def test_parent_in_file_mode_keeps_its_values_whatever_the_child_does(report_of, action, end):
-    child, parent = report_of(f"""
+    child, parent = report_of(
+        f"""
 repo.writeToFile()
 first, second = add(1.0), add(2.0)
 child = in_child(lambda: {ACTIONS[action]}, {end})
 report([child, [value(first), value(second), value(add(3.0)), value(first)]])
-""")
+"""
+    )
     assert child == IN_FILE[action]
     assert parent == [1.0, 2.0, 3.0, 1.0]
 
 
 @pytest.mark.parametrize("action", ACTIONS)
 def test_parent_in_memory_mode_keeps_its_values_whatever_the_child_does(report_of, action):
-    child, parent = report_of(f"""
+    child, parent = report_of(
+        f"""
 first, second = add(1.0), add(2.0)
 child = in_child(lambda: {ACTIONS[action]}, end_by_exit)
 report([child, [value(first), value(second), value(add(3.0)), value(first)]])
-""")
+"""
+    )
     assert child == IN_MEMORY[action]
     assert parent == [1.0, 2.0, 3.0, 1.0]
 
 
 def test_both_sides_add_under_the_same_number_and_read_their_own(report_of):
-    rounds = report_of("""
+    rounds = report_of(
+        """
 repo.writeToFile()
 first = add(1.0)
 reading, writing = os.pipe()
@@ -150,14 +155,17 @@ if child == 0:
 os.close(writing)
 os.waitpid(child, 0)
 report([json.loads(os.fdopen(reading).read()), own])
-""")
+"""
+    )
     for side, values in enumerate(rounds):
         added = [100.0 * side + i for i in range(20)]
         assert values == [*added, 1.0, *added]
 
 
 def test_fork_of_a_fork_keeps_its_values_too(report_of):
-    assert report_of("""
+    assert (
+        report_of(
+            """
 repo.writeToFile()
 first = add(1.0)
 def below():
@@ -165,12 +173,17 @@ def below():
     return [in_child(lambda: [value(first), value(second), value(add(3.0)), repo.clean()]),
             value(first), value(second)]
 report([in_child(below), value(first), value(add(4.0))])
-""") == [[[1.0, 2.0, 3.0, None], 1.0, 2.0], 1.0, 4.0]
+"""
+        )
+        == [[[1.0, 2.0, 3.0, None], 1.0, 2.0], 1.0, 4.0]
+    )
 
 
 @pytest.mark.parametrize("mode", ["repo.writeToFile()", "pass"])
 def test_fork_within_a_host_function(report_of, mode):
-    assert report_of(f"""
+    assert (
+        report_of(
+            f"""
 {mode}
 first = add(1.0)
 seen = []
@@ -180,11 +193,16 @@ def version():
 vormel.functions["version"] = version
 second = repo.createEmptyRun("Tuesday", 2)
 report([seen, repo.getVersion(second), value(first), value(add(2.0))])
-""") == [[[1.0, 5.0, None]], "own", 1.0, 2.0]
+"""
+        )
+        == [[[1.0, 5.0, None]], "own", 1.0, 2.0]
+    )
 
 
 def test_fork_while_a_signal_is_read_from_the_file(report_of):
-    assert report_of("""
+    assert (
+        report_of(
+            """
 repo.writeToFile()
 first = add(1.0)
 children = []
@@ -198,22 +216,32 @@ own += [value(add(2.0)), value(first)]
 if children[-1] == 0:
     os._exit(7 if own == [1.0, 2.0, 1.0] else 1)
 report([own, os.waitstatus_to_exitcode(os.waitpid(children[-1], 0)[1])])
-""") == [[1.0, 2.0, 1.0], 7]
+"""
+        )
+        == [[1.0, 2.0, 1.0], 7]
+    )
 
 
 def test_file_mode_that_begins_in_both_after_the_fork(report_of):
-    assert report_of("""
+    assert (
+        report_of(
+            """
 def begin(number):
     repo.writeToFile()
     return [value(add(number)), os.path.realpath(vormel.functions["tempdir"]())]
 child, parent = in_child(lambda: begin(1.0), end_by_exit), begin(2.0)
 report([child[0], parent[0], child[1] != parent[1]])
-""") == [1.0, 2.0, True]
+"""
+        )
+        == [1.0, 2.0, True]
+    )
 
 
 @pytest.mark.parametrize("mode", ["repo.writeToFile()", "pass"])
 def test_pool_of_forked_processes_gives_right_values(report_of, mode):
-    assert report_of(f"""
+    assert (
+        report_of(
+            f"""
 {mode}
 signals = [add(float(i)) for i in range(10)]
 
@@ -224,11 +252,16 @@ def work(number):
 with multiprocessing.get_context("fork").Pool(4) as pool:
     results = pool.map(work, range(200), chunksize=1)
 report([results, [value(signal) for signal in signals], value(add(7.0))])
-""") == [[[1000.0 + i, float(i % 10)] for i in range(200)], [float(i) for i in range(10)], 7.0]
+"""
+        )
+        == [[[1000.0 + i, float(i % 10)] for i in range(200)], [float(i) for i in range(10)], 7.0]
+    )
 
 
 def test_program_that_a_child_runs_in_its_place_leaves_the_parent_alone(report_of):
-    assert report_of("""
+    assert (
+        report_of(
+            """
 repo.writeToFile()
 first = add(1.0)
 child = os.fork()
@@ -236,7 +269,10 @@ if child == 0:
     os.execv(sys.executable, [sys.executable, "-c", "import vormel"])
 os.waitpid(child, 0)
 report([value(first), value(add(2.0))])
-""") == [1.0, 2.0]
+"""
+        )
+        == [1.0, 2.0]
+    )
 
 
 # ---- A replaced tempdir ----
@@ -248,7 +284,9 @@ def replaced(directory):
 
 def test_child_of_a_process_with_a_replaced_tempdir_is_refused(report_of, tmp_path_factory):
     directory = tmp_path_factory.mktemp("shared")
-    child, parent = report_of(replaced(directory) + """
+    child, parent = report_of(
+        replaced(directory)
+        + """
 repo.writeToFile()
 first = add(1.0)
 def refused():
@@ -262,7 +300,8 @@ def refused():
     del repo
     return texts
 report([in_child(refused, end_by_exit), [value(first), value(add(2.0))]])
-""")
+"""
+    )
     assert [identifier for identifier, _ in child] == ["Vormel:Forked"] * 4
     for _, text in child:
         assert str(directory) in text
@@ -326,10 +365,9 @@ def test_directory_of_a_killed_process_is_gone_after_the_next_start(started, tem
 
 # Processes that write as fast as they can are killed at random moments; each is forked from one
 # that has no directory yet. The next one to make a directory removes what the one before left.
-def test_forty_processes_killed_at_random_leave_nothing_after_the_next_one(
-    report_of, temporary
-):
-    left = report_of(f"""
+def test_forty_processes_killed_at_random_leave_nothing_after_the_next_one(report_of, temporary):
+    left = report_of(
+        f"""
 import random
 random.seed(3)
 def work():
@@ -358,12 +396,15 @@ for _ in range(40):
             break
     left.append(len(names))
 report(left)
-""")
+"""
+    )
     assert left == [0] * 40
 
 
 def test_removed_directory_ends_file_mode_until_it_is_begun_again(report_of):
-    assert report_of("""
+    assert (
+        report_of(
+            """
 import shutil
 repo.writeToFile()
 first = add(1.0)
@@ -374,7 +415,10 @@ repo = SignalRepository()
 run = repo.createEmptyRun("Tuesday", 1)
 repo.writeToFile()
 report([lost, value(add(2.0))])
-""") == ["KVR:kvr:FILE_NOT_LOCATED", 2.0]
+"""
+        )
+        == ["KVR:kvr:FILE_NOT_LOCATED", 2.0]
+    )
 
 
 def test_exit_leaves_what_a_link_in_the_place_of_the_directory_leads_to(
@@ -382,14 +426,16 @@ def test_exit_leaves_what_a_link_in_the_place_of_the_directory_leads_to(
 ):
     victim = tmp_path_factory.mktemp("victim")
     (victim / "precious").write_text("content")
-    place = report_of(f"""
+    place = report_of(
+        f"""
 repo.writeToFile()
 add(1.0)
 place = os.path.realpath(vormel.functions["tempdir"]())
 os.rename(place, place + "-moved")
 os.symlink({str(victim)!r}, place)
 report(place)
-""")
+"""
+    )
     assert (victim / "precious").read_text() == "content"
     assert os.listdir(temporary) == [os.path.basename(place)]
     os.unlink(place)

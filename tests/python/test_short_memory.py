@@ -71,7 +71,9 @@ print(json.dumps(outcomes))
 
 
 @pytest.mark.skipif("LD_PRELOAD" in os.environ, reason="the sanitizer needs the address space")
-@pytest.mark.parametrize("room", [2**18, 2**20, 3 * 2**20, 6 * 2**20, 12 * 2**20, 24 * 2**20])
+@pytest.mark.parametrize(
+    "room", [2**18, 2**20, 3 * 2**20, 6 * 2**20, 12 * 2**20, 24 * 2**20]
+)
 def test_calls_fail_as_usual_and_the_process_lives(room):
     child = subprocess.run(
         [sys.executable, "-c", CHILD, str(room)], capture_output=True, text=True, check=False

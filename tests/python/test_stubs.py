@@ -79,7 +79,7 @@ WRONG = {
     "repo.getRunName()": 'All overload variants of "getRunName" of "SignalRepository" require at',
     "repo.getRunName(1, nargot=1)": 'No overload variant of "getRunName"',
     "number: int = repo.getRunName(1)": 'Incompatible types in assignment (expression has type "str"',
-    "text: str = repo.getRunName(1, nargout=0)": 'Incompatible types in assignment (expression has',
+    "text: str = repo.getRunName(1, nargout=0)": "Incompatible types in assignment (expression has",
     "Map('k')": 'Too few arguments for "Map"',
     "repo.getSignal(1).SignalLabel": '"Dict[str, Any]" has no attribute "SignalLabel"',
 }

@@ -248,12 +248,15 @@ def nest():
 
 @pytest.mark.parametrize("stack", [256 * 1024, 1024 * 1024, 2 * 1024 * 1024])
 def test_calls_nested_too_deep_for_the_stack_of_a_thread_are_refused(run_python, stack):
-    program = NESTED_CALLS + f"""
+    program = (
+        NESTED_CALLS
+        + f"""
 threading.stack_size({stack})
 thread = threading.Thread(target=nest)
 thread.start()
 thread.join()
 """
+    )
     assert run_python(program).split() == ["CallError", "Vormel:TooDeep", "True"]
 
 
@@ -337,27 +340,39 @@ body = vormel.functions.clear
 
 @pytest.mark.parametrize("situation", SITUATIONS)
 def test_daemon_thread_inside_python_code_lets_the_process_exit(situation):
-    program = DAEMON + SITUATIONS[situation] + """
+    program = (
+        DAEMON
+        + SITUATIONS[situation]
+        + """
 threading.Thread(target=body, daemon=True).start()
 assert entered.wait(20)
 sys.exit(7)
 """
+    )
     for _ in range(3):
         done = subprocess.run([sys.executable, "-c", program], capture_output=True, timeout=60)
         assert (done.returncode, done.stderr) == (7, b"")
 
 
 def test_object_dropped_at_exit_beside_a_daemon_thread_in_a_call(run_python):
-    assert run_python(DAEMON + """
+    assert (
+        run_python(
+            DAEMON
+            + """
 entries.insert("a", [1.0])
 vormel.functions["now"] = wait
 threading.Thread(target=repo.createEmptyRun, args=("daemon", 1), daemon=True).start()
 assert entered.wait(20)
-""") == ""
+"""
+        )
+        == ""
+    )
 
 
 def test_functions_cleared_at_exit_drop_their_callables(run_python):
-    assert run_python("""
+    assert (
+        run_python(
+            """
 import atexit, vormel
 class Callable:
     def __call__(self):
@@ -368,4 +383,7 @@ class Callable:
 vormel.functions["now"] = Callable()
 vormel.functions["version"] = Callable()
 atexit.register(vormel.functions.clear)
-""").split() == ["dropped", "dropped"]
+"""
+        ).split()
+        == ["dropped", "dropped"]
+    )

@@ -233,7 +233,9 @@ def test_deeply_nested_cell_is_made_compared_and_dropped():
     def nest():
         array = vormel.array("deep")
         for _ in range(100_000):
-            array = vormel.array(array, "cell") if array.class_name == "char" else vormel.array([array])
+            array = (
+                vormel.array(array, "cell") if array.class_name == "char" else vormel.array([array])
+            )
         return array
 
     array = nest()

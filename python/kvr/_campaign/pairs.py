@@ -11,7 +11,6 @@ PathLike = Union[str, "os.PathLike[str]"]
 Pair = Union[tuple[PathLike, PathLike], tuple[PathLike, PathLike, Mapping[str, Any]]]
 
 
-
 class FilePair(NamedTuple):
     """Two files, and the options of this pair that stand before those of the campaign.
 

@@ -59,7 +59,8 @@ class Runner(Protocol):
     def room(self) -> bool:
         """Whether another batch can be started without piling up."""
 
-    def start(self, batch: Batch, version: str) -> None: ...
+    def start(self, batch: Batch, version: str) -> None:
+        ...
 
     def ended(self) -> list[Ended]:
         """Wait until batches have ended; each is returned once."""
