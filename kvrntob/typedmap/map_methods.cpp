@@ -6,7 +6,7 @@
 #include "kvrntob/base/failure.h"
 #include "kvrntob/base/method_rows.h"
 #include "kvrntob/host/libvr.h"
-#include "kvrntob/typedmap/map_class.h"
+#include "kvrntob/typedmap/map_object.h"
 
 using kvr::raiseFromMessage;
 using ntob::ArgumentCell;

@@ -9,6 +9,7 @@ import os
 import sys
 import time
 from collections import Counter
+from collections.abc import Callable
 from typing import Any
 
 from kvr._campaign.campaign import start
@@ -99,7 +100,7 @@ def _pairs(options: argparse.Namespace) -> list[FilePair]:
     return list(from_folders(*folders, known_endings()))
 
 
-_COLUMNS = {
+_COLUMNS: dict[str, Callable[[str], Any]] = {
     "absolute": amount,
     "relative": finite_amount,
     "sync": sync,

@@ -11,6 +11,7 @@
 #include "kvrntob/host/libhu.h"
 #include "kvrntob/typedmap/map_class.h"
 #include "kvrntob/typedmap/map_methods.h"
+#include "kvrntob/typedmap/map_object.h"
 #include "tests/support/failure_matchers.h"
 #include "tests/support/method_rows.h"
 

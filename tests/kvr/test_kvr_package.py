@@ -19,6 +19,7 @@ EXPORTED = [
     "MissingPackage",
     "NoValues",
     "NotFound",
+    "PairResult",
     "Recording",
     "Run",
     "Runs",
@@ -27,6 +28,7 @@ EXPORTED = [
     "Sync",
     "Tolerance",
     "Verdict",
+    "campaign",
     "compare",
     "compare_series",
     "functions",
@@ -35,7 +37,7 @@ EXPORTED = [
 MODULES = sorted(name for _, name, _ in pkgutil.walk_packages(kvr.__path__, "kvr."))
 WITH_EXAMPLES = [
     "Comparison", "Error", "FormatError", "Gone", "Map", "Run", "Signal", "Store", "Sync",
-    "Tolerance", "compare", "compare_series", "open",
+    "Tolerance", "campaign", "compare", "compare_series", "open",
 ]  # fmt: skip
 
 

@@ -1,4 +1,4 @@
-#include "tests/models/forms.h"
+#include "tests/models/signatures.h"
 
 #include <cmath>
 #include <stdexcept>
@@ -25,16 +25,6 @@ bool isString(const PlainArray& array) {
 }
 
 }  // namespace
-
-const std::vector<Signature>& repositoryMethods() {
-  static const std::vector<Signature> rows = {
-#define REPOSITORY_ROW(place, name, Class, inputs, outputs, ...) \
-  {#name, inputs, outputs, bodies::name},
-#define MAP_ROW(...)
-#include "tests/support/method_rows.def"
-  };
-  return rows;
-}
 
 const std::vector<Signature>& signaturesOf(ClassKind cls) {
   return cls == ClassKind::Map ? mapMethods() : repositoryMethods();

@@ -3,12 +3,26 @@
 #pragma once
 
 #include <functional>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
-#include "tests/models/step.h"
+#include "tests/models/plain_array.h"
 
 namespace kvr::models {
+
+enum class ClassKind {
+  Repository,
+  Map
+};
+
+// A failure by identifier, such as "KVR:kvr:NON_EXISTENT", and word.
+struct Failure {
+  std::string identifier;
+  std::optional<std::string> word;
+  bool operator==(const Failure&) const = default;
+};
 
 class Call;
 using Body = void (*)(Call&);
@@ -33,6 +47,9 @@ int placeOf(ClassKind cls, std::string_view name);
 // Throws the Failure of a call that the host refuses. `isOfClass` answers for a handle array.
 void checkCall(const Signature& signature, const std::vector<PlainArray>& inputs, int nargout,
                bool constructor, const std::function<bool(const PlainArray&)>& isOfClass);
+
+// What a failing host function throws.
+inline constexpr const char* kFunctionFailure = "FunctionFailed";
 
 // Throws a failure of the module, with and without a word, or of the host.
 [[noreturn]] void fail(const char* failureClass);

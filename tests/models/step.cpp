@@ -1,7 +1,5 @@
 #include "tests/models/step.h"
 
-#include "tests/models/signatures.h"
-
 namespace kvr::models {
 namespace {
 

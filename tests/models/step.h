@@ -7,13 +7,9 @@
 #include <vector>
 
 #include "tests/models/plain_array.h"
+#include "tests/models/signatures.h"
 
 namespace kvr::models {
-
-enum class ClassKind {
-  Repository,
-  Map
-};
 
 enum class StepKind {
   Call,          // of a method; inputs with the handle
@@ -39,13 +35,6 @@ struct Step {
   Mood mood = Mood::Fine;
 };
 
-// A failure by identifier, such as "KVR:kvr:NON_EXISTENT", and word.
-struct Failure {
-  std::string identifier;
-  std::optional<std::string> word;
-  bool operator==(const Failure&) const = default;
-};
-
 // Either a failure, or the output count as the body left it and the cells that it was offered, each
 // empty unless it was written.
 struct Outcome {
@@ -54,9 +43,6 @@ struct Outcome {
   std::vector<std::optional<PlainArray>> cells;
   bool operator==(const Outcome&) const = default;
 };
-
-// What a failing host function throws.
-inline constexpr const char* kFunctionFailure = "FunctionFailed";
 
 std::string describe(const Step& step);
 std::string describe(const Outcome& outcome);

@@ -16,9 +16,10 @@ def test_version_is_the_projects_as_a_python_version():
 
 def test_exported_names_are_these():
     assert sorted(vormel.__all__) == [
-        "Array", "CallError", "Error", "HostObject", "Invocation", "Method", "MethodError",
-        "MethodInfo", "Object", "OutOfMemoryError", "__version__", "array", "delete", "dumps",
-        "function_handle", "functions", "invoke", "live_arrays", "loads", "methods", "timeseries",
+        "Argument", "Array", "CallError", "Error", "Failure", "Form", "HostObject", "Invocation",
+        "Method", "MethodError", "MethodInfo", "Object", "OutOfMemoryError", "__version__", "array",
+        "delete", "dumps", "function_handle", "functions", "invoke", "live_arrays", "loads",
+        "methods", "same_instance", "timeseries",
     ]  # fmt: skip
     for name in vormel.__all__:
         assert getattr(vormel, name) is not None

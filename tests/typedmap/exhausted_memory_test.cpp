@@ -14,6 +14,7 @@
 #include "kvrntob/typedmap/abstract_wrapper.h"
 #include "kvrntob/typedmap/data_map.h"
 #include "kvrntob/typedmap/map_class.h"
+#include "kvrntob/typedmap/map_object.h"
 #include "tests/typedmap/data_map_inspector.h"
 #include "tests/typedmap/map_fixture.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "kvrntob/typedmap/abstract_wrapper.h"
-#include "kvrntob/typedmap/map_class.h"
+#include "kvrntob/typedmap/map_object.h"
 #include "tests/typedmap/map_fixture.h"
 
 namespace kvr::test {

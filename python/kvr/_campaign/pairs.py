@@ -31,8 +31,8 @@ def from_python(pairs: Iterable[Pair]) -> Iterator[FilePair]:
             continue
         if isinstance(pair, (str, bytes)) or not 2 <= len(pair) <= 3:
             raise TypeError(f"a pair is (baseline, other) or (baseline, other, options): {pair!r}")
-        options = dict(pair[2]) if len(pair) == 3 else {}
-        yield FilePair(_path(pair[0]), _path(pair[1]), options)
+        baseline, other, *options = pair
+        yield FilePair(_path(baseline), _path(other), dict(*options))
 
 
 def _path(path: Any) -> str:
