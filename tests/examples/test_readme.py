@@ -1,5 +1,9 @@
 """The README shows the first example as it is, and what it prints."""
 
+import doctest
+import shlex
+import subprocess
+import sys
 from pathlib import Path
 
 FIRST_STEPS = Path(__file__).parents[2] / "examples" / "first_steps.py"
@@ -11,6 +15,29 @@ def test_readme_shows_the_first_example(readme_blocks):
 
 def test_readme_shows_what_the_first_example_prints(readme_blocks, run_example):
     assert readme_blocks["text"][0] == run_example("first_steps.py")
+
+
+def test_commands_print_what_the_readme_shows(readme_blocks):
+    (block,) = readme_blocks["console"]
+    commands = [line[2:] for line in block.splitlines() if line.startswith("$ ")]
+    assert len(commands) == 2
+    printed = ""
+    for command in commands:
+        built = command.replace("build/release/bin/kvr", f"{shlex.quote(sys.executable)} -m kvr")
+        done = subprocess.run(
+            built, shell=True, cwd=FIRST_STEPS.parents[1], capture_output=True, text=True
+        )
+        printed += f"$ {command}\n{done.stdout}"
+    assert printed == block
+
+
+def test_keeping_a_run_prints_what_the_readme_shows(readme_blocks, tmp_path, monkeypatch):
+    (tmp_path / "examples").symlink_to(FIRST_STEPS.parent)
+    monkeypatch.chdir(tmp_path)
+    (block,) = readme_blocks["pycon"]
+    examples = doctest.DocTestParser().get_doctest(block, {}, "README.md", None, None)
+    failures, tests = doctest.DocTestRunner().run(examples)
+    assert (failures, tests) == (0, 8)
 
 
 def test_readme_names_commands_that_exist(readme_blocks):

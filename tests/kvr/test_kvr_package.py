@@ -90,4 +90,4 @@ def test_importing_the_package_imports_nothing_heavy(run_python):
 def test_examples_of_the_guide_print_what_they_say():
     guide = Path(__file__).parents[2] / "docs" / "kvr.md"
     failures, tests = doctest.testfile(str(guide), module_relative=False)
-    assert (failures, tests) == (0, 11)
+    assert (failures, tests) == (0, 21)
