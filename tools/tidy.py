@@ -1,12 +1,14 @@
 """clang-tidy over C++ sources, each only when something that it is compiled from has changed.
 
-    tidy.py BUILD [--changed] [FOLDER...]
+    tidy.py BUILD [--changed] [--minutes N] [FOLDER...]
 
 BUILD is a tree of Ninja that is up to date: its records tell which headers a source includes. A
 source that passed is not looked at again until its text, a header, its compiler options, the checks
 or clang-tidy change. With --changed only sources are looked at that depend on a file which differs
 from where the branch left main; on main itself, from the commit before. KVR_LINT_BASE names another
-commit to compare with. Exits with 1 if clang-tidy finds something.
+commit to compare with. With --minutes no source is begun after that time: sources that changed
+themselves come first, and the last line tells how many are left. Exits with 1 if clang-tidy finds
+something.
 """
 
 from __future__ import annotations
@@ -14,10 +16,12 @@ from __future__ import annotations
 import argparse
 import hashlib
 import json
+import math
 import os
 import re
 import subprocess
 import sys
+import time
 from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass
 from pathlib import Path
@@ -137,6 +141,7 @@ def main() -> int:
     parser = argparse.ArgumentParser()
     parser.add_argument("build", type=Path)
     parser.add_argument("--changed", action="store_true")
+    parser.add_argument("--minutes", type=float, default=math.inf)
     parser.add_argument("folders", nargs="*", type=Path)
     options = parser.parse_intermixed_args()
 
@@ -146,12 +151,17 @@ def main() -> int:
         changed = changed_files()
         if changed is not None and CHECKS not in changed:
             chosen = [s for s in chosen if not changed.isdisjoint((s.path, *s.headers))]
+            chosen.sort(key=lambda source: source.path not in changed)
     pending = [source for source in chosen if not linter.is_known(source)]
+    end = time.monotonic() + 60 * options.minutes
     with ThreadPoolExecutor(os.cpu_count()) as pool:
-        failures = [text for text in pool.map(linter.findings, pending) if text]
-    print("".join(failures), end="")
-    print(f"lint: clang-tidy: {len(pending)} of {len(chosen)} sources looked at", file=sys.stderr)
-    return 1 if failures else 0
+        looks = pool.map(lambda s: linter.findings(s) if time.monotonic() < end else None, pending)
+        findings = [text for text in looks if text is not None]
+    print("".join(findings), end="")
+    left = f", {len(pending) - len(findings)} left" if len(findings) < len(pending) else ""
+    looked = f"{len(findings)} of {len(chosen)} sources looked at{left}"
+    print(f"lint: clang-tidy: {looked}", file=sys.stderr)
+    return 1 if any(findings) else 0
 
 
 if __name__ == "__main__":

@@ -129,3 +129,8 @@ def test_changed_on_main_takes_the_last_commit(project):
 
 def test_changed_takes_everything_in_a_clone_without_history(project):
     assert project.looked_at("--changed") == ["a.cpp", "b.cpp"]
+
+
+def test_nothing_is_begun_after_the_time_given(project):
+    assert project.looked_at("--minutes", "0") == []
+    assert project.looked_at("--minutes", "5") == ["a.cpp", "b.cpp"]
