@@ -1,8 +1,8 @@
-"""Trying in a process of its own what may end the process.
+"""Tries in a child process work that may crash.
 
-The HDF5 library is C: on some damaged files it crashes, or never comes to an end. A child process,
-a copy of this one, goes first: if it does not come to its end, the file is damaged, and this
-process never reads it.
+The HDF5 library is written in C: on some damaged files it crashes or does not return. A forked child
+does the work first. If the child does not finish, the file is damaged, and this process does not read
+it.
 """
 
 from __future__ import annotations
@@ -17,7 +17,7 @@ from kvr._frames import need
 
 
 _SECONDS = 5
-_BYTES_A_SECOND = 10_000_000  # far fewer than any disk or packing takes
+_BYTES_A_SECOND = 10_000_000  # far slower than any disk or decompression
 
 
 def survives(work: Callable[[], object], size: int) -> bool:

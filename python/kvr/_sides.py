@@ -65,7 +65,7 @@ def side_of_arrays(time: Any, values: Any) -> Side:
 
 
 def _is_plain(array: Any) -> bool:
-    """Whether it is a vector of native doubles, as most are: nothing is to be looked at then."""
+    """Whether it is a vector of native doubles, as most are, which needs no further test."""
     return type(array) is np.ndarray and array.dtype is _DOUBLE and array.ndim == 1
 
 
