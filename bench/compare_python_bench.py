@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""What comparing costs from Python and as a command, and what others take for the same.
+"""The cost of comparing from Python and as a command, beside other packages doing the same.
 
 Run with the package kvr on the path; scripts/bench does. Prints a dict for each repetition. Every
 result is checked before it is timed. Times are processor time in nanoseconds, but for the two cases

@@ -1,4 +1,4 @@
-"""The figures that are aimed at: which benchmarks each compares, and what it should be at most."""
+"""The figures and their limits: which benchmarks each figure relates, and its upper limit."""
 
 from dataclasses import dataclass
 

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""What reading files costs through kvr, and what other libraries take for the same files.
+"""The cost of reading files through kvr, beside other libraries reading the same files.
 
 Run with the package kvr on the path. Prints a list with a dict for each repetition. Every result is
 checked before it is timed. Times are processor time in nanoseconds.

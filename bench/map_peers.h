@@ -1,4 +1,4 @@
-// Ordered maps of other libraries behind the operations of ours that the benchmarks call.
+// Ordered maps of other libraries behind the DataMap operations that the benchmarks call.
 #pragma once
 
 #include <tsl/ordered_map.h>

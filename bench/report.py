@@ -1,11 +1,11 @@
 #!/usr/bin/python3
-"""Runs the benchmarks of a build tree and prints the figures that are aimed at, with a verdict each.
+"""Runs the benchmarks of a build tree and prints the figures with their limits and verdicts.
 
     report.py BUILD            the quick form, minutes
     report.py BUILD --full     more repetitions
     report.py BUILD --smoke    every benchmark once with tiny tables; prints no figures
 
-A figure is a relation between benchmarks, such as ours to a peer. Its benchmarks take turns in one
+A figure is a relation between benchmarks, such as this project to a peer. Its benchmarks take turns in one
 process, each after a run that warms it up, and that in several new processes; what is shown is the
 median of the relations. BUILD/bench/figures.json keeps them all, figures.md the table for a document.
 Times are processor time.

@@ -1,7 +1,7 @@
 # The libraries that users link, under the names that an installation gives them too.
 
 # kvr_public_library(target name headers...): makes target available as kvrntob::name. The headers,
-# relative to the source root, are what users include; headers of ours that those include come along.
+# relative to the source root, are what users include; this project's headers that they include are added.
 function(kvr_public_library target name)
   add_library(kvrntob::${name} ALIAS ${target})
   set_property(GLOBAL APPEND PROPERTY KVR_PUBLIC_LIBRARIES ${target})

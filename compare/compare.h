@@ -59,7 +59,7 @@ struct Numbers {
   std::ptrdiff_t componentStride = sizeof(double);
 };
 
-// What stands where the values of a series are expected.
+// What the values of a series are.
 enum class Content : std::uint8_t {
   kNumbers,
   kNotNumeric,  // text, cells, structures, objects: not judged
@@ -149,7 +149,7 @@ using ToleranceFunction = std::function<std::vector<double>(const AtInstants&)>;
 struct Settings {
   Tolerance tolerance;
   Sync sync;
-  SyncFunction syncFunction;            // empty: nobody registered one
+  SyncFunction syncFunction;            // empty: none is registered
   ToleranceFunction toleranceFunction;  // likewise
 };
 
@@ -160,8 +160,8 @@ enum class Coverage : std::uint8_t {
 
 struct Options {
   Coverage coverage = Coverage::kBaseline;
-  // In units of time, at least 0: a value out of tolerance is forgiven if the baseline comes near
-  // enough to it within this time.
+  // In units of time, at least 0. A value out of tolerance is still within if the baseline comes
+  // close enough to it within this time.
   double timeTolerance = 0.0;
   // Called every few thousand samples; true ends the call with `Stopped`.
   std::function<bool()> stop;

@@ -47,7 +47,7 @@ Verdict Comparison::run() {
   return verdict;
 }
 
-// Bad times go before bad settings.
+// Bad times are reported before bad settings.
 void Comparison::requireSettings() {
   const Reason reason = reasonBeforeJudging(series_, otherSeries_, settings_, span_);
   if (reason == Reason::kNone && settings_.sync.syncType == 0) return;

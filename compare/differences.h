@@ -1,5 +1,5 @@
-// What the differences of judged values come to: the greatest, absolute and relative, and the root
-// of their mean square. Bits do not depend on how the values are split into calls.
+// Statistics of the differences of judged values: the greatest absolute and relative difference and
+// the root mean square. Bits do not depend on how the values are split into calls.
 #pragma once
 
 #include <array>

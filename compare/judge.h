@@ -18,10 +18,10 @@ class Judge {
   Judge(const ToleranceRule& rule, bool isComplex, SecondLook& secondLook, Summary& summary,
         Aligned* aligned);
 
-  // Chunks come in order. `given`: what a tolerance function allows, a number a value, or null.
+  // Chunks come in order. `given`: the tolerance function's result, one number a value, or null.
   void judge(const Chunk& chunk, const double* given);
 
-  // Whether the steps of group 1 led to a tolerance that is none. Nothing is judged from there on.
+  // Whether the steps of group 1 led to an invalid tolerance. Nothing is judged from there on.
   bool hasBadTolerance() const { return hasBadTolerance_; }
 
  private:

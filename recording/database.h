@@ -1,5 +1,5 @@
-// SQLite as this library uses it: connections and statements that end by themselves, and failures
-// as exceptions of recording.h.
+// SQLite as this library uses it: connections and statements that close themselves, and failures as
+// exceptions of recording.h.
 #pragma once
 
 #include <sqlite3.h>
@@ -15,12 +15,12 @@ namespace kvr::recording {
 
 enum class Access : std::uint8_t {
   kRead,
-  kReadImmutable,  // no locks, no journal: for what nobody can change
+  kReadImmutable,  // no locks, no journal: for files that cannot change
   kWrite,          // an existing file
-  kWriteNew,       // an empty file that nobody else knows: no locks, no journal
+  kWriteNew,       // an empty file of this process alone: no locks, no journal
 };
 
-// Says who holds a lock on the file, for people; the process cannot always be told.
+// Text that names the process with a lock on the file, as far as it can be found.
 std::string lockHolder(const std::string& path);
 
 class Statement {
@@ -60,7 +60,7 @@ class Statement {
 
 class Connection {
  public:
-  // Opens the file and believes nothing that it says. Reads none of it.
+  // Opens the file with defensive settings. Reads nothing from it.
   Connection(const std::string& path, Access access);
 
   Statement prepare(std::string_view sql) const { return {database_.get(), sql}; }
@@ -71,13 +71,13 @@ class Connection {
   void begin();
   void rollBack() noexcept;
 
-  // Bytes of the file as they lie there. False if it ends before.
+  // Raw bytes of the file. False if it ends before.
   bool readFile(std::uint64_t offset, std::span<std::byte> to) const;
   std::uint64_t length() const;
-  // Whether the path leads to another file by now, or to none.
+  // Whether the path now leads to another file, or to none.
   bool hasMoved() const;
 
-  // Throws what stands for SQLite's code.
+  // Throws the exception for SQLite's code.
   [[noreturn]] void fail(int code) const;
 
  private:
@@ -102,8 +102,8 @@ class Snapshot {
   Connection& connection_;
 };
 
-// Resets a statement at the end of a scope, whichever way that is left: one that is not reset keeps
-// its transaction open.
+// Resets a statement at the end of a scope, also after an exception: a statement that is not reset
+// keeps its transaction open.
 class Resetting {
  public:
   explicit Resetting(Statement& statement) noexcept : statement_(statement) {}

@@ -44,7 +44,7 @@ std::ptrdiff_t Hierarchy::find(std::int64_t signal) const {
   return place != bySignal_.end() && place->signal == signal ? place - bySignal_.begin() : -1;
 }
 
-// Walks up from every signal, but over no link twice: what was walked over before leads to a root.
+// Walks up from every signal, but over no link twice: links walked before lead to a root.
 void Hierarchy::requireNoCircle() const {
   std::vector<std::size_t> walkedBy(bySignal_.size(), 0);
   for (std::size_t walk = 1; walk <= bySignal_.size(); ++walk) {
@@ -83,7 +83,7 @@ void NewHierarchy::requireFree(std::int64_t signal, std::int64_t parent) const {
   if (parents_.contains(signal)) throw std::invalid_argument("the signal has a parent");
   const auto refuse = [] { throw std::invalid_argument("a signal would be part of itself"); };
   if (signal == parent) refuse();
-  if (!haveParts_.contains(signal)) return;  // it is nobody's ancestor
+  if (!haveParts_.contains(signal)) return;  // it has no descendants
   for (auto above = parents_.find(parent); above != parents_.end();
        above = parents_.find(above->second))
     if (above->second == signal) refuse();

@@ -16,7 +16,7 @@ namespace kvr::recording {
 // The table of a file, read at once: 32 bytes a link, fewer than the signal's row has.
 class Hierarchy {
  public:
-  // Throws FormatError for rows that are damaged or missing, and for circles.
+  // Throws FormatError for rows that are damaged or missing, and for cycles.
   Hierarchy(const Connection& connection, const Contents& contents);
 
   std::optional<std::int64_t> parent(std::int64_t signal) const;
@@ -43,7 +43,7 @@ class NewHierarchy {
   NewHierarchy() = default;
   explicit NewHierarchy(const Hierarchy& found);
 
-  // std::invalid_argument for a signal that has a parent, and for a circle.
+  // std::invalid_argument for a signal that has a parent, and for a cycle.
   void requireFree(std::int64_t signal, std::int64_t parent) const;
   void add(std::int64_t signal, std::int64_t parent);
 

@@ -17,8 +17,8 @@ class KnownTimes {
   // Of a file that has `count` time bases.
   KnownTimes(const Connection& connection, std::int64_t count);
 
-  // The id of the time base with these times; writes it if there is none. Equal hashes alone are
-  // not believed: the times are compared.
+  // The id of the time base with these times; writes one if there is none. Where hashes are equal
+  // the times are compared.
   std::int64_t idOf(const Samples& times, PieceWriter& pieces);
   std::int64_t last() const noexcept { return last_; }
 

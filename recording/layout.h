@@ -1,4 +1,4 @@
-// The tables of a recording file, and its limits. docs/recording-files.md tells what they mean.
+// The tables of a recording file, and its limits. docs/recording-files.md defines their meaning.
 #pragma once
 
 #include <array>

@@ -112,23 +112,23 @@ void NewFile::create() {
     require(file >= 0);
     descriptor_ = file;
     path_ = path;
-    flock(file, LOCK_EX | LOCK_NB);  // where there are no locks nothing is swept away either
+    flock(file, LOCK_EX | LOCK_NB);  // without locks nothing is removed either
     struct stat status {};
     require(fstat(file, &status) == 0);
     if (status.st_nlink == 1) return;
-    close(file);  // a sweeper was faster than the lock
+    close(file);  // another process removed it before the lock
     descriptor_ = -1;
   }
 }
 
-// What is not locked belongs to no living process.
+// A file that is not locked belongs to no living process.
 void NewFile::sweep() const {
   struct Close {
     void operator()(DIR* folder) const { closedir(folder); }
   };
   const std::unique_ptr<DIR, Close> folder(opendir(folder_.c_str()));
   if (!folder) {
-    if (errno == EACCES) return;  // cannot be listed, but perhaps be written
+    if (errno == EACCES) return;  // not readable, but perhaps writable
     failWith(errno);
   }
   while (const dirent* entry = readdir(folder.get())) {
@@ -159,7 +159,7 @@ void NewFile::publish() {
   const int result = fsync(folder);
   const int number = errno;
   close(folder);
-  if (result != 0 && number != EINVAL) failWith(number);  // EINVAL: it has no disk to go to
+  if (result != 0 && number != EINVAL) failWith(number);  // EINVAL: it is on no disk
 }
 
 }  // namespace kvr::recording

@@ -10,9 +10,8 @@ namespace kvr::recording {
 // Throws SystemError. Removes the unfinished file unless it was published.
 class NewFile {
  public:
-  // Makes an empty file in the folder of the target: under a name that cannot be foreseen, readable
-  // to its owner alone, locked for as long as this object lives. Removes what killed processes
-  // left.
+  // Makes an empty file in the folder of the target: under an unpredictable name, readable only by
+  // its owner, locked while this object lives. Removes files that killed processes left there.
   explicit NewFile(const std::string& target);
   ~NewFile();
   NewFile(const NewFile&) = delete;
@@ -21,8 +20,8 @@ class NewFile {
   const std::string& path() const noexcept { return path_; }
   const std::string& target() const noexcept { return target_; }
 
-  // Brings the file to the disk, gives it the mode of the target, or the one that the umask says,
-  // and its name.
+  // Syncs the file to the disk, gives it the mode of the target, or else the one that the umask
+  // allows, and renames it.
   void publish();
 
  private:

@@ -101,7 +101,7 @@ void requireOwnJournal(const std::string& path) {
                       path + "-journal");
 }
 
-// Ends what a killed process began.
+// Restores the file if a killed process left a journal.
 void recover(const std::string& path) {
   requireOwnJournal(path);
   try {
@@ -195,7 +195,7 @@ std::optional<Connection> lockOut(const std::string& path) {
       }
       return connection;
     } catch (const FormatError&) {
-      return std::nullopt;  // nobody adds to it
+      return std::nullopt;  // no process can add to it
     } catch (const SystemError&) {
       return std::nullopt;
     }

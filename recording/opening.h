@@ -1,5 +1,5 @@
-// Opening a recording as what it may be: the work of somebody hostile, on a medium that cannot be
-// written, or left by a process that was killed.
+// Opening a recording that may be hostile, on a read-only medium, or left unfinished by a killed
+// process.
 #pragma once
 
 #include <optional>
@@ -10,14 +10,14 @@
 
 namespace kvr::recording {
 
-// Opens for reading. Reads the header and the schema, and compares them with ours.
+// Opens for reading, and compares the header and the schema with those of the format.
 Connection openToRead(const std::string& path);
 
 // Opens for writing and begins a transaction that keeps other writers out.
 Connection openToWrite(const std::string& path);
 
-// Keeps others from adding to the file at `path`, until its end. None if there is no file that a
-// recording could be added to, or if we may not lock it.
+// Keeps other processes from adding to the file at `path` while it lives. None if there is no
+// recording at `path`, or if it may not be locked.
 std::optional<Connection> lockOut(const std::string& path);
 
 // The row of the table "contents", checked.

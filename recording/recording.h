@@ -18,7 +18,7 @@
 //   std::bad_alloc         memory is exhausted
 //   SystemError            the system fails: the file, its folder or its disk
 //   Busy                   another process keeps the file locked for longer than 10 seconds
-//   FormatError            the file is no recording, newer than this library, or damaged
+//   FormatError            the file is not a recording, is newer than this library, or is damaged
 //   std::invalid_argument  an argument is not what its comment says
 // Nothing else is thrown. Arguments are tested before the file is touched.
 //
@@ -89,7 +89,7 @@ enum class ValueClass : std::uint8_t {
   kDouble,
   kComplexSingle,  // real part, imaginary part
   kComplexDouble,
-  kText,  // bytes in a form that the library does not read
+  kText,  // bytes that the library does not interpret
 };
 
 // Bytes of an element; 0 for kText.
@@ -97,7 +97,7 @@ KVR_RECORDING_EXPORT std::size_t sizeOf(ValueClass valueClass) noexcept;
 // The name in the file, such as "double" or "complex single".
 KVR_RECORDING_EXPORT const char* nameOf(ValueClass valueClass) noexcept;
 
-// Eleven fields, the meaning of which the comparison knows. NaN is kept as NaN of any payload.
+// Eleven fields; compare/compare.h defines them. A NaN stays NaN; its payload is not kept.
 struct Tolerance {
   std::int32_t type = 0;
   double absolute = 0;
@@ -191,8 +191,8 @@ struct TimeBase {
 
 // ---- Writing ----
 
-// Writes a file, or adds to one. Nothing counts before commit(); without it the file stays as it
-// was.
+// Writes a file, or adds to one. Nothing takes effect before commit(); without it the file is
+// unchanged.
 class KVR_RECORDING_EXPORT Writer {
  public:
   // A new file at `path`, in place of one that is there. It is made beside the target under another
@@ -221,11 +221,11 @@ class KVR_RECORDING_EXPORT Writer {
                          std::span<const std::byte> metadata = {});
 
   // Makes a signal part of another one. std::invalid_argument: an id that is not in the file, a
-  // signal that has a parent, a circle.
+  // signal that has a parent, a cycle.
   void setParent(std::int64_t signal, std::int64_t parent);
 
-  // Makes everything added count: when it returns the file is whole and on its disk. The writer can
-  // do no more afterwards.
+  // Makes everything that was added take effect: when it returns, the file is complete and synced.
+  // The writer cannot be used afterwards.
   void commit();
 
   class Impl;
@@ -256,7 +256,7 @@ class KVR_RECORDING_EXPORT Reader {
   std::vector<RunEntry> runs(std::int64_t first, std::int64_t count) const;
   std::vector<SignalEntry> signals(std::int64_t first, std::int64_t count) const;
 
-  // The signal that this one is part of. FormatError if there is a circle anywhere in the file. The
+  // The signal that this one is part of. FormatError if there is a cycle anywhere in the file. The
   // first call of either function reads all links.
   std::optional<std::int64_t> parent(std::int64_t signal) const;
   // The signals that are part of it, in rising order.

@@ -122,7 +122,7 @@ int openFile(sqlite3_vfs*, const char*, sqlite3_file* file, int flags, int* outF
 
 int deleteFile(sqlite3_vfs*, const char*, int) { return SQLITE_IOERR_DELETE; }
 
-// Reports that no journal exists, also if somebody has put a file of that name there.
+// Reports that no journal exists, even if there is a file of that name.
 int fileExists(sqlite3_vfs*, const char*, int, int* answer) {
   *answer = 0;
   return SQLITE_OK;

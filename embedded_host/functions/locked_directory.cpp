@@ -30,7 +30,7 @@ bool fillAtRandom(char* first, std::size_t count) noexcept {
   return true;
 }
 
-// True for a directory of the user's own that nobody else can enter.
+// True for a directory that the user owns and no other user can enter.
 bool isPrivate(int directory) noexcept {
   struct stat status;
   return fstat(directory, &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
@@ -100,7 +100,7 @@ bool LockedDirectory::open(int parent) noexcept {
     errno = EPERM;
     return false;
   }
-  // Where there are no locks nobody can take this directory for a dead process's.
+  // Without locks no process takes this directory for that of a dead process.
   if (flock(directory.number(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return true;
   const Identity identity = *identityOf(directory.number());
   if (!isAt(parent, name_, identity)) return true;

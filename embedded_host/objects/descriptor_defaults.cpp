@@ -1,4 +1,4 @@
-// What the host answers for a descriptor that does not answer itself, and where descriptors live.
+// The defaults of descriptors that do not override an operation, and the memory of descriptors.
 #include "kvrntob/host/libhu.h"
 #include "kvrntob/host/ntob.h"
 
@@ -25,7 +25,7 @@ bool TOBMethodInfo::isDestructible() const { return true; }
 bool TOBMethodInfo::isLocked() const { return false; }
 bool TOBMethodInfo::doesMethodOverrideAllSignatures() const { return false; }
 
-// ---- Classes: public, without properties and events, saved by nobody ----
+// ---- Classes: public, without properties and events, not saved ----
 
 void* TOBClassInfo::operator new(std::size_t size) {
   void* place = huCalloc(size, 1);

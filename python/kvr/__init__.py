@@ -1,4 +1,4 @@
-"""Runs and signals for people: NumPy arrays in and out, files, comparison of runs.
+"""Runs and signals as Python objects with NumPy arrays, files of runs, comparison of runs.
 
     >>> import kvr
     >>> store = kvr.Store()

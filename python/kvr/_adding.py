@@ -1,4 +1,4 @@
-"""The arguments of a new signal: checked, and brought into the form that the store takes."""
+"""Checks and converts the arguments of a new signal."""
 
 from __future__ import annotations
 
@@ -19,7 +19,7 @@ _STORED = {np.dtype(name) for name in (
 
 
 def text(name: str, value: Any) -> str:
-    """The text. Raises TypeError for anything else, ValueError for what the store cannot keep."""
+    """The text. Raises TypeError for anything else, ValueError if the store cannot keep it."""
     if not isinstance(value, str):
         raise TypeError(f"{name} must be a text, not {value!r}")
     if "\0" in value:
@@ -34,7 +34,7 @@ def text(name: str, value: Any) -> str:
 
 
 def int32(name: str, value: Any, least: int = _INT32.min) -> int:
-    """The whole number. Raises TypeError, or ValueError beyond what the store keeps."""
+    """The whole number. Raises TypeError, or ValueError if it does not fit into an int32."""
     if isinstance(value, bool) or not hasattr(value, "__index__"):
         raise TypeError(f"{name} must be a whole number, not {value!r}")
     number: int = value.__index__()

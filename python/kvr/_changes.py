@@ -1,6 +1,6 @@
 """Settings that a command line changes field by field, and the options for them.
 
-A field that is given stands in the place of the stored one; the others stay as they are stored.
+A field that is given replaces the stored one; the others keep their stored values.
 """
 
 from __future__ import annotations

@@ -1,6 +1,6 @@
 """The command kvr: its arguments, its exit codes and its errors.
 
-What a command needs is imported when it runs: asking for help costs next to nothing.
+A command imports its modules when it runs, so that --help starts fast.
 """
 
 from __future__ import annotations
@@ -103,7 +103,7 @@ def _parser(name: str | None) -> argparse.ArgumentParser:
 
 
 def told(error: Exception) -> str:
-    """What went wrong, on one line, with what to do about it."""
+    """The error on one line, with a hint where there is one."""
     from kvr._errors import Error
     from kvr._text import shown
 

@@ -132,7 +132,7 @@ def _own_options(given: dict[str, str], base: dict[str, Any]) -> dict[str, Any]:
 
 
 class _Tally:
-    """What has come so far: counts, the worst failures, and a line of progress."""
+    """The results so far: counts, the worst failures, and a line of progress."""
 
     def __init__(self, total: int, progress: bool) -> None:
         self._total = total

@@ -63,7 +63,7 @@ def run(options: argparse.Namespace) -> int:
 
 
 def _written(text: Callable[[Comparison], str], comparison: Comparison, path: str | None) -> bool:
-    """Write the text if it was asked for; returns whether it went to the standard output."""
+    """Write the text if a path is given; returns whether it went to the standard output."""
     if path is None:
         return False
     if path == "-":

@@ -125,7 +125,7 @@ def _plan_of(
 
 
 def require_options(options: dict[str, Any]) -> None:
-    """Look at options of ``kvr.compare`` before anything is compared. Raises as it does."""
+    """Check the options of ``kvr.compare`` before anything is compared. Raises as it does."""
     known = {"match", "coverage", "time_tolerance", "tolerance", "sync", "only", "ignore", "strict"}
     for name in options:
         if name not in known:
@@ -221,7 +221,7 @@ def _chooser(tolerance: Tolerance | None, sync: Sync | None) -> Choose:
 
 
 def rules_of(coverage: str, time_tolerance: float) -> Rules:
-    """What holds for all pairs. Raises ValueError."""
+    """The options that apply to all pairs. Raises ValueError."""
     if coverage not in COVERAGES:
         raise ValueError(f"coverage must be {listed(COVERAGES, 'or')}, not {coverage!r}")
     width = float(time_tolerance)

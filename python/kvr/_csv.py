@@ -1,7 +1,7 @@
-"""CSV files: a time column and a column a signal; one run, named as the file.
+"""CSV files: one run, named after the file; a time column, and a column for each signal.
 
-The make-up of the file is found out from its first lines when it is opened. The values are read
-all at once when the first of them is asked for, and kept until the file is closed.
+The dialect of the file is detected from its first lines when it is opened. All values are read when
+the first of them is needed, and kept until the file is closed.
 """
 
 from __future__ import annotations

@@ -1,4 +1,4 @@
-"""How a CSV file is made up: its separator, quotes, decimal sign, header, units and time column."""
+"""The dialect of a CSV file: separator, quotes, decimal sign, header, units and time column."""
 
 from __future__ import annotations
 
@@ -25,7 +25,7 @@ _SINGLE_QUOTED = re.compile(r"(?:^|[,;\t|])'[^'\n]*'(?:[,;\t|]|$)", re.MULTILINE
 
 @dataclass(frozen=True)
 class Dialect:
-    """The make-up of one file.
+    """The dialect of one file.
 
     data_line  lines before the first row of values
     time       the place of the time column among the columns
@@ -59,7 +59,7 @@ def find_dialect(
     quote: str | None,
     time: str | None,
 ) -> Dialect:
-    """The make-up of a file that begins with `head`; what is given is not found out.
+    """The dialect of a file that begins with `head`; parts that are given are not detected.
 
     Raises FormatError for an empty file and for one without a time column.
     """

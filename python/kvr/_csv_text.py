@@ -1,4 +1,4 @@
-"""The text of a CSV file: unpacked, decoded, with one kind of line end."""
+"""The text of a CSV file: decompressed, decoded, with one kind of line end."""
 
 from __future__ import annotations
 

@@ -1,7 +1,7 @@
 """Writing a run as a CSV file: a time column, and a column for each component of a signal.
 
 Signals of different times share the rows: where a signal has no sample its cell is empty, which
-reads as a gap. Paths stand in the names only where a label would stand twice.
+reads as a gap. A name contains the path only if its label occurs twice.
 """
 
 from __future__ import annotations
@@ -42,7 +42,7 @@ def save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
 
 
 def _as_words(frame: Any) -> None:
-    """Truths as the words that they are read from; with gaps they are objects by now."""
+    """Logical values as the words that the reader takes; with gaps they are objects here."""
     words = {True: "true", False: "false"}
     for place in range(frame.shape[1]):
         column = frame.iloc[:, place]

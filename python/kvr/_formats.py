@@ -1,4 +1,4 @@
-"""The formats of files: a small table, to which other packages add through entry points."""
+"""The table of file formats, to which other packages add through entry points."""
 
 from __future__ import annotations
 

@@ -1,8 +1,8 @@
-"""Trying in a process of its own what may end the process.
+"""Tries in a child process work that may crash.
 
-The HDF5 library is C: on some damaged files it crashes, or never comes to an end. A child process,
-a copy of this one, goes first: if it does not come to its end, the file is damaged, and this
-process never reads it.
+The HDF5 library is written in C: on some damaged files it crashes or does not return. A forked child
+does the work first. If the child does not finish, the file is damaged, and this process does not read
+it.
 """
 
 from __future__ import annotations
@@ -17,15 +17,15 @@ from kvr._frames import need
 
 
 _SECONDS = 5
-_BYTES_A_SECOND = 10_000_000  # far fewer than any disk or packing takes
+_BYTES_A_SECOND = 10_000_000  # far slower than any disk or decompression
 
 
 def survives(work: Callable[[], object], size: int) -> bool:
-    """Whether a copy of this process gets through the work; what the work raises is no matter.
+    """Whether a forked child gets to the end of the work, also by an exception.
 
-    `size` is the number of bytes that it reads at most, from which its time is limited.
+    `size` is the greatest number of bytes that the work reads; it sets the limit of processor time.
 
-    Costs a fork, and the work once more. Raises OSError if no process can be made.
+    Costs a fork and the work itself. Raises OSError if no process can be made.
     """
     # Held over the fork, so that no other thread leaves it locked in the child.
     with need("h5py._hl.base", "HDF5").phil:
@@ -38,7 +38,7 @@ def survives(work: Callable[[], object], size: int) -> bool:
 
 def _work_and_end(work: Callable[[], object], seconds: int) -> None:
     try:
-        faulthandler.disable()  # a crash is an answer here, not to be reported
+        faulthandler.disable()  # a crash is a result here and must not be reported
         with suppress(ValueError, OSError):
             resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
             resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds))

@@ -1,4 +1,4 @@
-"""The sides of a comparison: runs, or files that name one."""
+"""Opens the sides of a comparison: runs, or paths as in FILE#RUN."""
 
 from __future__ import annotations
 

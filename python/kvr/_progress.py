@@ -1,4 +1,4 @@
-"""Telling how far a comparison is."""
+"""Reports the progress of a comparison."""
 
 from __future__ import annotations
 

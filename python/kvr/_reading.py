@@ -1,4 +1,4 @@
-"""What every run and every signal can be asked, wherever it lies: in the store or in a file."""
+"""The reading interface that runs and signals of the store and of files share."""
 
 from __future__ import annotations
 

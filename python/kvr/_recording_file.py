@@ -1,4 +1,4 @@
-"""Recording files: runs and signals as objects that read the file when they are asked."""
+"""Recording files: runs and signals as objects that read the file on demand."""
 
 from __future__ import annotations
 

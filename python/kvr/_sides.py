@@ -43,9 +43,9 @@ def side_of_signal(signal: SignalReader) -> Side:
 
 
 def side_of_arrays(time: Any, values: Any) -> Side:
-    """The side that two arrays are; what is wrong with them is for the comparison to say.
+    """The side that two arrays make; the comparison reports what is wrong with them.
 
-    Raises ValueError for masked elements, which it could not see.
+    Raises ValueError for masked elements, which the comparison cannot see.
     """
     if _is_plain(time) and _is_plain(values):
         return Side(NUMBERS, A_NUMBER, time, values, ())
@@ -65,14 +65,14 @@ def side_of_arrays(time: Any, values: Any) -> Side:
 
 
 def _is_plain(array: Any) -> bool:
-    """Whether it is a vector of native doubles, as most are: nothing is to be looked at then."""
+    """Whether it is a vector of native doubles, as most are, which needs no further test."""
     return type(array) is np.ndarray and array.dtype is _DOUBLE and array.ndim == 1
 
 
 def _comparable(array: Array) -> Array | None:
     """The array in a class that the library reads; None if it holds no numbers."""
     if array.dtype.kind not in "biufc":
-        # What is empty has the class that NumPy happens to give it.
+        # An empty array has whatever class NumPy gave it.
         return np.zeros(array.shape) if array.size == 0 and array.dtype == object else None
     if array.dtype == np.float16:
         return array.astype(np.float32)

@@ -1,4 +1,4 @@
-"""Texts that come from outside, made fit to be shown on one line."""
+"""Makes texts from outside safe to show on one line."""
 
 from __future__ import annotations
 

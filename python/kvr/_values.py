@@ -1,4 +1,4 @@
-"""Time and values out of a record of the store, whoever put them there."""
+"""Time and values of a record of the store, whichever program added it."""
 
 from __future__ import annotations
 

@@ -76,7 +76,7 @@ class Settings(NamedTuple):
 
 @dataclass(frozen=True)
 class Rules:
-    """What holds for all pairs of a comparison."""
+    """The options that apply to all pairs of a comparison."""
 
     coverage: str = "baseline"
     time_tolerance: float = 0.0

@@ -1,6 +1,7 @@
 """The README shows the first example as it is, and what it prints."""
 
 import doctest
+import re
 import shlex
 import subprocess
 import sys
@@ -45,6 +46,19 @@ def test_readme_names_commands_that_exist(readme_blocks):
     commands = [line.split()[0] for line in readme_blocks["sh"][0].splitlines()]
     assert commands == ["scripts/demo", "scripts/test"]
     assert all((root / command).is_file() for command in commands)
+
+
+def test_files_named_in_the_architecture_exist():
+    document = FIRST_STEPS.parents[1] / "docs" / "architecture.md"
+    rows = re.findall(r"^\| .*`.*", document.read_text(), re.MULTILINE)
+    missing = []
+    for row in rows:
+        folder = ""
+        for name in re.findall(r"`([\w/]+\.(?:cpp|h|py|def))`", row):
+            folder = name.rpartition("/")[0] or folder  # a bare name lies beside the one before it
+            if not (document.parents[1] / folder / name.rpartition("/")[2]).is_file():
+                missing.append(name)
+    assert len(rows) > 20 and missing == []
 
 
 def test_folder_map_names_folders_that_exist(readme_blocks):

@@ -66,6 +66,7 @@ def check_command(prefix: Path) -> None:
             ("compare", base, base): (0, "passed"),
             ("compare", base, changed): (1, "failed: 1 of 1"),
             ("compare", base, str(folder / "absent.csv")): (2, "absent.csv"),
+            ("campaign", name, name): (0, "2 pairs: passed 2"),
         }
         for arguments, (status, words) in expected.items():
             done = run_command(prefix, *arguments)

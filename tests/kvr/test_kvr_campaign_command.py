@@ -8,11 +8,14 @@ import sys
 import time
 import xml.etree.ElementTree as xml
 from collections import Counter
+from pathlib import Path
 
+import kvr
 import pytest
 from campaign_files import write_pairs
 
 ENVIRONMENT = {**os.environ, "NO_COLOR": "1"}
+LAUNCHER = Path(kvr.__file__).parents[2] / "bin" / "kvr"
 
 
 def campaign(*arguments, **options):
@@ -154,6 +157,20 @@ def test_junit_has_a_suite_a_pair(folders, tmp_path):
     }
     failure = suites[str(folders[0] / "b.csv")].find("testcase/failure")
     assert failure.get("message").startswith("out at 1 of 2 instants")
+
+
+@pytest.mark.skipif(not LAUNCHER.exists(), reason="the package lies in its source folder")
+@pytest.mark.parametrize("path", [None, LAUNCHER.parents[1] / "python"])
+def test_workers_of_the_launcher_start(folders, path):
+    environment = {name: value for name, value in ENVIRONMENT.items() if name != "PYTHONPATH"}
+    if path:
+        environment["PYTHONPATH"] = str(path)
+    done = subprocess.run(
+        [LAUNCHER, "campaign", *folders, "--jobs", "2"],
+        capture_output=True, text=True, env=environment,
+    )  # fmt: skip
+    assert (done.returncode, done.stderr) == (1, "")
+    assert done.stdout.startswith("3 pairs: passed 2, differs 1;")
 
 
 def test_a_campaign_started_again_does_what_is_missing(folders, tmp_path):

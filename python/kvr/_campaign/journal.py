@@ -1,9 +1,9 @@
 """The file of results: a line of JSON for each pair, on disk before its result is handed on.
 
-Every line has a key made of all that decides the result: the names, sizes and times of the two
-files, the options and the version of the program. A campaign that starts again with the file takes
-the lines whose keys still hold as done. What is not a whole line at the end of the file, as a
-killed process leaves it, is cut off.
+Every line has a key made of everything that decides the result: the names, sizes and times of the
+two files, the options and the version of the program. A campaign that is started again with the file
+reuses the lines whose keys are unchanged. An incomplete last line, as a killed process leaves it, is
+cut off.
 """
 
 from __future__ import annotations

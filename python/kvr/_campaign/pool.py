@@ -80,7 +80,7 @@ class _Seat:
         return found
 
     def close(self) -> None:
-        """End the worker whatever it is at."""
+        """End the worker, also while it works."""
         if self._executor is None:
             return
         if self._batches:

@@ -1,8 +1,8 @@
 """Batches, parts and retries: what runs when, so that every pair gets its result exactly once.
 
-Small pairs share a batch, for handing one over costs more than comparing them. Large pairs whose
-files can be read in parts are cut by their signals. A worker that dies costs the pairs of its batch
-a retry, each in a batch of its own then, so that the pair at fault is found and the others go on.
+Small pairs share a batch, because handing over a batch costs more than comparing them. Large pairs
+whose files can be read in parts are split by their signals. When a worker dies, each pair of its
+batch is tried again in a batch of its own, up to RETRIES times, so that only the pair at fault fails.
 """
 
 from __future__ import annotations

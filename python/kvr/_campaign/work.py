@@ -1,4 +1,4 @@
-"""What a worker does: compare the jobs of a batch, whatever happens to each of them."""
+"""The work of a worker: compares the jobs of a batch, also when some of them fail."""
 
 from __future__ import annotations
 

@@ -16,8 +16,8 @@ void loadErrorClasses();
 
 // Sets the Python error for the C++ exception being handled. `function` names the method that ran,
 // for failures that do not know it themselves; may be null. Call it in a catch block.
-// Exhausted memory is an OutOfMemoryError, whoever found it; its cause is the MemoryError that
-// Python set, if it did. It is a plain MemoryError where there is no memory for that either.
+// Exhausted memory is an OutOfMemoryError, wherever it was detected; its cause is the MemoryError
+// that Python set, if it did. It is a plain MemoryError where there is no memory for that either.
 void setPythonError(const char* function = nullptr) noexcept;
 
 // The same for a failure of the host, at hand.

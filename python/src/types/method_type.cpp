@@ -41,7 +41,7 @@ void dealloc(PyObject* self) {
   Py_DECREF(type);
 }
 
-// ---- What introspection asks for ----
+// ---- Introspection ----
 
 template <class Make>
 PyObject* textAttribute(const Make& make) {

@@ -88,7 +88,7 @@ std::string nameOf(PyArray_Descr* dtype) {
 
 // ---- Masked arrays ----
 
-// numpy.ma, or null if nobody has imported it; then there are no masked arrays.
+// numpy.ma, or null if it is not imported; then there are no masked arrays.
 Ref masks() {
   const Ref name = checked(PyUnicode_FromString("numpy.ma"));
   Ref module = steal(PyImport_GetModule(name.ptr()));
