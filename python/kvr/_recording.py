@@ -9,7 +9,7 @@ from datetime import datetime, timezone
 from types import TracebackType
 from typing import Any, overload
 
-from kvr._reading import Color, RunReader, SignalReader, run_named
+from kvr._reading import Color, RunReader, SignalReader, run_named, run_numbered
 from kvr._settings import Sync, Tolerance
 
 
@@ -140,6 +140,15 @@ class FileRuns(Sequence[FileRun]):
 
     def __getitem__(self, key: int | str | slice) -> FileRun | list[FileRun]:
         return run_named(self._runs, key, "the file") if isinstance(key, str) else self._runs[key]
+
+    def __contains__(self, wanted: object) -> bool:
+        if isinstance(wanted, str):
+            return any(run.name == wanted for run in self)
+        return any(run == wanted for run in self)
+
+    def by_id(self, number: int) -> FileRun:
+        """The run of this id. Raises NotFound."""
+        return run_numbered(list(self), number)
 
     def __repr__(self) -> str:
         return f"<{len(self)} runs>"

@@ -13,7 +13,7 @@ import vormel
 from kvr import _adding, _host, _html
 from kvr._columns import Columns, group_members
 from kvr._errors import NotFound
-from kvr._reading import matching, run_named
+from kvr._reading import RunReader, matching, run_named
 from kvr._run import Run, new_run, run_numbers, run_of_number
 from kvr._signal import Signal, _exists
 
@@ -192,6 +192,9 @@ class Store:
 
         chosen = [runs] if isinstance(runs, (str, Run)) else self.runs if runs is None else runs
         found = [self.runs[run] if isinstance(run, str) else run for run in chosen]
+        for run in found:
+            if not isinstance(run, RunReader):
+                raise TypeError(f"runs are runs or names of runs, not {run!r}")
         _formats.save(path, found, append)
 
     def clear(self) -> None:
