@@ -10,7 +10,6 @@ from typing import TYPE_CHECKING, Any
 from kvr._frames import need, times_of
 from kvr._reading import Array, RunReader, SignalReader
 from kvr._recording import FileSignal
-from kvr._results import write_bytes
 
 if TYPE_CHECKING:
     from kvr._verdict import Verdict
@@ -34,6 +33,14 @@ def _can_be_drawn(values: Array) -> bool:
     return values.dtype.kind in "biuf"
 
 
+def require_drawable(signal: SignalReader) -> None:
+    """Raises ValueError for what is not real numbers."""
+    values = signal._series().values
+    if not _can_be_drawn(values):
+        kind = "text" if values.dtype.kind in "UO" else values.dtype.name
+        raise ValueError(f"{signal.label!r} holds values of class {kind}, which cannot be drawn")
+
+
 def _components(values: Array) -> Array:
     """The values (n, components)."""
     return values.reshape(len(values), math.prod(values.shape[1:]))
@@ -41,10 +48,8 @@ def _components(values: Array) -> Array:
 
 def draw(signal: SignalReader, axes: Any) -> Any:
     """Draw the signal as steps or as lines, as it is compared. Returns the axes."""
+    require_drawable(signal)
     time, values = signal._series()
-    if not _can_be_drawn(values):
-        kind = "text" if values.dtype.kind in "UO" else values.dtype.name
-        raise ValueError(f"{signal.label!r} holds values of class {kind}, which cannot be drawn")
     if axes is None:
         axes = need("matplotlib.pyplot", "plot").gca()
     style = "default" if signal.sync.interp == "linear" else "steps-post"
@@ -100,8 +105,8 @@ def _pair_looks(verdict: Verdict) -> list[dict[str, Any]]:
     return looks if looks[0] != looks[1] else [{}, {}]
 
 
-def save_picture(signal: SignalReader, path: str) -> None:
-    """Draw the signal into a file, by its ending. Raises ValueError for an unknown ending."""
+def picture_of(signal: SignalReader, path: str) -> bytes:
+    """A picture as the ending of the path says. Raises ValueError for an unknown ending."""
     figure = need("matplotlib.figure", "--plot").Figure(figsize=(9, 5), dpi=120)
     axes = draw(signal, figure.subplots())
     axes.set_title(signal.label.replace("$", r"\$"))
@@ -109,4 +114,4 @@ def save_picture(signal: SignalReader, path: str) -> None:
     picture = io.BytesIO()
     ending = os.path.splitext(path)[1].lstrip(".").lower() or "png"
     figure.savefig(picture, format=ending)
-    write_bytes(picture.getvalue(), path)
+    return picture.getvalue()
