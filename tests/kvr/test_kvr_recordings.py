@@ -227,6 +227,16 @@ def test_run_that_is_not_in_the_file_is_told_with_the_file(filled, path):
         filled.save(path, runs=[5])
 
 
+@pytest.mark.parametrize("append", [False, True])
+def test_place_that_cannot_be_written_is_an_error_of_the_system(filled, tmp_path, append):
+    (tmp_path / "taken.kvr").mkdir()
+    with pytest.raises(FileNotFoundError, match=r"No such file or directory: '.*none/a\.kvr'"):
+        filled.save(tmp_path / "none" / "a.kvr", append=append)
+    with pytest.raises(IsADirectoryError, match=r"Is a directory: '.*taken\.kvr'"):
+        filled.save(tmp_path / "taken.kvr", append=append)
+    assert [entry.name for entry in tmp_path.iterdir()] == ["taken.kvr"]
+
+
 def test_appending_makes_a_file_that_is_not_there(filled, path):
     filled.save(path, append=True)
     assert len(kvr.open(path)) == 3
