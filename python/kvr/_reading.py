@@ -231,6 +231,12 @@ class SignalReader(ABC):
 
         Steps or lines, as its synchronisation options say. Raises ValueError for what is not real
         numbers, MissingPackage without matplotlib.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> speed = run.add("speed", [4.5, 7.0], time=[0.0, 0.1], unit="m/s")
+        >>> from matplotlib.figure import Figure
+        >>> speed.plot(Figure().subplots()).get_ylabel()
+        'm/s'
         """
         from kvr import _plots
 
@@ -376,6 +382,11 @@ class RunReader(ABC, Generic[Signal]):
 
         Columns are labels, with the path in front where a label stands twice, and with the
         component behind, as in ``force[0,1]``. Raises MissingPackage without pandas.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> run.to_dataframe()["speed"].tolist()
+        [4.5, 7.0]
         """
         from kvr import _frames
 
@@ -386,6 +397,11 @@ class RunReader(ABC, Generic[Signal]):
 
         Signals of equal times share the dimension "time"; others have one of their own.
         Raises MissingPackage without xarray.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> run.to_xarray()["speed"].dims
+        ('time',)
         """
         from kvr import _frames
 

@@ -162,6 +162,13 @@ class Recording(ABC):
 
     Runs and signals are known at once, values are read when they are asked for. After ``close``
     values can no longer be read.
+
+    >>> import pathlib, tempfile
+    >>> path = pathlib.Path(tempfile.mkdtemp(), "drive.csv")
+    >>> _ = path.write_text("time,speed\\n0,4.5\\n1,7.0\\n")
+    >>> with kvr.open(path) as recording:
+    ...     [(run.name, len(run)) for run in recording.runs]
+    [('drive', 1)]
     """
 
     def __init__(self, path: str) -> None:
@@ -170,7 +177,7 @@ class Recording(ABC):
     @property
     @abstractmethod
     def runs(self) -> FileRuns:
-        ...
+        """The runs in the order of the file, by position or by name."""
 
     @abstractmethod
     def close(self) -> None:

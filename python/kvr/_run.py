@@ -63,6 +63,7 @@ class Run(RunReader[Signal]):
 
     @property
     def id(self) -> int:
+        """Its number in the store."""
         return self._id
 
     @property
@@ -92,6 +93,7 @@ class Run(RunReader[Signal]):
 
     @property
     def version(self) -> str:
+        """The version of the host that recorded it."""
         return str(self._repository().getVersion(self._id))
 
     @property

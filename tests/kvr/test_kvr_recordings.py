@@ -217,6 +217,16 @@ def test_run_of_a_file_is_saved_as_one_of_the_store(filled, path, tmp_path):
             ]
 
 
+def test_option_that_the_format_does_not_have_is_told(filled, path, tmp_path):
+    filled.save(path)
+    (tmp_path / "one.csv").write_text("time;a\n0;1\n")
+    with pytest.raises(TypeError, match="'recording' has no option 'time', it takes no options"):
+        kvr.open(path, time="t")
+    with pytest.raises(TypeError, match="'csv' has no option 'sep', it takes 'delimiter', 'dec"):
+        kvr.open(tmp_path / "one.csv", sep=";")
+    assert kvr.open(tmp_path / "one.csv", delimiter=";").runs[0]["a"].values.tolist() == [1]
+
+
 def test_run_that_is_not_in_the_file_is_told_with_the_file(filled, path):
     filled.save(path)
     with pytest.raises(kvr.NotFound, match=r"drive\.kvr: no run is named 'Tuesdy'; did you mean"):
