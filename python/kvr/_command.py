@@ -9,6 +9,7 @@ import argparse
 import importlib
 import os
 import sys
+import traceback
 from collections.abc import Sequence
 from typing import NoReturn
 
@@ -55,13 +56,14 @@ def main(arguments: Sequence[str] | None = None) -> int:
         return NOT_DONE
     except KeyboardInterrupt:
         if debug:
-            raise
+            traceback.print_exc()
         print("kvr: interrupted", file=sys.stderr)
         return _INTERRUPTED
     except Exception as error:
         if debug:
-            raise
-        print(f"kvr: {told(error)}", file=sys.stderr)
+            traceback.print_exc()
+        else:
+            print(f"kvr: {told(error)}", file=sys.stderr)
         return NOT_DONE
 
 

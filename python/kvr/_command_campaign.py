@@ -56,7 +56,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     where.add_argument("--jobs", metavar="N", type=count, help="processes; one a processor")
     where.add_argument("--scheduler", metavar="ADDRESS", help="of the cluster that compares")
     add("--results", metavar="FILE", help="append results here; done pairs are not done again")
-    add("--junit", metavar="FILE", help="write the results as JUnit XML")
+    add("--junit", metavar="FILE", help="write the results as JUnit XML; - for standard output")
     add("--quiet", action="store_true", help="print nothing but errors")
     add_comparison_arguments(parser)
 
@@ -76,7 +76,7 @@ def run(options: argparse.Namespace) -> int:
             tally.add(result)
             if junit:
                 junit.add(result)
-    if not options.quiet:
+    if not options.quiet and options.junit != "-":
         tally.print()
     return tally.exit_code()
 
@@ -179,8 +179,13 @@ class _Tally:
                 print(colored(line, "red"))
         if self._failed > len(self._worst):
             print(f"and {self._failed - len(self._worst)} more; --results writes them all")
-        passed = self.exit_code() == PASSED
-        print(colored("passed", "green") if passed else colored(f"failed: {self._failed}", "red"))
+        code = self.exit_code()
+        if code == NOTHING_COMPARED:
+            print(colored("nothing was compared", "yellow"))
+        elif code == PASSED:
+            print(colored("passed", "green"))
+        else:
+            print(colored(f"failed: {self._failed}", "red"))
 
     def _draw(self) -> None:
         done, now = sum(self._counts.values()), time.monotonic()

@@ -28,9 +28,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
 def run(options: argparse.Namespace) -> int:
     signal = _signal_of(open_run(options.file).run, options.signal, options.file)
     if options.plot is not None:
-        from kvr._plots import save_picture
-
-        save_picture(signal, options.plot)
+        _save_picture(signal, options)
     lines = _facts(signal)
     time, values = signal._series()
     dated = signal.time_source == EPOCH_SOURCE
@@ -39,6 +37,22 @@ def run(options: argparse.Namespace) -> int:
         lines += ["", *plot(time, values.astype(float), dated)]
     print("\n".join(lines))
     return 0
+
+
+def _save_picture(signal: SignalReader, options: argparse.Namespace) -> None:
+    """Raises ValueError that names the file of the signal or of the picture."""
+    from kvr._plots import picture_of, require_drawable
+    from kvr._results import write_bytes
+
+    try:
+        require_drawable(signal)
+    except ValueError as error:
+        raise ValueError(f"{options.file}: {error}; leave out --plot") from None
+    try:
+        picture = picture_of(signal, options.plot)
+    except ValueError as error:
+        raise ValueError(f"{options.plot}: {error}") from error
+    write_bytes(picture, options.plot)
 
 
 def _signal_of(run: RunReader[Any], name: str, file: str) -> SignalReader:

@@ -126,13 +126,17 @@ def _plan_of(
 
 def require_options(options: dict[str, Any]) -> None:
     """Check the options of ``kvr.compare`` before anything is compared. Raises as it does."""
-    known = {"match", "coverage", "time_tolerance", "tolerance", "sync", "only", "ignore", "strict"}
+    _require_known(options)
+    _plan_of(**options)
+
+
+def _require_known(options: dict[str, Any]) -> None:
+    known = "match", "coverage", "time_tolerance", "tolerance", "sync", "only", "ignore", "strict"
     for name in options:
         if name not in known:
             raise TypeError(
                 f"{name!r} is no option of a campaign; there are {listed(known, 'and')}"
             )
-    _plan_of(**options)
 
 
 def compare_part(
@@ -146,6 +150,7 @@ def compare_part(
 
     `choose` stands in the place of `tolerance` and `sync`.
     """
+    _require_known(options)
     plan = _plan_of(**options)
     if choose:
         plan["choose"] = choose

@@ -72,11 +72,19 @@ class Comparison(Sequence[Verdict]):
         self.warnings = list(warnings)
 
     def fails(self, verdict: Verdict) -> bool:
-        """Whether a verdict fails: it differs, or it is an extra and the comparison is strict."""
+        """Whether a verdict fails: it differs, or it is an extra and the comparison is strict.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> comparison = kvr.compare(run, run.copy())
+        >>> comparison.fails(comparison["speed"])
+        False
+        """
         return verdict.differs or (verdict.status == "extra" and bool(self.options["strict"]))
 
     @property
     def failed(self) -> list[Verdict]:
+        """The verdicts that fail, in their order."""
         return [self.verdicts[place] for place in self._failing()]
 
     def _failing(self) -> list[int]:
@@ -97,10 +105,12 @@ class Comparison(Sequence[Verdict]):
 
     @property
     def passed(self) -> bool:
+        """Whether at least one pair was compared and none fails."""
         return self.compared > 0 and not self._failing()
 
     @property
     def counts(self) -> dict[str, int]:
+        """How many verdicts have each status, also those that none has."""
         counts = dict.fromkeys(STATUSES, 0)
         for status in self.verdicts.statuses:
             counts[status] += 1
@@ -138,7 +148,14 @@ class Comparison(Sequence[Verdict]):
         raise NotFound(f"no verdict is on {key!r}; {hint or 'there are none'}")
 
     def to_dict(self) -> dict[str, Any]:
-        """The result as plain values, as they stand in the JSON; numbers stay numbers."""
+        """The result as plain values, as they stand in the JSON; numbers stay numbers.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> comparison = kvr.compare(run, run.copy())
+        >>> comparison.to_dict()["counts"]["within"]
+        1
+        """
         from kvr._results import plain
 
         return plain(self)
@@ -148,25 +165,52 @@ class Comparison(Sequence[Verdict]):
 
         NaN and infinities are the texts "NaN", "Infinity" and "-Infinity", complex numbers are
         [re, im].
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> comparison = kvr.compare(run, run.copy())
+        >>> print(comparison.to_json().splitlines()[2])
+         "passed": true,
         """
         from kvr._results import json_text, write
 
         return write(json_text(self), path)
 
     def to_junit(self, path: str | os.PathLike[str] | None = None) -> str:
-        """The result as JUnit XML, also written to `path`: a test case a pair."""
+        """The result as JUnit XML, also written to `path`: a test case a pair.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> comparison = kvr.compare(run, run.copy())
+        >>> comparison.to_junit().count("<testcase ")
+        1
+        """
         from kvr._results import junit_text, write
 
         return write(junit_text(self), path)
 
     def to_dataframe(self) -> pandas.DataFrame:
-        """A row a verdict, its plain facts as columns. Raises MissingPackage without pandas."""
+        """A row a verdict, its plain facts as columns. Raises MissingPackage without pandas.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> comparison = kvr.compare(run, run.copy())
+        >>> comparison.to_dataframe()["status"].tolist()
+        ['within']
+        """
         from kvr._results import dataframe
 
         return dataframe(self)
 
     def worst_first(self) -> list[Verdict]:
-        """The verdicts that fail, the furthest out first, then the others in their order."""
+        """The verdicts that fail, the furthest out first, then the others in their order.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> comparison = kvr.compare(run, run.copy())
+        >>> [verdict.label for verdict in comparison.worst_first()]
+        ['speed']
+        """
         return sorted(self.verdicts, key=self._rank)
 
     def _rank(self, verdict: Verdict) -> tuple[int, float]:
@@ -184,7 +228,14 @@ class Comparison(Sequence[Verdict]):
         return "\n".join([self.summary(), *(table if rows else []), *more])
 
     def summary(self) -> str:
-        """One line: the two runs, and how many verdicts have each status."""
+        """One line: the two runs, and how many verdicts have each status.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> comparison = kvr.compare(run, run.copy())
+        >>> comparison.summary()
+        'Monday against Monday: within 1'
+        """
         runs = " against ".join(shown(side.run, 60) for side in (self.baseline, self.other))
         counts = ", ".join(f"{status} {count}" for status, count in self.counts.items() if count)
         return f"{runs}: {counts or 'no signals'}"

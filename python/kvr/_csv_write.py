@@ -26,7 +26,9 @@ def save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
     if append:
         raise ValueError(f"{path}: nothing can be added to a CSV file; give the file another name")
     if len(runs) != 1:
-        raise ValueError(f"{path}: a CSV file holds one run, not {len(runs)}; name one with runs=")
+        raise ValueError(
+            f"{path}: a CSV file holds one run, not {len(runs)}; name one, as runs=[...] or FILE#RUN"
+        )
     run = runs[0]
     for signal in run.signals:
         if signal._series().values.dtype.kind not in "biufUO":

@@ -47,7 +47,9 @@ def _rounded(moment: datetime, step: int) -> datetime:
 
 
 def to_host_day(moment: datetime) -> float:
-    """The day number of an aware datetime. Raises ValueError for a naive one."""
+    """The day number of an aware datetime. Raises TypeError, ValueError for a naive one."""
+    if not isinstance(moment, datetime):
+        raise TypeError(f"a date must be an aware datetime, not {moment!r}")
     if moment.tzinfo is None or moment.utcoffset() is None:
         raise ValueError(f"{moment!r} has no time zone; give an aware datetime, such as in UTC")
     return EPOCH_DAY + (moment - EPOCH) / timedelta(days=1)

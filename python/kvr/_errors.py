@@ -71,6 +71,9 @@ class NoValues(Error, LookupError):
 
     Its values lay in a scratch file that is gone, or whoever added it gave something else than a
     time series.
+
+    >>> issubclass(kvr.NoValues, LookupError)
+    True
     """
 
 
@@ -98,7 +101,11 @@ class FormatError(Error, ValueError):
 
 
 class MissingPackage(Error, ImportError):
-    """A package that this function needs is not installed; the text names it."""
+    """A package that this function needs is not installed; the text names it.
+
+    >>> issubclass(kvr.MissingPackage, ImportError)
+    True
+    """
 
 
 for _error in (Error, Gone, NotFound, Ambiguous, NoValues, FormatError, MissingPackage):

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import importlib
+import inspect
 import os
 import stat
 from collections.abc import Callable, Sequence
@@ -33,6 +34,11 @@ class Format:
                function to call with the number of signals written so far; None if the format is for
                reading only. On failure an old file must stay as it was.
     by_signal  whether reading some signals takes no time for the others
+
+    >>> def open_log(path: str) -> kvr.Recording:
+    ...     return kvr.open(path, format="csv", delimiter=" ")
+    >>> kvr.Format("log", (".log",), open_log).endings
+    ('.log',)
     """
 
     name: str
@@ -42,8 +48,17 @@ class Format:
     by_signal: bool = False
 
 
-def _open_csv(path: str, **options: Any) -> Recording:
-    recording: Recording = importlib.import_module("kvr._csv").CsvRecording(path, **options)
+def _open_csv(
+    path: str,
+    delimiter: str | None = None,
+    decimal: str | None = None,
+    quote: str | None = None,
+    time: str | None = None,
+) -> Recording:
+    module = importlib.import_module("kvr._csv")
+    recording: Recording = module.CsvRecording(
+        path, delimiter=delimiter, decimal=decimal, quote=quote, time=time
+    )
     return recording
 
 
@@ -149,7 +164,7 @@ def open(path: str | os.PathLike[str], format: str | None = None, **options: Any
     not to be found out.
 
     Raises OSError for a file that cannot be opened, FormatError for one that is not what its format
-    says, ValueError for an unknown format or option.
+    says, ValueError for an unknown format, TypeError for an unknown option.
 
     >>> import pathlib, tempfile
     >>> path = pathlib.Path(tempfile.mkdtemp(), "drive.csv")
@@ -167,7 +182,23 @@ def open(path: str | os.PathLike[str], format: str | None = None, **options: Any
         raise FormatError(path, "is a folder; name a file in it")
     if not stat.S_ISREG(mode):
         raise FormatError(path, "is not a regular file")
-    return format_of(path, format).open(path, **options)
+    chosen = format_of(path, format)
+    _require_options(chosen, options)
+    return chosen.open(path, **options)
+
+
+def _require_options(chosen: Format, options: dict[str, Any]) -> None:
+    """Raises TypeError for an option that opening a file of the format does not take."""
+    if not options:
+        return
+    _, *taken = inspect.signature(chosen.open).parameters.values()
+    if any(parameter.kind is parameter.VAR_KEYWORD for parameter in taken):
+        return
+    names = [parameter.name for parameter in taken]
+    for name in options:
+        if name not in names:
+            known = f"takes {listed(names, 'and')}" if names else "takes no options"
+            raise TypeError(f"format {chosen.name!r} has no option {name!r}, it {known}")
 
 
 def save(

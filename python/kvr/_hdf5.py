@@ -17,7 +17,7 @@ from kvr import _text
 from kvr._errors import FormatError
 from kvr._frames import need
 from kvr._hdf5_attributes import metadata_of, own_attribute
-from kvr._hdf5_layout import Source, Times, find_sources
+from kvr._hdf5_layout import Source, Times, find_sources, written_runs
 from kvr._hdf5_survival import survives
 from kvr._hdf5_values import (
     claimed_bytes,
@@ -114,8 +114,8 @@ class Hdf5Recording(Recording):
 
 
 def _runs(recording: Hdf5Recording, sources: Sequence[Source]) -> list[Hdf5Run]:
-    """The runs in the order of their first signals."""
-    by_group: dict[str | None, list[Source]] = {}
+    """The runs that this package wrote, and those of others in the order of their first signals."""
+    by_group: dict[str | None, list[Source]] = {name: [] for name in written_runs(recording._file)}
     for source in sources:
         holder = source.times.name.split("/")[1:-1]  # the groups that the times lie in
         group = source.names[0] if holder[:1] == [source.names[0]] else None

@@ -17,7 +17,7 @@ from typing import Any
 
 from kvr._errors import FormatError
 from kvr._frames import need
-from kvr._hdf5_attributes import text_attribute
+from kvr._hdf5_attributes import own_attribute, text_attribute
 from kvr._hdf5_pandas import PANDAS_TYPE, frame_columns
 
 _TIME_NAME = re.compile(r"time(_\d+)?|t", re.IGNORECASE)
@@ -58,13 +58,22 @@ def find_sources(path: str, file: Any) -> list[Source]:
     finder = _Finder(path, file)
     for names, item in finder.items():
         finder.take(names, item)
-    if not finder.sources and not finder.constants:
+    if not finder.sources and not finder.constants and not written_runs(file):
         raise FormatError(
             path,
             "holds no dataset with a time: give it a dimension scale, or put a dataset named "
             "'time' beside it",
         )
     return finder.sources or finder.constants
+
+
+def written_runs(file: Any) -> list[str]:
+    """The groups that this package wrote as runs, those without signals too, in their order."""
+    h5py = need("h5py", "HDF5")
+    root = file["/"]  # which knows the order of its groups; the file itself sorts them by name
+    hard = [name for name in root if isinstance(root.get(name, getlink=True), h5py.HardLink)]
+    groups = (name for name in hard if root.get(name, getclass=True) is h5py.Group)
+    return [name for name in groups if own_attribute(root[name], "created")]
 
 
 class _Finder:

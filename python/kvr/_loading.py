@@ -9,8 +9,8 @@ from typing import Any
 from kvr import _text
 from kvr._errors import FormatError
 from kvr._formats import open as open_recording
-from kvr._reading import RunReader
-from kvr._recording import FileSignal, Recording
+from kvr._reading import RunReader, run_named
+from kvr._recording import FileRun, FileSignal, Recording
 from kvr._run import Run, new_run
 from kvr._settings import Sync, Tolerance
 from kvr._signal import Signal
@@ -21,7 +21,7 @@ def load(source: str | os.PathLike[str] | Recording, runs: Iterable[str] | str |
         with open_recording(source) as recording:
             return load(recording, runs)
     names = [runs] if isinstance(runs, str) else runs
-    chosen = list(source.runs) if names is None else [source.runs[name] for name in names]
+    chosen = list(source.runs) if names is None else [_run_named(source, name) for name in names]
     loaded: list[Run] = []
     try:
         for run in chosen:
@@ -36,6 +36,13 @@ def load(source: str | os.PathLike[str] | Recording, runs: Iterable[str] | str |
             made.remove()
         raise
     return loaded
+
+
+def _run_named(recording: Recording, name: str) -> FileRun:
+    """The run of the file with this name. Raises NotFound and Ambiguous, which name the file."""
+    if not isinstance(name, str):
+        raise TypeError(f"runs of a file are chosen by name; {name!r} is not a text")
+    return run_named(list(recording.runs), name, "the file", f"{recording.path}: ")
 
 
 def _kept(text: str) -> str:

@@ -115,7 +115,11 @@ class Map(MutableMapping[Any, Any]):
         return key, self._out(self._host.getDataByIndex(host_place))
 
     def popitem(self) -> tuple[Any, Any]:
-        """Remove the last entry and return its key and value. KeyError if there is none."""
+        """Remove the last entry and return its key and value. KeyError if there is none.
+
+        >>> kvr.Map(oil=48.3, gold=1322.0).popitem()
+        ('gold', 1322.0)
+        """
         if not self:
             raise KeyError("popitem(): the map is empty")
         item = self.item_at(-1)
@@ -123,11 +127,21 @@ class Map(MutableMapping[Any, Any]):
         return item
 
     def clear(self) -> None:
-        """Remove all entries; the types stay."""
+        """Remove all entries; the types stay.
+
+        >>> prices = kvr.Map(oil=48.3)
+        >>> prices.clear()
+        >>> len(prices)
+        0
+        """
         self._host.Clear()
 
     def copy(self) -> Map:
-        """Another map with the same types and entries."""
+        """Another map with the same types and entries.
+
+        >>> kvr.Map(oil=48.3, value_type="double").copy()
+        Map({'oil': 48.3}, value_type='double')
+        """
         return Map(self, key_type=self.key_type, value_type=self.value_type)
 
     __copy__ = copy

@@ -2,9 +2,10 @@
 
 from __future__ import annotations
 
+import os
 import re
 from abc import ABC, abstractmethod
-from collections.abc import Iterator, Mapping, Sequence
+from collections.abc import Iterable, Iterator, Mapping, Sequence
 from datetime import datetime
 from typing import TYPE_CHECKING, Any, Generic, NamedTuple, TypeVar
 
@@ -230,6 +231,12 @@ class SignalReader(ABC):
 
         Steps or lines, as its synchronisation options say. Raises ValueError for what is not real
         numbers, MissingPackage without matplotlib.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> speed = run.add("speed", [4.5, 7.0], time=[0.0, 0.1], unit="m/s")
+        >>> from matplotlib.figure import Figure
+        >>> speed.plot(Figure().subplots()).get_ylabel()
+        'm/s'
         """
         from kvr import _plots
 
@@ -375,6 +382,11 @@ class RunReader(ABC, Generic[Signal]):
 
         Columns are labels, with the path in front where a label stands twice, and with the
         component behind, as in ``force[0,1]``. Raises MissingPackage without pandas.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> run.to_dataframe()["speed"].tolist()
+        [4.5, 7.0]
         """
         from kvr import _frames
 
@@ -385,18 +397,47 @@ class RunReader(ABC, Generic[Signal]):
 
         Signals of equal times share the dimension "time"; others have one of their own.
         Raises MissingPackage without xarray.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> run.to_xarray()["speed"].dims
+        ('time',)
         """
         from kvr import _frames
 
         return _frames.dataset(self)
 
     def plot(self, ax: Any = None) -> Any:
-        """Draw its signals into matplotlib axes, as ``Signal.plot``; returns the axes."""
-        for signal in self.signals:
-            ax = signal.plot(ax)
-        if ax is not None:
-            ax.legend()
-        return ax
+        """Draw its signals into matplotlib axes, as ``Signal.plot``; returns the axes.
+
+        Texts and complex numbers are left out. Raises NoValues, MissingPackage without matplotlib.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> from matplotlib.figure import Figure
+        >>> [line.get_label() for line in run.plot(Figure().subplots()).lines]
+        ['speed']
+        """
+        from kvr import _plots
+
+        return _plots.draw_run(self, ax)
+
+    def save(self, path: str | os.PathLike[str]) -> None:
+        """Write the run to a file, as ``Store.save``.
+
+        >>> import pathlib, tempfile
+        >>> path = pathlib.Path(tempfile.mkdtemp(), "monday.csv")
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1], unit="m/s")
+        >>> run.save(path)
+        >>> print(path.read_text(), end="")
+        time,speed [m/s]
+        0.0,4.5
+        0.1,7.0
+        """
+        from kvr import _formats
+
+        _formats.save(path, [self], append=False)
 
     def _repr_html_(self) -> str:
         rows = [
@@ -432,6 +473,14 @@ def run_named(runs: Sequence[AnyRun], name: str, owner: str, place: str = "") ->
     hint = _names.near_misses(name, [run.name for run in runs])
     wanted = _names.quoted(name)
     raise NotFound(f"{place}no run is named {wanted}; {hint or f'{owner} has no runs'}")
+
+
+def run_numbered(runs: Iterable[AnyRun], number: int) -> AnyRun:
+    """The run of this id. Raises NotFound."""
+    found = next((run for run in runs if run.id == number), None)
+    if found is None:
+        raise NotFound(f"no run has the id {number}")
+    return found
 
 
 def matching(signals: Sequence[Signal], pattern: str | re.Pattern[str], by: str) -> list[Signal]:

@@ -9,7 +9,7 @@ from datetime import datetime, timezone
 from types import TracebackType
 from typing import Any, overload
 
-from kvr._reading import Color, RunReader, SignalReader, run_named
+from kvr._reading import Color, RunReader, SignalReader, run_named, run_numbered
 from kvr._settings import Sync, Tolerance
 
 
@@ -141,6 +141,15 @@ class FileRuns(Sequence[FileRun]):
     def __getitem__(self, key: int | str | slice) -> FileRun | list[FileRun]:
         return run_named(self._runs, key, "the file") if isinstance(key, str) else self._runs[key]
 
+    def __contains__(self, wanted: object) -> bool:
+        if isinstance(wanted, str):
+            return any(run.name == wanted for run in self)
+        return any(run == wanted for run in self)
+
+    def by_id(self, number: int) -> FileRun:
+        """The run of this id. Raises NotFound."""
+        return run_numbered(list(self), number)
+
     def __repr__(self) -> str:
         return f"<{len(self)} runs>"
 
@@ -153,6 +162,13 @@ class Recording(ABC):
 
     Runs and signals are known at once, values are read when they are asked for. After ``close``
     values can no longer be read.
+
+    >>> import pathlib, tempfile
+    >>> path = pathlib.Path(tempfile.mkdtemp(), "drive.csv")
+    >>> _ = path.write_text("time,speed\\n0,4.5\\n1,7.0\\n")
+    >>> with kvr.open(path) as recording:
+    ...     [(run.name, len(run)) for run in recording.runs]
+    [('drive', 1)]
     """
 
     def __init__(self, path: str) -> None:
@@ -161,7 +177,7 @@ class Recording(ABC):
     @property
     @abstractmethod
     def runs(self) -> FileRuns:
-        ...
+        """The runs in the order of the file, by position or by name."""
 
     @abstractmethod
     def close(self) -> None:

@@ -167,8 +167,12 @@ def write_bytes(data: bytes | memoryview, path: str | os.PathLike[str]) -> None:
     try:
         _write_beside(data, folder, path)
     except OSError as error:
-        reason = f"{CANNOT_BE_WRITTEN}, {error.strerror}"
-        raise OSError(error.errno, reason, os.fspath(path)) from error
+        raise unwritable(path, error) from error
+
+
+def unwritable(path: str | os.PathLike[str], error: OSError) -> OSError:
+    """The error as one of the file that was to be written, not of the one beside it."""
+    return OSError(error.errno, f"{CANNOT_BE_WRITTEN}, {error.strerror}", os.fspath(path))
 
 
 def _write_beside(data: bytes | memoryview, folder: str, path: str | os.PathLike[str]) -> None:

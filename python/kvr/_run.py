@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import os
 from collections.abc import Iterable, Mapping
 from datetime import datetime
 from itertools import chain
@@ -64,6 +63,7 @@ class Run(RunReader[Signal]):
 
     @property
     def id(self) -> int:
+        """Its number in the store."""
         return self._id
 
     @property
@@ -93,6 +93,7 @@ class Run(RunReader[Signal]):
 
     @property
     def version(self) -> str:
+        """The version of the host that recorded it."""
         return str(self._repository().getVersion(self._id))
 
     @property
@@ -323,23 +324,6 @@ class Run(RunReader[Signal]):
         number = int(repository.copyRun(self._id, instance))
         _instances_met[instance] = None
         return Run(self._host, number)
-
-    def save(self, path: str | os.PathLike[str]) -> None:
-        """Write the run to a file, as ``Store.save``.
-
-        >>> import pathlib, tempfile
-        >>> path = pathlib.Path(tempfile.mkdtemp(), "monday.csv")
-        >>> run = kvr.Store().new_run("Monday")
-        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1], unit="m/s")
-        >>> run.save(path)
-        >>> print(path.read_text(), end="")
-        time,speed [m/s]
-        0.0,4.5
-        0.1,7.0
-        """
-        from kvr import _formats
-
-        _formats.save(path, [self], append=False)
 
     def remove(self) -> None:
         """Remove the run and its signals from the store.

@@ -44,11 +44,19 @@ class _Settings:
         return made
 
     def to_dict(self) -> dict[str, Any]:
-        """The fields under the names of the store's structure, in its order."""
+        """The fields under the names of the store's structure, in its order.
+
+        >>> kvr.Sync("uniform", interval=0.5).to_dict()["UniformTimeInterval"]
+        0.5
+        """
         return {field: self._fields[name] for name, field in self._names}
 
     def to_fields(self) -> dict[str, Any]:
-        """The fields under the names of the attributes."""
+        """The fields under the names of the attributes.
+
+        >>> kvr.Tolerance(relative=0.01).to_fields()["relative"]
+        0.01
+        """
         return dict(self._fields)
 
     @property
@@ -186,46 +194,57 @@ class Tolerance(_Settings):
 
     @property
     def type(self) -> int:
+        """0 for absolute and relative, 1 for a window, 2 for a function."""
         return int(self._fields["type"])
 
     @property
     def absolute(self) -> float:
+        """Of type 0: the allowed difference, in the unit of the signal."""
         return float(self._fields["absolute"])
 
     @property
     def relative(self) -> float:
+        """Of type 0: the allowed difference as a fraction of the baseline."""
         return float(self._fields["relative"])
 
     @property
     def start(self) -> float:
+        """Of type 1: the first time that is judged."""
         return float(self._fields["start"])
 
     @property
     def end(self) -> float:
+        """Of type 1: the last time that is judged."""
         return float(self._fields["end"])
 
     @property
     def step(self) -> float:
+        """Of type 1: after how much time the amounts change; 0 for never."""
         return float(self._fields["step"])
 
     @property
     def initial_absolute(self) -> float:
+        """Of type 1: the absolute amount in the first step."""
         return float(self._fields["initial_absolute"])
 
     @property
     def absolute_step(self) -> float:
+        """Of type 1: what each further step adds to the absolute amount."""
         return float(self._fields["absolute_step"])
 
     @property
     def initial_relative(self) -> float:
+        """Of type 1: the fraction of the baseline in the first step."""
         return float(self._fields["initial_relative"])
 
     @property
     def relative_step(self) -> float:
+        """Of type 1: what each further step adds to the fraction."""
         return float(self._fields["relative_step"])
 
     @property
     def function_name(self) -> str:
+        """Of type 2: the name in ``kvr.functions``."""
         return str(self._fields["function_name"])
 
     def __repr__(self) -> str:
@@ -292,22 +311,27 @@ class Sync(_Settings):
 
     @property
     def method(self) -> str:
+        """How the instants are chosen: 'union', 'intersection' or 'uniform'."""
         return str(self._fields["method"])
 
     @property
     def interp(self) -> str:
+        """How values between samples are made: 'zoh' or 'linear'."""
         return str(self._fields["interp"])
 
     @property
     def interval(self) -> float:
+        """Of the method 'uniform': the step, in the unit of the time."""
         return float(self._fields["interval"])
 
     @property
     def function_name(self) -> str:
+        """Of type 1: the name in ``kvr.functions``."""
         return str(self._fields["function_name"])
 
     @property
     def type(self) -> int:
+        """1 if a registered function gives the instants, else 0."""
         return int(self._fields["type"])
 
     def __repr__(self) -> str:

@@ -81,58 +81,71 @@ class Signal(SignalReader):
 
     @property
     def id(self) -> int:
+        """Its number in the store."""
         return self._id
 
     @property
     def run(self) -> Run:
+        """The run that it belongs to."""
         from kvr._run import Run
 
         return Run(self._host, self._facts().run)
 
     @property
     def label(self) -> str:
+        """The name of the signal, as displays show it."""
         return self._facts().label
 
     @property
     def path(self) -> str:
+        """The path of the block that it came from, an empty text if none is known."""
         return self._facts().path
 
     @property
     def model(self) -> str:
+        """The model that it came from, an empty text if none is known."""
         return self._facts().model
 
     @property
     def source(self) -> str:
+        """The name of the data that it came from."""
         return self._facts().source
 
     @property
     def root_source(self) -> str:
+        """The name of the whole that its data came from."""
         return self._facts().root_source
 
     @property
     def time_source(self) -> str:
+        """Where its times came from; of dates 'seconds since 1970-01-01'."""
         return self._facts().time_source
 
     @property
     def port(self) -> int:
+        """The number of its port, 0 if it has none."""
         return self._facts().port
 
     @property
     def channel(self) -> tuple[int, ...]:
+        """The numbers that tell it apart within its port."""
         return self._facts().channel
 
     @property
     def sid(self) -> str:
+        """The identifier of its block, an empty text if none is known."""
         return self._facts().sid
 
     @property
     def parent(self) -> Signal | None:
+        """The signal that it is part of; None without one, and once that was removed."""
         repository = self._repository()
         number = int(repository.getChildrenAndParent(self._id)[2])
         return Signal(self._host, number) if number and _exists(repository, number) else None
 
     @property
     def children(self) -> tuple[Signal, ...]:
+        """The signals that are part of it, the oldest first."""
         repository = self._repository()
         numbers = _host.numbers(repository.getChildrenAndParent(self._id)[1])
         return tuple(Signal(self._host, n) for n in numbers if _exists(repository, n))

@@ -13,7 +13,7 @@ import vormel
 from kvr import _adding, _host, _html
 from kvr._columns import Columns, group_members
 from kvr._errors import NotFound
-from kvr._reading import matching, run_named
+from kvr._reading import RunReader, matching, run_named
 from kvr._run import Run, new_run, run_numbers, run_of_number
 from kvr._signal import Signal, _exists
 
@@ -171,6 +171,12 @@ class Store:
 
         `runs` names those to bring; None brings all. Raises FormatError, NotFound for a name that
         no run has, and OSError; the store then has none of the runs.
+
+        >>> import pathlib, tempfile
+        >>> path = pathlib.Path(tempfile.mkdtemp(), "drive.csv")
+        >>> _ = path.write_text("time,speed\\n0,4.5\\n1,7.0\\n")
+        >>> kvr.Store().load(path)
+        [<Run 1 'drive', 1 signal>]
         """
         from kvr._loading import load
 
@@ -187,11 +193,23 @@ class Store:
         `runs` are runs or names of runs, None for all. `append` adds to the file, where the format
         can. A CSV file holds one run, and keeps neither settings nor display. Raises ValueError for
         what the format cannot hold, NotFound, OSError; an old file then stays as it was.
+
+        >>> import pathlib, tempfile
+        >>> path = pathlib.Path(tempfile.mkdtemp(), "week.kvr")
+        >>> store = kvr.Store()
+        >>> _ = store.new_run("Monday"), store.new_run("Tuesday")
+        >>> store.save(path, runs=["Monday"])
+        >>> store.save(path, runs=["Tuesday"], append=True)
+        >>> [run.name for run in kvr.open(path).runs]
+        ['Monday', 'Tuesday']
         """
         from kvr import _formats
 
         chosen = [runs] if isinstance(runs, (str, Run)) else self.runs if runs is None else runs
         found = [self.runs[run] if isinstance(run, str) else run for run in chosen]
+        for run in found:
+            if not isinstance(run, RunReader):
+                raise TypeError(f"runs are runs or names of runs, not {run!r}")
         _formats.save(path, found, append)
 
     def clear(self) -> None:
@@ -227,7 +245,10 @@ class Store:
         return FileMode(self)
 
     def to_memory(self) -> None:
-        """Keep the values of later signals in memory. Those in the scratch file stay there."""
+        """Keep the values of later signals in memory. Those in the scratch file stay there.
+
+        >>> kvr.Store().to_memory()
+        """
         _host.connect().stopWritingToFile()
 
     def __len__(self) -> int:

@@ -106,6 +106,12 @@ class Verdict:
                         over the judged values with a finite difference
     intervals           stretches of instants out, the first 100 of `intervals_total`
     text                all that matters in one sentence
+
+    >>> run = kvr.Store().new_run("Monday")
+    >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+    >>> verdict = kvr.compare(run, run.copy())["speed"]
+    >>> verdict.status, verdict.judged, verdict.differs
+    ('within', 2, False)
     """
 
     status: str
@@ -204,6 +210,11 @@ class Verdict:
 
         In the colours and dashes of the store where the two differ, dates on the axis of times.
         Raises as ``series``, ValueError for complex signals, MissingPackage without matplotlib.
+
+        >>> verdict = kvr.compare_series([0, 1], [1.0, 2.0], [0, 1], [1.0, 2.5])
+        >>> from matplotlib.figure import Figure
+        >>> [line.get_label() for line in verdict.plot(Figure().subplots()).lines[:2]]
+        ['baseline', 'other']
         """
         from kvr import _plots
 

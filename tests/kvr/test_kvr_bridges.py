@@ -182,6 +182,37 @@ def test_signals_of_files_without_colours_are_told_apart(tmp_path, axes):
     assert len({str(line.get_color()) for line in axes.lines}) == 2
 
 
+def test_signal_without_samples_is_drawn(run, axes):
+    run.add("none", [], time=[])
+    run.add("no vectors", np.zeros((0, 2)), time=[])
+    run.plot(axes)
+    assert [len(line.get_xdata()) for line in axes.lines] == [0, 0, 0]
+
+
+def test_pair_without_common_instants_is_drawn(store, axes):
+    base, other = store.new_run("a"), store.new_run("b")
+    for run in (base, other):
+        run.add("none", [], time=[])
+        run.add("words", ["a"], time=[0.0])
+    comparison = kvr.compare(base, other)
+    for label in ("none", "words"):
+        assert comparison[label].plot(axes) is axes
+
+
+def test_run_is_drawn_without_what_cannot_be_drawn(run, axes):
+    run.add("words", ["a", "b"], time=[0, 1])
+    run.add("complex", [1j, 2j], time=[0, 1])
+    run.add("speed", [4.5, 7.0], time=[0, 1])
+    run.plot(axes)
+    assert [line.get_label() for line in axes.lines] == ["speed"]
+    with pytest.raises(ValueError, match="'words' holds values of class text"):
+        run["words"].plot(axes)
+
+
+def test_run_without_signals_gives_its_axes(run, axes):
+    assert run.plot(axes) is axes
+
+
 @pytest.mark.parametrize(
     ("package", "call", "purpose"),
     [

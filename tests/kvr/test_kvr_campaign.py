@@ -75,6 +75,12 @@ def test_options_hold_for_all_pairs_and_those_of_a_pair_stand_before_them(pairs)
     assert [r.pair for r in run(exact, tolerance=wide) if not r.passed] == [pairs[0]]
 
 
+def test_option_that_there_is_not_is_the_error_of_its_pair(pairs):
+    wrong, right = run([(*pairs[0], {"tolerence": 1}), pairs[1]], jobs=1)
+    assert "'tolerence' is no option of a campaign; there are 'match', 'coverage'" in wrong.error
+    assert right.error is None
+
+
 def test_no_pairs_give_no_results():
     assert run([]) == []
 

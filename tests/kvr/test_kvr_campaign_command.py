@@ -135,6 +135,29 @@ def test_wrong_arguments_are_exit_2(folders, tmp_path):
     assert campaign(*folders, "--jobs", 1, "--scheduler", "tcp://127.0.0.1:1")[0] == 2
 
 
+def test_junit_goes_to_the_standard_output(folders, tmp_path):
+    code, out, err = campaign(*folders, "--junit", "-", cwd=tmp_path)
+    assert (code, err) == (1, "")
+    assert len(xml.fromstring(out).findall("testsuite")) == 3
+    assert not (tmp_path / "-").exists()
+
+
+def test_place_that_cannot_be_written_is_told(folders, tmp_path):
+    (tmp_path / "taken").mkdir()
+    for place, reason in (("none/r.xml", "No such file"), ("taken", "Is a directory")):
+        code, _, err = campaign(*folders, "--junit", tmp_path / place)
+        assert code == 2
+        assert err.startswith(f"kvr: {tmp_path / place}: cannot be written, {reason}")
+    assert not list(tmp_path.glob("**/.kvr-*"))
+
+
+def test_campaign_that_compares_nothing_says_so(tmp_path):
+    (tmp_path / "pairs.csv").write_text("baseline,other\n")
+    code, out, err = campaign("--pairs", tmp_path / "pairs.csv")
+    assert (code, err) == (3, "")
+    assert out.splitlines()[-1] == "nothing was compared"
+
+
 def test_junit_has_a_suite_a_pair(folders, tmp_path):
     (folders[1] / "a.csv").unlink()
     campaign(*folders, "--junit", tmp_path / "results.xml")

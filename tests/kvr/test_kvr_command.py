@@ -180,8 +180,27 @@ def test_debug_shows_where_an_error_comes_from(files):
         done = subprocess.run(
             [sys.executable, "-m", "kvr", *arguments], capture_output=True, text=True, cwd=files
         )
-        assert done.returncode != 0
+        assert done.returncode == 2
         assert "Traceback" in done.stderr
+
+
+def test_picture_that_cannot_be_made_is_told_with_its_file(files):
+    (files / "words.csv").write_text("time,word\n0,a\n1,b\n")
+    code, out, err = run_kvr("show", "base.csv", "a", "--plot", "a.foo", cwd=files)
+    assert (code, out) == (2, "")
+    assert err.startswith("kvr: a.foo: Format 'foo' is not supported")
+    assert run_kvr("show", "words.csv", "word", "--plot", "a.png", cwd=files) == (
+        2, "", "kvr: words.csv: 'word' holds values of class text, which cannot be drawn; "
+        "leave out --plot\n",
+    )  # fmt: skip
+    assert not list(files.glob("a.*"))
+
+
+def test_runs_that_do_not_fit_a_csv_file_are_told_with_how_to_name_one(files):
+    assert run_kvr("convert", "base.csv", "other.csv", "both.csv", cwd=files) == (
+        2, "", "kvr: both.csv: a CSV file holds one run, not 2; "
+        "name one, as runs=[...] or FILE#RUN\n",
+    )  # fmt: skip
 
 
 def test_hostile_names_are_escaped(files):

@@ -131,6 +131,21 @@ def test_texts_of_any_kind_are_signals_of_text(path):
     assert [signal[1] for signal in read(path).values()] == [["x", "é", ""], ["x", "yy", ""]]
 
 
+def test_runs_without_signals_come_back(store, path):
+    for name in ("Monday", "none", "Tuesday"):
+        run = store.new_run(name)
+        if name != "none":
+            run.add("speed", SPEED, TIME)
+    store.save(path)
+    with kvr.open(path) as recording:
+        assert [(run.name, len(run)) for run in recording.runs] == [
+            ("Monday", 1), ("none", 0), ("Tuesday", 1),
+        ]  # fmt: skip
+        assert recording.runs["none"].created == store.runs["none"].created
+    store.save(path, runs="none")
+    assert [run.name for run in store.load(path)] == ["none"]
+
+
 def test_soft_links_cycles_and_empty_datasets_do_no_harm(path):
     with h5py.File(path, "w") as file:
         file["time"], file["a"] = TIME, SPEED

@@ -2,6 +2,7 @@
 
 import doctest
 import importlib
+import inspect
 import pkgutil
 from pathlib import Path
 
@@ -35,10 +36,6 @@ EXPORTED = [
     "open",
 ]
 MODULES = sorted(name for _, name, _ in pkgutil.walk_packages(kvr.__path__, "kvr."))
-WITH_EXAMPLES = [
-    "Comparison", "Error", "FormatError", "Gone", "Map", "Run", "Signal", "Store", "Sync",
-    "Tolerance", "campaign", "compare", "compare_series", "open",
-]  # fmt: skip
 
 
 def test_exported_names():
@@ -75,9 +72,37 @@ def test_examples_print_what_they_say(name):
     assert runner.failures == 0
 
 
-@pytest.mark.parametrize("name", WITH_EXAMPLES)
+@pytest.mark.parametrize("name", EXPORTED)
 def test_public_name_has_an_example(name):
     assert ">>> " in getattr(kvr, name).__doc__
+
+
+# What Python's own base classes bring along, and methods that need no example.
+INHERITED = {"args", "add_note", "with_traceback", "errno", "msg", "name", "path"}
+SELF_EXPLAINING = {"Recording.close", "PairResult.of_one_side"}
+
+
+def own_members():
+    """The public methods and properties that classes of this package define."""
+    for name in EXPORTED:
+        home = getattr(kvr, name)
+        for base in home.__mro__ if inspect.isclass(home) else ():
+            for member, value in vars(base).items() if base.__module__.startswith("kvr") else ():
+                if not member.startswith("_") and member not in INHERITED:
+                    yield f"{name}.{member}", value
+
+
+@pytest.mark.parametrize(("name", "member"), own_members())
+def test_method_has_an_example_and_property_a_docstring(name, member):
+    if isinstance(member, property):
+        if not name.startswith(("Signal.", "Run.")):
+            assert member.__doc__
+        else:  # or the class that it derives from tells it
+            assert getattr(getattr(kvr, name.split(".")[0]), name.split(".")[1]).__doc__
+    elif inspect.isroutine(member) or isinstance(member, (classmethod, staticmethod)):
+        function = getattr(member, "__func__", member)
+        assert function.__doc__
+        assert name in SELF_EXPLAINING or ">>> " in function.__doc__
 
 
 def test_importing_the_package_imports_nothing_heavy(run_python):

@@ -192,6 +192,61 @@ def test_named_runs_are_saved_and_loaded(filled, path):
         filled.load(path, runs="Friday")
 
 
+def test_runs_of_a_file_are_asked_as_those_of_the_store(filled, path, tmp_path):
+    filled.save(path)
+    (tmp_path / "one.csv").write_text("time,a\n0,1\n")
+    for recording in (kvr.open(path), kvr.open(tmp_path / "one.csv")):
+        runs = recording.runs
+        assert runs.by_id(runs[-1].id) == runs[-1]
+        with pytest.raises(kvr.NotFound, match="no run has the id 9"):
+            runs.by_id(9)
+        assert runs[0].name in runs
+        assert runs[0] in runs
+        assert "Friday" not in runs
+        assert None not in runs
+
+
+def test_run_of_a_file_is_saved_as_one_of_the_store(filled, path, tmp_path):
+    filled.save(path)
+    with kvr.open(path) as recording:
+        recording.runs["Monday"].save(tmp_path / "monday.kvr")
+        with kvr.open(tmp_path / "monday.kvr") as copy:
+            assert copy.runs[0].created == recording.runs["Monday"].created
+            assert [facts(one) for one in copy.runs[0]] == [
+                facts(one) for one in recording.runs["Monday"]
+            ]
+
+
+def test_option_that_the_format_does_not_have_is_told(filled, path, tmp_path):
+    filled.save(path)
+    (tmp_path / "one.csv").write_text("time;a\n0;1\n")
+    with pytest.raises(TypeError, match="'recording' has no option 'time', it takes no options"):
+        kvr.open(path, time="t")
+    with pytest.raises(TypeError, match="'csv' has no option 'sep', it takes 'delimiter', 'dec"):
+        kvr.open(tmp_path / "one.csv", sep=";")
+    assert kvr.open(tmp_path / "one.csv", delimiter=";").runs[0]["a"].values.tolist() == [1]
+
+
+def test_run_that_is_not_in_the_file_is_told_with_the_file(filled, path):
+    filled.save(path)
+    with pytest.raises(kvr.NotFound, match=r"drive\.kvr: no run is named 'Tuesdy'; did you mean"):
+        filled.load(path, runs=["Monday", "Tuesdy"])
+    with pytest.raises(TypeError, match="chosen by name; 0 is not a text"):
+        filled.load(path, runs=[0])
+    with pytest.raises(TypeError, match="runs are runs or names of runs, not 5"):
+        filled.save(path, runs=[5])
+
+
+@pytest.mark.parametrize("append", [False, True])
+def test_place_that_cannot_be_written_is_an_error_of_the_system(filled, tmp_path, append):
+    (tmp_path / "taken.kvr").mkdir()
+    with pytest.raises(FileNotFoundError, match=r"No such file or directory: '.*none/a\.kvr'"):
+        filled.save(tmp_path / "none" / "a.kvr", append=append)
+    with pytest.raises(IsADirectoryError, match=r"Is a directory: '.*taken\.kvr'"):
+        filled.save(tmp_path / "taken.kvr", append=append)
+    assert [entry.name for entry in tmp_path.iterdir()] == ["taken.kvr"]
+
+
 def test_appending_makes_a_file_that_is_not_there(filled, path):
     filled.save(path, append=True)
     assert len(kvr.open(path)) == 3

@@ -210,6 +210,8 @@ def test_created_takes_any_zone_and_refuses_none(run):
     assert run.created == datetime.datetime(2020, 1, 1, tzinfo=UTC)
     with pytest.raises(ValueError, match="time zone"):
         run.created = datetime.datetime(2020, 1, 1)
+    with pytest.raises(TypeError, match="a date must be an aware datetime, not '2020-01-01'"):
+        run.created = "2020-01-01"
 
 
 def test_date_that_is_none_is_said_to_be_none(run, repo):

@@ -3,23 +3,34 @@
 from __future__ import annotations
 
 import os
+import sys
 import tempfile
 from contextlib import suppress
 from types import TracebackType
 from typing import TextIO
 
 from kvr._campaign.results import Failure, PairResult, Summary
-from kvr._results import attribute, put_in_place
+from kvr._results import attribute, put_in_place, unwritable
 
 
 class JUnitFile:
-    """A file that results are added to; put in its place, whole, when the block ends well."""
+    """A file that results are added to; put in its place, whole, when the block ends well.
+
+    The path "-" stands for the standard output. Raises OSError that names the file.
+    """
 
     def __init__(self, path: str) -> None:
         self._path = path
+        self._beside: str | None = None
+        self._file: TextIO = sys.stdout
+        if path == "-":
+            return
         folder = os.path.dirname(os.path.abspath(path))
-        handle, self._beside = tempfile.mkstemp(prefix=".kvr-", dir=folder)
-        self._file: TextIO = os.fdopen(handle, "w", encoding="utf-8", errors="replace")
+        try:
+            handle, self._beside = tempfile.mkstemp(prefix=".kvr-", dir=folder)
+        except OSError as error:
+            raise unwritable(path, error) from error
+        self._file = os.fdopen(handle, "w", encoding="utf-8", errors="replace")
 
     def add(self, result: PairResult) -> None:
         self._file.write(_suite(result))
@@ -34,10 +45,15 @@ class JUnitFile:
         error: BaseException | None,
         trace: TracebackType | None,
     ) -> None:
+        if kind is None:
+            self._file.write("</testsuites>\n")
+        if self._beside is None:
+            return
         try:
             if kind is None:
-                self._file.write("</testsuites>\n")
                 put_in_place(self._file, self._beside, self._path)
+        except OSError as failure:
+            raise unwritable(self._path, failure) from failure
         finally:
             self._file.close()
             with suppress(OSError):

@@ -110,6 +110,13 @@ class PairResult:
 
     A pair passes if it was compared and nothing fails, or if it is extra and the campaign is not
     strict.
+
+    >>> import pathlib, tempfile
+    >>> path = pathlib.Path(tempfile.mkdtemp(), "drive.csv")
+    >>> _ = path.write_text("time,speed\\n0,4.5\\n1,7.0\\n")
+    >>> (result,) = kvr.campaign([(path, path)], jobs=1)
+    >>> result.passed, result.counts["within"], result.error
+    (True, 1, None)
     """
 
     baseline: str
@@ -131,10 +138,12 @@ class PairResult:
 
     @property
     def pair(self) -> tuple[str, str]:
+        """The two files as they were named."""
         return self.baseline, self.other
 
     @property
     def passed(self) -> bool:
+        """Whether the pair passes."""
         if self.comparison is None:
             return self.alone == "extra" and self.error is None
         return self.comparison.passed
@@ -165,7 +174,11 @@ class PairResult:
         return f"{worst.label}: {worst.text}"
 
     def to_dict(self) -> dict[str, Any]:
-        """The result as the results file has it, without the key."""
+        """The result as the results file has it, without the key.
+
+        >>> kvr.PairResult("a.csv", "b.csv", None, 0.0, "b.csv: is empty").to_dict()["error"]
+        'b.csv: is empty'
+        """
         summary = self.comparison
         return {
             "baseline": self.baseline,
@@ -181,7 +194,12 @@ class PairResult:
 
     @staticmethod
     def from_dict(data: dict[str, Any]) -> PairResult:
-        """The result that `to_dict` gave. Raises KeyError, TypeError, ValueError for other data."""
+        """The result that `to_dict` gave. Raises KeyError, TypeError, ValueError for other data.
+
+        >>> result = kvr.PairResult("a.csv", "b.csv", None, 0.0, "b.csv: is empty")
+        >>> kvr.PairResult.from_dict(result.to_dict()) == result
+        True
+        """
         error = data["error"]
         summary = None
         if error is None:

@@ -9,11 +9,12 @@ namespace {
 
 namespace py = pybind11;
 
-// Raises a Python exception of the class with these arguments.
+// Raises a Python exception of the class with these arguments. What the class makes of them can be
+// of a class below it: an OSError of ENOENT is a FileNotFoundError.
 template <class... Arguments>
 [[noreturn]] void raise(const py::object& raised, const Arguments&... arguments) {
   const py::object error = raised(arguments...);
-  PyErr_SetObject(raised.ptr(), error.ptr());
+  PyErr_SetObject(py::type::of(error).ptr(), error.ptr());
   throw py::error_already_set();
 }
 
