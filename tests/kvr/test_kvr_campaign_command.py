@@ -73,6 +73,11 @@ def test_a_file_of_the_baseline_alone_fails_and_one_of_the_other_only_if_strict(
     assert code == 0 and out.startswith("4 pairs: passed 3, extra 1;")
     code, out, _ = campaign(*folders, "--strict")
     assert code == 1 and f"extra   {folders[1]}/new.csv" in out
+    results = folders[0].parent / "results.jsonl"
+    first = campaign(*folders, "--results", results)
+    assert [row["alone"] for row in read_rows(results)].count("extra") == 1
+    assert campaign(*folders, "--results", results) == first
+    assert len(read_rows(results)) == 4
     (folders[1] / "new.csv").unlink()
     (folders[1] / "sub" / "c.csv").unlink()
     code, out, _ = campaign(*folders)

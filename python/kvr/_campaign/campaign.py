@@ -11,7 +11,7 @@ from kvr._campaign.journal import Journal, key_of
 from kvr._campaign.pairs import FilePair, Pair, from_python
 from kvr._campaign.pool import Pool, processors
 from kvr._campaign.results import PairResult
-from kvr._campaign.schedule import Planned, Runner, Schedule
+from kvr._campaign.schedule import Planned, Runner, Schedule, Settled
 from kvr._campaign.work import program_version
 from kvr._comparing import require_options
 
@@ -101,20 +101,24 @@ def _run(
 
 def _plan(
     pairs: Iterator[FilePair], options: dict[str, Any], version: str, journal: Journal | None
-) -> Iterator[Union[Planned, PairResult]]:
+) -> Iterator[Union[Planned, Settled]]:
     """The pairs to compare, and the results that are known without."""
     seen: set[bytes] = set()
     for pair in pairs:
         own = {**options, **pair.options}
+        key = "" if journal is None else key_of(pair, own, version)
+        if journal is not None:
+            if bytes.fromhex(key) in seen:
+                continue
+            seen.add(bytes.fromhex(key))
+            done = journal.done(key)
+            if done is not None:
+                yield Settled("", done)
+                continue
         if pair.alone:
-            yield PairResult.of_one_side(pair, bool(own.get("strict")))
-        elif journal is None:
-            yield Planned(pair, "", own)
+            yield Settled(key, PairResult.of_one_side(pair, bool(own.get("strict"))))
         else:
-            key = key_of(pair, own, version)
-            if bytes.fromhex(key) not in seen:
-                seen.add(bytes.fromhex(key))
-                yield journal.done(key) or Planned(pair, key, own)
+            yield Planned(pair, key, own)
 
 
 def _whole(jobs: Any) -> int:

@@ -187,6 +187,7 @@ class PairResult:
             "counts": self.counts,
             "seconds": self.seconds,
             "error": self.error,
+            "alone": self.alone,
             "failed": [for_json(dict(vars(f))) for f in summary.failed] if summary else [],
             "failed_total": summary.failed_total if summary else 0,
             "warnings": list(summary.warnings) if summary else [],
@@ -200,13 +201,14 @@ class PairResult:
         >>> kvr.PairResult.from_dict(result.to_dict()) == result
         True
         """
-        error = data["error"]
+        error, alone = data["error"], data["alone"]
         summary = None
-        if error is None:
+        if error is None and not alone:
             failed = tuple(_failure(plain) for plain in data["failed"])
             counts = {status: int(data["counts"][status]) for status in STATUSES}
             summary = Summary(counts, failed, int(data["failed_total"]), tuple(data["warnings"]))
-        return PairResult(data["baseline"], data["other"], summary, float(data["seconds"]), error)
+        seconds = float(data["seconds"])
+        return PairResult(data["baseline"], data["other"], summary, seconds, error, alone)
 
 
 def _failure(plain: dict[str, Any]) -> Failure:

@@ -77,6 +77,13 @@ class Planned(NamedTuple):
     options: dict[str, Any]
 
 
+class Settled(NamedTuple):
+    """A result that needs no worker, and its key; "" if the results file has it already."""
+
+    key: str
+    result: PairResult
+
+
 Found = list[tuple[str, PairResult]]  # results and their keys
 
 
@@ -105,10 +112,10 @@ class Schedule:
         self._seconds = 0.0
         self._weight = 0
 
-    def run(self, plan: Iterator[Union[Planned, PairResult]]) -> Iterator[Found]:
+    def run(self, plan: Iterator[Union[Planned, Settled]]) -> Iterator[Found]:
         """Results as they come, in groups that became known together.
 
-        A result in the plan is known already: it is handed on, without a key.
+        What the plan has settled is handed on as it is.
         """
         more = True
         while more or self._open:
@@ -129,7 +136,7 @@ class Schedule:
 
     # ---- What goes out ----
 
-    def _read(self, plan: Iterator[Union[Planned, PairResult]], known: Found) -> bool:
+    def _read(self, plan: Iterator[Union[Planned, Settled]], known: Found) -> bool:
         """Read pairs ahead, for all workers; False if there are no more."""
         wanted = self._runner.width * _BATCH_SECONDS * 2 * self._rate()
         most = self._runner.width * _MOST_PAIRS
@@ -137,8 +144,8 @@ class Schedule:
             planned = next(plan, None)
             if planned is None:
                 return False
-            if isinstance(planned, PairResult):
-                known.append(("", planned))
+            if isinstance(planned, Settled):
+                known.append(planned)
             else:
                 self._take(planned)
         return True
