@@ -69,7 +69,8 @@ std::string schemaCell(const Table& table, std::size_t row) {
 }
 
 std::string header() {
-  std::string bytes("SQLite format 3", 16);  // with the NUL
+  std::string bytes = "SQLite format 3";
+  bytes += '\0';
   bytes += bigEndian(AtomicFile::pageSize, 2) + std::string("\1\1\0\x40\x20\x20", 6);
   bytes += bigEndian(1, 4) + bigEndian(1 + std::size(tables), 4);  // change counter, pages
   bytes += bigEndian(0, 4) + bigEndian(0, 4);                      // no free pages

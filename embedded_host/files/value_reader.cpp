@@ -241,6 +241,7 @@ OwnedArray Reader::structure(const Dimensions& shape, int depth) {
   require(Major::Array, count, "wrong number of parts");
   requireRoom(count, 1 + minValueSize * all.size());
   std::vector<const char*> pointers;
+  pointers.reserve(all.size());
   for (const std::string& each : all) pointers.push_back(each.c_str());
   OwnedArray array(vrCreateStructArray_730(shape.size(), shape.data(),
                                            static_cast<int>(pointers.size()), pointers.data()));

@@ -286,4 +286,5 @@ PyModuleDef* definition() {
 }  // namespace
 }  // namespace vormel::python
 
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the interpreter looks for this name
 PyMODINIT_FUNC PyInit__vormel() { return PyModuleDef_Init(vormel::python::definition()); }

@@ -203,6 +203,7 @@ std::vector<std::pair<std::string, std::string>> verify(const std::string& path,
   };
   const auto found = onFile(path, [&] { return recording::verify(path, tell); });
   std::vector<std::pair<std::string, std::string>> problems;
+  problems.reserve(found.size());
   for (const recording::Problem& problem : found)
     problems.emplace_back(problem.what, problem.where);
   return problems;

@@ -86,16 +86,16 @@ Ref textFromCodes(const Py_UCS4* codes, std::size_t count) {
       PyUnicode_FromKindAndData(PyUnicode_4BYTE_KIND, codes, static_cast<Py_ssize_t>(count)));
 }
 
-bool cannotBeEncoded() {
+void clearEncodingError() {
   if (PyErr_ExceptionMatches(PyExc_UnicodeEncodeError) == 0) throw PythonErrorSet();
   PyErr_Clear();
-  return true;
 }
 
 std::string_view utf8(PyObject* text, const char* what) {
   Py_ssize_t length = 0;
   const char* characters = PyUnicode_AsUTF8AndSize(text, &length);
-  if (characters == nullptr && cannotBeEncoded()) {
+  if (characters == nullptr) {
+    clearEncodingError();
     throw CallRefused("NotConvertible",
                       std::string("a ") + what + " may not hold a lone surrogate");
   }

@@ -33,8 +33,8 @@ const char* plainUtf8(PyObject* text, const char* what);
 // The same for a str that may hold a NUL.
 std::string_view utf8(PyObject* text, const char* what);
 
-// True, with no error set any more, if the error that is set says that a str cannot be encoded.
-// Throws PythonErrorSet for any other error.
-bool cannotBeEncoded();
+// Clears the error that is set if it says that a str cannot be encoded. Throws PythonErrorSet for
+// any other error.
+void clearEncodingError();
 
 }  // namespace vormel::python

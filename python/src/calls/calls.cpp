@@ -51,7 +51,10 @@ void setScalar(CallFrame& call, std::size_t position, const Scalar& scalar) {
 const char* plainTextIn(PyObject* text) {
   Py_ssize_t length = 0;
   const char* characters = PyUnicode_AsUTF8AndSize(text, &length);
-  if (characters == nullptr && cannotBeEncoded()) return nullptr;
+  if (characters == nullptr) {
+    clearEncodingError();
+    return nullptr;
+  }
   return std::strlen(characters) == static_cast<std::size_t>(length) ? characters : nullptr;
 }
 

@@ -50,7 +50,10 @@ std::string functionName(PyObject* argument) {
   Py_ssize_t length = 0;
   if (!PyUnicode_Check(argument)) return "";
   const char* characters = PyUnicode_AsUTF8AndSize(argument, &length);
-  if (characters == nullptr && cannotBeEncoded()) return "";
+  if (characters == nullptr) {
+    clearEncodingError();
+    return "";
+  }
   return {characters, static_cast<std::size_t>(length)};
 }
 

@@ -21,7 +21,10 @@ OwnedArray property(PyObject* self, PyObject* name) {
   if (!PyUnicode_Check(name)) return {};
   Py_ssize_t length = 0;
   const char* characters = PyUnicode_AsUTF8AndSize(name, &length);
-  if (characters == nullptr && cannotBeEncoded()) return {};
+  if (characters == nullptr) {
+    clearEncodingError();
+    return {};
+  }
   if (std::strlen(characters) != static_cast<std::size_t>(length)) return {};
   return OwnedArray(vrGetProperty_730(arrayIn(self), 0, characters));
 }

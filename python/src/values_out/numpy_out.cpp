@@ -98,7 +98,7 @@ Ref numpyComplexScalar(const vrArray* array) {
 Ref numpyCharacters(const vrArray* array) {
   const Ref dtype = checked(reinterpret_cast<PyObject*>(PyArray_DescrNewFromType(NPY_UNICODE)));
   asDescr(dtype.ptr())->elsize = sizeof(Py_UCS4);
-  const Ref characters = newArray(array, dtype, nullptr);
+  Ref characters = newArray(array, dtype, nullptr);
   std::copy_n(static_cast<const char16_t*>(vrGetData(array)), vrGetNumberOfElements(array),
               static_cast<Py_UCS4*>(PyArray_DATA(asArray(characters))));
   return characters;
