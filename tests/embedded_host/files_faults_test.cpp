@@ -14,6 +14,7 @@
 
 #include "embedded_host/files/value_bytes.h"
 #include "kvrntob/host/ntob.h"
+#include "tests/embedded_host/failing_sqlite_memory.h"
 #include "tests/embedded_host/system_faults.h"
 #include "tests/reliability/heap_faults.h"
 #include "tests/support/array_builders.h"
@@ -21,33 +22,6 @@
 
 namespace kvr::test {
 namespace {
-
-// ---- SQLite's memory ----
-
-sqlite3_mem_methods ownMemory;
-
-bool isMemoryShort() { return isSystemFaultDue(SystemCall::SqliteMemory); }
-
-// To be put in place before SQLite is first used.
-class FailingMemory : public ::testing::Environment {
- public:
-  void SetUp() override {
-    sqlite3_shutdown();
-    sqlite3_config(SQLITE_CONFIG_GETMALLOC, &ownMemory);
-    sqlite3_mem_methods methods = ownMemory;
-    methods.xMalloc = [](int size) -> void* {
-      return isMemoryShort() ? nullptr : ownMemory.xMalloc(size);
-    };
-    methods.xRealloc = [](void* block, int size) -> void* {
-      return isMemoryShort() ? nullptr : ownMemory.xRealloc(block, size);
-    };
-    ASSERT_EQ(sqlite3_config(SQLITE_CONFIG_MALLOC, &methods), SQLITE_OK);
-    ASSERT_EQ(sqlite3_initialize(), SQLITE_OK);
-  }
-};
-
-[[maybe_unused]] const auto* const environment =
-    ::testing::AddGlobalTestEnvironment(new FailingMemory);
 
 // ---- The file and what is done to it ----
 

@@ -10,6 +10,7 @@
 #include <functional>
 #include <new>
 
+#include "tests/embedded_host/failing_sqlite_memory.h"
 #include "tests/embedded_host/system_faults.h"
 #include "tests/recording/sample.h"
 #include "tests/reliability/heap_faults.h"
@@ -21,33 +22,6 @@ namespace {
 
 using namespace recording;
 namespace fs = std::filesystem;
-
-// ---- SQLite's memory ----
-
-sqlite3_mem_methods ownMemory;
-
-bool isMemoryShort() { return isSystemFaultDue(SystemCall::SqliteMemory); }
-
-// To be put in place before SQLite is first used.
-class FailingMemory : public ::testing::Environment {
- public:
-  void SetUp() override {
-    sqlite3_shutdown();
-    sqlite3_config(SQLITE_CONFIG_GETMALLOC, &ownMemory);
-    sqlite3_mem_methods methods = ownMemory;
-    methods.xMalloc = [](int size) -> void* {
-      return isMemoryShort() ? nullptr : ownMemory.xMalloc(size);
-    };
-    methods.xRealloc = [](void* block, int size) -> void* {
-      return isMemoryShort() ? nullptr : ownMemory.xRealloc(block, size);
-    };
-    ASSERT_EQ(sqlite3_config(SQLITE_CONFIG_MALLOC, &methods), SQLITE_OK);
-    ASSERT_EQ(sqlite3_initialize(), SQLITE_OK);
-  }
-};
-
-[[maybe_unused]] const auto* const environment =
-    ::testing::AddGlobalTestEnvironment(new FailingMemory);
 
 // ---- What is done to the file ----
 
