@@ -319,7 +319,8 @@ TEST_F(FilesFaults, put_survives_every_failing_allocation_of_the_heap) {
 TEST_F(FilesFaults, get_survives_every_failing_allocation_of_heap_and_host) {
   for (const bool isHeap : {true, false}) {
     for (const FaultRepeat repeat : {FaultRepeat::Once, FaultRepeat::Always}) {
-      for (const auto& [name, array] : kept_) {
+      for (const auto& kept : kept_) {
+        const std::string& name = kept.first;
         for (std::uint64_t number = 1;; number = after(number)) {
           const OpenFile file = openFile(path, "r");
           OwnedArray found;
