@@ -94,11 +94,18 @@ def _compared(job: Job) -> tuple[Summary, list[tuple[int, int]]]:
 
     paths = [split_name(side)[0] for side in (job.baseline, job.other)]
     before = [_identity(path) for path in paths]
-    comparison = compare_part(job.baseline, job.other, (job.part, job.parts), **job.options)
+    try:
+        comparison = compare_part(job.baseline, job.other, (job.part, job.parts), **job.options)
+    finally:  # an error may come from the change
+        _require_unchanged(paths, before)
+    return Summary.of(comparison), [identity[1:] for identity in before]
+
+
+def _require_unchanged(paths: Sequence[str], before: Sequence[tuple[int, int, int]]) -> None:
+    """Raises ValueError, FileNotFoundError."""
     for path, identity in zip(paths, before):
         if _identity(path) != identity:
-            raise ValueError(f"{path}: {CHANGED}")
-    return Summary.of(comparison), [identity[1:] for identity in before]
+            raise ValueError(f"{path}: {CHANGED}") from None
 
 
 def _identity(path: str) -> tuple[int, int, int]:
