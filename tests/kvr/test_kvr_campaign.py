@@ -1,5 +1,6 @@
 """Campaigns in processes of this machine."""
 
+import math
 from pathlib import Path
 
 import kvr
@@ -138,6 +139,35 @@ def test_wrong_arguments_are_refused_at_once(options, error, text):
 def test_what_is_no_pair_is_refused(pairs):
     with pytest.raises(TypeError, match="a pair is"):
         run([pairs[0][0]])
+
+
+# ---- What passes and what is worse ----
+
+
+def test_a_summary_and_its_comparison_pass_and_rank_alike(store):
+    """Signals that are lost, out by 1 and 2, missing, incomparable, within; with and without."""
+    baseline, other = store.new_run("Monday"), store.new_run("Tuesday")
+    values = {
+        "within": [1.0, 2.0], "out by 1": [1.0, 3.0], "lost": [1.0, math.nan],
+        "out by 2": [1.0, 4.0], "incomparable": [[1.0, 2.0], [3.0, 4.0]],
+    }  # fmt: skip
+    for label, there in values.items():
+        baseline.add(label, [1.0, 2.0], time=[0.0, 1.0])
+        other.add(label, there, time=[0.0, 1.0])
+    baseline.add("missing", [1.0], time=[0.0])
+    worst = ["lost", "out by 2", "out by 1"]
+    for only, passes in [((), False), (("within",), True), (("incomparable",), False)]:
+        whole = kvr.compare(baseline, other, only=only)
+        short = results.Summary.of(whole)
+        assert (short.passed, short.compared, short.paired) == (
+            whole.passed,
+            whole.compared,
+            whole.paired,
+        )
+        assert short.passed == passes
+        failed = [verdict.label for verdict in whole.worst_first() if whole.fails(verdict)]
+        assert [failure.label for failure in short.failed] == failed
+        assert only or failed[:3] == worst and set(failed[3:]) == {"missing", "incomparable"}
 
 
 # ---- Parts ----

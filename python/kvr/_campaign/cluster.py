@@ -182,8 +182,8 @@ class Cluster:
 def _what_is_wrong(answer: Any) -> str:
     if isinstance(answer, OSError):
         return ""  # it has just gone
-    if isinstance(answer, ImportError):
-        return f"the package kvr cannot be imported there: {answer}"
+    if isinstance(answer, BaseException):
+        return f"the package kvr cannot run there: {answer}"
     return str(answer)
 
 

@@ -166,7 +166,7 @@ class _Tally:
         if not result.passed:
             self._failed += 1
             # Negated: the heap lets go of what is least bad.
-            rank = tuple(-part for part in _rank(result))
+            rank = tuple(-part for part in result.rank)
             row = (rank, -self._failed, (result.status, result.other, result.text))
             if len(self._worst) < _ROWS:
                 heapq.heappush(self._worst, row)  # type: ignore[misc]
@@ -215,14 +215,6 @@ class _Tally:
         text += f", {self._failed} failed" if self._failed else ""
         sys.stderr.write("\r\033[K" + (shown(text, 78) if done < self._total else ""))
         sys.stderr.flush()
-
-
-def _rank(result: PairResult) -> tuple[int, float]:
-    """The lower, the worse: errors first, then by the worst signal."""
-    if result.comparison is None or not result.comparison.failed:
-        return 0, 0.0
-    place, excess = result.comparison.failed[0].rank
-    return place + 1, excess
 
 
 def _clock(seconds: float) -> str:
