@@ -18,13 +18,20 @@ from kvr._campaign.work import CHANGED, Job, Outcome
 from kvr._files.formats import is_read_by_signal
 
 RETRIES = 3
-_BATCH_SECONDS = 0.3
+_BATCH_SECONDS = 0.3, 4.0  # at least, at most
+_BATCH_COST = 0.004  # seconds that a batch takes the caller and the scheduler, which have but one
 _PART_SECONDS = 2.0
 _MOST_PAIRS = 256  # of a batch
 _MOST_PARTS = 64
 _KNOWN = 100  # known results handed on together
 _OPENING = 200_000  # opening a pair costs as much as comparing so many bytes
 _FIRST_RATE = 50e6  # bytes a second, until it is known
+
+
+def batch_seconds(workers: int) -> float:
+    """How long a batch is to take, so that making batches keeps up with so many workers."""
+    least, most = _BATCH_SECONDS
+    return min(max(least, workers * _BATCH_COST), most)
 
 
 class WorkerDied(Exception):
@@ -145,7 +152,7 @@ class Schedule:
 
     def _read(self, plan: Iterator[Union[Planned, Settled]], known: Found) -> bool:
         """Read pairs ahead, for all workers; False if there are no more."""
-        wanted = self._runner.width * _BATCH_SECONDS * 2 * self._rate()
+        wanted = self._runner.width * batch_seconds(self._runner.width) * 2 * self._rate()
         most = self._runner.width * _MOST_PAIRS
         while self._ahead < wanted and len(self._waiting) < most and len(known) < _KNOWN:
             planned = next(plan, None)
@@ -177,7 +184,8 @@ class Schedule:
             return self._retries.popleft()
         if not self._waiting:
             return None
-        share = min(_BATCH_SECONDS * self._rate(), self._ahead / self._runner.width)
+        width = self._runner.width
+        share = min(batch_seconds(width) * self._rate(), self._ahead / width)
         jobs: list[Job] = []
         weight = 0
         while self._waiting and len(jobs) < _MOST_PAIRS:

@@ -15,7 +15,7 @@ if TYPE_CHECKING:
     from kvr._comparing.comparison import Comparison
 
 CHANGED = "changed while it was read; compare it again"
-_ENOUGH = 2.0  # seconds after which a worker hands back the jobs that it has not begun
+_ENOUGH = 8.0  # seconds after which a worker hands back the jobs that it has not begun
 
 
 class Job(NamedTuple):
@@ -53,7 +53,7 @@ def program_version() -> str:
 
 
 def run_batch(jobs: Sequence[Job], version: str) -> list[Outcome]:
-    """Compare the jobs in their order; the first at least, and no new one after 2 seconds.
+    """Compare the jobs in their order; the first at least, and no new one after 8 seconds.
 
     Raises RuntimeError if this worker's program is another version.
     """
