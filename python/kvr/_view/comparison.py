@@ -217,10 +217,11 @@ def _read(plan: Plan, known: dict[Any, Found], revision: int) -> _Reading:
     for first, second in matched.pairs:
         one = Found(first, second)
         if first is not None and second is not None:
-            one.settings = options["choose"](stored_settings(first))
+            settings: Settings = options["choose"](stored_settings(first))
+            one.settings = settings
             one.dated = first.facts.time_source == EPOCH_SOURCE
             old = known.get(_key(one))
-            if old is not None and old.settings == one.settings and not calls_python(one.settings):
+            if old is not None and old.settings == settings and not calls_python(settings):
                 one = old
             else:
                 tasks.append(_Task(len(found), one))

@@ -72,10 +72,11 @@ class Curve:
             return np.zeros(0, np.int64)
         first = self.time[0] if window.first is None else window.first
         last = self.time[-1] if window.last is None else window.last
-        if last < first:  # one end is the whole's, and the other lies beyond it
-            first, last = last, first
+        if last < first:  # one end is the signal's own, and the other lies beyond it
+            first = last = first if window.last is None else last
         kept = np.zeros(0, np.int64) if keep is None else keep
-        return self.thinned.window(float(first), float(last), window.columns, keep=kept)
+        places: Array = self.thinned.window(float(first), float(last), window.columns, keep=kept)
+        return places
 
     def block(self, name: str, window: Window) -> Block:
         return block_of(name, self.time, self.values, self.window(window))
@@ -91,8 +92,7 @@ def component_of(series: Series, component: int, is_imaginary: bool) -> Curve:
     if component >= count:
         raise wrong(f"there is no component {component}; a sample has {count}, counted from 0")
     if shape:
-        place = np.unravel_index(component, shape, order="F")
-        values = values[(slice(None), *place)]
+        values = values[(slice(None), *place_of(component, shape))]
     if values.dtype.kind == "c":
         values = values.imag if is_imaginary else values.real
     elif is_imaginary:
@@ -103,6 +103,11 @@ def component_of(series: Series, component: int, is_imaginary: bool) -> Curve:
         if not np.shares_memory(made, source, max_work=1):
             owned += made.nbytes
     return Curve(time, values, owned)
+
+
+def place_of(component: int, shape: tuple[int, ...]) -> tuple[int, ...]:
+    """Where a component stands in a sample of this shape, counted column by column."""
+    return tuple(int(index) for index in np.unravel_index(component, shape, order="F"))
 
 
 def _doubles(array: Array) -> Array:
@@ -175,7 +180,7 @@ def reading(series: Series, name: Name, curve: Curve | None, at: float) -> dict[
 def _sample(series: Series, name: Name, place: int) -> dict[str, Any]:
     value = series.values[place]
     if series.values.ndim > 1:
-        value = value[np.unravel_index(name.component, series.values.shape[1:], order="F")]
+        value = value[place_of(name.component, series.values.shape[1:])]
     plain = value.item() if isinstance(value, np.generic) else value
     if isinstance(plain, complex):
         plain = plain.imag if name.is_imaginary else plain.real

@@ -49,13 +49,23 @@ class Inspection:
         self._looking = asyncio.Lock()
         self.events = Events()
         self._curves = Curves(self._series)
-        self._pairs = PairCurves(self._worker, self._mirror, self._curves)
+        self._pairs = PairCurves(self._do, self._mirror, self._curves)
         self._live = LiveComparison(self._worker, lambda: self.revision, self._tell_comparison)
 
     @property
     def revision(self) -> int:
         """It grows with every change of the store that was seen."""
         return self._mirror.revision
+
+    async def _do(self, job: Callable[[], Result]) -> Result:
+        """The job's result, from the store's thread. Windows are told what it came upon."""
+
+        def work() -> tuple[Result, Changes]:
+            return job(), self._mirror.take_changes()
+
+        result, changes = await self._worker.run(work)
+        self._publish(changes)
+        return result
 
     # ---- Seeing what changed ----
 
@@ -84,7 +94,7 @@ class Inspection:
             steps = self._mirror.look()
             while await self._worker.run(partial(_advance, steps)):
                 pass
-            self._publish(await self._worker.run(self._mirror.take_changes))
+            await self._do(lambda: None)
 
     async def _look_at_files(self) -> list[dict[str, str]]:
         states = await asyncio.to_thread(states_of, self._files)
@@ -113,10 +123,10 @@ class Inspection:
         """The JSON of all runs and signals, after a look at the store."""
         files = await self._look_at_files()
         await self._look()
-        return await self._worker.run(partial(state_json, self._mirror, vormel.__version__, files))
+        return await self._do(partial(state_json, self._mirror, vormel.__version__, files))
 
     async def groups(self, by: str, descending: bool) -> list[dict[str, Any]]:
-        return await self._worker.run(partial(_groups, by, descending))
+        return await self._do(partial(_groups, by, descending))
 
     async def curves(self, names: list[Name], texts: list[str], window: Window) -> bytes:
         """A block for each curve, under the name that it was asked by."""
@@ -128,14 +138,15 @@ class Inspection:
         return await asyncio.to_thread(draw)
 
     async def _all(self, names: list[Name]) -> list[Curve]:
+        # Curves that are kept are of this store only if it was not cleared.
         ids = sorted({name.signal for name in names})
-        await self._worker.run(lambda: [self._mirror.signal(number) for number in ids])
+        await self._do(lambda: [self._mirror.signal(number) for number in ids])
         return [await self._curves.curve(name) for name in names]
 
     async def readings(self, names: list[Name], at: list[float]) -> list[list[Any]]:
         """For each curve the sample in force at each of the times."""
         ids = sorted({name.signal for name in names})
-        found = await self._worker.run(lambda: {number: self._read(number) for number in ids})
+        found = await self._do(lambda: {number: self._read(number) for number in ids})
         curves = [
             await self._curves.curve(name) if found[name.signal].values.dtype.kind != "U" else None
             for name in names
@@ -146,22 +157,12 @@ class Inspection:
         ]
 
     async def _series(self, number: int) -> Series:
-        return await self._worker.run(lambda: self._read(number))
+        return await self._do(lambda: self._read(number))
 
     def _read(self, number: int) -> Series:
         return self._mirror.signal(number)._series()
 
     # ---- What windows change ----
-
-    async def _change(self, job: Callable[[], Result]) -> tuple[Result, int]:
-        """Do it on the store's thread, tell what changed; its result, and the revision."""
-
-        def work() -> tuple[Result, Changes]:
-            return job(), self._mirror.take_changes()
-
-        result, changes = await self._worker.run(work)
-        self._publish(changes)
-        return result, changes.revision
 
     async def change_signals(self, ids: list[int], change: Callable[[Signal], None]) -> int:
         """Change these signals, none if one of them is gone; returns the revision."""
@@ -171,25 +172,33 @@ class Inspection:
                 change(signal)
             self._mirror.look_at(ids)
 
-        return (await self._change(work))[1]
+        await self._do(work)
+        return self.revision
 
     async def change_run(self, number: int, change: Callable[[Run], None]) -> int:
         def work() -> None:
             change(self._mirror.run(number))
             self._mirror.look_at_run(number)
 
-        return (await self._change(work))[1]
+        await self._do(work)
+        return self.revision
 
     async def copy_run(self, number: int, instance: int | None) -> tuple[int, int]:
         """The id of the copy, and the revision."""
-        copy = await self._worker.run(lambda: self._mirror.run(number).copy(instance).id)
-        _, revision = await self._change(lambda: self._mirror.look_at_run(copy))
-        return copy, revision
+        copy = await self._do(lambda: self._mirror.run(number).copy(instance).id)
+        await self._do(lambda: self._mirror.look_at_run(copy))
+        return copy, self.revision
 
     async def remove(self, number: int, *, is_run: bool) -> int:
-        owner = self._mirror.run if is_run else self._mirror.signal
-        await self._worker.run(lambda: owner(number).remove())
-        return (await self._change(self._mirror.look_at_runs))[1]
+        def work() -> None:
+            if is_run:
+                self._mirror.run(number).remove()
+            else:
+                self._mirror.signal(number).remove()
+
+        await self._do(work)
+        await self._do(self._mirror.look_at_runs)
+        return self.revision
 
     # ---- The comparison ----
 
@@ -198,7 +207,7 @@ class Inspection:
         return await self._live.finished()
 
     async def compare(self, baseline: int, other: int, options: dict[str, Any]) -> Made:
-        runs = await self._worker.run(lambda: (self._mirror.run(baseline), self._mirror.run(other)))
+        runs = await self._do(lambda: (self._mirror.run(baseline), self._mirror.run(other)))
         return await self._live.compare(Plan(*runs, options))
 
     def drop_comparison(self) -> None:
@@ -221,10 +230,10 @@ class Inspection:
             chosen = None if runs is None else [self._mirror.run(number) for number in runs]
             Store().save(path, chosen)
 
-        await self._worker.run(work)
+        await self._do(work)
 
     async def name_of(self, run: int) -> str:
-        return await self._worker.run(lambda: self._mirror.run(run).name)
+        return await self._do(lambda: self._mirror.run(run).name)
 
     async def write_report(self, path: str) -> None:
         made = await self.made()
@@ -233,7 +242,7 @@ class Inspection:
         write: Callable[[str], None] | None = getattr(made.comparison, "to_html", None)
         if write is None:
             raise Problem(501, "reports are not part of this installation")
-        await self._worker.run(partial(write, path))
+        await self._do(partial(write, path))
 
     # ---- The end ----
 

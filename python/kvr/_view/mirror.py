@@ -8,7 +8,7 @@ asked for, at what it changed itself after each change, and again and again whil
 from __future__ import annotations
 
 from collections.abc import Iterator
-from typing import Any, NamedTuple
+from typing import Any, NamedTuple, TypeVar
 
 import numpy as np
 import vormel
@@ -22,6 +22,8 @@ from kvr._base.settings import Sync, Tolerance
 from kvr._store.signal import Signal, _color_of, _facts_of, _metadata_of
 from kvr._store.store import Store
 from kvr._store.values import series_of
+
+Settings = TypeVar("Settings", Tolerance, Sync)
 
 
 class RunRow(NamedTuple):
@@ -230,20 +232,22 @@ class Mirror:
             color, dash = _hex(_color_of(record)), str(record["LineDashed"])
             unit = unit_in(_metadata_of(record))
         self._contents[number] = contents
-        own = not repository.isToleranceInherited(number), not repository.isSyncOptionsInherited(number)
         run = self.runs.get(contents.facts.run)
-        tolerance, sync = (run.tolerance, run.sync) if run else (None, None)
-        if own[0] or tolerance is None:
+        tolerance_inherited = bool(repository.isToleranceInherited(number))
+        tolerance = run.tolerance if run and tolerance_inherited else None
+        if tolerance is None:
             read = Tolerance._from_store(repository.getTolerance(number))
             tolerance = _same(read, known and known.tolerance)
-        if own[1] or sync is None:
+        sync_inherited = bool(repository.isSyncOptionsInherited(number))
+        sync = run.sync if run and sync_inherited else None
+        if sync is None:
             sync = _same(Sync._from_store(repository.getSyncOptions(number)), known and known.sync)
         parent = known.parent if known else _parent_of(repository, number)
         if parent is not None and parent not in self._contents:
             parent = _parent_of(repository, number)
         return SignalRow(
             number, contents, unit, parent, color, dash, bool(repository.getVisibility(number)),
-            tolerance, not own[0], sync, not own[1],
+            tolerance, tolerance_inherited, sync, sync_inherited,
         )  # fmt: skip
 
     # ---- Answering ----
@@ -254,20 +258,20 @@ class Mirror:
 
     def signal(self, number: int) -> Signal:
         """The signal of this id in the present store. Raises Gone."""
-        found = Signal(_host.connect(), number)
+        found = Signal(self._present(), number)
         found._repository()
         return found
 
     def run(self, number: int) -> Run:
         """The run of this id in the present store. Raises Gone."""
-        found = Run(_host.connect(), number)
+        found = Run(self._present(), number)
         found._repository()
         return found
 
 
-def _same(read: Any, known: Any) -> Any:
+def _same(read: Settings, known: Settings | None) -> Settings:
     """The known record if the one that was read equals it: most signals then share one."""
-    return known if known == read else read
+    return known if known is not None and known == read else read
 
 
 def _changed(known: Any, row: Any) -> dict[str, Any]:

@@ -5,6 +5,7 @@ from __future__ import annotations
 import asyncio
 import dataclasses
 from collections import OrderedDict
+from collections.abc import Awaitable, Callable
 from typing import Any, NamedTuple
 
 import numpy as np
@@ -18,7 +19,8 @@ from kvr._view.blocks import Block, block_of, encoded
 from kvr._view.curves import Curve, Curves, Name, Window
 from kvr._view.mirror import Mirror, SignalRow
 from kvr._view.problems import wrong
-from kvr._view.worker import Worker
+
+Do = Callable[[Callable[[], Any]], Awaitable[Any]]  # runs a job on the store's thread
 
 _MOST_INSTANTS = 40_000_000  # five arrays of them are made
 _KEPT = 4  # alignments; those of the pairs that were looked at last
@@ -50,8 +52,8 @@ class _Look(NamedTuple):
 class PairCurves:
     """Answers what a pair looks like in a window. Used on the server's loop alone."""
 
-    def __init__(self, worker: Worker, mirror: Mirror, curves: Curves) -> None:
-        self._worker = worker
+    def __init__(self, do: Do, mirror: Mirror, curves: Curves) -> None:
+        self._do = do
         self._mirror = mirror
         self._curves = curves
         self._bands: OrderedDict[tuple[int, int], tuple[Verdict, asyncio.Task[Band]]] = OrderedDict()
@@ -64,7 +66,7 @@ class PairCurves:
 
         `component` None is that of the worst value, else the first. Raises Problem, Gone.
         """
-        sides = await self._worker.run(lambda: [_look(self._mirror, s) for s in _signals(verdict)])
+        sides = await self._do(lambda: [_look(self._mirror, s) for s in _signals(verdict)])
         looks = [side for side in sides if side is not None]
         if not looks:
             raise Gone("both signals of this pair were removed")
@@ -116,7 +118,7 @@ class PairCurves:
             raise
 
     async def _aligned(self, verdict: Verdict, component: int) -> Band:
-        sides = await self._worker.run(lambda: _sides(verdict))
+        sides = await self._do(lambda: _sides(verdict))
         held = dataclasses.replace(verdict, _sides=sides)
         return await asyncio.to_thread(_band_of, held, component)
 

@@ -285,10 +285,10 @@ def _remove(path: Any) -> None:
 
 
 async def _attachment(
-    name: str, kind: str, write: Callable[[str], Awaitable[None]]
+    name: str, ending: str, kind: str, write: Callable[[str], Awaitable[None]]
 ) -> Response:
-    """A file of this name, written by `write` to a path in a folder of its own."""
-    safe = re.sub(r"[^\w .-]", "_", name, flags=re.ASCII)[:100].strip(". ") or "kvr"
+    """A file named after `name`, written by `write` to a path in a folder of its own."""
+    safe = (re.sub(r"[^\w.-]+", "_", name[:80], flags=re.ASCII).strip("._") or "run") + ending
     folder = tempfile.mkdtemp(prefix="kvr-view-")
     path = os.path.join(folder, safe)
     try:
@@ -308,7 +308,7 @@ async def _export_recording(inspection: Inspection, request: Request) -> Respons
     runs = fields.query_ids(given, "runs") if "runs" in given else None
     name = await inspection.name_of(runs[0]) if runs and len(runs) == 1 else "runs"
     kind = "application/octet-stream"
-    return await _attachment(f"{name[:90]}.kvr", kind, lambda path: inspection.write(path, runs))
+    return await _attachment(name, ".kvr", kind, lambda path: inspection.write(path, runs))
 
 
 async def _export_csv(inspection: Inspection, request: Request) -> Response:
@@ -316,13 +316,13 @@ async def _export_csv(inspection: Inspection, request: Request) -> Response:
     run = fields.query_whole(given, "run", None, 2**31 - 1)
     name = await inspection.name_of(run)
     return await _attachment(
-        f"{name[:90]}.csv", "text/csv", lambda path: inspection.write(path, [run])
+        name, ".csv", "text/csv", lambda path: inspection.write(path, [run])
     )
 
 
 async def _export_report(inspection: Inspection, request: Request) -> Response:
     fields.query(request)
-    return await _attachment("report.html", "text/html", inspection.write_report)
+    return await _attachment("report", ".html", "text/html", inspection.write_report)
 
 
 # ---- Telling ----

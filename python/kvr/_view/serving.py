@@ -10,9 +10,9 @@ from collections.abc import Callable, Coroutine
 from contextlib import suppress
 from typing import Any
 
-import uvicorn
+import uvicorn  # type: ignore[import]
 from starlette.types import ASGIApp
-from uvicorn.protocols.http.h11_impl import H11Protocol
+from uvicorn.protocols.http.h11_impl import H11Protocol  # type: ignore[import]
 
 from kvr._view.policy import HEADERS, malformed_answer
 
@@ -23,11 +23,11 @@ _SILENT.addHandler(logging.NullHandler())
 _SILENT.propagate = False
 
 
-class _Protocol(H11Protocol):
+class _Protocol(H11Protocol):  # type: ignore[misc]  # it has no types
     """Answers with the policy's headers also what is no HTTP, and logs no request."""
 
     def __init__(self, *given: Any, **named: Any) -> None:
-        super().__init__(*given, **named)  # type: ignore[no-untyped-call]
+        super().__init__(*given, **named)
         self.logger = _SILENT
 
     def send_400_response(self, msg: str) -> None:
@@ -36,7 +36,7 @@ class _Protocol(H11Protocol):
         self.transport.close()
 
 
-class Server(uvicorn.Server):
+class Server(uvicorn.Server):  # type: ignore[misc]  # it has no types
     """Serves until `should_exit` is set; then calls `ending`, and ends within a second.
 
     beside    runs beside the server, and is cancelled at its end
@@ -51,7 +51,7 @@ class Server(uvicorn.Server):
     ) -> None:
         config = uvicorn.Config(
             app,
-            http=_Protocol,  # type: ignore[arg-type]  # a class is taken as well as a word
+            http=_Protocol,
             loop="asyncio",
             ws="none",
             lifespan="off",
@@ -91,7 +91,7 @@ class Server(uvicorn.Server):
         self.force_exit = True
         for connection in list(self.server_state.connections):
             with suppress(Exception):
-                connection.transport.abort()  # type: ignore[union-attr]
+                connection.transport.abort()
 
 
 class ServerThread:
@@ -138,7 +138,7 @@ class ServerThread:
         connections = self._server.server_state.connections if self._server else ()
         for connection in list(connections):
             with suppress(Exception):
-                held: Any = connection.transport.get_extra_info("socket")  # type: ignore[union-attr]
+                held: Any = connection.transport.get_extra_info("socket")
                 held._sock.close()
 
     def _run(self) -> None:
