@@ -20,7 +20,7 @@ from kvr._reading.runs import RunReader
 if TYPE_CHECKING:
     import pandas  # type: ignore[import]
 
-    from kvr._view.handle import View
+    from kvr._base.view import View
 
 _TEXT_ROWS = 20  # in str()
 
