@@ -2,11 +2,15 @@
 
 import "uplot/dist/uPlot.min.css";
 import "./styles/page.css";
-import { fill } from "./dom";
+import "./styles/table.css";
+import "./styles/plots.css";
+import "./styles/report.css";
+import { EmbeddedSource, hasReport } from "./data/embedded";
 import { element } from "./dom";
+import { startInspector } from "./explore/start";
+import { startReport } from "./report/report";
 
-function start(): void {
-  fill(document.body, element("p", "", {}, "This page has no comparison."));
-}
-
-start();
+const root = element("div", "page");
+document.body.append(root);
+if (hasReport(document)) void startReport(root, new EmbeddedSource(document));
+else startInspector(root);
