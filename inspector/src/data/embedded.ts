@@ -1,101 +1,109 @@
-// A report: the comparison and its curves stand in the page itself, in elements that are data and
-// nothing else. Each holds the base64 of what deflate made. The curves of a pair are read when the
-// pair is looked at.
+// A page that carries its data: in elements that are data and nothing else. Each holds the base64 of
+// what deflate made. The first is JSON that says what kind of page it is; of a comparison the others
+// are the curves of pairs, each read when its pair is looked at.
 
 import { readComparison } from "./numbers";
 import { PackedPair } from "./packed";
 import type { PairLooks } from "./packed";
 import type { Comparison, Dash, Look, PairCurves, PairRequest, Source } from "./source";
 
-const COMPARISON = "kvr-comparison";
-const PAIR = "kvr-pair-";
-const NEWEST = 1; // form of the report
+const DATA = "kvr-data";
+const BLOCK = "kvr-block-";
+
+/** What a page carries; `kind` says what the other fields are. */
+export interface EmbeddedData {
+  kind: string;
+}
 
 /**
  * The comparison as the report holds it. Verdicts are rows of `fields`; settings and looks count from
  * 0 in their tables. `curves` are the numbers of the blocks, null for a pair that has none.
  */
-interface Held {
-  form: number;
+interface ComparisonData extends EmbeddedData {
   comparison: Record<string, unknown>;
   fields: string[];
   verdicts: unknown[][];
   tolerances: unknown[];
   syncs: unknown[];
-  looks: [string | null, Dash | null][];
+  looks: [string, Dash][];
   pairs: { curves: number | null; looks: [number | null, number | null]; unit: string | null; is_date: boolean }[];
 }
 
-/** Whether the page carries a report. */
-export function hasReport(page: Document): boolean {
-  return page.getElementById(COMPARISON) !== null;
+/** Whether the page carries data. */
+export function carriesData(page: Document): boolean {
+  return page.getElementById(DATA) !== null;
+}
+
+/** Reads what the page carries. Rejected where a part of it is lost or damaged. */
+export async function readEmbedded(page: Document): Promise<EmbeddedData> {
+  const bytes = await inflated(textOf(page, DATA));
+  return JSON.parse(new TextDecoder().decode(bytes)) as EmbeddedData;
 }
 
 export class EmbeddedSource implements Source {
-  private held: Promise<{ held: Held; comparison: Comparison }> | null = null;
+  private readonly data: ComparisonData;
+  private readonly read: Comparison;
   private newest: { number: number; pair: Promise<PackedPair> } | null = null;
 
-  constructor(private readonly page: Document) {}
+  /** `data` of the kind "comparison". */
+  constructor(
+    private readonly page: Document,
+    data: EmbeddedData,
+  ) {
+    this.data = data as ComparisonData;
+    this.read = comparisonOf(this.data);
+  }
 
-  async comparison(): Promise<Comparison> {
-    return (await this.read()).comparison;
+  comparison(): Promise<Comparison> {
+    return Promise.resolve(this.read);
   }
 
   async pair(index: number, request: PairRequest): Promise<PairCurves | null> {
-    const { held, comparison } = await this.read();
-    const pair = held.pairs[index];
+    const pair = this.data.pairs[index];
     if (pair === undefined || pair.curves === null) return null;
     const looks: PairLooks = {
-      baseline_look: lookOf(held, pair.looks[0]),
-      other_look: lookOf(held, pair.looks[1]),
+      baseline_look: lookOf(this.data, pair.looks[0]),
+      other_look: lookOf(this.data, pair.looks[1]),
       is_date: pair.is_date,
       unit: pair.unit,
     };
-    const worst = comparison.verdicts[index]?.worst?.component ?? null;
+    const worst = this.read.verdicts[index]?.worst?.component ?? null;
     return (await this.block(pair.curves)).curves(request.component ?? worst, looks);
-  }
-
-  private read(): Promise<{ held: Held; comparison: Comparison }> {
-    this.held ??= this.readHeld();
-    return this.held;
-  }
-
-  private async readHeld(): Promise<{ held: Held; comparison: Comparison }> {
-    const bytes = await inflated(this.text(COMPARISON));
-    const held = JSON.parse(new TextDecoder().decode(bytes)) as Held;
-    if (held.form !== NEWEST) throw new Error(`this report has form ${held.form}, the page reads ${NEWEST}`);
-    const verdicts = held.verdicts.map((row) => {
-      const record = Object.fromEntries(held.fields.map((name, place) => [name, row[place]]));
-      const { tolerance, sync } = record as { tolerance: number | null; sync: number | null };
-      return {
-        ...record,
-        tolerance: tolerance === null ? null : held.tolerances[tolerance],
-        sync: sync === null ? null : held.syncs[sync],
-      };
-    });
-    const is_date = held.pairs.map((pair) => pair.is_date);
-    return { held, comparison: readComparison({ ...held.comparison, verdicts, is_date }) };
   }
 
   /** The newest block stays read: zooming and stepping ask for it again and again. */
   private block(number: number): Promise<PackedPair> {
     if (this.newest?.number !== number) {
-      const pair = inflated(this.text(`${PAIR}${number}`)).then((bytes) => new PackedPair(bytes));
+      const pair = inflated(textOf(this.page, `${BLOCK}${number}`)).then((bytes) => new PackedPair(bytes));
       this.newest = { number, pair };
     }
     return this.newest.pair;
   }
-
-  private text(id: string): string {
-    const text = this.page.getElementById(id)?.textContent;
-    if (text === null || text === undefined) throw new Error(`this report has lost a part of its data, ${id}`);
-    return text;
-  }
 }
 
-function lookOf(held: Held, number: number | null): Look | null {
-  const [color, dash] = (number === null ? undefined : held.looks[number]) ?? [null, null];
-  return color === null ? null : { color, dash: dash ?? "-" };
+function textOf(page: Document, id: string): string {
+  const text = page.getElementById(id)?.textContent;
+  if (text === null || text === undefined) throw new Error(`it has lost a part of its data, ${id}`);
+  return text;
+}
+
+function comparisonOf(data: ComparisonData): Comparison {
+  const verdicts = data.verdicts.map((row) => {
+    const record = Object.fromEntries(data.fields.map((name, place) => [name, row[place]]));
+    const { tolerance, sync } = record as { tolerance: number | null; sync: number | null };
+    return {
+      ...record,
+      tolerance: tolerance === null ? null : data.tolerances[tolerance],
+      sync: sync === null ? null : data.syncs[sync],
+    };
+  });
+  const is_date = data.pairs.map((pair) => pair.is_date);
+  return readComparison({ ...data.comparison, verdicts, is_date });
+}
+
+function lookOf(data: ComparisonData, number: number | null): Look | null {
+  const [color, dash] = (number === null ? undefined : data.looks[number]) ?? [];
+  return color === undefined ? null : { color, dash: dash ?? "-" };
 }
 
 /** The bytes of base64 and deflate, without a header. */

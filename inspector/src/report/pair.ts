@@ -22,6 +22,8 @@ import { pairColors } from "./theme";
 export interface PairViewOptions {
   /** Told of the window that is shown, null for all of the time. */
   onWindow?: (window: Window | null) => void;
+  /** Told of the component that was chosen. */
+  onComponent?: (component: number | null) => void;
 }
 
 const LONGEST_NAME = 300;
@@ -38,13 +40,13 @@ export class PairView {
   private shown: { index: number; verdict: Verdict; isDate: boolean } | null = null;
   private curves: PairCurves | null = null;
   private component: number | null = null;
+  private comparison: Comparison | null = null;
   private fetcher: WindowFetcher | null = null;
   /** Counts what was asked for, so that a late answer for another pair is dropped. */
   private asked = 0;
 
   constructor(
     private readonly source: Source,
-    private readonly comparison: Comparison,
     private readonly options: PairViewOptions = {},
   ) {
     this.plots = new Plots({
@@ -61,21 +63,24 @@ export class PairView {
     matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => this.drawCurves());
   }
 
-  /** Shows a verdict of the comparison; null shows none. The window of time stays where it fits. */
-  async show(index: number | null, window: Window | null = this.plots.window): Promise<void> {
-    const verdict = index === null ? undefined : this.comparison.verdicts[index];
+  /** The comparison that pairs are shown of from now on. */
+  setComparison(comparison: Comparison): void {
+    this.comparison = comparison;
+  }
+
+  /**
+   * Shows a verdict of the comparison in a window of time, and fetches its curves; null shows none. A
+   * component of null is that of the worst value.
+   */
+  async show(index: number | null, component: number | null, window: Window | null): Promise<void> {
+    const verdict = index === null ? undefined : this.comparison?.verdicts[index];
     if (index === null || verdict === undefined) return this.clear();
-    const isDate = this.comparison.is_date[index] ?? false;
+    const isDate = this.comparison?.is_date[index] ?? false;
     this.shown = { index, verdict, isDate };
-    this.component = null;
+    this.component = component;
     this.describe(verdict, isDate);
     this.plots.setCursor(null, null);
     await this.load(window);
-  }
-
-  /** Fetches the curves anew, as after a change in the store. */
-  async reload(): Promise<void> {
-    await this.load(this.plots.window);
   }
 
   private clear(): void {
@@ -127,6 +132,7 @@ export class PairView {
       ...curves.components.map((one) => element("option", "", { value: one, selected: one === curves.component }, `component ${one}`)));
     choice.addEventListener("change", () => {
       this.component = Number(choice.value);
+      this.options.onComponent?.(this.component);
       void this.load(this.plots.window);
     });
     const left = curves.components_total - curves.components.length;

@@ -78,6 +78,11 @@ export class PairsList {
     this.box.select();
   }
 
+  destroy(): void {
+    this.table.destroy();
+    this.element.remove();
+  }
+
   private leaveBox(event: KeyboardEvent): void {
     if (event.key === "Escape" && this.box.value !== "") {
       event.preventDefault();
