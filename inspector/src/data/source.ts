@@ -327,6 +327,8 @@ export type RunPatch = { id: number } & Partial<
 
 /** What the server tells without being asked. */
 export type StoreEvent =
+  /** The first event of a stream: the revision that the store has now. */
+  | { kind: "hello"; revision: number }
   | { kind: "patch"; revision: number; signals: SignalPatch[]; runs: RunPatch[] }
   | { kind: "reload"; revision: number }
   | { kind: "comparison"; revision: number }
