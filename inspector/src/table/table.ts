@@ -57,10 +57,15 @@ export class Table<Row> {
   private order: number[] = [];
   private readonly rankOf = new Map<number, number>();
   private isPrinting = false;
+  private readonly sizes = new ResizeObserver(() => this.schedule());
+  private readonly printing = (event: Event): void => {
+    this.isPrinting = event.type === "beforeprint";
+    this.draw();
+  };
 
   constructor(private readonly options: TableOptions<Row>) {
     this.head = element("div", "table-head", { role: "row", "aria-rowindex": 1 }, ...options.columns.map((one) => this.header(one)));
-    this.emptyText = element("p", "table-empty", { hidden: true }, options.empty);
+    this.emptyText = element("div", "table-empty", { role: "row" }, element("div", "", { role: "gridcell" }, options.empty));
     this.element = element(
       "div",
       "table",
@@ -73,11 +78,11 @@ export class Table<Row> {
     this.element.addEventListener("keydown", (event) => this.pressed(event));
     this.body.addEventListener("click", (event) => this.clicked(event));
     this.body.addEventListener("dblclick", () => this.act());
-    new ResizeObserver(() => this.schedule()).observe(this.element);
+    this.sizes.observe(this.element);
     this.active.watch(() => this.schedule());
     this.sorting.watch(() => this.reorder());
-    addEventListener("beforeprint", () => this.print(true));
-    addEventListener("afterprint", () => this.print(false));
+    addEventListener("beforeprint", this.printing);
+    addEventListener("afterprint", this.printing);
   }
 
   /** Shows these rows; `chosen` are the places of those that pass the filter. */
@@ -118,6 +123,14 @@ export class Table<Row> {
     const view = this.element.clientHeight - headHeight;
     if (top < this.element.scrollTop) this.element.scrollTop = top;
     else if (top + ROW_HEIGHT > this.element.scrollTop + view) this.element.scrollTop = top + ROW_HEIGHT - view;
+  }
+
+  destroy(): void {
+    frames.cancel(this);
+    this.sizes.disconnect();
+    removeEventListener("beforeprint", this.printing);
+    removeEventListener("afterprint", this.printing);
+    this.element.remove();
   }
 
   // ---- Order ----
@@ -166,11 +179,6 @@ export class Table<Row> {
     frames.schedule(this, () => this.draw());
   }
 
-  private print(isPrinting: boolean): void {
-    this.isPrinting = isPrinting;
-    this.draw();
-  }
-
   private draw(): void {
     const { scrollTop, clientHeight } = this.element;
     const last = this.order.length - 1;
@@ -182,7 +190,6 @@ export class Table<Row> {
     const drawn: HTMLElement[] = [];
     for (let rank = first; rank <= end; rank++) drawn.push(this.row(rank));
     fill(this.body, ...drawn, this.order.length === 0 ? this.emptyText : null);
-    this.emptyText.hidden = this.order.length > 0;
     this.markActive();
   }
 

@@ -193,6 +193,27 @@ class Comparison(Sequence[Verdict]):
 
         return write(junit_text(self), path)
 
+    def to_html(self, path: str | os.PathLike[str]) -> None:
+        """Write the result as one file that a browser shows from disk, without a network.
+
+        A table of all pairs, and of each pair both signals, the tolerance and the difference, which
+        can be zoomed. Curves are thinned to what a screen can tell apart; the samples that are kept
+        are real ones, the worst one and the ends of what is out always among them. The file has at
+        most 5 MB for 1,000 pairs; of more than 2,000 pairs those that fail are drawn first.
+
+        Raises Gone if a signal was removed since, OSError that names the file; an old file then
+        stays as it was.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> comparison = kvr.compare(run, run.copy())
+        >>> comparison.to_html("speed.html")
+        """
+        from kvr._comparing.report import report_of
+        from kvr._base.writing import write_bytes
+
+        write_bytes(report_of(self), path)
+
     def to_dataframe(self) -> pandas.DataFrame:
         """A row a verdict, its plain facts as columns. Raises MissingPackage without pandas.
 
@@ -218,6 +239,7 @@ class Comparison(Sequence[Verdict]):
         return sorted(self.verdicts, key=self._rank)
 
     def _rank(self, verdict: Verdict) -> tuple[int, float]:
+        """Sorts verdicts as `worst_first` does."""
         if not self.fails(verdict):
             return 3, 0.0
         excess = verdict.excess
