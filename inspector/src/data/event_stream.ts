@@ -88,7 +88,11 @@ async function follow(
   address: string, hooks: StreamHooks, options: StreamOptions, ended: AbortSignal,
 ): Promise<Connection> {
   const abort = new AbortController();
-  const end = (): void => abort.abort();
+  let stream: ReadableStreamDefaultReader<string> | null = null;
+  const end = (): void => {
+    abort.abort();
+    stream?.cancel().catch(() => undefined);
+  };
   ended.addEventListener("abort", end);
   let silence = setTimeout(end, options.silence);
   try {
@@ -100,7 +104,7 @@ async function follow(
       const event = storeEvent(kind, data);
       if (event !== null) hooks.heard(event);
     });
-    const stream = answer.body.pipeThrough(new TextDecoderStream()).getReader();
+    stream = answer.body.pipeThrough(new TextDecoderStream()).getReader();
     for (;;) {
       const { done, value } = await stream.read();
       if (done) return { state: "gone" };
@@ -113,7 +117,7 @@ async function follow(
   } finally {
     clearTimeout(silence);
     ended.removeEventListener("abort", end);
-    abort.abort();
+    end();
   }
 }
 

@@ -94,7 +94,8 @@ export class ServerSource implements StoreSource {
 
   async comparison(): Promise<Comparison | null> {
     try {
-      this.newest = readComparison(await this.json("GET", "/api/comparison"));
+      const told = await this.json("GET", "/api/comparison");
+      this.newest = told === null ? null : readComparison(told);
     } catch (error) {
       if (!(error instanceof ServerError && error.status === 404)) throw error;
       this.newest = null;

@@ -218,8 +218,10 @@ export interface Run {
   id: number;
   name: string;
   instance: number | null;
-  version: number;
-  created: string;
+  /** Of what made it. */
+  version: string;
+  /** Null if the store's number is no date. */
+  created: string | null;
   signals: number[];
   tolerance: number | null;
   sync: number | null;

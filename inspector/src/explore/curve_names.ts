@@ -6,6 +6,8 @@ import type { SignalColumns } from "../data/source";
 export interface CurveName {
   name: string;
   suffix: string;
+  /** Counts column by column from 0. */
+  component: number;
 }
 
 /** More components than this of a signal are not drawn. */
@@ -21,10 +23,10 @@ export function curveNames(signals: SignalColumns, place: number): CurveName[] {
   for (let component = 0; component < Math.min(components, MOST_COMPONENTS); component++) {
     const index = components === 1 ? "" : `[${indexOf(component, shape).join(", ")}]`;
     const name = components === 1 ? String(id) : `${id}.${component}`;
-    names.push({ name, suffix: isComplex ? `${index} real` : index });
-    if (isComplex) names.push({ name: `${name}i`, suffix: `${index} imaginary` });
+    names.push({ name, suffix: isComplex ? `${index} real`.trim() : index, component });
+    if (isComplex) names.push({ name: `${name}i`, suffix: `${index} imaginary`.trim(), component });
   }
-  return names.map(({ name, suffix }) => ({ name, suffix: suffix.trim() }));
+  return names;
 }
 
 /** How many components are left out. */

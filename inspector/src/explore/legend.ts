@@ -9,14 +9,16 @@ import { button, element, fill } from "../dom";
 import { shownShort } from "../text/shown";
 import { swatch } from "./swatch";
 
-/** A signal of a plot. `curves` are the names of its curves, in the order of its values. */
+/** A signal of a plot, and its curves in the order of their values. */
 export interface LegendEntry {
   id: number;
   name: string;
   where: string;
+  /** Of the run, where the name alone does not tell it from another signal. */
+  run: string;
   color: string;
   dash: Dash;
-  curves: string[];
+  curves: { name: string; color: string }[];
 }
 
 export interface LegendActions {
@@ -44,15 +46,16 @@ export class Legend {
     this.element.addEventListener("keydown", keepFromPlots);
   }
 
-  show(entries: readonly LegendEntry[], chosen: number | null, isActive: boolean, isOnly: boolean): void {
+  /** `unit` is that of all the signals, `chosen` the id of a signal that may be among them. */
+  show(entries: readonly LegendEntry[], unit: string | null, chosen: number | null, isActive: boolean): void {
     const focused = this.chips.contains(document.activeElement) ? document.activeElement?.getAttribute("data-signal") : null;
     this.values.clear();
-    this.element.classList.toggle("active", isActive && !isOnly);
-    this.element.classList.toggle("only", isOnly && entries.length === 0);
+    this.element.classList.toggle("active", isActive);
     fill(
       this.chips,
       ...entries.map((entry) => this.chip(entry, entry.id === chosen)),
-      entries.length === 0 ? element("span", "legend-empty", {}, "Tick signals on the left to show them here.") : null,
+      unit ? element("span", "legend-unit", {}, `[${shownShort(unit, 40)}]`) : null,
+      entries.length === 0 ? element("span", "legend-unit", {}, "The next signal that is ticked goes here.") : null,
     );
     if (focused) this.focus(Number(focused));
   }
@@ -76,13 +79,15 @@ export class Legend {
     const name = shownShort(entry.name, 120);
     const values = entry.curves.map((curve) => {
       const cell = element("span", "legend-value");
-      this.values.set(curve, cell);
+      if (entry.curves.length > 1) cell.style.boxShadow = `inset 0 -2px ${curve.color}`;
+      this.values.set(curve.name, cell);
       return cell;
     });
     const chip = element(
       "button", "legend-chip",
       { type: "button", "data-signal": entry.id, "aria-pressed": String(isChosen), title: entry.where === "" ? name : `${name} (${shownShort(entry.where, 200)})` },
-      swatch(entry.color, entry.dash), element("bdi", "", {}, name), ...values,
+      swatch(entry.color, entry.dash), element("bdi", "", {}, name),
+      entry.run === "" ? null : element("bdi", "muted", {}, shownShort(entry.run, 60)), ...values,
     );
     chip.addEventListener("click", () => this.actions.choose(entry.id));
     chip.addEventListener("keydown", (event) => this.pressed(event, entry.id, chip));

@@ -2,6 +2,7 @@
 
 import type { Curve, Window } from "../data/source";
 import type { PlotContent, PlotCurve } from "../plot/content";
+import { readColor } from "../report/colors";
 import { union } from "../plot/window";
 import { curveNames } from "./curve_names";
 import type { Layout } from "./layout";
@@ -84,17 +85,43 @@ export function commonUnit(units: readonly (string | null)[]): string | null {
   return others.every((unit) => unit === first) ? first : null;
 }
 
+/** The colour of a component: that of the signal for the first, then others around the circle of hues. */
+export function curveColor(color: string, component: number): string {
+  const parts = readColor(color);
+  if (component === 0 || parts === null) return color;
+  const [red, green, blue] = parts.map((part) => part / 255) as [number, number, number];
+  const [high, low] = [Math.max(red, green, blue), Math.min(red, green, blue)];
+  const sector = high === red ? (green - blue) / (high - low) : high === green ? 2 + (blue - red) / (high - low) : 4 + (red - green) / (high - low);
+  const hue = high === low ? 0 : sector * 60;
+  // Greys have no hue to turn: their components get some colour.
+  const saturation = high === low ? 0.7 : 1;
+  return hueColor(hue + component * HUE_STEP, saturation * Math.max(high - low, 0.6), Math.max(high, 0.55));
+}
+
+/** Degrees between the hues of two components: neighbours are far apart, and 16 all differ. */
+const HUE_STEP = 137.5;
+
+/** A hue in degrees, with what separates the largest part from the least, and the largest part. */
+function hueColor(hue: number, chroma: number, high: number): string {
+  const part = (offset: number): string => {
+    const place = (((offset + hue / 60) % 6) + 6) % 6;
+    const value = high - chroma * Math.max(0, Math.min(place, 4 - place, 1));
+    return Math.round(255 * Math.min(Math.max(value, 0), 1)).toString(16).padStart(2, "0");
+  };
+  return `#${part(5)}${part(3)}${part(1)}`;
+}
+
 function curvesOf(
   view: StoreView, place: number, curves: ReadonlyMap<string, Curve>, colorOf: (color: string) => string,
 ): PlotCurve[] {
   const { signals } = view;
   const color = colorOf(signals.color[place]!);
   const isStepped = view.sync(place).interp === "zoh";
-  return curveNames(signals, place).flatMap(({ name, suffix }) => {
+  return curveNames(signals, place).flatMap(({ name, suffix, component }) => {
     const curve = curves.get(name);
     if (curve === undefined) return [];
     const label = `${signalName(view, place)}${suffix === "" ? "" : ` ${suffix}`}`;
     // The imaginary part of a curve is drawn thinner than its real part.
-    return [{ key: name, label, curve, isStepped, color, dash: signals.dash[place]!, width: name.endsWith("i") ? 1 : 1.5 }];
+    return [{ key: name, label, curve, isStepped, color: curveColor(color, component), dash: signals.dash[place]!, width: name.endsWith("i") ? 1 : 1.5 }];
   });
 }

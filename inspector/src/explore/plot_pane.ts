@@ -15,7 +15,7 @@ import { EMPTY, activated, added, moved, plotOf, removed, sameLayout, settled } 
 import type { Layout } from "./layout";
 import { Legend } from "./legend";
 import type { LegendEntry } from "./legend";
-import { contentsOf, drawnSignals, extentOfSignals, namesOf, signalName } from "./plot_contents";
+import { commonUnit, contentsOf, curveColor, drawnSignals, extentOfSignals, namesOf, signalName } from "./plot_contents";
 import type { Drawn } from "./plot_contents";
 import { ReadingsTable, legendText } from "./readings_table";
 import type { CurveReading, Readings } from "./readings_table";
@@ -26,6 +26,8 @@ const NOTHING: Drawn = { ids: [], isDate: false, tooMany: 0, otherTimes: 0 };
 
 export class PlotPane {
   readonly element: HTMLElement;
+  /** Buttons for the bar of the page. */
+  readonly tools: HTMLElement;
   readonly layout = new Atom<Layout>(EMPTY, sameLayout);
   /** Told of the window that is shown, null for all of the time. */
   readonly window = new Atom<Window | null>(null);
@@ -33,9 +35,14 @@ export class PlotPane {
   private readonly feed: CurveFeed;
   private readonly table = new ReadingsTable();
   private readonly notes = element("p", "plot-notes muted", { role: "status" });
+  private readonly nothing = element("p", "notice", {}, "Tick signals on the left to plot them.");
   private legends: Legend[] = [];
   private drawn = NOTHING;
   private readonly reads: Latest;
+  /** All of the time that was last known: it stays while nothing is shown. */
+  private extent: Window | null = null;
+  /** A window that was asked for before anything was shown. */
+  private awaited: Window | null = null;
   private cursors: { cursor: number | null; pin: number | null } = { cursor: null, pin: null };
 
   constructor(private readonly session: Session) {
@@ -49,13 +56,8 @@ export class PlotPane {
       onCursor: (cursor, pin) => this.read(cursor, pin),
     });
     const drop = button("+ Plot", "tool add-plot", "Add a plot for the next signals that are ticked (a)", () => this.add());
-    this.element = element(
-      "section", "plot-pane", { "aria-label": "Plots" },
-      element("div", "plot-tools", {}, drop,
-        button("All of the time", "tool", "Show all of the time (Home)", () => this.plots.setWindow(null)),
-        this.notes),
-      this.plots.element, this.table.element,
-    );
+    this.tools = element("div", "plot-tools", {}, drop, button("All of the time", "tool", "Show all of the time (0)", () => this.setWindow(null)));
+    this.element = element("section", "plot-pane", { "aria-label": "Plots" }, this.notes, this.nothing, this.plots.element, this.table.element);
     session.view.watch((view) => view !== null && this.viewed(view));
     session.chosen.watch(() => this.redraw());
     this.layout.watch(() => {
@@ -73,7 +75,8 @@ export class PlotPane {
   }
 
   setWindow(window: Window | null): void {
-    this.plots.setWindow(window);
+    if (this.extent === null) this.awaited = window;
+    else this.plots.setWindow(window);
   }
 
   focus(): void {
@@ -111,9 +114,14 @@ export class PlotPane {
     this.session.changeOrFail(ids, { visible: false });
   }
 
-  /** Moves a signal to the plot at this place; the focus goes with it. */
-  move(id: number, plot: number): void {
+  /** Moves a signal to the plot at this place. */
+  arrangeSignal(id: number, plot: number): void {
     this.layout.update((layout) => moved(layout, id, plot));
+  }
+
+  /** The same from its legend; the focus goes with it. */
+  private move(id: number, plot: number): void {
+    this.arrangeSignal(id, plot);
     frames.draw();
     const place = plotOf(this.layout.get(), id);
     if (place !== null) this.legends[place]?.focus(id);
@@ -138,11 +146,20 @@ export class PlotPane {
     const view = this.session.view.get();
     if (view === null || this.element.clientWidth === 0) return;
     const layout = this.layout.get();
-    const extent = extentOfSignals(view, this.drawn.ids);
+    const isEmpty = layout.plots.every((ids) => ids.length === 0);
+    this.nothing.hidden = !isEmpty;
+    this.plots.element.hidden = isEmpty;
+    if (isEmpty) return this.read(null, null);
+    const extent = extentOfSignals(view, this.drawn.ids) ?? this.extent;
     const contents = contentsOf(view, layout, this.feed.curves, this.colorOf());
     this.showLegends(view, layout);
     contents.forEach((content, place) => (content.heading = this.legends[place]!.element));
     this.plots.setContent(contents, this.drawn.isDate, extent);
+    this.extent = extent;
+    if (extent !== null && this.awaited !== null) {
+      this.plots.setWindow(this.awaited);
+      this.awaited = null;
+    }
     const { times, columns } = this.plots;
     // A single instant is shown with some time around it.
     const all = union(extent, extent === null || width(extent) > 0 ? null : times) ?? times;
@@ -169,8 +186,9 @@ export class PlotPane {
     const colorOf = this.colorOf();
     layout.plots.forEach((ids, place) => {
       const entries = ids.flatMap((id) => this.entry(view, id, colorOf));
+      const unit = commonUnit(ids.map((id) => view.signals.unit[view.place(id) ?? -1] ?? null));
       const isOnly = layout.plots.length === 1;
-      this.legends[place]!.show(entries, chosen?.kind === "signal" ? chosen.id : null, layout.active === place, isOnly);
+      this.legends[place]!.show(entries, unit, chosen?.kind === "signal" ? chosen.id : null, layout.active === place && !isOnly);
     });
   }
 
@@ -180,8 +198,11 @@ export class PlotPane {
     const { signals } = view;
     const run = view.run(signals.run[place]!)?.name ?? "";
     const where = [signals.path[place]!, view.state.runs.length > 1 ? run : ""].filter((text) => text !== "").join(" · ");
-    const curves = curveNames(signals, place).map(({ name }) => name);
-    return [{ id, name: signalName(view, place), where, color: colorOf(signals.color[place]!), dash: signals.dash[place]!, curves }];
+    const name = signalName(view, place);
+    const isShared = this.drawn.ids.some((other) => other !== id && signalName(view, view.place(other) ?? place) === name);
+    const color = colorOf(signals.color[place]!);
+    const curves = curveNames(signals, place).map((one) => ({ name: one.name, color: curveColor(color, one.component) }));
+    return [{ id, name, run: isShared ? run : "", where, color, dash: signals.dash[place]!, curves }];
   }
 
   // ---- Readings ----

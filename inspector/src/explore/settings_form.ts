@@ -84,7 +84,7 @@ type Instants = Sync["method"] | typeof CUSTOM;
 const INSTANTS: readonly [Instants, string][] = [
   ["union", "times of either"], ["intersection", "times of both"], ["uniform", "uniform steps"], [CUSTOM, "function"],
 ];
-const BETWEEN: readonly [Sync["interp"], string][] = [["zoh", "hold the last sample"], ["linear", "straight line"]];
+const BETWEEN: readonly [Sync["interp"], string][] = [["zoh", "hold"], ["linear", "straight line"]];
 
 export class SyncForm extends RecordForm<Sync> {
   constructor(send: Send<Sync>) {
@@ -105,7 +105,7 @@ export class SyncForm extends RecordForm<Sync> {
       ({ type }) => type === 1,
     );
     this.add(
-      choice("between samples", BETWEEN, (interp) => this.with({ interp }), "Also how the curve is drawn"),
+      choice("between", BETWEEN, (interp) => this.with({ interp }), "What holds between samples; the curve is drawn so too"),
       ({ interp }) => interp,
     );
   }
