@@ -5,6 +5,7 @@ from __future__ import annotations
 import os
 from collections.abc import Iterator, Sequence
 from dataclasses import dataclass
+from importlib import import_module
 from typing import TYPE_CHECKING, Any, overload
 
 from kvr._base import html
@@ -19,6 +20,8 @@ from kvr._reading.runs import RunReader
 
 if TYPE_CHECKING:
     import pandas  # type: ignore[import]
+
+    from kvr._base.view import View
 
 _TEXT_ROWS = 20  # in str()
 
@@ -194,6 +197,27 @@ class Comparison(Sequence[Verdict]):
 
         return write(junit_text(self), path)
 
+    def to_html(self, path: str | os.PathLike[str]) -> None:
+        """Write the result as one file that a browser shows from disk, without a network.
+
+        A table of all pairs, and of each pair both signals, the tolerance and the difference, which
+        can be zoomed. Curves are thinned to what a screen can tell apart; the samples that are kept
+        are real ones, the worst one and the ends of what is out always among them. The file has at
+        most 5 MB for 1,000 pairs; of more than 2,000 pairs those that fail are drawn first.
+
+        Raises Gone if a signal was removed since, OSError that names the file; an old file then
+        stays as it was.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> comparison = kvr.compare(run, run.copy())
+        >>> comparison.to_html("speed.html")
+        """
+        from kvr._comparing.report import report_of
+        from kvr._base.writing import write_bytes
+
+        write_bytes(report_of(self), path)
+
     def to_dataframe(self) -> pandas.DataFrame:
         """A row a verdict, its plain facts as columns. Raises MissingPackage without pandas.
 
@@ -206,6 +230,24 @@ class Comparison(Sequence[Verdict]):
         from kvr._comparing.results import dataframe
 
         return dataframe(self)
+
+    def view(self, *, port: int = 0, browser: bool = True) -> View:
+        """Show the store with this comparison in the inspector, as ``Store.view``.
+
+        It is made anew from the runs in the store, and follows their settings. Runs of files are
+        loaded into the store first, and stay there. Raises as ``Store.view``, Gone for a run that
+        was removed, and as ``Store.load`` for one of a file.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> with kvr.compare(run, run.copy()).view(browser=False) as view:
+        ...     view.url.startswith("http://127.0.0.1:")
+        True
+        """
+        # By name: the server stands on the comparison, not the comparison on the server.
+        handle = import_module("kvr._view.handle")
+        view: View = handle.view_comparison(self, port=port, browser=browser)
+        return view
 
     def worst_first(self) -> list[Verdict]:
         """The verdicts that fail, the furthest out first, then the others in their order.
