@@ -32,9 +32,10 @@ _LONGEST_TEXT = 400
 
 
 class ReportFolder:
-    """Makes the folder. Raises OSError that names it."""
+    """Makes the folder. Raises OSError that names it, kvr.Error if the build left the page out."""
 
     def __init__(self, path: str | os.PathLike[str]) -> None:
+        page_of("", {})  # now, and not when all pairs are compared
         self.path = os.path.abspath(os.fspath(path))
         self._pairs = os.path.join(self.path, _PAIRS)
         try:
