@@ -192,6 +192,29 @@ std::span<const std::byte> Statement::blob(int column) const {
   return {bytes, size};
 }
 
+// ---- Blob ----
+
+Blob::Blob(sqlite3* database, const char* table, const char* column, std::int64_t id)
+    : database_(database) {
+  sqlite3_blob* blob = nullptr;
+  const int code = sqlite3_blob_open(database, "main", table, column, id, 0, &blob);
+  blob_.reset(blob);
+  if (code != SQLITE_OK) fail(code);
+}
+
+void Blob::reopen(std::int64_t id) {
+  if (const int code = sqlite3_blob_reopen(blob_.get(), id); code != SQLITE_OK) fail(code);
+}
+
+void Blob::read(std::span<std::byte> to) const {
+  const int code = sqlite3_blob_read(blob_.get(), to.data(), static_cast<int>(to.size()), 0);
+  if (code != SQLITE_OK) fail(code);
+}
+
+void Blob::fail(int code) const {
+  throwFor(database_, code, sqlite3_db_filename(database_, "main"));
+}
+
 // ---- Connection ----
 
 Connection::Connection(const std::string& path, Access access) : path_(path) {

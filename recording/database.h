@@ -58,12 +58,39 @@ class Statement {
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
 
+// A blob of a table, read straight into the caller's memory: a statement's column is a copy.
+class Blob {
+ public:
+  // Opens the blob of the row `id`, which must be there. Keeps the transaction open while it lives.
+  Blob(sqlite3* database, const char* table, const char* column, std::int64_t id);
+
+  // Goes on to another row of the table.
+  void reopen(std::int64_t id);
+  std::size_t size() const noexcept {
+    return static_cast<std::size_t>(sqlite3_blob_bytes(blob_.get()));
+  }
+  // Fills `to` from its first byte on; it must not be longer than the blob.
+  void read(std::span<std::byte> to) const;
+
+ private:
+  struct Close {
+    void operator()(sqlite3_blob* blob) const { sqlite3_blob_close(blob); }
+  };
+  [[noreturn]] void fail(int code) const;
+
+  sqlite3* database_;
+  std::unique_ptr<sqlite3_blob, Close> blob_;
+};
+
 class Connection {
  public:
   // Opens the file with defensive settings. Reads nothing from it.
   Connection(const std::string& path, Access access);
 
   Statement prepare(std::string_view sql) const { return {database_.get(), sql}; }
+  Blob openBlob(const char* table, const char* column, std::int64_t id) const {
+    return {database_.get(), table, column, id};
+  }
   void execute(const char* sql) const;
   // The same, but returns SQLite's extended code.
   int tryExecute(const char* sql) const noexcept;
