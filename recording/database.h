@@ -98,6 +98,13 @@ class Connection {
   void begin();
   void rollBack() noexcept;
 
+  // The file that SQLite takes for the journal of an unfinished transaction: beside the file that a
+  // symbolic link leads to, not beside the link.
+  std::string journal() const;
+  // Whether SQLite opened the file for reading only, as it does where writing is not allowed.
+  bool isReadOnly() const { return sqlite3_db_readonly(database_.get(), "main") != 0; }
+  // Whether the file system has locks.
+  bool canLock() const;
   // Raw bytes of the file. False if it ends before.
   bool readFile(std::uint64_t offset, std::span<std::byte> to) const;
   std::uint64_t length() const;
@@ -111,6 +118,8 @@ class Connection {
   struct Close {
     void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
   };
+  sqlite3_file& file() const;
+
   std::string path_;
   std::unique_ptr<sqlite3, Close> database_;
   Statement begin_;
