@@ -61,14 +61,14 @@ def test_stream_begins_with_the_revision(window, speed):
 def test_change_of_one_window_is_told_to_the_other(window, other_window, run, speed):
     window.get("/api/state")
     with other_window.listen() as events:
-        change = {"visible": True, "color": "#00ff00", "tolerance": {"absolute": 2}}
+        change = {"visible": True, "color": "#02fe01", "tolerance": {"absolute": 2}}
         revision = window.send("PATCH", f"/api/signals/{speed.id}", change)["revision"]
         patch = events.until("patch")
     assert patch == {
         "revision": revision,
         "runs": [],
         "signals": [
-            {"id": speed.id, "visible": True, "color": "#00ff00", "tolerance_inherited": False,
+            {"id": speed.id, "visible": True, "color": "#02fe01", "tolerance_inherited": False,
              "tolerance": kvr.Tolerance(absolute=2).to_fields()},
         ],
     }  # fmt: skip
@@ -112,7 +112,7 @@ def test_what_the_program_adds_and_removes_makes_windows_load_again(
     ("change", "told"),
     [
         (lambda run, signal: setattr(signal, "visible", True), {"visible": True}),
-        (lambda run, signal: setattr(signal, "color", "#ff0000"), {"color": "#ff0000"}),
+        (lambda run, signal: setattr(signal, "color", "#fe0102"), {"color": "#fe0102"}),
         (lambda run, signal: setattr(signal, "dash", ":"), {"dash": ":"}),
         (lambda run, signal: setattr(signal, "metadata", {"unit": "m"}), {"unit": "m"}),
         (lambda run, signal: setattr(run, "name", "x"), {"name": "x"}),
