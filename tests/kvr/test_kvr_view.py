@@ -4,16 +4,17 @@ import json
 import math
 import time
 from datetime import datetime, timezone
+from pathlib import Path
 
 import jsonschema
 import kvr
 import numpy as np
 import pytest
-from pathlib import Path
 from viewing import Window
 
 pytest.importorskip("starlette")
 pytest.importorskip("uvicorn")
+from kvr._view import comparison  # noqa: E402  it needs them
 
 SCHEMA = json.loads((Path(__file__).parents[2] / "docs" / "comparison.schema.json").read_text())
 
@@ -424,15 +425,13 @@ def test_only_pairs_whose_settings_changed_are_judged_again(window, pair, monkey
             side.add(f"s{i}", [1.0], time=[0.0], path="p")
     compare(window, pair)
     judged = []
-    from kvr._view import comparison
 
-    original = comparison._kvr.judge_all
+    def judge(*given):
+        judged.append(given)
+        return original(*given)
 
-    def judge_all(tasks, stop):
-        judged.extend(tasks)
-        return original(tasks, stop)
-
-    monkeypatch.setattr(comparison._kvr, "judge_all", judge_all)
+    original = comparison.judge
+    monkeypatch.setattr(comparison, "judge", judge)
     window.send("PATCH", f"/api/signals/{run.signals[0].id}", {"tolerance": {"absolute": 1}})
     assert window.get("/api/comparison")["passed"]
     assert len(judged) == 1

@@ -155,7 +155,7 @@ def test_window_that_does_not_read_keeps_nobody_waiting(view, window, other_wind
     """It hears at last that it should load all again; the server keeps few events for it."""
     window.get("/api/state")
     slow = socket.socket()
-    slow.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+    slow.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 16)
     slow.connect((window.host, window.port))
     request = (
         f"GET /api/events HTTP/1.1\r\nHost: {window.netloc}\r\nCookie: {window.cookie}\r\n\r\n"
