@@ -74,7 +74,7 @@ def test_it_prints_its_address_serves_and_ends_on_ctrl_c(view):
     assert events.next()[0] == "hello"
     code, out, err, seconds = command.end()
     assert (code, out, err) == (0, "", "")
-    assert seconds < 2.0  # 1 second on a machine of its own
+    assert seconds < 6.0  # 1 second on a machine of its own; other tests may have the processors
 
 
 def test_every_format_and_single_runs_are_loaded(view, files):
