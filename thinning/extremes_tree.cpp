@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
+#include <utility>
 
 namespace kvr::thinning {
 namespace {
@@ -15,39 +17,72 @@ std::uint8_t bitOf(Kind kind) { return static_cast<std::uint8_t>(kind); }
 
 bool startsNode(std::size_t sample, std::size_t span) { return (sample & (span - 1)) == 0; }
 
-// Where the extremes of one leaf are. The first pass compares values only, so that the compiler can
-// use vector instructions; the second finds the places.
-Extremes extremesOf(std::span<const double> values, std::size_t begin) {
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  double least = kInfinity;
-  double most = -kInfinity;
-  for (const double value : values) {
+// Two doubles in one register, and masks of all bits or none.
+constexpr std::size_t kWidth = 2;
+using Vector = double __attribute__((vector_size(kWidth * sizeof(double))));
+using Mask = std::int64_t __attribute__((vector_size(kWidth * sizeof(double))));
+
+void load(Vector& to, const double* from) { std::memcpy(&to, from, sizeof to); }
+
+// What one pass over a leaf finds.
+struct LeafFacts {
+  double least = std::numeric_limits<double>::infinity();
+  double most = -std::numeric_limits<double>::infinity();
+  std::size_t gaps = 0;
+  std::size_t sameTimes = 0;
+
+  void take(double value, bool isSameTime) {
     least = value < least ? value : least;
     most = value > most ? value : most;
+    gaps += value != value ? 1 : 0;
+    sameTimes += isSameTime ? 1 : 0;
   }
+};
+
+// The times go on to that after the leaf, unless the series ends with it.
+LeafFacts factsOf(std::span<const double> times, std::span<const double> values) {
+  LeafFacts facts;
+  Vector least = Vector{} + facts.least;
+  Vector most = Vector{} + facts.most;
+  Mask gaps{};
+  Mask sameTimes{};
+  std::size_t i = 0;
+  for (; i + kWidth < times.size(); i += kWidth) {
+    Vector value, time, next;
+    load(value, &values[i]);
+    load(time, &times[i]);
+    load(next, &times[i + 1]);
+    least = value < least ? value : least;
+    most = value > most ? value : most;
+    gaps -= value != value;
+    sameTimes -= time == next;
+  }
+  for (std::size_t lane = 0; lane < kWidth; ++lane) {
+    facts.least = std::min(facts.least, least[lane]);
+    facts.most = std::max(facts.most, most[lane]);
+    facts.gaps += static_cast<std::size_t>(gaps[lane]);
+    facts.sameTimes += static_cast<std::size_t>(sameTimes[lane]);
+  }
+  for (; i < values.size(); ++i)
+    facts.take(values[i], i + 1 < times.size() && times[i] == times[i + 1]);
+  return facts;
+}
+
+// Where the extremes of a leaf are; nowhere if it has no number.
+Extremes extremesOf(const LeafFacts& facts, std::span<const double> values, std::size_t begin) {
   const auto placeOf = [&](double wanted) {
     const auto found = std::find(values.begin(), values.end(), wanted);
     if (found == values.end()) return kNowhere;
     return begin + static_cast<std::size_t>(found - values.begin());
   };
-  // A leaf whose numbers are all infinite and alike has one of these where it started from.
-  const std::size_t minimum = placeOf(least);
-  const std::size_t maximum = placeOf(most);
-  return {minimum, maximum};
+  return {placeOf(facts.least), placeOf(facts.most)};
 }
 
-std::uint8_t kindsOf(std::span<const double> times, std::span<const double> values) {
-  bool hasNumber = false;
-  bool hasGap = false;
-  for (const double value : values) {
-    hasNumber |= value == value;
-    hasGap |= value != value;
-  }
-  bool hasSameTime = false;
-  for (std::size_t i = 1; i < times.size(); ++i) hasSameTime |= times[i - 1] == times[i];
-  return static_cast<std::uint8_t>((hasNumber ? bitOf(Kind::kNumber) : 0) |
-                                   (hasGap ? bitOf(Kind::kGap) : 0) |
-                                   (hasSameTime ? bitOf(Kind::kSameTime) : 0));
+std::uint8_t kindsOf(const LeafFacts& facts, std::size_t samples) {
+  const int number = facts.gaps < samples ? bitOf(Kind::kNumber) : 0;
+  const int gap = facts.gaps > 0 ? bitOf(Kind::kGap) : 0;
+  const int sameTime = facts.sameTimes > 0 ? bitOf(Kind::kSameTime) : 0;
+  return static_cast<std::uint8_t>(number | gap | sameTime);
 }
 
 }  // namespace
@@ -91,10 +126,10 @@ void ExtremesTree::addLeaves() {
   leaves.kinds.reserve(count);
   for (std::size_t begin = 0; begin < values_.size(); begin += kLeaf) {
     const auto values = values_.subspan(begin, std::min(kLeaf, values_.size() - begin));
-    // With the time after the leaf, for its last sample.
     const auto times = times_.subspan(begin, std::min(kLeaf + 1, times_.size() - begin));
-    leaves.extremes.push_back(extremesOf(values, begin));
-    leaves.kinds.push_back(kindsOf(times, values));
+    const LeafFacts facts = factsOf(times, values);
+    leaves.extremes.push_back(extremesOf(facts, values, begin));
+    leaves.kinds.push_back(kindsOf(facts, values.size()));
   }
   levels_.push_back(std::move(leaves));
 }
