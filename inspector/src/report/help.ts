@@ -13,16 +13,21 @@ const ON_PLOTS: readonly (readonly [string, string])[] = [
   ["Esc", "remove the cursors"],
 ];
 
-/** A dialog that lists the hot keys and what the mouse does on plots. */
-export function keysHelp(hotKeys: readonly HotKey[]): HTMLDialogElement {
+/** Keys of one view: its title, and what keys do. */
+type Section = readonly [string, readonly (readonly [string, string])[]];
+
+/** A dialog that lists the hot keys, those of other views, and what the mouse does on plots. */
+export function keysHelp(hotKeys: readonly HotKey[], others: readonly Section[] = []): HTMLDialogElement {
   const row = (keys: string, help: string): HTMLElement =>
     element("div", "fact", {}, element("dt", "", {}, element("kbd", "", {}, keys)), element("dd", "", {}, help));
   const dialog = element(
     "dialog", "help", { "aria-label": "Keys" },
     element("h2", "", {}, "Keys"),
     element("dl", "", {}, ...hotKeys.map(({ keys, help }) => row(keys.join(", "), help))),
-    element("h2", "", {}, "On the plots"),
-    element("dl", "", {}, ...ON_PLOTS.map(([keys, help]) => row(keys, help))),
+    ...[...others, ["On the plots", ON_PLOTS] as const].flatMap(([title, rows]) => [
+      element("h2", "", {}, title),
+      element("dl", "", {}, ...rows.map(([keys, help]) => row(keys, help))),
+    ]),
   );
   dialog.append(button("Close", "tool", "Close (Esc)", () => dialog.close()));
   return dialog;

@@ -5,6 +5,7 @@ from __future__ import annotations
 import os
 from collections.abc import Iterator, Sequence
 from dataclasses import dataclass
+from importlib import import_module
 from typing import TYPE_CHECKING, Any, overload
 
 from kvr._base import html
@@ -19,6 +20,8 @@ from kvr._reading.runs import RunReader
 
 if TYPE_CHECKING:
     import pandas  # type: ignore[import]
+
+    from kvr._base.view import View
 
 _TEXT_ROWS = 20  # in str()
 
@@ -227,6 +230,24 @@ class Comparison(Sequence[Verdict]):
         from kvr._comparing.results import dataframe
 
         return dataframe(self)
+
+    def view(self, *, port: int = 0, browser: bool = True) -> View:
+        """Show the store with this comparison in the inspector, as ``Store.view``.
+
+        It is made anew from the runs in the store, and follows their settings. Runs of files are
+        loaded into the store first, and stay there. Raises as ``Store.view``, Gone for a run that
+        was removed, and as ``Store.load`` for one of a file.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> with kvr.compare(run, run.copy()).view(browser=False) as view:
+        ...     view.url.startswith("http://127.0.0.1:")
+        True
+        """
+        # By name: the server stands on the comparison, not the comparison on the server.
+        handle = import_module("kvr._view.handle")
+        view: View = handle.view_comparison(self, port=port, browser=browser)
+        return view
 
     def worst_first(self) -> list[Verdict]:
         """The verdicts that fail, the furthest out first, then the others in their order.
