@@ -4,7 +4,7 @@
     campaign_costs.py tools/simulate_campaign/costs.json
 
 Run with the package kvr on the path. Costs are processor time, which other load changes little; the
-campaigns are clock time, the least of three.
+campaigns are clock time, the least of two.
 """
 
 from __future__ import annotations
@@ -30,7 +30,7 @@ from kvr._comparing.verdict import STATUSES
 
 from campaign_bench import Pairs, cluster, pair_that_takes, processes_of, recordings
 
-_ROUNDS = 3
+_ROUNDS = 2
 _TICKS = os.sysconf("SC_CLK_TCK")
 
 
@@ -117,8 +117,8 @@ def least(pairs: Pairs, **where: Any) -> tuple[float, float]:
 
 def measured(folder: Path) -> dict[str, Any]:
     pair = pair_that_takes(folder, 0.02)
-    few, many = [pair] * 50, [pair] * 500
-    small = [recordings(folder, f"small {number}", 1, 2) for number in range(2000)]
+    few, many = [pair] * 20, [pair] * 200
+    small = [recordings(folder, f"small {number}", 1, 2) for number in range(1000)]
     start = min(elapsed(few[:1], jobs=1)[0] for _ in range(_ROUNDS)) - 0.02
     common = worker_costs()
     found: dict[str, Any] = {
