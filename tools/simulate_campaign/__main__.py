@@ -11,7 +11,7 @@ from __future__ import annotations
 import argparse
 import json
 from collections.abc import Iterator
-from dataclasses import fields
+from dataclasses import fields, replace
 from pathlib import Path
 from typing import Any, NamedTuple
 
@@ -72,7 +72,8 @@ def checked_lines(data: dict[str, Any]) -> Iterator[str]:
     yield "|---|---|---|---|---|---|---|"
     for run in data["runs"]:
         campaign = Campaign(run["pairs"], run["compare"], run["workers"])
-        seconds = simulate(campaign, costs_of(data[run["where"]])).seconds
+        costs = replace(costs_of(data[run["where"]]), start=run["start"])
+        seconds = simulate(campaign, costs).seconds
         error = seconds / run["seconds"] - 1
         yield (
             f"| {run['where']} | {run['workers']} | {run['pairs']} | {milliseconds(run['compare'])} "
