@@ -14,10 +14,12 @@ PROGRAMS = (
 PYTHON = "python:"
 KVR = "kvr:"
 FILES = "files:"
+THINNING = "thinning:"
 PYTHON_PROGRAMS = {
     PYTHON: "python_face_bench.py",
     KVR: "compare_python_bench.py",
     FILES: "files_bench.py",
+    THINNING: "thinning_bench.py",
 }
 
 
@@ -232,9 +234,20 @@ def recording_rows():
                 FILES + "compare_recordings", FILES + "read_recordings")  # fmt: skip
 
 
+def thinning_rows():
+    def case(name):
+        return THINNING + name
+
+    yield ratio("thinning, build, over NumPy's one pass", "1e7", 3, "",
+                case("build"), case("one_pass"))  # fmt: skip
+    yield ratio("thinning, window, over reading it", "1e7, 1,000 columns", 25, "",
+                case("window"), case("read_kept"))  # fmt: skip
+    yield value("thinning, window again", "1e7, 1,000 columns", 2e6, "", case("window_warm"))
+
+
 def rows(full):
     return [
         *map_rows(), *store_rows(full), *scratch_rows(), *python_rows(), *compare_rows(),
         *compare_python_rows(),
-        *recording_rows(),
+        *recording_rows(), *thinning_rows(),
     ]  # fmt: skip

@@ -1,6 +1,7 @@
 from collections.abc import Callable, Sequence
 from typing import Any
 
+import numpy as np
 from numpy.typing import NDArray
 
 class Stopped(Exception): ...
@@ -85,3 +86,28 @@ def verify_recording(
     path: str, progress: Callable[[int, int], object]
 ) -> list[tuple[str, str]]: ...
 def read_numbers(text: str, columns: int, delimiter: str, decimal: str) -> list[Any] | None: ...
+
+class Thinned:
+    """Chooses the samples that draw what all draw; thinning/thinning.h has the details.
+
+    Both arrays are (n,) float64, contiguous, and must not change while the object is in use; it
+    keeps them alive. TypeError for other numbers, ValueError for other layouts, for different
+    lengths, and for times that fall or are NaN.
+    """
+
+    def __init__(self, time: NDArray[np.float64], values: NDArray[np.float64]) -> None: ...
+    def __len__(self) -> int: ...
+    def window(
+        self, first_time: float, last_time: float, columns: int, keep: Sequence[int] = ()
+    ) -> NDArray[np.int64]:
+        """Rising indices from 0 of the samples to draw of a window of so many pixel columns.
+
+        ValueError for no columns and for a window that ends before it begins or at NaN, IndexError
+        for an index in `keep` that is none of a sample.
+        """
+    def extremes(self, first: int, last: int) -> tuple[int, int] | None:
+        """Where the lowest and the highest of the samples `first` to `last` are, both included.
+
+        None if all are NaN. IndexError if there is none of these samples, or `last` is below
+        `first`.
+        """

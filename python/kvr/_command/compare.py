@@ -32,6 +32,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     add("other", metavar="OTHER", help="the run that is judged; a file, or FILE#RUN")
     add("--json", metavar="FILE", help="write the results as JSON; - for standard output")
     add("--junit", metavar="FILE", help="write the results as JUnit XML; - for standard output")
+    add("--html", metavar="FILE", help="write a page with all pairs and their curves")
     add_comparison_arguments(parser)
     add("--jobs", metavar="N", type=count, help="threads; as many as processors by default")
     add("--quiet", action="store_true", help="print nothing but errors")
@@ -56,6 +57,8 @@ def run(options: argparse.Namespace) -> int:
         _written(json_text, comparison, options.json),
         _written(junit_text, comparison, options.junit),
     ]
+    if options.html is not None:
+        comparison.to_html(options.html)
     if not options.quiet and not any(on_output):
         _print(comparison)
     if not comparison.paired:

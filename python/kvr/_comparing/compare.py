@@ -94,13 +94,13 @@ def compare(
     >>> kvr.compare(run, run.copy()).passed
     True
     """
-    plan = _plan_of(match, coverage, time_tolerance, tolerance, sync, only, ignore, strict)
+    plan = plan_of(match, coverage, time_tolerance, tolerance, sync, only, ignore, strict)
     return compare_runs(
         open_run(baseline), open_run(other), **plan, threads=threads, progress=progress
     )
 
 
-def _plan_of(
+def plan_of(
     match: Match = "path",
     coverage: str = "baseline",
     time_tolerance: float = 0.0,
@@ -127,7 +127,7 @@ def _plan_of(
 def require_options(options: dict[str, Any]) -> None:
     """Check the options of ``kvr.compare`` before anything is compared. Raises as it does."""
     _require_known(options)
-    _plan_of(**options)
+    plan_of(**options)
 
 
 def _require_known(options: dict[str, Any]) -> None:
@@ -151,7 +151,7 @@ def compare_part(
     `choose` stands in the place of `tolerance` and `sync`.
     """
     _require_known(options)
-    plan = _plan_of(**options)
+    plan = plan_of(**options)
     if choose:
         plan["choose"] = choose
     return compare_runs(open_run(baseline), open_run(other), **plan, threads=1, part=part)

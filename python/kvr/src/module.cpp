@@ -1,5 +1,5 @@
-// The extension _kvr: the comparison, the recording files and the numbers of CSV files for the
-// package kvr.
+// The extension _kvr: the comparison, the recording files, the numbers of CSV files and the
+// thinning of curves for the package kvr.
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
@@ -20,6 +20,7 @@
 #include "python/kvr/src/interruption.h"
 #include "python/kvr/src/recording_classes.h"
 #include "python/kvr/src/sides.h"
+#include "python/kvr/src/thinned.h"
 #include "python/kvr/src/verdicts.h"
 
 namespace kvr::python {
@@ -210,6 +211,7 @@ PYBIND11_MODULE(_kvr, module) {
   module.def("date_text", &kvr::compare::dateText, py::arg("seconds"));
   module.def("describe_alone", &describeAlone, py::arg("missing"));
   defineRecordingClasses(module);
+  defineThinned(module);
   module.def("read_numbers", &readNumbersOf, py::arg("text"), py::arg("columns"),
              py::arg("delimiter"), py::arg("decimal"));
 }
