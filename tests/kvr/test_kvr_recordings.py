@@ -283,7 +283,12 @@ def test_runs_compare_without_the_store(filled, path):
 
 def test_signals_of_one_time_base_share_their_times(store, path):
     run = store.new_run("Monday")
-    for label, times in (("a", [0.0, 1.0]), ("b", [0.0, 1.0]), ("c", [0.0, 2.0]), ("d", [0.0, 1.0])):
+    for label, times in (
+        ("a", [0.0, 1.0]),
+        ("b", [0.0, 1.0]),
+        ("c", [0.0, 2.0]),
+        ("d", [0.0, 1.0]),
+    ):
         run.add(label, [1, 2], time=times)
     run.save(path)
     with kvr.open(path) as recording:

@@ -105,7 +105,8 @@ TEST(SizesTest, OpeningAndReadingCostTheSameInSmallAndLargeFiles) {
 TEST(SizesTest, TheFileIsLittleLongerThanItsNumbers) {
   const ScratchDirectory directory;
   write(directory.file("drive.kvr"), 100, 100'000);
-  EXPECT_LE(fs::file_size(directory.file("drive.kvr")), 101 * std::uint64_t{100'000} * 8 * 102 / 100);
+  EXPECT_LE(fs::file_size(directory.file("drive.kvr")),
+            101 * std::uint64_t{100'000} * 8 * 102 / 100);
 }
 
 #ifndef KVR_ADDRESS_SANITIZER  // which keeps freed memory
