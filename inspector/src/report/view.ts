@@ -21,7 +21,7 @@ export class ComparisonView {
   readonly element = element("div", "comparison");
   private readonly pair: PairView;
   private pairs: PairsList | null = null;
-  private readonly help: HTMLDialogElement;
+  readonly help: HTMLDialogElement;
   /** The pair that is shown: so that a change of the address tells what is new. */
   private shown: { index: number | null; component: number | null } = { index: null, component: null };
   private told: Record<string, string> = {};
