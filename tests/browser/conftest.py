@@ -56,7 +56,7 @@ class Page:
         return [entry["message"] for entry in self.driver.get_log("browser")]
 
     def set_theme(self, theme: str) -> None:
-        """"dark" or "light"."""
+        """ "dark" or "light"."""
         feature = {"name": "prefers-color-scheme", "value": theme}
         self.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": [feature]})
 

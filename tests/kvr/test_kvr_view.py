@@ -243,7 +243,9 @@ def test_readings_are_exact_in_every_class(run, window):
 
 
 def test_display_is_changed_in_the_store(speed, window):
-    window.send("PATCH", f"/api/signals/{speed.id}", {"visible": True, "color": "#ff8000", "dash": ":"})
+    window.send(
+        "PATCH", f"/api/signals/{speed.id}", {"visible": True, "color": "#ff8000", "dash": ":"}
+    )
     assert (speed.visible, speed.dash) == (True, ":")
     assert speed.color == (1.0, 128 / 255, 0.0)
     window.send("PATCH", f"/api/signals/{speed.id}", {"visible": False, "color": [0, 0.5, 1]})
@@ -253,7 +255,11 @@ def test_display_is_changed_in_the_store(speed, window):
 def test_settings_are_changed_in_the_store_and_given_back_to_the_run(run, speed, window):
     run.tolerance = kvr.Tolerance(absolute=3)
     path = f"/api/signals/{speed.id}"
-    window.send("PATCH", path, {"tolerance": {"relative": 0.5}, "sync": {"method": "uniform", "interval": 2}})
+    window.send(
+        "PATCH",
+        path,
+        {"tolerance": {"relative": 0.5}, "sync": {"method": "uniform", "interval": 2}},
+    )
     assert speed.tolerance == kvr.Tolerance(relative=0.5)
     assert speed.sync == kvr.Sync("uniform", interval=2)
     assert not (speed.tolerance.inherited or speed.sync.inherited)
@@ -282,7 +288,9 @@ def test_every_field_of_a_tolerance_reaches_the_store(speed, window, wanted):
 
 def test_many_signals_are_changed_at_once(run, window):
     ids = [run.add("a", [1.0], time=[0.0]).id for _ in range(20)]
-    window.send("PATCH", "/api/signals", {"ids": ids[:10], "visible": True, "sync": {"interp": "linear"}})
+    window.send(
+        "PATCH", "/api/signals", {"ids": ids[:10], "visible": True, "sync": {"interp": "linear"}}
+    )
     assert [signal.visible for signal in run.signals] == [True] * 10 + [False] * 10
     assert [signal.sync.interp for signal in run.signals] == ["linear"] * 10 + ["zoh"] * 10
 
@@ -571,7 +579,9 @@ def test_what_a_format_cannot_hold_is_told_without_the_servers_folders(run, wind
     )  # fmt: skip
 
 
-@pytest.mark.parametrize("name", ["../../etc/passwd", "a\r\nSet-Cookie: x=y", '"; x="', "\u202e", ""])
+@pytest.mark.parametrize(
+    "name", ["../../etc/passwd", "a\r\nSet-Cookie: x=y", '"; x="', "\u202e", ""]
+)
 def test_name_of_an_exported_file_is_harmless(store, window, name):
     run = store.new_run(name)
     answer = window.ask("GET", f"/api/export.kvr?runs={run.id}")

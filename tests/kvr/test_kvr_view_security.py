@@ -96,7 +96,15 @@ def test_link_of_another_page_admits_by_a_step_of_its_own(stranger, view):
     assert stranger.ask("GET", "/api/state").status == 200
 
 
-PATHS = ["/", "/page.js", "/page.css", "/api/state", "/api/events", "/nothing", "/api/../etc/passwd"]
+PATHS = [
+    "/",
+    "/page.js",
+    "/page.css",
+    "/api/state",
+    "/api/events",
+    "/nothing",
+    "/api/../etc/passwd",
+]
 
 
 @pytest.mark.parametrize("path", PATHS)

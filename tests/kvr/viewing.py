@@ -116,7 +116,9 @@ class Listener:
 
     def __init__(self, window):
         self._socket = socket.create_connection((window.host, window.port), timeout=20)
-        request = f"GET /api/events HTTP/1.1\r\nHost: {window.netloc}\r\nCookie: {window.cookie}\r\n"
+        request = (
+            f"GET /api/events HTTP/1.1\r\nHost: {window.netloc}\r\nCookie: {window.cookie}\r\n"
+        )
         self._socket.sendall(request.encode() + b"\r\n")
         self._answer = http.client.HTTPResponse(self._socket)
         self._answer.begin()
@@ -142,6 +144,7 @@ class Listener:
         raise AssertionError(f"the stream ended without {wanted}")
 
     def close(self):
+        self._answer.close()  # it holds the socket open
         self._socket.close()
 
     def __enter__(self):

@@ -5,7 +5,7 @@
 import { readComparison } from "./numbers";
 import { PackedPair } from "./packed";
 import type { PairLooks } from "./packed";
-import type { Comparison, Dash, Look, PairCurves, PairRequest, Source } from "./source";
+import type { Comparison, Dash, Interval, Look, PairCurves, PairRequest, Source } from "./source";
 
 const DATA = "kvr-data";
 const BLOCK = "kvr-block-";
@@ -93,12 +93,19 @@ function comparisonOf(data: ComparisonData): Comparison {
     const { tolerance, sync } = record as { tolerance: number | null; sync: number | null };
     return {
       ...record,
+      intervals: intervalsOf(record["intervals"] as number[]),
       tolerance: tolerance === null ? null : data.tolerances[tolerance],
       sync: sync === null ? null : data.syncs[sync],
     };
   });
   const is_date = data.pairs.map((pair) => pair.is_date);
   return readComparison({ ...data.comparison, verdicts, is_date });
+}
+
+/** `numbers` has the first time, the last time and the count of each interval in a row. */
+function intervalsOf(numbers: readonly number[]): Interval[] {
+  const places = [...numbers.keys()].filter((place) => place % 3 === 0);
+  return places.map((place) => ({ first: numbers[place]!, last: numbers[place + 1]!, count: numbers[place + 2]! }));
 }
 
 function lookOf(data: ComparisonData, number: number | null): Look | null {

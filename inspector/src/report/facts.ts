@@ -1,7 +1,7 @@
 // What a verdict and the options of a comparison say, as pairs of names and texts.
 
-import type { Comparison, Sync, Tolerance, Value, Verdict, Whose } from "../data/source";
-import { countText, exactNumber, exactValue, shortNumber } from "../text/numbers";
+import type { Comparison, Sync, Tolerance, Verdict, Whose } from "../data/source";
+import { counted, exactNumber, exactValue, shortNumber } from "../text/numbers";
 import { exactTimeText } from "../text/dates";
 
 export type Fact = readonly [name: string, text: string];
@@ -57,23 +57,24 @@ export function optionFacts({ options }: Comparison): Fact[] {
 /** All of a verdict but its status and its sentence; what is 0 and says nothing is left out. */
 export function verdictFacts(verdict: Verdict, isDate: boolean): Fact[] {
   const time = (at: number | null): string => (at === null ? "" : ` at ${exactTimeText(at, isDate)}`);
-  const count = (number: number, of = ""): string | false => number > 0 && countText(number) + of;
+  const values = (number: number, what: string): string | false => number > 0 && `${counted(number, "value")}${what}`;
+  const samples = (number: number, what: string): string | false => number > 0 && `${counted(number, "sample")}${what}`;
   const facts: [string, string | false][] = [
     ["tolerance", settingText(verdict.tolerance && toleranceText(verdict.tolerance, isDate), verdict.tolerance_source)],
     ["instants", settingText(verdict.sync && syncText(verdict.sync), verdict.sync_source)],
-    ["compared", count(verdict.instants, verdict.judged === verdict.instants ? " instants" : ` instants, ${countText(verdict.judged)} values`)],
-    ["out", count(verdict.out, ` values at ${countText(verdict.instants_out)} instants, in ${stretches(verdict.intervals_total)}`)],
+    ["compared", verdict.instants > 0 && counted(verdict.instants, "instant") + (verdict.judged === verdict.instants ? "" : `, ${counted(verdict.judged, "value")} judged`)],
+    ["out", values(verdict.out, ` at ${counted(verdict.instants_out, "instant")}, in ${counted(verdict.intervals_total, "stretch", "stretches")}`)],
     ["out from", verdict.first_out !== null && `${exactTimeText(verdict.first_out, isDate)} to ${exactTimeText(verdict.last_out ?? verdict.first_out, isDate)}`],
     ["worst", worstText(verdict, isDate)],
     ["largest difference", verdict.max_difference !== null && verdict.max_difference > 0 && exactNumber(verdict.max_difference) + time(verdict.max_difference_time)],
     ["largest relative", verdict.max_relative !== null && verdict.max_relative > 0 && shortNumber(verdict.max_relative, 6) + time(verdict.max_relative_time)],
     ["rms of differences", verdict.rms !== null && verdict.rms > 0 && shortNumber(verdict.rms, 6)],
-    ["lost", count(verdict.lost, " values: a number in the baseline, none in the other")],
-    ["gained", count(verdict.gained, " values: a number in the other, none in the baseline")],
-    ["gaps", count(verdict.gaps, " values: no number in either")],
-    ["outside the window", count(verdict.outside, " values, not judged")],
-    ["uncovered", count(verdict.uncovered, " samples of the baseline outside the common span")],
-    ["beyond", count(verdict.beyond, " samples of the other outside the common span")],
+    ["lost", values(verdict.lost, ": a number in the baseline, none in the other")],
+    ["gained", values(verdict.gained, ": a number in the other, none in the baseline")],
+    ["gaps", values(verdict.gaps, ": no number in either")],
+    ["outside the window", values(verdict.outside, ", not judged")],
+    ["uncovered", samples(verdict.uncovered, " of the baseline outside the common span")],
+    ["beyond", samples(verdict.beyond, " of the other outside the common span")],
   ];
   return facts.filter((fact): fact is [string, string] => fact[1] !== false && fact[1] !== "");
 }
@@ -82,16 +83,11 @@ function settingText(text: string | null, whose: Whose | null): string {
   return text === null ? "" : `${text} (${whose === null ? "" : WHOSE[whose]})`;
 }
 
-function stretches(count: number): string {
-  return count === 1 ? "one stretch" : `${countText(count)} stretches`;
-}
-
 function worstText({ worst }: Verdict, isDate: boolean): string | false {
   if (worst === null) return false;
   const component = worst.component > 0 ? `, component ${worst.component}` : "";
-  const values = (value: Value): string => exactValue(value);
   return (
-    `${values(worst.other)} instead of ${values(worst.baseline)} at ${exactTimeText(worst.time, isDate)}${component}: ` +
+    `${exactValue(worst.other)} instead of ${exactValue(worst.baseline)} at ${exactTimeText(worst.time, isDate)}${component}: ` +
     `off by ${shortNumber(worst.difference, 6)}, allowed ${shortNumber(worst.tolerance, 6)}`
   );
 }

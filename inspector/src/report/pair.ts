@@ -15,7 +15,6 @@ import { pairContent } from "./content";
 import { FactsView } from "./factsview";
 import { neighbouringInterval, worstStretch } from "./jumps";
 import { MARKS } from "./ranking";
-import { nearestKept } from "./readings";
 import { ReadingsView } from "./readingsview";
 import { pairColors } from "./theme";
 
@@ -42,6 +41,8 @@ export class PairView {
   private component: number | null = null;
   private comparison: Comparison | null = null;
   private fetcher: WindowFetcher | null = null;
+  /** Where the stretch begins that was jumped to, until the window is moved by other means. */
+  private jumped: number | null = null;
   /** Counts what was asked for, so that a late answer for another pair is dropped. */
   private asked = 0;
 
@@ -51,6 +52,7 @@ export class PairView {
   ) {
     this.plots = new Plots({
       onWindow: (window) => {
+        this.jumped = null;
         this.fetchMore();
         this.options.onWindow?.(window);
       },
@@ -78,8 +80,9 @@ export class PairView {
     const isDate = this.comparison?.is_date[index] ?? false;
     this.shown = { index, verdict, isDate };
     this.component = component;
+    this.jumped = null;
     this.describe(verdict, isDate);
-    this.plots.setCursor(null, null);
+    this.plots.setCursor(null, verdict.worst?.time ?? null);
     await this.load(window);
   }
 
@@ -217,24 +220,28 @@ export class PairView {
 
   // ---- Jumps ----
 
-  /** Shows the next or previous stretch that is out, seen from the cursor or the middle of the window. */
+  /** Shows the next or previous stretch that is out, seen from the last one or the middle of the window. */
   jump(isNext: boolean): void {
     const { first, last } = this.plots.times;
-    const from = this.plots.pinned ?? (this.plots.window === null ? (isNext ? -Infinity : Infinity) : (first + last) / 2);
+    const start = this.plots.window === null ? (isNext ? -Infinity : Infinity) : (first + last) / 2;
+    const from = this.jumped ?? start;
     const interval = neighbouringInterval(this.shown?.verdict.intervals ?? [], from, isNext);
-    if (interval !== null) this.showStretch(interval, interval.first);
+    if (interval === null) return;
+    this.showStretch(interval, interval.first);
+    this.jumped = interval.first;
   }
 
   jumpToWorst(): void {
     const verdict = this.shown?.verdict;
     const stretch = verdict === undefined ? null : worstStretch(verdict);
-    if (stretch !== null && verdict?.worst) this.showStretch(stretch, verdict.worst.time);
+    if (stretch === null || !verdict?.worst) return;
+    this.showStretch(stretch, verdict.worst.time);
+    this.jumped = stretch.first;
   }
 
   private showStretch(stretch: Window, time: number): void {
     this.plots.setWindow(around(stretch, this.plots.extentShown, JUMP_ROOM));
-    const at = this.curves === null ? time : nearestKept(this.curves, time);
-    this.plots.setCursor(at, time);
+    this.plots.setCursor(null, time);
   }
 }
 

@@ -6,6 +6,7 @@ import { element, fill } from "../dom";
 import { Atom } from "../state/atom";
 import { SearchTexts } from "../table/rows";
 import { Table } from "../table/table";
+import type { Column } from "../table/table";
 import { timeText } from "../text/dates";
 import { countText, shortNumber } from "../text/numbers";
 import { shownShort } from "../text/shown";
@@ -46,7 +47,7 @@ export class PairsList {
     this.texts = new SearchTexts(this.rows.map(({ verdict }) => searchText(verdict)));
     this.table = new Table<PairRow>({
       label: "Pairs",
-      columns: columns(comparison.options.strict),
+      columns: columns(comparison.options.strict, this.rows.some(({ verdict }) => (verdict.baseline ?? verdict.other)?.path)),
       rowClass: ({ verdict }) => `row-${verdict.status}${fails(verdict, comparison.options.strict) ? " failing" : ""}`,
       empty: "No pair matches the filter.",
     });
@@ -140,9 +141,10 @@ function searchText(verdict: Verdict): string {
   return [...new Set([...names, verdict.status, verdict.reason ?? ""])].join("\n");
 }
 
-function columns(isStrict: boolean): ConstructorParameters<typeof Table<PairRow>>[0]["columns"] {
+/** A run without paths has no column for them. */
+function columns(isStrict: boolean, hasPaths: boolean): Column<PairRow>[] {
   const who = ({ verdict }: PairRow) => verdict.baseline ?? verdict.other;
-  return [
+  const all: Column<PairRow>[] = [
     {
       key: "status", title: "status", width: "8.2em", hint: "Whether the pair is within its tolerance",
       cell: ({ verdict }) => element("span", `status ${verdict.status}`, {}, `${MARKS[verdict.status]} ${verdict.status}`),
@@ -177,6 +179,7 @@ function columns(isStrict: boolean): ConstructorParameters<typeof Table<PairRow>
       sortKey: ({ verdict }) => verdict.max_difference,
     },
   ];
+  return hasPaths ? all : all.filter(({ key }) => key !== "path");
 }
 
 /** The part of the values that is out, in per cent: never 0 % if one is, nor 100 % if one is not. */

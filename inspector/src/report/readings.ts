@@ -38,17 +38,3 @@ function reading(real: Curve | null, imaginary: Curve | null, time: number): Sam
   const other = imaginary?.values[sampleAt(imaginary.times, time)];
   return { time: at, value: other === undefined ? value : [value, other] };
 }
-
-/** The kept time nearest to `time`, of both sides: what the cursor snaps to; `time` without samples. */
-export function nearestKept(curves: PairCurves, time: number): number {
-  let nearest = Infinity;
-  for (const curve of [curves.baseline, curves.other]) {
-    if (curve === null) continue;
-    const before = sampleAt(curve.times, time);
-    for (const place of [before, before + 1]) {
-      const at = curve.times[place];
-      if (at !== undefined && Math.abs(at - time) < Math.abs(nearest - time)) nearest = at;
-    }
-  }
-  return Number.isFinite(nearest) ? nearest : time;
-}

@@ -16,7 +16,7 @@ export interface Column<Row> {
   hint?: string;
   /** Numbers stand at the right, so that their digits are in line. */
   align?: "left" | "right";
-  /** Width as a CSS grid track: "5em", "minmax(8em, 2fr)". */
+  /** Width as a CSS grid track, in em: "5em", "minmax(8em, 2fr)". */
   width: string;
   cell: (row: Row) => Node | string;
   /** What the column is sorted by; a column without cannot be. */
@@ -39,6 +39,7 @@ export interface TableOptions<Row> {
 export const ROW_HEIGHT = 24; // CSS pixels, as in the style sheet
 const SPARE = 8; // rows that are drawn above and below those that can be seen
 const PRINTED = 2000;
+const GAP = 12; // CSS pixels between columns, as in the style sheet
 let tables = 0;
 
 export class Table<Row> {
@@ -73,7 +74,10 @@ export class Table<Row> {
       element("div", "table-header", { role: "rowgroup" }, this.head),
       this.body,
     );
-    this.element.style.setProperty("--columns", options.columns.map(({ width }) => width).join(" "));
+    const widths = options.columns.map(({ width }) => width);
+    this.element.style.setProperty("--columns", widths.join(" "));
+    // The same for all rows: each is a grid of its own, and its texts must not decide.
+    this.element.style.setProperty("--least", leastWidth(widths));
     this.element.addEventListener("scroll", () => this.schedule(), { passive: true });
     this.element.addEventListener("keydown", (event) => this.pressed(event));
     this.body.addEventListener("click", (event) => this.clicked(event));
@@ -264,4 +268,10 @@ export class Table<Row> {
     const row = place === null ? undefined : this.rows[place];
     if (row !== undefined) this.options.onAction?.(row);
   }
+}
+
+/** The sum of the least widths of columns, and of the gaps between and around them. */
+function leastWidth(widths: readonly string[]): string {
+  const ems = widths.map((width) => Number(/[\d.]+/.exec(width)?.[0] ?? 0));
+  return `calc(${ems.reduce((sum, one) => sum + one, 0)}em + ${(widths.length - 1) * GAP + 20}px)`;
 }

@@ -12,6 +12,7 @@ from kvr._base import html
 from kvr._base import names
 from kvr._base.errors import Ambiguous, NotFound
 from kvr._base.text import shown
+from kvr._comparing import ranking
 from kvr._comparing import table as _table
 from kvr._comparing.verdict import STATUSES, Verdict
 from kvr._comparing.verdicts import Verdicts
@@ -20,7 +21,7 @@ from kvr._reading.runs import RunReader
 if TYPE_CHECKING:
     import pandas  # type: ignore[import]
 
-    from kvr._view.handle import View
+    from kvr._base.view import View
 
 _TEXT_ROWS = 20  # in str()
 
@@ -101,17 +102,17 @@ class Comparison(Sequence[Verdict]):
     @property
     def compared(self) -> int:
         """How many pairs were compared: they are within or out."""
-        return self.counts["within"] + self.counts["out"]
+        return ranking.compared(self.counts)
 
     @property
     def paired(self) -> int:
         """How many verdicts are on a pair, compared or not."""
-        return self.compared + self.counts["incomparable"]
+        return ranking.paired(self.counts)
 
     @property
     def passed(self) -> bool:
         """Whether at least one pair was compared and none fails."""
-        return self.compared > 0 and not self._failing()
+        return ranking.passes(self.counts, len(self._failing()))
 
     @property
     def counts(self) -> dict[str, int]:
@@ -259,14 +260,8 @@ class Comparison(Sequence[Verdict]):
         """
         return sorted(self.verdicts, key=self._rank)
 
-    def _rank(self, verdict: Verdict) -> tuple[int, float]:
-        """Sorts verdicts as `worst_first` does."""
-        if not self.fails(verdict):
-            return 3, 0.0
-        excess = verdict.excess
-        if verdict.status != "out" or excess is None:
-            return (1 if verdict.status == "out" else 2), 0.0
-        return (1, -excess) if excess == excess else (0, 0.0)
+    def _rank(self, verdict: Verdict) -> ranking.Rank:
+        return ranking.rank(verdict) if self.fails(verdict) else ranking.NO_FAILURE
 
     def __str__(self) -> str:
         rows = self.worst_first()

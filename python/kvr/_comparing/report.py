@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import os
 from typing import TYPE_CHECKING, Any
 
 from kvr._base.dates import EPOCH_SOURCE
@@ -23,7 +24,8 @@ LARGEST = 4_900_000
 def report_of(comparison: Comparison) -> bytes:
     """The file. Raises Gone if a signal was removed since, kvr.Error if the build has no page."""
     data = _Data(comparison)
-    curves = PackedPairs(comparison, LARGEST - size_of(data.plain()))
+    threads = len(os.sched_getaffinity(0))
+    curves = PackedPairs(comparison, LARGEST - size_of(data.plain()), threads)
     for place, number in curves.numbers.items():
         data.add_curves(place, number)
     return page_of(_title(comparison), data.plain(), curves.blocks)
@@ -62,11 +64,14 @@ class _Data:
 
     def _row(self, verdict: Verdict) -> list[Any]:
         facts = plain_verdict(verdict)
-        for name, table in (("tolerance", self._tolerances), ("sync", self._syncs)):
-            settings = getattr(verdict, name)
-            facts[name] = None if settings is None else _number_in(table, settings)
+        facts["tolerance"] = _number_in(self._tolerances, verdict.tolerance)
+        facts["sync"] = _number_in(self._syncs, verdict.sync)
+        # One list of numbers: there may be 100 intervals a verdict.
+        facts["intervals"] = [
+            n for one in verdict.intervals for n in (one.first, one.last, one.count)
+        ]
         self._fields = list(facts)
-        return [for_json(value) for value in facts.values()]
+        return [fact if name == "intervals" else for_json(fact) for name, fact in facts.items()]
 
     def add_curves(self, place: int, number: int) -> None:
         """Say that a pair has the curves of this number, and how they look."""
@@ -94,5 +99,6 @@ def _is_dated(verdict: Verdict) -> bool:
     return all(side.time_source == EPOCH_SOURCE for side in sides)
 
 
-def _number_in(table: dict[Any, int], key: Any) -> int:
-    return table.setdefault(key, len(table))
+def _number_in(table: dict[Any, int], key: Any) -> int | None:
+    """The place of the key in the table, where it is put if it is new; None for None."""
+    return None if key is None else table.setdefault(key, len(table))

@@ -22,13 +22,14 @@ class SideCurve(NamedTuple):
 class AlignedCurve(NamedTuple):
     """A component on the compared instants; `at` is the baseline there, None for complex values.
 
+    tolerance           None: that of `absolute` and `relative` everywhere
     absolute, relative  of a constant tolerance, so that it need not be kept; else None
     """
 
     instants: Doubles
     at: Doubles | None
     difference: Doubles
-    tolerance: Doubles
+    tolerance: Doubles | None
     absolute: float | None
     relative: float | None
 
@@ -56,9 +57,7 @@ def packed(
     return block.packed(headers, components_total)
 
 
-def _component(
-    block: Block, curves: ComponentCurves, columns: int, beside: bool
-) -> dict[str, Any]:
+def _component(block: Block, curves: ComponentCurves, columns: int, beside: bool) -> dict[str, Any]:
     header: dict[str, Any] = {"component": curves.component, "aligned": None}
     shared = _shared_places(curves, columns, beside)
     for name, side in (("baseline", curves.baseline), ("other", curves.other)):
@@ -95,7 +94,7 @@ def _shared_places(curves: ComponentCurves, columns: int, beside: bool) -> Place
     if not np.array_equal(here.values, there.values):
         chosen.append(_thinned(there, columns))
         chosen.append(_window(aligned.instants, aligned.difference, columns))
-    return chosen[0] if len(chosen) == 1 else np.unique(np.concatenate(chosen))
+    return _both(*chosen)
 
 
 def _aligned(
@@ -108,30 +107,36 @@ def _aligned(
         keep = _places(aligned.instants, curves.marks, beside)
         places = _window(aligned.instants, aligned.difference, columns, keep)
         if aligned.at is not None:
-            places = np.union1d(places, _window(aligned.instants, aligned.at, columns))
+            places = _both(places, _window(aligned.instants, aligned.at, columns))
     at = None if aligned.at is None else aligned.at[places]
-    difference, tolerance = aligned.difference[places], aligned.tolerance[places]
-    is_constant = at is not None and _is_constant(aligned, at, tolerance)
+    difference = aligned.difference[places]
+    tolerance = _tolerance_at(aligned, at, places)
     is_apart = shared is not None and _is_apart(curves, places, difference)
     return {
         "times": block.add_times(aligned.instants, places),
         "at": None if at is None else block.add_values(at),
         "difference": None if is_apart else block.add_values(difference),
-        "tolerance": None if is_constant else block.add_values(tolerance),
-        "absolute": aligned.absolute if is_constant else 0.0,
-        "relative": aligned.relative if is_constant else 0.0,
+        "tolerance": None if tolerance is None else block.add_values(tolerance),
+        "absolute": aligned.absolute if tolerance is None else 0.0,
+        "relative": aligned.relative if tolerance is None else 0.0,
         "thinned": len(places) < len(aligned.instants),
     }
 
 
-def _is_constant(aligned: AlignedCurve, at: Doubles, tolerance: Doubles) -> bool:
-    """Whether the page can compute the tolerance itself, to the last bit."""
+def _tolerance_at(aligned: AlignedCurve, at: Doubles | None, places: Places) -> Doubles | None:
+    """The tolerance at these places; None where the page can compute it, to the last bit."""
     absolute, relative = aligned.absolute, aligned.relative
-    if absolute is None or relative is None or not np.isfinite([absolute, relative]).all():
-        return False
+    known = None if aligned.tolerance is None else aligned.tolerance[places]
+    if at is None or absolute is None or relative is None:
+        return known
     with np.errstate(all="ignore"):
         computed = np.maximum(absolute, relative * np.abs(at))
-    return bool(np.array_equal(computed, tolerance, equal_nan=True))
+    if not np.isfinite([absolute, relative]).all():
+        # JSON has no such numbers.
+        return np.asarray(computed, np.float64) if known is None else known
+    if known is None or np.array_equal(computed, known, equal_nan=True):
+        return None
+    return known
 
 
 def _is_apart(curves: ComponentCurves, places: Places, difference: Doubles) -> bool:
@@ -155,19 +160,23 @@ def _places(times: Doubles, marks: Doubles, beside: bool) -> Places:
     chosen = [in_force, not_before]
     if beside:
         chosen += [not_before - 1, in_force + 1]
-    return np.unique(np.clip(np.concatenate(chosen), 0, last))
+    return _both(np.clip(np.concatenate(chosen), 0, last))
 
 
 def _thinned(side: SideCurve, columns: int, keep: Places | None = None) -> Places:
     places = _window(side.times, side.values, columns, keep)
     if side.imaginary is None:
         return places
-    return np.union1d(places, _window(side.times, side.imaginary, columns))
+    return _both(places, _window(side.times, side.imaginary, columns))
 
 
-def _window(
-    times: Doubles, values: Doubles, columns: int, keep: Places | None = None
-) -> Places:
+def _both(*places: Places) -> Places:
+    """All of the places, rising, each once."""
+    chosen: Places = np.unique(np.concatenate(places))
+    return chosen
+
+
+def _window(times: Doubles, values: Doubles, columns: int, keep: Places | None = None) -> Places:
     tree = _kvr.Thinned(times, values)
     kept = [] if keep is None else keep.tolist()
     return tree.window(float(times[0]), float(times[-1]), columns, keep=kept)

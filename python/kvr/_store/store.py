@@ -23,7 +23,7 @@ from kvr._store.signal import Signal, _exists
 
 if TYPE_CHECKING:
     from kvr._files.recording import Recording
-    from kvr._view.handle import View
+    from kvr._base.view import View
 
 
 class Runs(Sequence[Run]):

@@ -7,7 +7,3 @@ requests. What happens on which thread:
     the worker's   every touch of the store, one job after the other
     others         building trees of curves, judging pairs: arrays alone
 """
-
-from kvr._view.handle import View as View
-from kvr._view.handle import view_comparison as view_comparison
-from kvr._view.handle import view_store as view_store

@@ -204,7 +204,9 @@ def _same(old: Comparison, new: Comparison) -> bool:
 
 
 def _is_same(old: Found, new: Found) -> bool:
-    return old is new or (new.settings is None and old.status == new.status and _key(old) == _key(new))
+    return old is new or (
+        new.settings is None and old.status == new.status and _key(old) == _key(new)
+    )
 
 
 def _read(plan: Plan, known: dict[Any, Found], revision: int) -> _Reading:

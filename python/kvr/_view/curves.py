@@ -5,7 +5,7 @@ from __future__ import annotations
 import asyncio
 import re
 from collections import OrderedDict
-from collections.abc import Awaitable, Callable
+from collections.abc import Awaitable, Callable, Sequence
 from typing import Any, NamedTuple
 
 import numpy as np
@@ -66,7 +66,7 @@ class Curve:
         self.thinned = Thinned(time, values)
         self.bytes = owned + 16 + len(time)  # the tree takes less than a byte a sample
 
-    def window(self, window: Window, keep: Array | None = None) -> Array:
+    def window(self, window: Window, keep: Sequence[int] = ()) -> Array:
         """The places of the samples to draw."""
         if not len(self.time):
             return np.zeros(0, np.int64)
@@ -74,9 +74,7 @@ class Curve:
         last = self.time[-1] if window.last is None else window.last
         if last < first:  # one end is the signal's own, and the other lies beyond it
             first = last = first if window.last is None else last
-        kept = np.zeros(0, np.int64) if keep is None else keep
-        places: Array = self.thinned.window(float(first), float(last), window.columns, keep=kept)
-        return places
+        return self.thinned.window(float(first), float(last), window.columns, keep=keep)
 
     def block(self, name: str, window: Window) -> Block:
         return block_of(name, self.time, self.values, self.window(window))
@@ -92,7 +90,8 @@ def component_of(series: Series, component: int, is_imaginary: bool) -> Curve:
     if component >= count:
         raise wrong(f"there is no component {component}; a sample has {count}, counted from 0")
     if shape:
-        values = values[(slice(None), *place_of(component, shape))]
+        every: Any = (slice(None), *place_of(component, shape))
+        values = values[every]
     if values.dtype.kind == "c":
         values = values.imag if is_imaginary else values.real
     elif is_imaginary:
@@ -137,9 +136,7 @@ class Curves:
     async def _make(self, name: Name) -> Curve:
         try:
             series = await self._series_of(name.signal)
-            curve = await asyncio.to_thread(
-                component_of, series, name.component, name.is_imaginary
-            )
+            curve = await asyncio.to_thread(component_of, series, name.component, name.is_imaginary)
             if name in self._made:  # else it was dropped meanwhile
                 self._keep(name, curve)
             return curve

@@ -36,10 +36,10 @@ class Listener:
         self._ended = True
         self._is_told.set()
 
-    async def parts(self, quiet: float) -> AsyncIterator[bytes]:
+    async def parts(self) -> AsyncIterator[bytes]:
         while not self._ended:
             try:
-                await asyncio.wait_for(self._is_told.wait(), quiet)
+                await asyncio.wait_for(self._is_told.wait(), _QUIET)
             except asyncio.TimeoutError:
                 yield _COMMENT
                 continue
@@ -52,8 +52,7 @@ class Listener:
 class Events:
     """The windows that listen. Used on the server's loop alone."""
 
-    def __init__(self, quiet: float = _QUIET) -> None:
-        self._quiet = quiet
+    def __init__(self) -> None:
         self._listeners: set[Listener] = set()
         self._ended = False
 
@@ -74,7 +73,7 @@ class Events:
         self._listeners.add(listener)
         try:
             yield first
-            async for part in listener.parts(self._quiet):
+            async for part in listener.parts():
                 yield part
         finally:
             self._listeners.discard(listener)

@@ -69,7 +69,9 @@ def require_known(fields: Mapping[str, Any], known: Iterable[str]) -> None:
     known = list(known)
     for name in fields:
         if name not in known:
-            raise wrong(f"there is no field {shown(repr(name), 80)}; there are {listed(known, 'and')}")
+            raise wrong(
+                f"there is no field {shown(repr(name), 80)}; there are {listed(known, 'and')}"
+            )
 
 
 # ---- Values ----
@@ -139,7 +141,9 @@ def moment(name: str, value: Any) -> datetime:
             raise ValueError
         found.astimezone(timezone.utc)
     except (ValueError, OverflowError):
-        raise wrong(f"{name} must be a time with an offset, such as 2024-05-01T12:00+00:00") from None
+        raise wrong(
+            f"{name} must be a time with an offset, such as 2024-05-01T12:00+00:00"
+        ) from None
     return found
 
 

@@ -1,19 +1,15 @@
-"""Starting the server, and the handle that its user gets."""
+"""Starting the server."""
 
 from __future__ import annotations
 
-import html
 import ipaddress
-import os
 import socket
-import threading
-import weakref
 import webbrowser
 from contextlib import suppress
-from types import TracebackType
 from typing import TYPE_CHECKING
 
 from kvr._base.packages import need
+from kvr._base.view import View
 
 if TYPE_CHECKING:
     from collections.abc import Callable
@@ -21,92 +17,6 @@ if TYPE_CHECKING:
     from kvr._comparing.comparison import Comparison
     from kvr._view.comparison import Plan
     from kvr._view.files import ShownFile
-    from kvr._view.serving import ServerThread
-    from kvr._view.sessions import Sessions
-
-_END = 1.0  # seconds that closing takes at most, but for a call of the store that runs
-
-
-class View:
-    """A server of the inspector that runs. Closed by `close`, as a context, or with the process.
-
-    address   where it is, without a token: a browser that was admitted may open it again
-
-    >>> with kvr.Store().view(browser=False) as view:
-    ...     view.url.startswith(view.address + "?token=")
-    True
-    """
-
-    def __init__(self, address: str, thread: ServerThread, sessions: Sessions) -> None:
-        self.address = address
-        self._thread = thread
-        self._sessions = sessions
-        self._process = os.getpid()
-        self._lock = threading.Lock()
-        _views.add(self)
-
-    @property
-    def url(self) -> str:
-        """An address that admits one browser, once; every look makes a new one."""
-        return f"{self.address}?token={self._sessions.new_token()}"
-
-    def wait(self, timeout: float | None = None) -> bool:
-        """Wait until it is closed, or for so many seconds; returns whether it is closed.
-
-        >>> with kvr.Store().view(browser=False) as view:
-        ...     view.wait(timeout=0.01)
-        False
-        """
-        return self._process != os.getpid() or self._thread.wait(timeout)
-
-    def close(self) -> None:
-        """End the server, which takes less than a second. What was changed stays in the store.
-
-        >>> view = kvr.Store().view(browser=False)
-        >>> view.close()
-        >>> view.wait()
-        True
-        """
-        if self._process != os.getpid():
-            return  # the server is the parent's
-        with self._lock:
-            self._thread.stop()
-            self._thread.wait(_END)
-
-    def __enter__(self) -> View:
-        return self
-
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        trace: TracebackType | None,
-    ) -> None:
-        self.close()
-
-    def __repr__(self) -> str:
-        state = "closed" if self.wait(0) else "running"
-        return f"<View at {self.address}, {state}>"
-
-    def _repr_html_(self) -> str:
-        if self.wait(0):
-            return html.escape(repr(self))
-        link = html.escape(self.url, quote=True)
-        return (
-            f'<a href="{link}" target="_blank" rel="noopener noreferrer">'
-            f"Open the inspector</a> at {html.escape(self.address)}"
-        )
-
-
-_views: weakref.WeakSet[View] = weakref.WeakSet()
-
-
-def _drop_in_child() -> None:
-    for view in list(_views):
-        view._thread.drop_sockets()
-
-
-os.register_at_fork(after_in_child=_drop_in_child)
 
 
 def view_store(*, port: int = 0, browser: bool = True) -> View:
@@ -153,9 +63,9 @@ def start(
         gate = Gate(make_app(inspection), served_hosts(address, port), sessions, port)
         return Server(gate, inspection.watch, inspection.close, ready)
 
-    thread = ServerThread(listener, make)
-    thread.start()
-    view = View(_address_text(address, port), thread, sessions)
+    server = ServerThread(listener, sessions, make)
+    server.start()
+    view = View(_address_text(address, port), server)
     if browser:
         open_browser(view.url)
     return view

@@ -178,7 +178,9 @@ class Mirror:
             created = run.created.isoformat()
         except ValueError:
             created = None
-        instance, version = (known.instance, known.version) if known else (run.instance, run.version)
+        instance, version = (
+            (known.instance, known.version) if known else (run.instance, run.version)
+        )
         return RunRow(number, run.name, instance, version, created, signals, tolerance, sync)
 
     def _compare_runs(self, seen: dict[int, RunRow]) -> None:

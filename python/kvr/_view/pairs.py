@@ -34,7 +34,7 @@ class Band(NamedTuple):
     low: Curve
     high: Curve
 
-    def blocks(self, window: Window, keep: Array, is_complex: bool) -> list[Block]:
+    def blocks(self, window: Window, keep: list[int], is_complex: bool) -> list[Block]:
         """All on the same instants: those that any of them needs."""
         shown = self[:2] if is_complex else self
         places = np.unique(np.concatenate([curve.window(window, keep) for curve in shown]))
@@ -56,7 +56,9 @@ class PairCurves:
         self._do = do
         self._mirror = mirror
         self._curves = curves
-        self._bands: OrderedDict[tuple[int, int], tuple[Verdict, asyncio.Task[Band]]] = OrderedDict()
+        self._bands: OrderedDict[
+            tuple[int, int], tuple[Verdict, asyncio.Task[Band]]
+        ] = OrderedDict()
 
     def drop(self) -> None:
         self._bands.clear()
@@ -161,8 +163,8 @@ def _band_of(verdict: Verdict, component: int) -> Band:
     instants = np.ascontiguousarray(aligned.instants, np.float64)
 
     def part(values: Array) -> Array:
-        flat = values.reshape(len(instants), -1)
-        return flat[:, min(component, flat.shape[1] - 1)] if flat.shape[1] else flat.sum(axis=1)
+        column: Array = values.reshape(len(instants), -1)[:, component]
+        return column
 
     tolerance, difference = part(aligned.tolerance), part(aligned.difference)
     baseline = part(aligned.baseline).real
@@ -174,10 +176,10 @@ def _curve(instants: Array, values: Array) -> Curve:
     return Curve(instants, np.ascontiguousarray(values, np.float64), values.nbytes)
 
 
-def _kept(verdict: Verdict, instants: Array) -> Array:
+def _kept(verdict: Verdict, instants: Array) -> list[int]:
     """Where the worst value and the ends of the stretches out stand among the instants."""
     times = [end for stretch in verdict.intervals for end in (stretch.first, stretch.last)]
     if verdict.worst is not None:
         times.append(verdict.worst.time)
     places = np.searchsorted(instants, times)
-    return places[places < len(instants)].astype(np.int64)
+    return [int(place) for place in places if place < len(instants)]

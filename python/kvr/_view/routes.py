@@ -315,9 +315,7 @@ async def _export_csv(inspection: Inspection, request: Request) -> Response:
     given = fields.query(request, "run")
     run = fields.query_whole(given, "run", None, 2**31 - 1)
     name = await inspection.name_of(run)
-    return await _attachment(
-        name, ".csv", "text/csv", lambda path: inspection.write(path, [run])
-    )
+    return await _attachment(name, ".csv", "text/csv", lambda path: inspection.write(path, [run]))
 
 
 async def _export_report(inspection: Inspection, request: Request) -> Response:

@@ -15,6 +15,7 @@ from starlette.types import ASGIApp
 from uvicorn.protocols.http.h11_impl import H11Protocol  # type: ignore[import]
 
 from kvr._view.policy import HEADERS, malformed_answer
+from kvr._view.sessions import Sessions
 
 _MOST_CONNECTIONS = 512
 _GRACE = 0.4  # seconds in which answers may be completed at the end
@@ -101,9 +102,13 @@ class ServerThread:
     """
 
     def __init__(
-        self, listener: socket.socket, make: Callable[[Callable[[], None]], Server]
+        self,
+        listener: socket.socket,
+        sessions: Sessions,
+        make: Callable[[Callable[[], None]], Server],
     ) -> None:
         self._listener = listener
+        self._sessions = sessions
         self._make = make
         self._server: Server | None = None
         self._failure: BaseException | None = None
@@ -118,13 +123,14 @@ class ServerThread:
             self._thread.join()
             raise self._failure
 
-    def is_alive(self) -> bool:
-        return self._thread.is_alive()
-
     def wait(self, timeout: float | None) -> bool:
         """Wait for the end; whether it has come."""
         self._thread.join(timeout)
         return not self._thread.is_alive()
+
+    def new_token(self) -> str:
+        """What admits one browser, once."""
+        return self._sessions.new_token()
 
     def stop(self) -> None:
         """Begin the end."""

@@ -62,7 +62,11 @@ def state_json(mirror: Mirror, version: str, files: list[dict[str, str]]) -> byt
     columns["tolerance"] = [tolerances.place(row.tolerance) for row in rows]
     columns["sync"] = [syncs.place(row.sync) for row in rows]
     runs = [
-        {**row._asdict(), "tolerance": tolerances.place(row.tolerance), "sync": syncs.place(row.sync)}
+        {
+            **row._asdict(),
+            "tolerance": tolerances.place(row.tolerance),
+            "sync": syncs.place(row.sync),
+        }
         for row in mirror.runs.values()
     ]
     state = {
