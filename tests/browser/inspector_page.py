@@ -72,6 +72,10 @@ class Inspector:
     def choose(self, name: str, group: str | None = None) -> None:
         self._click_in_row("tree-name", name, group)
 
+    def toggle(self, group: str) -> None:
+        """Open or close a group by mouse."""
+        self._click_in_row("tree-arrow", group, None)
+
     def _click_in_row(self, part: str, name: str, group: str | None) -> None:
         def click() -> bool:
             with suppress(StaleElementReferenceException):  # drawn anew in between
