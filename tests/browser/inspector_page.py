@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import socket
+import threading
 from collections.abc import Iterator
 from contextlib import suppress
 from typing import Any
@@ -174,3 +176,55 @@ def emptied() -> Iterator[kvr.Store]:
     store.clear()
     yield store
     store.clear()
+
+
+class Wire:
+    """A connection to a server, under a port of its own, that can be cut and restored."""
+
+    def __init__(self, behind: int) -> None:
+        self.behind = behind
+        self._listener = socket.create_server(("127.0.0.1", 0))
+        self.port = int(self._listener.getsockname()[1])
+        self._open: list[socket.socket] = []
+        self._is_cut = False
+        self._thread = threading.Thread(target=self._serve, daemon=True)
+        self._thread.start()
+
+    def __enter__(self) -> Wire:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        with suppress(OSError):
+            self._listener.shutdown(socket.SHUT_RDWR)
+        self._listener.close()
+        self.cut()
+        self._thread.join()
+
+    def cut(self) -> None:
+        """End what is connected, and whatever connects from now on."""
+        self._is_cut = True
+        for one in self._open:
+            with suppress(OSError):
+                one.shutdown(socket.SHUT_RDWR)
+
+    def restore(self) -> None:
+        self._is_cut = False
+
+    def _serve(self) -> None:
+        with suppress(OSError):
+            while True:
+                here, _ = self._listener.accept()
+                if self._is_cut:
+                    here.close()
+                    continue
+                there = socket.create_connection(("127.0.0.1", self.behind))
+                self._open += [here, there]
+                for source, target in ((here, there), (there, here)):
+                    threading.Thread(target=self._pass_on, args=(source, target), daemon=True).start()
+
+    def _pass_on(self, source: socket.socket, target: socket.socket) -> None:
+        """Pass on what comes; the server hears of its own port, and no other."""
+        with suppress(OSError), source, target:
+            while data := source.recv(1 << 16):
+                target.sendall(data.replace(b":%d" % self.port, b":%d" % self.behind))
+            target.shutdown(socket.SHUT_RDWR)

@@ -33,7 +33,7 @@ export class ComparePane {
       event.preventDefault();
       this.compare();
     });
-    this.element = element("div", "compare-pane", { hidden: true }, form, this.failure, this.nothing, this.found.element);
+    this.element = element("section", "compare-pane", { hidden: true }, form, this.failure, this.nothing, this.found.element);
     session.view.watch((view, before) => {
       if (view !== null && view.state.runs !== before?.state.runs) this.showRuns(view.state.runs);
     });
