@@ -18,7 +18,7 @@ const ADDRESS_DELAY = 250; // milliseconds; browsers refuse to change the addres
 
 /** Its fields of the address: pair, component, from, to, filter, status and sort. */
 export class ComparisonView {
-  readonly element = element("div", "comparison");
+  readonly element = element("main", "comparison");
   private readonly pair: PairView;
   private pairs: PairsList | null = null;
   readonly help: HTMLDialogElement;
@@ -60,7 +60,7 @@ export class ComparisonView {
     fill(
       this.element,
       summaryOf(comparison),
-      element("main", "split", {}, pairs.element, this.pair.element),
+      element("div", "split", {}, pairs.element, this.pair.element),
       button("?", "tool help-button", "Keys (?)", () => this.help.showModal()),
       this.help,
     );
