@@ -271,7 +271,7 @@ def test_a_server_that_is_gone_is_said_and_what_is_shown_stays(page: Page, store
         inspector.open(view.url)
         inspector.tick("speed", "Monday")
         inspector.sees(lambda: inspector.plots() == [["speed"]], "the plot")
-    page.wait(lambda: page.all(".banner-line.warning"), "the line that says so")
+    page.wait(lambda: page.all(".banner .warning"), "the line that says so")
     assert page.text(".banner").startswith("The server does not answer.")
     assert inspector.plots() == [["speed"]]
     assert len(inspector.rows()) == 12
@@ -290,11 +290,11 @@ def test_a_server_that_was_started_again_asks_for_its_new_address(
     with store.view(browser=False) as view:
         inspector.open(view.url)
         port = port_of(view)
-    page.wait(lambda: page.all(".banner-line.warning"), "the line that says so")
+    page.wait(lambda: page.all(".banner .warning"), "the line that says so")
     with store.view(browser=False, port=port) as view:
         page.wait(lambda: "Open the whole address" in page.text(".banner"), "what to do")
         inspector.open(view.url)
-        page.wait(lambda: not page.all(".banner-line"), "the line to go")
+        page.wait(lambda: page.texts(".banner") == [""], "the line to go")
         page.open("about:blank")
     page.errors()  # the browser notes every request that is refused
 
@@ -307,7 +307,7 @@ def test_a_window_comes_back_by_itself(page: Page, store: kvr.Store) -> None:
         page.wait(lambda: "does not answer" in page.texts(".banner")[0], "the line that says so")
         store.runs["Monday"]["speed"].visible = True
         wire.restore()
-        page.wait(lambda: not page.all(".banner-line"), "the line to go")
+        page.wait(lambda: page.texts(".banner") == [""], "the line to go")
         inspector.sees(lambda: inspector.plots() == [["speed"]], "what changed meanwhile")
         page.open("about:blank")
     page.errors()  # the browser notes every request that fails
