@@ -1,19 +1,23 @@
 """The inspector's server: what windows ask and change, and what the store then holds."""
 
+import doctest
 import json
 import math
+import re
 import time
 from datetime import datetime, timezone
+from pathlib import Path
 
 import jsonschema
 import kvr
 import numpy as np
 import pytest
-from pathlib import Path
 from viewing import Window
 
 pytest.importorskip("starlette")
 pytest.importorskip("uvicorn")
+from kvr._view import comparison  # noqa: E402  it needs them
+from kvr._view.routes import make_app  # noqa: E402
 
 SCHEMA = json.loads((Path(__file__).parents[2] / "docs" / "comparison.schema.json").read_text())
 
@@ -401,10 +405,10 @@ def test_comparison_takes_every_option(window, pair):
 
 
 def test_there_is_no_comparison_before_one_is_asked_for_and_after_it_was_dropped(window, pair):
-    assert window.ask("GET", "/api/comparison").status == 404
+    assert window.get("/api/comparison") is None
     compare(window, pair)
     window.send("DELETE", "/api/comparison")
-    assert window.ask("GET", "/api/comparison").status == 404
+    assert window.get("/api/comparison") is None
     assert window.ask("GET", "/api/pair?index=0").status == 404
 
 
@@ -424,15 +428,13 @@ def test_only_pairs_whose_settings_changed_are_judged_again(window, pair, monkey
             side.add(f"s{i}", [1.0], time=[0.0], path="p")
     compare(window, pair)
     judged = []
-    from kvr._view import comparison
 
-    original = comparison._kvr.judge_all
+    def judge(*given):
+        judged.append(given)
+        return original(*given)
 
-    def judge_all(tasks, stop):
-        judged.extend(tasks)
-        return original(tasks, stop)
-
-    monkeypatch.setattr(comparison._kvr, "judge_all", judge_all)
+    original = comparison.judge
+    monkeypatch.setattr(comparison, "judge", judge)
     window.send("PATCH", f"/api/signals/{run.signals[0].id}", {"tolerance": {"absolute": 1}})
     assert window.get("/api/comparison")["passed"]
     assert len(judged) == 1
@@ -458,7 +460,7 @@ def test_comparison_of_a_run_that_went_is_gone(window, pair):
     run, other = pair
     compare(window, pair)
     window.send("DELETE", f"/api/runs/{other.id}")
-    assert window.ask("GET", "/api/comparison").status == 404
+    assert window.get("/api/comparison") is None
     body = {"baseline": run.id, "other": other.id}
     assert window.ask("PUT", "/api/comparison", body).status == 410
 
@@ -705,3 +707,37 @@ def test_page_is_served_as_what_it_is(window, monkeypatch, tmp_path):
     assert [answer.headers["content-type"] for answer in found] == [
         "text/html; charset=utf-8", "text/javascript; charset=utf-8", "text/css; charset=utf-8",
     ]  # fmt: skip
+
+
+# ---- The document ----
+
+
+def routes_of_the_document():
+    """Method and address of every row of the protocol's table."""
+    text = (Path(__file__).parents[2] / "docs" / "inspector.md").read_text()
+    table = text.partition("| request | answer |")[2].partition("\n\n")[0]
+    found = set()
+    for row in table.splitlines()[2:]:
+        method = None
+        for word in re.findall(r"`([^`]*)`", row.split("|")[1]):
+            parts = word.split()
+            if parts[0].isupper():
+                method = parts.pop(0)
+            path = parts[0].partition("?")[0] if parts else None
+            if path is None:  # as in `GET`, `DELETE /api/comparison`
+                found.add((method, "/api/comparison"))
+            else:
+                found.add((method, path.replace("ID", "{id}")))
+    return found
+
+
+def test_document_lists_every_request_that_is_answered():
+    routes = make_app(None).routes
+    answered = {(method, route.path) for route in routes for method in route.methods}
+    assert routes_of_the_document() == answered - {("GET", "/favicon.ico")}
+
+
+def test_example_of_the_document_prints_what_it_says():
+    document = Path(__file__).parents[2] / "docs" / "inspector.md"
+    failures, tests = doctest.testfile(str(document), module_relative=False)
+    assert (failures, tests) == (0, 5)

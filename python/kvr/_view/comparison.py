@@ -8,20 +8,23 @@ not those that it was judged with.
 from __future__ import annotations
 
 import asyncio
+import operator
 import os
 from collections.abc import Callable
-from typing import Any, NamedTuple
+from dataclasses import replace
+from functools import partial
+from typing import Any, NamedTuple, Optional
 
 from kvr import _kvr
 from kvr._base.dates import EPOCH_SOURCE
 from kvr._comparing.comparison import Comparison, SideInfo
-from kvr._comparing.judging import stored_settings
 from kvr._comparing.pairing import pair
-from kvr._comparing.results import for_json
+from kvr._comparing.results import for_json, plain_summary, plain_verdict
 from kvr._comparing.sides import Side, side_of_signal
-from kvr._comparing.verdict import Rules, Settings, calls_python, judge, native_rules
-from kvr._comparing.verdicts import Found, Verdicts
+from kvr._comparing.verdict import Identity, Rules, Settings, Verdict, calls_python, judge
+from kvr._reading.runs import Look
 from kvr._store.run import Run
+from kvr._store.signal import Signal
 from kvr._view.mirror import Changes
 from kvr._view.problems import Problem
 from kvr._view.state import json_bytes
@@ -32,6 +35,8 @@ _READ_PAIRS = 256
 _THREADS = max(len(os.sched_getaffinity(0)), 1)
 _SETTINGS = {"tolerance", "tolerance_inherited", "sync", "sync_inherited"}
 
+_Key = tuple[Optional[Signal], Optional[Signal]]
+
 
 class Plan(NamedTuple):
     """Which runs are compared, and how: the arguments of `compare_runs`, checked."""
@@ -41,30 +46,55 @@ class Plan(NamedTuple):
     options: dict[str, Any]
 
 
-class Made(NamedTuple):
-    """A comparison, and the JSON that windows get. `revision` is the store's."""
+class Made:
+    """A comparison, and the JSON that windows get. `revision` is the store's.
 
-    comparison: Comparison
-    revision: int
+    known    the JSON of verdicts, which stays as it is until they are judged again
+    """
+
+    def __init__(self, comparison: Comparison, revision: int, known: dict[Verdict, bytes]) -> None:
+        self.comparison = comparison
+        self.revision = revision
+        self._known = known
+        self._json: bytes | None = None
 
     def json(self) -> bytes:
-        comparison = self.comparison
-        dates = [verdict._dated for verdict in comparison.verdicts]
-        plain = {**comparison.to_dict(), "revision": self.revision, "is_date": dates}
-        return json_bytes(for_json(plain))
+        if self._json is None:
+            verdicts = self.comparison.verdicts
+            dates = [verdict._dated for verdict in verdicts]
+            told = plain_summary(self.comparison) | {"revision": self.revision, "is_date": dates}
+            for verdict in verdicts:
+                if verdict not in self._known:
+                    self._known[verdict] = json_bytes(for_json(plain_verdict(verdict)))
+            texts = b",".join(self._known[verdict] for verdict in verdicts)
+            self._json = b'%s,"verdicts":[%s]}' % (json_bytes(for_json(told))[:-1], texts)
+        return self._json
+
+    def json_of(self, verdicts: list[Verdict]) -> dict[Verdict, bytes]:
+        """The JSON of those of these verdicts that are in it."""
+        return {verdict: self._known[verdict] for verdict in verdicts if verdict in self._known}
+
+
+class _Verdicts(list[Verdict]):
+    """Verdicts in their order, as a comparison holds them."""
+
+    @property
+    def statuses(self) -> list[str]:
+        return [verdict.status for verdict in self]
 
 
 class _Task(NamedTuple):
-    """A pair that is to be judged, and where its verdict stands."""
+    """A verdict that has only who its signals are: they are to be judged."""
 
     place: int
-    found: Found
+    verdict: Verdict
+    settings: Settings
 
 
 class _Reading(NamedTuple):
     """What one look at both runs told."""
 
-    found: list[Found]
+    verdicts: list[Verdict]
     tasks: list[_Task]
     sides: tuple[SideInfo, SideInfo]
     warnings: list[str]
@@ -149,7 +179,7 @@ class LiveComparison:
         known = self._known_of(plan)
         try:
             read = await self._worker.run(lambda: _read(plan, known, self._revision()))
-            await self._judge(read.tasks, plan.options["rules"], stop)
+            await self._judge(read, plan.options["rules"], stop)
         except (_kvr.Stopped, asyncio.CancelledError):
             raise asyncio.CancelledError from None
         except Exception as error:  # a run is gone, or a pattern matches nothing any more
@@ -159,115 +189,147 @@ class LiveComparison:
             return
         self._put(plan, read)
 
-    def _known_of(self, plan: Plan) -> dict[Any, Found]:
-        """The pairs judged so far, by their signals; of another plan none."""
-        if self.made is None:
-            return {}
-        return {_key(found): found for found in self.made.comparison.verdicts._found}
+    def _known_of(self, plan: Plan) -> dict[_Key, Verdict]:
+        """The verdicts so far, by their signals; of another plan none."""
+        return {_key(verdict): verdict for verdict in self.made.comparison} if self.made else {}
 
     def _put(self, plan: Plan, read: _Reading) -> None:
-        runs = (read.sides[0].run, read.sides[1].run)
         old = self.made
-        verdicts = Verdicts(read.found, runs, plan.options["rules"])
+        verdicts: Any = _Verdicts(read.verdicts)
         told = _told_options(plan.options)
         comparison = Comparison(verdicts, read.sides, told, read.warnings)
-        self.made = Made(comparison, read.revision)
+        known = old.json_of(read.verdicts) if old else {}
+        self.made = Made(comparison, read.revision, known)
         if old is None or not _same(old.comparison, comparison):
             self._tell(read.revision)
 
-    # ---- Judging ----
+    async def _judge(self, read: _Reading, rules: Rules, stop: _kvr.Stop) -> None:
+        """Judge the tasks, a batch after the other, and put the verdicts in their places."""
+        start = 0
+        while start < len(read.tasks):
+            sides = await self._worker.run(partial(_sides, read.tasks, start))
+            batch = list(zip(read.tasks[start : start + len(sides)], sides))
+            start += len(sides)
+            shares = [batch[i::_THREADS] for i in range(_THREADS)]
+            jobs = [asyncio.to_thread(_judge_some, share, rules, stop) for share in shares]
+            for share in await asyncio.gather(*jobs):
+                for place, verdict in share:
+                    read.verdicts[place] = verdict
 
-    async def _judge(self, tasks: list[_Task], rules: Rules, stop: _kvr.Stop) -> None:
-        place = 0
-        while place < len(tasks):
-            start = place
-            sides = await self._worker.run(lambda: _sides(tasks, start))
-            batch = tasks[place : place + len(sides)]
-            place += len(sides)
-            shares = [(batch[i::_THREADS], sides[i::_THREADS]) for i in range(_THREADS)]
-            jobs = [asyncio.to_thread(_judge_some, *share, rules, stop) for share in shares]
-            await asyncio.gather(*jobs)
 
-
-def _key(found: Found) -> tuple[Any, ...]:
-    here, there = found.baseline, found.other
-    return here and here[0], there and there[0]
+def _key(verdict: Verdict) -> _Key:
+    here: Any = verdict.baseline
+    there: Any = verdict.other
+    return here, there
 
 
 def _same(old: Comparison, new: Comparison) -> bool:
     """Whether no pair came, went or was judged again, and the runs have the same names."""
-    before, after = old.verdicts._found, new.verdicts._found
     names = [(side.run, side.id) for side in (old.baseline, old.other)]
     if names != [(side.run, side.id) for side in (new.baseline, new.other)]:
         return False
-    return len(before) == len(after) and all(map(_is_same, before, after))
+    return len(old) == len(new) and all(map(operator.is_, old, new))
 
 
-def _is_same(old: Found, new: Found) -> bool:
-    return old is new or (
-        new.settings is None and old.status == new.status and _key(old) == _key(new)
+# ---- On the store's thread ----
+
+
+def _read(plan: Plan, known: dict[_Key, Verdict], revision: int) -> _Reading:
+    """Look at both runs. Verdicts that are known with the same settings are taken as they are."""
+    options = plan.options
+    looks = plan.baseline._looks(), plan.other._looks()
+    matched = pair(*looks, options["match"], options["only"], options["ignore"])
+    names = plan.baseline.name, plan.other.name
+    verdicts: list[Verdict] = []
+    tasks: list[_Task] = []
+    for first, second in matched.pairs:
+        key: Any = (first and first.signal, second and second.signal)
+        settings = None
+        if first is not None and second is not None:
+            settings = options["choose"](_stored_settings(key[0]))
+        verdict = known.get(key)
+        identities = _identity(first, names[0]), _identity(second, names[1])
+        if verdict is None or not _is_as_known(verdict, identities, settings):
+            verdict = _unjudged(key, identities)
+            if settings is not None:
+                tasks.append(_Task(len(verdicts), verdict, settings))
+        verdicts.append(verdict)
+    sides = SideInfo.of(plan.baseline, None), SideInfo.of(plan.other, None)
+    return _Reading(verdicts, tasks, sides, matched.warnings, revision)
+
+
+def _is_as_known(
+    verdict: Verdict,
+    identities: tuple[Identity | None, Identity | None],
+    settings: Settings | None,
+) -> bool:
+    """Whether judging would find the same; registered functions may answer otherwise."""
+    if (verdict.baseline_identity, verdict.other_identity) != identities:
+        return False
+    used = (verdict.tolerance, verdict.tolerance_source, verdict.sync, verdict.sync_source)
+    return settings is None or (used == settings and not calls_python(settings))
+
+
+def _stored_settings(signal: Signal) -> Settings:
+    """The settings in force for a baseline signal, its own or its run's."""
+    tolerance, sync = signal.tolerance, signal.sync
+    sources = ["run" if one.inherited else "own" for one in (tolerance, sync)]
+    return Settings(tolerance, sources[0], sync, sources[1])
+
+
+def _identity(look: Look | None, run: str) -> Identity | None:
+    if look is None:
+        return None
+    facts = look.facts
+    return Identity(
+        run, look.signal.id, facts.label, facts.path, facts.source, facts.port, facts.channel
     )
 
 
-def _read(plan: Plan, known: dict[Any, Found], revision: int) -> _Reading:
-    """Look at both runs. Pairs that are known with the same settings are taken as they are."""
-    options = plan.options
-    here, there = plan.baseline._looks(), plan.other._looks()
-    matched = pair(here, there, options["match"], options["only"], options["ignore"])
-    found: list[Found] = []
-    tasks: list[_Task] = []
-    for first, second in matched.pairs:
-        one = Found(first, second)
-        if first is not None and second is not None:
-            settings: Settings = options["choose"](stored_settings(first))
-            one.settings = settings
-            one.dated = first.facts.time_source == EPOCH_SOURCE
-            old = known.get(_key(one))
-            if old is not None and old.settings == settings and not calls_python(settings):
-                one = old
-            else:
-                tasks.append(_Task(len(found), one))
-        found.append(one)
-    sides = SideInfo.of(plan.baseline, None), SideInfo.of(plan.other, None)
-    return _Reading(found, tasks, sides, matched.warnings, revision)
+def _unjudged(key: _Key, identities: tuple[Identity | None, Identity | None]) -> Verdict:
+    """The verdict on a signal without a partner; of a pair nothing but who it is is right."""
+    is_missing = key[1] is None
+    return Verdict(
+        status="missing" if is_missing else "extra",
+        reason=None,
+        text=_kvr.describe_alone(is_missing),
+        baseline=key[0],
+        other=key[1],
+        baseline_identity=identities[0],
+        other_identity=identities[1],
+    )
 
 
-_Sides = tuple[Side, Side]
+_Pair = tuple[Side, Side, bool]  # and whether its times are dates
 
 
-def _sides(tasks: list[_Task], start: int) -> list[_Sides]:
+def _sides(tasks: list[_Task], start: int) -> list[_Pair]:
     """The arrays of the next pairs, until there are many or long ones."""
-    sides: list[_Sides] = []
+    sides: list[_Pair] = []
     size = 0
     for task in tasks[start : start + _READ_PAIRS]:
-        here, there = task.found.baseline, task.found.other
+        here, there = task.verdict.baseline, task.verdict.other
         assert here is not None and there is not None
-        both = side_of_signal(here[0]), side_of_signal(there[0])
-        sides.append(both)
+        both = side_of_signal(here), side_of_signal(there)
+        sides.append((*both, here.time_source == EPOCH_SOURCE))
         size += sum(side.times.nbytes + side.values.nbytes for side in both)
         if size > _READ_BYTES:
             break
     return sides
 
 
-def _judge_some(tasks: list[_Task], sides: list[_Sides], rules: Rules, stop: _kvr.Stop) -> None:
-    """Judge each pair; raises _kvr.Stopped if `stop` is set."""
-    natives: dict[Settings, _kvr.Rules] = {}
-    batch: list[tuple[Side, Side, _kvr.Rules, bool]] = []
-    members: list[Found] = []
-    for task, (here, there) in zip(tasks, sides):
-        found = task.found
-        assert found.settings is not None
-        if calls_python(found.settings):
-            found.fields = judge(here, there, found.settings, rules, found.dated, stop)
-            continue
-        if found.settings not in natives:
-            natives[found.settings] = native_rules(found.settings, rules)
-        batch.append((here, there, natives[found.settings], found.dated))
-        members.append(found)
-    if batch:
-        for found, finding in zip(members, _kvr.judge_all(batch, stop)):
-            found.finding = finding
+# ---- On other threads ----
+
+
+def _judge_some(
+    share: list[tuple[_Task, _Pair]], rules: Rules, stop: _kvr.Stop
+) -> list[tuple[int, Verdict]]:
+    """The verdicts on these pairs, and their places; raises _kvr.Stopped if `stop` is set."""
+    judged = []
+    for (place, verdict, settings), (here, there, dated) in share:
+        fields = judge(here, there, settings, rules, dated, stop) | settings._asdict()
+        judged.append((place, replace(verdict, **fields, _rules=rules, _dated=dated)))
+    return judged
 
 
 def _told_options(options: dict[str, Any]) -> dict[str, Any]:

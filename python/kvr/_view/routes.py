@@ -246,7 +246,7 @@ def _plan(given: Any) -> dict[str, Any]:
 async def _comparison(inspection: Inspection, request: Request) -> Response:
     made = await inspection.made()
     if made is None:
-        raise Problem(404, "nothing is compared; choose two runs")
+        return _json(None)
     return Response(await asyncio.to_thread(made.json), media_type="application/json")
 
 
