@@ -498,6 +498,7 @@ def test_child_of_a_fork_leaves_the_server_to_its_parent(store, view, window, ru
                 socket.create_connection((window.host, window.port), timeout=1)
             while events.next() is not None:
                 pass
+            assert events.is_hung_up()
         finally:
             os.kill(child, 9)
             os.waitpid(child, 0)
