@@ -46,7 +46,7 @@ test("the day stands where it changes", () => {
 });
 
 test("dates far apart, far away and within a second have ticks", () => {
-  assert.equal(dateTicks(-60e9, 60e9, 6).texts.length > 3, true);
+  assert.deepEqual(dateTicks(-60e9, 60e9, 6).texts, ["1000", "2000", "3000"]);
   const parts = dateTicks(seconds("2016-02-28T18:00:00Z"), seconds("2016-02-28T18:00:01Z"), 4);
   assert.equal(parts.texts[1], "18:00:00.5");
   assert.deepEqual(dateTicks(1e15, 2e15, 4).texts, numberTicks(1e15, 2e15, 4).texts);

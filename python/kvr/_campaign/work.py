@@ -6,10 +6,13 @@ import os
 import platform
 import time
 from collections.abc import Sequence
-from typing import Any, NamedTuple
+from typing import TYPE_CHECKING, Any, NamedTuple
 
 from kvr._base.error_lines import told
 from kvr._campaign.results import Summary
+
+if TYPE_CHECKING:
+    from kvr._comparing.comparison import Comparison
 
 CHANGED = "changed while it was read; compare it again"
 _ENOUGH = 2.0  # seconds after which a worker hands back the jobs that it has not begun
@@ -89,16 +92,35 @@ def _outcome(job: Job) -> Outcome:
 
 
 def _compared(job: Job) -> tuple[Summary, list[tuple[int, int]]]:
-    from kvr._comparing.compare import compare_part
     from kvr._files.opening import split_name
 
     paths = [split_name(side)[0] for side in (job.baseline, job.other)]
     before = [_identity(path) for path in paths]
     try:
-        comparison = compare_part(job.baseline, job.other, (job.part, job.parts), **job.options)
+        comparison = _comparison(job, before)
     finally:  # an error may come from the change
         _require_unchanged(paths, before)
     return Summary.of(comparison), [identity[1:] for identity in before]
+
+
+def _comparison(job: Job, identities: Sequence[tuple[int, int, int]]) -> Comparison:
+    """Of a part, with runs that are kept open between parts."""
+    from kvr._campaign.kept import Opened, kept
+    from kvr._comparing.compare import compare_part, pairs_of_part
+    from kvr._files.opening import open_run
+
+    if job.parts == 1:
+        return compare_part(job.baseline, job.other, (0, 1), **job.options)
+    ways = [job.options.get(name) for name in ("match", "only", "ignore")]
+    key = job.baseline, job.other, *identities, repr(ways)
+    opened = kept.take(key)
+    if opened is None:
+        runs = open_run(job.baseline), open_run(job.other)
+        opened = Opened(*runs, pairs_of_part(*runs, **job.options))
+    part = job.part, job.parts
+    found = compare_part(opened.baseline, opened.other, part, found=opened.pairs, **job.options)
+    kept.keep(key, opened)
+    return found
 
 
 def _require_unchanged(paths: Sequence[str], before: Sequence[tuple[int, int, int]]) -> None:

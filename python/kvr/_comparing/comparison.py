@@ -261,6 +261,7 @@ class Comparison(Sequence[Verdict]):
         return sorted(self.verdicts, key=self._rank)
 
     def _rank(self, verdict: Verdict) -> ranking.Rank:
+        """Sorts verdicts as `worst_first` does."""
         return ranking.rank(verdict) if self.fails(verdict) else ranking.NO_FAILURE
 
     def __str__(self) -> str:

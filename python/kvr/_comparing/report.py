@@ -3,10 +3,11 @@
 from __future__ import annotations
 
 import os
+from collections.abc import Mapping
 from typing import TYPE_CHECKING, Any
 
 from kvr._base.dates import EPOCH_SOURCE
-from kvr._comparing.report_curves import PackedPairs
+from kvr._comparing.report_curves import PackedPairs, places_to_draw
 from kvr._comparing.results import for_json, plain_summary, plain_verdict
 from kvr._report.page import page_of, size_of
 from kvr._reading.plots import looks_of
@@ -25,9 +26,11 @@ def report_of(comparison: Comparison) -> bytes:
     """The file. Raises Gone if a signal was removed since, kvr.Error if the build has no page."""
     data = _Data(comparison)
     threads = len(os.sched_getaffinity(0))
-    curves = PackedPairs(comparison, LARGEST - size_of(data.plain()), threads)
-    for place, number in curves.numbers.items():
-        data.add_curves(place, number)
+    places = places_to_draw(comparison)
+    data.add_looks(places)
+    room = LARGEST - size_of(data.plain())
+    curves = PackedPairs(comparison, places, room, threads)
+    data.set_curves(curves.numbers)
     return page_of(_title(comparison), data.plain(), curves.blocks)
 
 
@@ -73,16 +76,22 @@ class _Data:
         self._fields = list(facts)
         return [fact if name == "intervals" else for_json(fact) for name, fact in facts.items()]
 
-    def add_curves(self, place: int, number: int) -> None:
-        """Say that a pair has the curves of this number, and how they look."""
-        verdict = self._comparison.verdicts[place]
-        sides = [verdict.baseline, verdict.other]
-        units = (side.unit for side in sides if side is not None)
-        self._pairs[place].update(
-            curves=number,
-            looks=[self._look(side) for side in sides],
-            unit=next((unit for unit in units if unit), None),
-        )
+    def add_looks(self, places: list[int]) -> None:
+        """Say how the pairs at these places look, and that they have curves, as yet of any number."""
+        for place in places:
+            verdict = self._comparison.verdicts[place]
+            sides = [verdict.baseline, verdict.other]
+            units = (side.unit for side in sides if side is not None)
+            self._pairs[place].update(
+                curves=place,
+                looks=[self._look(side) for side in sides],
+                unit=next((unit for unit in units if unit), None),
+            )
+
+    def set_curves(self, numbers: Mapping[int, int]) -> None:
+        """Say which block has the curves of the pair at a place; those of others have none."""
+        for place, pair in enumerate(self._pairs):
+            pair["curves"] = numbers.get(place)
 
     def _look(self, signal: SignalReader | None) -> int | None:
         looks = {} if signal is None else looks_of(signal)

@@ -23,10 +23,18 @@ _FAILING, _PASSING = 5.0, 1.0  # shares of the room
 _FEWEST_COLUMNS, _MOST_OF_PASSING, _MOST_OF_FAILING = 12, 2000, 8000
 _TIGHT = 100  # columns below which samples beside the marks are not kept
 _FIRST_GUESS = 60.0  # bytes for a column
-_WAVE = 64  # pairs
+_TRIES = 3  # to pack a pair into its share
+_WAVE = 16  # pairs
 
 # Instants, then (n, components): baseline, other, difference, tolerance; None if it is constant.
 Aligned = tuple["Array", "Array", "Array", "Array", Optional["Array"]]
+
+
+def places_to_draw(comparison: Comparison) -> list[int]:
+    """The places of the verdicts that get curves, those that fail first, the furthest out in front."""
+    verdicts = comparison.verdicts
+    order = sorted(range(len(verdicts)), key=lambda place: comparison._rank(verdicts[place]))
+    return order[:MOST_PAIRS]
 
 
 class PackedPairs:
@@ -36,8 +44,10 @@ class PackedPairs:
     blocks   deflated, in the order of their numbers
     """
 
-    def __init__(self, comparison: Comparison, room: int, threads: int) -> None:
-        """Pairs are read in this thread, and packed in several, a wave after the other.
+    def __init__(self, comparison: Comparison, places: list[int], room: int, threads: int) -> None:
+        """Pack the pairs at these places into about `room` bytes.
+
+        Pairs are read in this thread, and packed in several, a wave after the other.
 
         What a pair gets is known when its wave begins: it does not depend on the threads.
         """
@@ -45,7 +55,6 @@ class PackedPairs:
         self.blocks: list[bytes] = []
         self._verdicts = comparison.verdicts
         self._seen: dict[Any, int] = {}
-        places = _in_order(comparison)[:MOST_PAIRS]
         room_left = _Room(room, [comparison.fails(self._verdicts[place]) for place in places])
         with ThreadPoolExecutor(threads, "kvr-report") as pool:
             for start in range(0, len(places), _WAVE):
@@ -112,21 +121,17 @@ class _Room:
         self.rate = 0.9 * self.rate + 0.1 * size / block.columns
 
 
-def _in_order(comparison: Comparison) -> list[int]:
-    """The places of the verdicts, those that fail first, the furthest out before others."""
-    verdicts = comparison.verdicts
-    return sorted(range(len(verdicts)), key=lambda place: comparison._rank(verdicts[place]))
-
-
 def _fitting(pair: _Pair, aligned: Aligned | None, share: float, rate: float) -> _Packed:
     """The block of a pair in about so many bytes."""
     curves = pair.curves(aligned)
     most = _MOST_OF_FAILING if pair.verdict.differs else _MOST_OF_PASSING
-    columns = _columns(share / rate / max(1, len(curves)), most)
+    columns = _columns(0.9 * share / rate / max(1, len(curves)), most)
     block = packed(curves, pair.components, columns, columns >= _TIGHT)
-    size = block_size(block)
-    if size > 1.3 * share and columns > _FEWEST_COLUMNS:
-        columns = _columns(columns * share / size, most)
+    for _ in range(_TRIES):
+        size = block_size(block)
+        if size <= share or columns == _FEWEST_COLUMNS:
+            break
+        columns = _columns(min(0.95 * columns * share / size, columns - 1), most)
         block = packed(curves, pair.components, columns, columns >= _TIGHT)
     return _Packed(block, columns * max(1, len(curves)))
 

@@ -66,7 +66,10 @@ def block_size(block: bytes) -> int:
 
 
 def _part(name: str) -> str:
-    path = Path(__file__).parent.parent / "_page" / name
+    return _read(Path(__file__).parent.parent / "_page" / name)
+
+
+def _read(path: Path) -> str:
     try:
         return path.read_text(encoding="utf-8")
     except FileNotFoundError:
