@@ -163,7 +163,7 @@ def pairs_of_part(
     baseline: OpenRun, other: OpenRun, choose: Choose | None = None, **options: Any
 ) -> Pairs:
     """What belongs together, for all parts of a comparison with these options."""
-    plan = _plan_of(**options)
+    plan = plan_of(**options)
     return _paired(baseline, other, plan["match"], plan["only"], plan["ignore"])
 
 
