@@ -40,6 +40,15 @@ def test_a_caller_that_takes_longer_than_the_workers_decides():
     assert found.caller_busy == pytest.approx(1, rel=0.05)
 
 
+def test_results_that_arrive_together_wait_for_the_disk_once():
+    """A disk that takes 0.1 s, and 100 workers that send one pair a second each: 10 times a second."""
+    campaign = Campaign(pairs=1000, compare=1.0, workers=100, batch_seconds=1.0)
+    found = simulate(campaign, Costs(disk=0.1))
+    assert found.seconds < 12  # 100 s if each waited by itself
+    alone = Campaign(pairs=50, compare=0.01, workers=1, batch_seconds=0.01, ahead=1)
+    assert simulate(alone, Costs(disk=0.1)).seconds == pytest.approx(50 * 0.11)
+
+
 def test_a_scheduler_hands_on_so_many_batches_a_second():
     """1,000 batches of one pair, 10 ms each in the scheduler: 10 s, however many workers there are."""
     campaign = Campaign(pairs=1000, compare=0.5, workers=100, batch_seconds=0.5)

@@ -49,6 +49,7 @@ def cost_lines(data: dict[str, Any]) -> Iterator[str]:
         "start": "a worker starts",
         "caller_pair": "a pair, in the caller",
         "caller_batch": "a batch, in the caller",
+        "disk": "results that arrived together, until they are on disk",
         "scheduler_batch": "a batch, in the scheduler",
         "worker_pair": "a pair beyond its comparison, in the worker",
     }
@@ -86,14 +87,19 @@ def cases() -> list[Case]:
         given = {"pairs": _PAIRS, "workers": 1000, "batch_seconds": _MOST_SECONDS, **options}
         return Campaign(compare=0.02, **given)
 
-    part = campaign(pairs=_PAIRS // 10, workers=100, batch_seconds=0.4)
+    part = campaign(pairs=_PAIRS // 20, workers=50, batch_seconds=0.3)
     return [
-        Case("100 workers", campaign(workers=100, batch_seconds=0.4, pairs=_PAIRS // 10)),
         Case("1,000 workers, batches of 4 s", campaign()),
         Case("the same with batches of 1 s", campaign(batch_seconds=1.0)),
-        Case("10 campaigns of 100 workers", part, beside=10),
-        Case("files of 1 MB a pair at 10 GB/s", campaign(size=1e6, bandwidth=1e10)),
-        Case("a worker dies each hour of work", campaign(death_every=3600.0)),
+        Case("20 campaigns of 50 workers", part, beside=20),
+        Case(
+            "these, files of 1 MB a pair at 10 GB/s",
+            replace(part, size=1e6, bandwidth=1e10 / 20),
+            beside=20,
+        ),
+        Case(
+            "these, a worker dies each hour of work", replace(part, death_every=3600.0), beside=20
+        ),
     ]
 
 

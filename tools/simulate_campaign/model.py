@@ -18,6 +18,7 @@ import random
 from collections import deque
 from collections.abc import Callable
 from dataclasses import dataclass, field
+from functools import partial
 from itertools import count
 
 
@@ -27,7 +28,8 @@ class Costs:
 
     start            of a worker, until it takes its first batch
     caller_pair      of a pair in the caller: planned, packed, its result written
-    caller_batch     of a batch in the caller: sent, received, the results file on disk
+    caller_batch     of a batch in the caller: sent and received
+    disk             until results are on disk; the caller waits once for all that have arrived
     scheduler_batch  of a batch in the scheduler, both ways; 0 where there is none
     worker_pair      of a pair in the worker beyond its comparison
     worker_batch     of a batch in the worker
@@ -36,6 +38,7 @@ class Costs:
     start: float = 0.0
     caller_pair: float = 0.0
     caller_batch: float = 0.0
+    disk: float = 0.0
     scheduler_batch: float = 0.0
     worker_pair: float = 0.0
     worker_batch: float = 0.0
@@ -128,6 +131,8 @@ class Simulation:
         self._files = _Shared(campaign.bandwidth, campaign.bandwidth)
         self._cores = _Shared(campaign.cores or 0.0, 1.0)
         self._left = campaign.pairs  # not yet in a batch
+        self._arrived: list[int] = []  # pairs of each batch that the caller has not taken in
+        self._is_receiving = False
         self._out = 0  # batches between the caller and its results
         self._held = [deque[int]() for _ in range(campaign.workers)]  # pairs of each batch
         self._is_idle = [True] * campaign.workers
@@ -138,7 +143,7 @@ class Simulation:
     def run(self) -> Figures:
         for worker in range(self.campaign.workers):
             self._is_idle[worker] = False
-            self._after(self.costs.start, lambda worker=worker: self._next(worker))
+            self._after(self.costs.start, partial(self._next, worker))
         self._send()
         while self._events:
             self.now, _, action = heapq.heappop(self._events)
@@ -161,7 +166,7 @@ class Simulation:
             self._out += 1
             self.figures.batches += 1
             cost = self.costs.caller_batch / 2 + self.costs.caller_pair / 2 * pairs
-            self._serve(self._caller, cost, lambda pairs=pairs: self._schedule(pairs))
+            self._serve(self._caller, cost, partial(self._schedule, pairs))
 
     def _batch(self) -> int:
         campaign = self.campaign
@@ -170,12 +175,25 @@ class Simulation:
         return max(min(by_time, campaign.most_pairs, share), 1)
 
     def _receive(self, pairs: int) -> None:
+        self._arrived.append(pairs)
+        if len(self._arrived) == 1 and not self._is_receiving:
+            self._receive_all()
+
+    def _receive_all(self) -> None:
+        """Take in the results that have arrived by now."""
+        self._is_receiving = bool(self._arrived)
+        if not self._arrived:
+            return
+        group, self._arrived = self._arrived, []
+
         def received() -> None:
-            self._out -= 1
-            self.figures.done += pairs
+            self._out -= len(group)
+            self.figures.done += sum(group)
+            self._receive_all()
             self._send()
 
-        cost = self.costs.caller_batch / 2 + self.costs.caller_pair / 2 * pairs
+        costs = self.costs
+        cost = costs.disk + len(group) * costs.caller_batch / 2 + sum(group) * costs.caller_pair / 2
         self._serve(self._caller, cost, received)
 
     # ---- The scheduler ----

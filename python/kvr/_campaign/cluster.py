@@ -70,7 +70,8 @@ class Cluster:
     def ended(self) -> list[Ended]:
         """Raises RuntimeError if the scheduler is gone for good, or if no worker is fit."""
         found: list[Ended] = []
-        while not found:
+        # All that is there: their results get onto the disk together.
+        while not found or not self._finished.empty():
             self._require_scheduler()
             try:
                 key, result = self._finished.get(timeout=_LOOK_AGAIN)
