@@ -7,6 +7,7 @@ import signal
 import subprocess
 import sys
 import time
+from contextlib import suppress
 from pathlib import Path
 
 import kvr
@@ -26,11 +27,14 @@ def run(pairs, **options):
 def own_children():
     """Process ids of the workers of this process."""
     children = Path(f"/proc/{os.getpid()}/task/{os.getpid()}/children").read_text().split()
-    return [
-        int(pid)
-        for pid in children
-        if "multiprocessing.spawn" in Path(f"/proc/{pid}/cmdline").read_text()
-    ]
+    return [int(pid) for pid in children if is_worker(pid)]
+
+
+def is_worker(pid):
+    try:
+        return "multiprocessing.spawn" in Path(f"/proc/{pid}/cmdline").read_text()
+    except OSError:  # it has just ended
+        return False
 
 
 def test_workers_killed_at_random_lose_and_double_nothing(tmp_path):
@@ -43,8 +47,9 @@ def test_workers_killed_at_random_lose_and_double_nothing(tmp_path):
         children = own_children()
         if children and len(found) >= 40 * killed and killed < kills:
             time.sleep(chance.random() / 50)  # also while a worker starts
-            os.kill(chance.choice(children), signal.SIGKILL)
-            killed += 1
+            with suppress(ProcessLookupError):  # it has just ended
+                os.kill(chance.choice(children), signal.SIGKILL)
+                killed += 1
     assert killed == kills
     assert outcome(found) == expected(pairs)
     assert own_children() == []
