@@ -29,7 +29,7 @@ from typing import Callable
 import kvr
 import numpy as np
 import pandas
-from kvr._command import main as command
+from kvr._command.main import main as command
 
 import compare_numpy
 

@@ -80,6 +80,10 @@ function(kvr_install_package name extension)
 endfunction()
 kvr_install_package(vormel _vormel)
 kvr_install_package(kvr _kvr)
+if(KVRNTOB_BUILD_PAGE)
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/python/kvr/_page DESTINATION ${KVRNTOB_PYTHON_DIR}/kvr
+          COMPONENT python)
+endif()
 
 # The package vormel loads the module that it finds in its own folder.
 file(RELATIVE_PATH module_from_package /${KVRNTOB_PYTHON_DIR}/vormel /${module_dir})

@@ -3,6 +3,8 @@
 include(CMakeDependentOption)
 
 option(KVRNTOB_BUILD_PYTHON "The Python packages vormel and kvr" ${PROJECT_IS_TOP_LEVEL})
+cmake_dependent_option(KVRNTOB_BUILD_PAGE "The page of the inspector and of reports; npm fetches its parts"
+                       ON KVRNTOB_BUILD_PYTHON OFF)
 option(KVRNTOB_INSTALL "Rules for cmake --install and cpack" ${PROJECT_IS_TOP_LEVEL})
 option(KVRNTOB_WERROR "Treat warnings as errors" OFF)
 option(KVRNTOB_CCACHE "Compile through ccache where it is installed" OFF)

@@ -18,55 +18,55 @@ from typing import TYPE_CHECKING
 if TYPE_CHECKING:
     from kvr._campaign.campaign import campaign as campaign
     from kvr._campaign.results import PairResult as PairResult
-    from kvr._comparing import compare as compare
-    from kvr._comparing import compare_series as compare_series
-    from kvr._comparison import Comparison as Comparison
-    from kvr._errors import Ambiguous as Ambiguous
-    from kvr._errors import Error as Error
-    from kvr._errors import FormatError as FormatError
-    from kvr._errors import Gone as Gone
-    from kvr._errors import MissingPackage as MissingPackage
-    from kvr._errors import NotFound as NotFound
-    from kvr._errors import NoValues as NoValues
-    from kvr._formats import Format as Format
-    from kvr._formats import open as open
-    from kvr._functions import functions as functions
-    from kvr._map import Map as Map
-    from kvr._recording import Recording as Recording
-    from kvr._run import Run as Run
-    from kvr._settings import Sync as Sync
-    from kvr._settings import Tolerance as Tolerance
-    from kvr._signal import Signal as Signal
-    from kvr._store import Runs as Runs
-    from kvr._store import Store as Store
-    from kvr._verdict import Verdict as Verdict
+    from kvr._comparing.compare import compare as compare
+    from kvr._comparing.compare import compare_series as compare_series
+    from kvr._comparing.comparison import Comparison as Comparison
+    from kvr._base.errors import Ambiguous as Ambiguous
+    from kvr._base.errors import Error as Error
+    from kvr._base.errors import FormatError as FormatError
+    from kvr._base.errors import Gone as Gone
+    from kvr._base.errors import MissingPackage as MissingPackage
+    from kvr._base.errors import NotFound as NotFound
+    from kvr._base.errors import NoValues as NoValues
+    from kvr._files.formats import Format as Format
+    from kvr._files.formats import open as open
+    from kvr._comparing.functions import functions as functions
+    from kvr._store.map import Map as Map
+    from kvr._files.recording import Recording as Recording
+    from kvr._store.run import Run as Run
+    from kvr._base.settings import Sync as Sync
+    from kvr._base.settings import Tolerance as Tolerance
+    from kvr._store.signal import Signal as Signal
+    from kvr._store.store import Runs as Runs
+    from kvr._store.store import Store as Store
+    from kvr._comparing.verdict import Verdict as Verdict
 
 # Public name, module that defines it.
 _HOMES = {
-    "Ambiguous": "_errors",
-    "Comparison": "_comparison",
-    "Error": "_errors",
-    "Format": "_formats",
-    "FormatError": "_errors",
-    "Gone": "_errors",
-    "Map": "_map",
-    "MissingPackage": "_errors",
-    "NoValues": "_errors",
-    "NotFound": "_errors",
+    "Ambiguous": "_base.errors",
+    "Comparison": "_comparing.comparison",
+    "Error": "_base.errors",
+    "Format": "_files.formats",
+    "FormatError": "_base.errors",
+    "Gone": "_base.errors",
+    "Map": "_store.map",
+    "MissingPackage": "_base.errors",
+    "NoValues": "_base.errors",
+    "NotFound": "_base.errors",
     "PairResult": "_campaign.results",
-    "Recording": "_recording",
-    "Run": "_run",
-    "Runs": "_store",
-    "Signal": "_signal",
-    "Store": "_store",
-    "Sync": "_settings",
-    "Tolerance": "_settings",
-    "Verdict": "_verdict",
+    "Recording": "_files.recording",
+    "Run": "_store.run",
+    "Runs": "_store.store",
+    "Signal": "_store.signal",
+    "Store": "_store.store",
+    "Sync": "_base.settings",
+    "Tolerance": "_base.settings",
+    "Verdict": "_comparing.verdict",
     "campaign": "_campaign.campaign",
-    "compare": "_comparing",
-    "compare_series": "_comparing",
-    "functions": "_functions",
-    "open": "_formats",
+    "compare": "_comparing.compare",
+    "compare_series": "_comparing.compare",
+    "functions": "_comparing.functions",
+    "open": "_files.formats",
 }
 
 __all__ = list(_HOMES)  # noqa: PLE0604  names, all of them

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import sys
 
-from kvr._command import main
+from kvr._command.main import main
 
 if __name__ == "__main__":
     sys.exit(main())

@@ -112,16 +112,16 @@ def test_a_file_that_is_damaged_is_the_result_of_its_pair(pairs, tmp_path):
 
 def test_a_file_that_changes_while_it_is_read_is_told(tmp_path, monkeypatch):
     ((baseline, other),) = write_pairs(tmp_path, 1)
-    import kvr._comparing
+    import kvr._comparing.compare
 
-    compare = kvr._comparing.compare_part
+    compare = kvr._comparing.compare.compare_part
 
     def slow(*arguments, **options):
         found = compare(*arguments, **options)
         Path(other).write_text("time,speed\n0,1\n1,9\n2,9\n")
         return found
 
-    monkeypatch.setattr(kvr._comparing, "compare_part", slow)
+    monkeypatch.setattr(kvr._comparing.compare, "compare_part", slow)
     (found,) = work.run_batch([work.Job(0, baseline, other, {})], work.program_version())
     assert found.error == f"{other}: changed while it was read; compare it again"
 

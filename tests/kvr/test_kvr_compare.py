@@ -158,14 +158,14 @@ def test_sides_may_be_files(tmp_path):
 
 
 def test_file_with_several_runs_wants_a_name(monkeypatch, tmp_path):
-    from kvr import _opening
-    from kvr._recording import FileRuns
+    from kvr._files import opening
+    from kvr._files.recording import FileRuns
 
     class Twice:
         path = "x.two"
         runs = FileRuns([kvr.open(DAYS[0]).runs[0], kvr.open(DAYS[1]).runs[0]])
 
-    monkeypatch.setattr(_opening, "open_recording", lambda path: Twice)
+    monkeypatch.setattr(opening, "open_recording", lambda path: Twice)
     with pytest.raises(kvr.Ambiguous) as caught:
         kvr.compare("x.two", "x.two")
     assert str(caught.value) == (
@@ -268,13 +268,13 @@ def test_own_settings_among_those_of_the_run_are_found(two):
 
 
 def test_verdicts_are_made_when_they_are_looked_at(two, monkeypatch):
-    from kvr import _verdicts
+    from kvr._comparing import verdicts
 
     for run in two:
         fill(run, *map(str, range(5)))
     made = []
-    verdict = _verdicts.Verdict
-    monkeypatch.setattr(_verdicts, "Verdict", lambda **fields: made.append(1) or verdict(**fields))
+    verdict = verdicts.Verdict
+    monkeypatch.setattr(verdicts, "Verdict", lambda **fields: made.append(1) or verdict(**fields))
     found = kvr.compare(*two)
     assert found.passed
     assert (found.counts["within"], found.failed, len(found), made) == (5, [], 5, [])

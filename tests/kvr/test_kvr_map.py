@@ -61,8 +61,8 @@ def test_names_of_parameters_are_no_keys_but_can_be_given_in_data():
     assert kvr.Map({"key_type": 1, "data": 2}, self=3) == {"key_type": 1, "data": 2, "self": 3}
 
 
-@pytest.mark.parametrize("key_type", kvr._map.KEY_TYPES)
-@pytest.mark.parametrize("value_type", kvr._map.VALUE_TYPES)
+@pytest.mark.parametrize("key_type", kvr._store.map.KEY_TYPES)
+@pytest.mark.parametrize("value_type", kvr._store.map.VALUE_TYPES)
 def test_every_pair_of_types_keeps_an_entry(key_type, value_type):
     key = "k" if key_type == "char" else 1
     value = "v" if value_type in ("char", "any") else 1

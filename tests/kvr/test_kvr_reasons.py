@@ -14,9 +14,9 @@ import numpy as np
 from datetime import datetime, timezone
 
 import kvr
-from kvr._errors import NoValues
-from kvr._reading import Series
-from kvr._recording import FileRun, FileRuns, FileSignal, Recording
+from kvr._base.errors import NoValues
+from kvr._reading.signals import Series
+from kvr._files.recording import FileRun, FileRuns, FileSignal, Recording
 
 
 def fail(*given):

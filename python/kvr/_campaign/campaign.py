@@ -13,7 +13,7 @@ from kvr._campaign.pool import Pool, processors
 from kvr._campaign.results import PairResult
 from kvr._campaign.schedule import Planned, Runner, Schedule, Settled
 from kvr._campaign.work import program_version
-from kvr._comparing import require_options
+from kvr._comparing.compare import require_options
 
 
 def campaign(

@@ -8,9 +8,9 @@ import uuid
 from contextlib import suppress
 from typing import Any
 
+from kvr._base.packages import need
 from kvr._campaign.schedule import RETRIES, Batch, Ended, WorkerDied
 from kvr._campaign.work import run_batch
-from kvr._frames import need
 
 _AHEAD = 2  # batches for each thread of the cluster
 _LOOK_AGAIN = 2.0  # seconds between two looks at how large the cluster is

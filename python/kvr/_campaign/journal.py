@@ -14,10 +14,10 @@ import json
 import os
 from typing import Any
 
+from kvr._base.errors import FormatError
 from kvr._campaign.pairs import FilePair
 from kvr._campaign.results import PairResult
-from kvr._errors import FormatError
-from kvr._opening import split_name
+from kvr._files.opening import split_name
 
 
 def key_of(pair: FilePair, options: dict[str, Any], version: str) -> str:

@@ -9,8 +9,9 @@ from contextlib import suppress
 from types import TracebackType
 from typing import TextIO
 
+from kvr._base.writing import put_in_place, unwritable
 from kvr._campaign.results import Failure, PairResult, Summary
-from kvr._results import attribute, put_in_place, unwritable
+from kvr._comparing.results import attribute
 
 
 class JUnitFile:

@@ -8,9 +8,9 @@ from dataclasses import dataclass
 from typing import Any
 
 from kvr._campaign.pairs import FilePair
-from kvr._comparison import Comparison
-from kvr._results import for_json
-from kvr._verdict import STATUSES, Verdict
+from kvr._comparing.comparison import Comparison
+from kvr._comparing.results import for_json
+from kvr._comparing.verdict import STATUSES, Verdict
 
 KEPT_FAILURES = 100
 

@@ -16,8 +16,8 @@ from typing import Any, NamedTuple, Protocol, Union
 from kvr._campaign.pairs import FilePair
 from kvr._campaign.results import PairResult, Summary
 from kvr._campaign.work import Job, Outcome
-from kvr._formats import is_read_by_signal
-from kvr._opening import split_name
+from kvr._files.formats import is_read_by_signal
+from kvr._files.opening import split_name
 
 RETRIES = 3
 _BATCH_SECONDS = 0.3

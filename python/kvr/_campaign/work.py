@@ -7,8 +7,8 @@ import platform
 import time
 from typing import Any, NamedTuple
 
+from kvr._base.error_lines import told
 from kvr._campaign.results import Summary
-from kvr._command import told
 
 
 class Job(NamedTuple):
@@ -59,8 +59,8 @@ def _outcome(job: Job) -> Outcome:
 
 
 def _compared(job: Job) -> Summary:
-    from kvr._comparing import compare_part
-    from kvr._opening import split_name
+    from kvr._comparing.compare import compare_part
+    from kvr._files.opening import split_name
 
     files = [split_name(side)[0] for side in (job.baseline, job.other)]
     before = [_identity(file) for file in files]

@@ -24,7 +24,7 @@ void raiseAsPython(const std::string& path) {
   try {
     throw;
   } catch (const recording::FormatError& error) {
-    raise(py::module_::import("kvr._errors").attr("FormatError"), path, error.what(),
+    raise(py::module_::import("kvr._base.errors").attr("FormatError"), path, error.what(),
           error.where());
   } catch (const recording::Busy& error) {
     raise(py::reinterpret_borrow<py::object>(PyExc_BlockingIOError), EAGAIN,

@@ -1,0 +1,106 @@
+"""The command kvr: its arguments, its exit codes and its errors.
+
+A command imports its modules when it runs, so that --help starts fast.
+"""
+
+from __future__ import annotations
+
+import argparse
+import importlib
+import os
+import sys
+import traceback
+from collections.abc import Sequence
+from typing import NoReturn
+
+from kvr._base.error_lines import told
+
+PASSED, DIFFERS, NOT_DONE, NOTHING_COMPARED = 0, 1, 2, 3
+_INTERRUPTED = 130
+
+_COMMANDS = {
+    "ls": "list the runs of a file, or their signals",
+    "show": "show one signal: facts, samples and a plot",
+    "compare": "compare two runs, signal by signal",
+    "convert": "write the runs of files to a file of another format",
+    "verify": "check every sum and row of a recording",
+    "campaign": "compare many pairs of files, on many processors or machines",
+}
+_EPILOG = """\
+example: kvr compare monday.csv tuesday.csv --relative 0.01
+
+FILE may name a run, as in FILE#RUN. exit codes: 0 passed, 1 differs, 2 could not be done,
+3 nothing was compared. --debug shows where an error comes from."""
+
+
+class _Parser(argparse.ArgumentParser):
+    """A parser whose errors are one line, like all errors of the command."""
+
+    def error(self, message: str) -> NoReturn:
+        from kvr._base.text import shown
+
+        self.exit(NOT_DONE, f"{self.prog}: {shown(message, 1000)}; see {self.prog} --help\n")
+
+
+def main(arguments: Sequence[str] | None = None) -> int:
+    """Run the command and return its exit code."""
+    given = list(sys.argv[1:] if arguments is None else arguments)
+    debug = "--debug" in given
+    if debug:
+        given = [argument for argument in given if argument != "--debug"]
+    try:
+        return _run(given)
+    except SystemExit as exit:  # of the parser
+        return exit.code if isinstance(exit.code, int) else NOT_DONE
+    except BrokenPipeError:
+        # Whoever read the output has enough. Nothing must be written at the exit either.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        return NOT_DONE
+    except KeyboardInterrupt:
+        if debug:
+            traceback.print_exc()
+        print("kvr: interrupted", file=sys.stderr)
+        return _INTERRUPTED
+    except Exception as error:
+        if debug:
+            traceback.print_exc()
+        else:
+            print(f"kvr: {told(error)}", file=sys.stderr)
+        return NOT_DONE
+
+
+def _run(given: list[str]) -> int:
+    name = next((argument for argument in given if not argument.startswith("-")), None)
+    parser = _parser(name)
+    if not given:
+        parser.print_help()
+        return NOT_DONE
+    options = parser.parse_args(given)
+    code: int = options.run(options)
+    sys.stdout.flush()
+    return code
+
+
+def _parser(name: str | None) -> argparse.ArgumentParser:
+    """The parser; of the commands only the named one gets its arguments."""
+    parser = _Parser(
+        prog="kvr",
+        description="Runs and signals in files: list, show, compare, convert and verify them.",
+        epilog=_EPILOG,
+        formatter_class=argparse.RawDescriptionHelpFormatter,
+        allow_abbrev=False,
+    )
+    commands = parser.add_subparsers(metavar="COMMAND", required=True)
+    for command, meaning in _COMMANDS.items():
+        own = commands.add_parser(
+            command,
+            help=meaning,
+            description=meaning[0].upper() + meaning[1:] + ".",
+            formatter_class=argparse.RawDescriptionHelpFormatter,
+            allow_abbrev=False,
+        )
+        if command == name:
+            module = importlib.import_module(f"kvr._command.{command}")
+            module.add_arguments(own)
+            own.set_defaults(run=module.run)
+    return parser

@@ -1,0 +1,1 @@
+"""Comparing two runs, and what it found."""

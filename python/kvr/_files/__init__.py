@@ -1,0 +1,1 @@
+"""Files with runs: the formats, and how they are opened."""

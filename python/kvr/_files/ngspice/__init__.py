@@ -1,0 +1,1 @@
+"""Raw files of ngspice."""

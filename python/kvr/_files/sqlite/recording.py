@@ -1,0 +1,391 @@
+"""Recording files: runs and signals as objects that read the file on demand."""
+
+from __future__ import annotations
+
+from collections.abc import Iterator, Sequence
+from datetime import datetime, timedelta
+from typing import Any, overload
+
+import numpy as np
+
+from kvr import _kvr
+from kvr._base.dates import EPOCH
+from kvr._base.errors import FormatError
+from kvr._base.settings import INTERPOLATIONS, METHODS, Sync, Tolerance
+from kvr._files.recording import FileRun, FileRuns, FileSignal, Recording
+from kvr._reading.signals import Array, Color, Extent, Facts, Series, read_only
+
+_CHUNK = 256  # signals that are read at a time
+
+
+class RecordingFile(Recording):
+    """An open recording file. Shows the runs that were there when it was opened."""
+
+    def __init__(self, path: str) -> None:
+        super().__init__(path)
+        self._reader = _kvr.RecordingReader(path)
+        self._runs = _Runs(self)
+
+    @property
+    def runs(self) -> FileRuns:
+        return self._runs
+
+    def close(self) -> None:
+        self._reader.close()
+
+
+class _Lazy(Sequence[Any]):
+    """A sequence of things that are made when they are asked for."""
+
+    def __len__(self) -> int:
+        raise NotImplementedError
+
+    def _range(self, first: int, count: int) -> Iterator[Any]:
+        """`count` of them from position `first` on."""
+        raise NotImplementedError
+
+    @overload
+    def __getitem__(self, key: int) -> Any:
+        ...
+
+    @overload
+    def __getitem__(self, key: slice) -> list[Any]:
+        ...
+
+    def __getitem__(self, key: int | slice) -> Any:
+        if isinstance(key, slice):
+            places = range(len(self))[key]
+            if places.step == 1:
+                return list(self._range(places.start, len(places)))
+            return [self[place] for place in places]
+        place = range(len(self))[key]
+        return next(self._range(place, 1))
+
+    def __iter__(self) -> Iterator[Any]:
+        return self._range(0, len(self))
+
+
+class _Runs(_Lazy, FileRuns):
+    def __init__(self, recording: RecordingFile) -> None:
+        self._recording = recording
+        self._count: int = recording._reader.run_count()
+
+    def __len__(self) -> int:
+        return self._count
+
+    def _range(self, first: int, count: int) -> Iterator[RecordingRun]:
+        return (RecordingRun(self._recording, first + 1 + i) for i in range(count))
+
+    def __getitem__(self, key: Any) -> Any:
+        if isinstance(key, str):
+            return FileRuns.__getitem__(self, key)
+        return _Lazy.__getitem__(self, key)
+
+    @property
+    def _runs(self) -> list[FileRun]:  # type: ignore[override]
+        return list(self)
+
+
+class RecordingRun(FileRun):
+    """A run of a recording file."""
+
+    __slots__ = ("_recording", "_number", "_row")
+
+    def __init__(self, recording: RecordingFile, number: int) -> None:
+        self._recording = recording
+        self._number = number
+        self._row: dict[str, Any] | None = None
+
+    def _fields(self) -> dict[str, Any]:
+        if self._row is None:
+            self._row = self._recording._reader.run(self._number)
+        return self._row
+
+    @property
+    def id(self) -> int:
+        return self._number
+
+    @property
+    def name(self) -> str:
+        name: str = self._fields()["name"]
+        return name
+
+    @property
+    def instance(self) -> int | None:
+        instance: int | None = self._fields()["instance"]
+        return instance
+
+    @property
+    def version(self) -> str:
+        version: str = self._fields()["version"]
+        return version
+
+    @property
+    def created(self) -> datetime:
+        try:
+            return EPOCH + timedelta(microseconds=self._fields()["created"])
+        except OverflowError:
+            raise FormatError(
+                self._recording.path, "its date is before year 1 or after year 9999", self._place()
+            ) from None
+
+    @property
+    def tolerance(self) -> Tolerance:
+        made: Tolerance = Tolerance._make(self._fields()["tolerance"])
+        return made
+
+    @property
+    def sync(self) -> Sync:
+        return self._sync_of(self._fields()["sync"], self._place(), inherited=False)
+
+    def _sync_of(self, fields: dict[str, Any], place: str, inherited: bool) -> Sync:
+        if fields["method"] not in METHODS or fields["interp"] not in INTERPOLATIONS:
+            raise FormatError(
+                self._recording.path, "has synchronisation options of unknown words", place
+            )
+        made: Sync = Sync._make(fields, inherited)
+        return made
+
+    def _place(self) -> str:
+        return f"run {self._number}"
+
+    @property
+    def signals(self) -> Sequence[FileSignal]:
+        return _Signals(self)
+
+    def __len__(self) -> int:
+        count: int = self._fields()["signals"]
+        return count
+
+    def __eq__(self, other: object) -> bool:
+        if not isinstance(other, RecordingRun):
+            return NotImplemented
+        return (self._recording, self._number) == (other._recording, other._number)
+
+    def __hash__(self) -> int:
+        return hash((RecordingRun, self._recording, self._number))
+
+
+class _Signals(_Lazy):
+    def __init__(self, run: RecordingRun) -> None:
+        self._run = run
+        self._first: int = run._fields()["first_signal"]
+
+    def __len__(self) -> int:
+        return len(self._run)
+
+    def _range(self, first: int, count: int) -> Iterator[RecordingSignal]:
+        reader = self._run._recording._reader
+        end = self._first + first + count
+        for start in range(self._first + first, end, _CHUNK):
+            for row in reader.signals(start, min(_CHUNK, end - start)):
+                yield RecordingSignal(self._run, row)
+
+
+class RecordingSignal(FileSignal):
+    """A signal of a recording file."""
+
+    __slots__ = ("_run", "_row", "_known")
+    _keeps_display = True
+
+    def __init__(self, run: RecordingRun, row: _kvr.SignalRow) -> None:
+        self._run = run
+        self._row = row
+        self._known: dict[str, Any] | None = None
+
+    def _fields(self) -> dict[str, Any]:
+        if self._known is None:
+            self._known = self._row.fields()
+        return self._known
+
+    def _text(self, name: str) -> str:
+        text: str = self._fields()[name]
+        return text
+
+    def _reader(self) -> _kvr.RecordingReader:
+        return self._run._recording._reader
+
+    def _error(self, what: str) -> FormatError:
+        return FormatError(self._run._recording.path, what, self._place())
+
+    def _place(self) -> str:
+        return f"signal {self._row.id}"
+
+    def _key(self) -> Any:
+        return self._run._recording, self._row.id
+
+    @property
+    def id(self) -> int:
+        return self._row.id
+
+    @property
+    def run(self) -> RecordingRun:
+        return self._run
+
+    @property
+    def label(self) -> str:
+        return self._row.label
+
+    @property
+    def path(self) -> str:
+        return self._text("path")
+
+    @property
+    def model(self) -> str:
+        return self._text("model")
+
+    @property
+    def source(self) -> str:
+        return self._text("source")
+
+    @property
+    def root_source(self) -> str:
+        return self._text("root_source")
+
+    @property
+    def time_source(self) -> str:
+        return self._text("time_source")
+
+    @property
+    def port(self) -> int:
+        port: int = self._fields()["port"]
+        return port
+
+    @property
+    def channel(self) -> tuple[int, ...]:
+        channel: tuple[int, ...] = self._fields()["channel"]
+        return channel
+
+    @property
+    def sid(self) -> str:
+        return self._text("sid")
+
+    def _facts(self) -> Facts:
+        fields = self._fields()
+        return Facts(self._run.id, *(fields[name] for name in Facts._fields[1:]))
+
+    @property
+    def unit(self) -> str | None:
+        unit: str | None = self._fields()["unit"]
+        return unit
+
+    @property
+    def color(self) -> Color:
+        color: Color = self._fields()["color"]
+        return color
+
+    @property
+    def dash(self) -> str:
+        return self._text("dash")
+
+    @property
+    def visible(self) -> bool:
+        visible: bool = self._fields()["visible"]
+        return visible
+
+    @property
+    def tolerance(self) -> Tolerance:
+        own = self._fields()["tolerance"]
+        if own is None:
+            return self._run.tolerance._as_inherited()
+        made: Tolerance = Tolerance._make(own)
+        return made
+
+    @property
+    def sync(self) -> Sync:
+        own = self._fields()["sync"]
+        if own is None:
+            return self._run.sync._as_inherited()
+        return self._run._sync_of(own, self._place(), inherited=False)
+
+    # ---- Hierarchy ----
+
+    def _other(self, number: int) -> RecordingSignal:
+        (row,) = self._reader().signals(number, 1)
+        same = row.run == self._run.id
+        return RecordingSignal(
+            self._run if same else RecordingRun(self._run._recording, row.run), row
+        )
+
+    @property
+    def parent(self) -> FileSignal | None:
+        number = self._reader().parent(self._row.id)
+        return None if number is None else self._other(number)
+
+    @property
+    def children(self) -> tuple[FileSignal, ...]:
+        return tuple(self._other(number) for number in self._reader().children(self._row.id))
+
+    # ---- What it holds ----
+
+    @property
+    def metadata(self) -> Any:
+        held = self._held_metadata()
+        return None if held is None else held.to_python()
+
+    def _held_metadata(self) -> Any:
+        """The metadata as the host's array, which keeps every class and shape."""
+        if not self._row.metadata_bytes:
+            return None
+        return self._loaded(self._reader().metadata(self._row), "metadata")
+
+    def _loaded(self, data: bytes, what: str) -> Any:
+        import vormel  # here, so that files of numbers are read without the host
+
+        try:
+            return vormel.loads(data)
+        except vormel.Error as error:
+            raise self._error(f"its {what} cannot be read: {error}") from error
+
+    def _extent(self) -> Extent:
+        fields = self._fields()
+        count = fields["samples"]
+        ends: list[float] = []
+        if count:
+            reader = self._reader()
+            ends = [float(reader.times(self._row, place, 1)[0]) for place in (0, count - 1)]
+        return Extent(
+            _CLASSES.get(fields["class"], fields["class"]), count, fields["shape"], tuple(ends)
+        )
+
+    def _series(self) -> Series:
+        fields = self._fields()
+        reader = self._reader()
+        times = reader.times(self._row, 0, fields["samples"])
+        if fields["class"] == "text":
+            values = self._texts((fields["samples"], *fields["shape"]))
+        else:
+            values = reader.values(self._row, 0, fields["samples"])
+        return Series(read_only(times), read_only(values))
+
+    def _texts(self, shape: tuple[int, ...]) -> Array:
+        from kvr._reading.signals import as_texts
+
+        cells = np.asarray(self._loaded(self._reader().text(self._row), "texts").to_python())
+        if cells.ndim == 0:
+            cells = cells.reshape(1)
+        if cells.size != np.prod(shape, dtype=object):
+            raise self._error("it has another number of texts than samples")
+        flat = np.empty(cells.size, object)
+        flat[:] = list(cells.flat)
+        if not all(isinstance(cell, str) for cell in flat):
+            raise self._error("its samples are no texts")
+        return as_texts(flat.reshape(shape))
+
+    def __eq__(self, other: object) -> bool:
+        if not isinstance(other, RecordingSignal):
+            return NotImplemented
+        return (self._run._recording, self.id) == (other._run._recording, other.id)
+
+    def __hash__(self) -> int:
+        return hash((RecordingSignal, self._run._recording, self.id))
+
+
+# As NumPy names the classes of a recording.
+_CLASSES = {
+    "logical": "bool",
+    "single": "float32",
+    "double": "float64",
+    "complex single": "complex64",
+    "complex double": "complex128",
+}

@@ -1,0 +1,143 @@
+"""Writing runs as a recording file, or adding them to one."""
+
+from __future__ import annotations
+
+import os
+from collections.abc import Callable, Sequence
+from datetime import timedelta
+from typing import Any
+
+import numpy as np
+
+from kvr import _kvr
+from kvr._base import text
+from kvr._base.dates import EPOCH
+from kvr._base.errors import NoValues
+from kvr._reading.runs import RunReader
+from kvr._reading.signals import Array, SignalReader, unit_in
+
+_MICROSECOND = timedelta(microseconds=1)
+_KINDS = {np.dtype(name).newbyteorder("=") for name in (
+    "bool", "int8", "int16", "int32", "int64", "uint8", "uint16", "uint32", "uint64",
+    "float32", "float64", "complex64", "complex128",
+)}  # fmt: skip
+
+
+def save_recording(
+    path: str,
+    runs: Sequence[RunReader[Any]],
+    append: bool,
+    tell: Callable[[int], object],
+) -> None:
+    """Write the runs, in place of an old file or behind the runs that are in it.
+
+    Parents are kept where they are among the signals that are written. Raises ValueError for what
+    a recording cannot hold, FormatError, OSError; an old file then stays as it was.
+    """
+    appends = append and os.path.lexists(path)
+    writer = _kvr.RecordingWriter(path, appends, _expected_bytes(runs))
+    try:
+        _write(writer, path, runs, tell)
+        writer.commit()
+    finally:
+        writer.close()
+
+
+def _expected_bytes(runs: Sequence[RunReader[Any]]) -> int:
+    """About as many bytes as the samples have: all signals are taken to be like the first."""
+    for run in runs:
+        for signal in run.signals:
+            try:
+                return int(signal._series().values.nbytes) * sum(map(len, runs))
+            except NoValues:
+                return 0
+    return 0
+
+
+def _write(
+    writer: _kvr.RecordingWriter,
+    path: str,
+    runs: Sequence[RunReader[Any]],
+    tell: Callable[[int], object],
+) -> None:
+    numbers: dict[Any, int] = {}
+    parts: list[tuple[int, Any]] = []
+    done = 0
+    for run in runs:
+        try:
+            writer.add_run(_run_fields(run))
+        except ValueError as error:
+            raise ValueError(f"{path}: run {text.shown(repr(run.name), 80)}: {error}") from error
+        for signal in run.signals:
+            try:
+                number, parent = _add(writer, signal)
+            except (ValueError, NoValues) as error:
+                place = f"{path}: signal {text.shown(repr(signal.label), 80)}"
+                raise type(error)(f"{place}: {error}") from error
+            numbers[signal._key()] = number
+            if parent is not None:
+                parts.append((number, parent._key()))
+            done += 1
+            tell(done)
+    for number, parent in parts:
+        if parent in numbers:
+            writer.set_parent(number, numbers[parent])
+
+
+def _run_fields(run: RunReader[Any]) -> dict[str, Any]:
+    return {
+        "name": run.name,
+        "version": run.version,
+        "created": (run.created - EPOCH) // _MICROSECOND,
+        "instance": run.instance,
+        "tolerance": run.tolerance.to_fields(),
+        "sync": run.sync.to_fields(),
+    }
+
+
+def _add(writer: _kvr.RecordingWriter, signal: SignalReader) -> tuple[int, Any]:
+    """Write a signal; returns its number in the file and its parent."""
+    all_of_it = signal._everything()
+    time, values = all_of_it.series
+    tolerance, sync, metadata = all_of_it.tolerance, all_of_it.sync, all_of_it.metadata
+    fields = {
+        **all_of_it.facts._asdict(),
+        "unit": unit_in(metadata),
+        "color": all_of_it.color,
+        "dash": all_of_it.dash,
+        "visible": all_of_it.visible,
+        "tolerance": None if tolerance.inherited else tolerance.to_fields(),
+        "sync": None if sync.inherited else sync.to_fields(),
+    }
+    samples, shape = _samples(values)
+    held = b"" if metadata is None else _bytes(metadata)
+    return writer.add_signal(fields, _plain(time, "time"), samples, shape, held), all_of_it.parent
+
+
+def _samples(values: Array) -> tuple[Any, tuple[int, ...]]:
+    """Numbers as an array, texts as the bytes of the host's cells; and their shape."""
+    if values.dtype.kind == "U" or (
+        values.dtype == object and all(isinstance(value, str) for value in values.flat)
+    ):
+        import vormel  # here, so that files of numbers are written without the host
+
+        cells = values.astype(object).reshape(-1, 1)
+        return _bytes(vormel.array(cells, "cell")), values.shape
+    return _plain(values, "values"), values.shape
+
+
+def _plain(array: Array, name: str) -> Array:
+    if array.dtype.newbyteorder("=") not in _KINDS:
+        raise ValueError(f"its {name} are of class {array.dtype}, which a recording cannot hold")
+    native = array.dtype.newbyteorder("=")
+    return np.ascontiguousarray(array, native).reshape(array.shape)
+
+
+def _bytes(value: Any) -> bytes:
+    import vormel
+
+    try:
+        data: bytes = vormel.dumps(value)
+    except vormel.Error as error:
+        raise ValueError(f"{error}") from error
+    return data

@@ -1,0 +1,1 @@
+"""What a run and a signal of the store and of a file have in common."""

@@ -1,0 +1,143 @@
+"""Signals as series, frames and data sets of other packages, which are imported when needed."""
+
+from __future__ import annotations
+
+from collections import Counter
+from collections.abc import Iterator
+from itertools import product
+from typing import TYPE_CHECKING, Any
+
+import numpy as np
+
+from kvr._base.dates import EPOCH_SOURCE
+from kvr._base.packages import need
+
+if TYPE_CHECKING:
+    import pandas  # type: ignore[import]
+    import xarray
+
+    from kvr._reading.runs import RunReader
+    from kvr._reading.signals import Array, Series, SignalReader
+
+_FAR = 9e9  # seconds
+
+
+def series(signal: SignalReader) -> pandas.Series[Any]:
+    pandas = need("pandas", "to_series")
+    found = signal._series()
+    if found.values.ndim != 1:
+        raise ValueError(
+            f"{signal.label!r} has samples of shape {found.values.shape[1:]}; "
+            f"a Series takes one component, values[:, 0] for example"
+        )
+    index = pandas.Index(times_of(signal, found.time), name="time")
+    made = pandas.Series(found.values, index=index, name=signal.label)
+    made.attrs.update({"unit": signal.unit} if signal.unit else {})
+    return made
+
+
+def dataframe(run: RunReader[Any]) -> pandas.DataFrame:
+    pandas = need("pandas", "to_dataframe")
+    frame = frame_of_seconds(run)
+    signals = list(run.signals)
+    if signals and all(signal.time_source == EPOCH_SOURCE for signal in signals):
+        times = times_of(signals[0], frame.index.to_numpy())
+        frame.index = pandas.Index(times, name="time")
+    return frame
+
+
+def frame_of_seconds(run: RunReader[Any]) -> pandas.DataFrame:
+    """The frame of ``to_dataframe``, with dates as seconds since 1970-01-01."""
+    pandas = need("pandas", "a table of signals")
+    columns: dict[str, Any] = {}
+    units = {}
+    for name, signal, found in _named(run):
+        for column, values in _components(name, found.values):
+            if column in columns:  # a label that looks like a component of another
+                column = f"{column} ({signal.id})"
+            columns[column] = pandas.Series(values, index=_events(pandas, found.time))
+            if signal.unit:
+                units[column] = signal.unit
+    # The second level tells samples of the same time apart; it has done its work by now.
+    frame = pandas.concat(columns, axis=1).sort_index() if columns else pandas.DataFrame()
+    frame.index = frame.index.droplevel(1) if columns else pandas.Index([], name="time")
+    if units:
+        frame.attrs["units"] = units
+    return frame
+
+
+def dataset(run: RunReader[Any]) -> xarray.Dataset:
+    xarray = need("xarray", "to_xarray")
+    bases: dict[tuple[bool, str, bytes], tuple[str, Array]] = {}
+    variables = {}
+    signals = list(_named(run))
+    taken = {name for name, _, _ in signals}
+    for name, signal, found in signals:
+        dated = signal.time_source == EPOCH_SOURCE
+        key = dated, found.time.dtype.str, found.time.tobytes()
+        if key not in bases:
+            dimension = f"time_{len(bases) + 1}" if bases else "time"
+            while dimension in taken:
+                dimension += "_"
+            bases[key] = dimension, times_of(signal, found.time)
+        inner = [f"{name}_{axis}" for axis in range(1, found.values.ndim)]
+        variables[name] = ([bases[key][0], *inner], found.values, _attributes(signal))
+    attributes = {"run": run.name, "created": run.created.isoformat()}
+    made = xarray.Dataset(variables, coords=dict(bases.values()), attrs=attributes)
+    return made  # type: ignore[no-any-return]
+
+
+def _attributes(signal: SignalReader) -> dict[str, Any]:
+    """Unit, path and settings of a signal, those that it has."""
+    from kvr._base.settings import Sync, Tolerance
+
+    found: dict[str, Any] = {"units": signal.unit, "path": signal.path, "source": signal.source}
+    found = {name: text for name, text in found.items() if text}
+    if signal.tolerance != Tolerance():
+        found["tolerance"] = repr(signal.tolerance)
+    if signal.sync != Sync():
+        found["sync"] = repr(signal.sync)
+    return found
+
+
+def times_of(signal: SignalReader, time: Array) -> Array:
+    """The times, as datetime64[ns] where they are dates that such can tell apart from others."""
+    if signal.time_source != EPOCH_SOURCE or time.dtype.kind not in "iuf":
+        return time
+    if not (np.abs(time) < _FAR).all():  # nanoseconds reach 292 years either way
+        return time
+    return dates_of(time)
+
+
+def dates_of(seconds: Array) -> Array:
+    """Seconds since 1970-01-01 as datetime64[ns]; each within 292 years."""
+    whole = np.floor(seconds)
+    nanoseconds = np.rint((seconds - whole) * 1e9).astype("timedelta64[ns]")
+    return np.asarray(whole.astype("datetime64[s]").astype("datetime64[ns]") + nanoseconds)
+
+
+def _named(run: RunReader[Any]) -> Iterator[tuple[str, SignalReader, Series]]:
+    """The signals under names of their own: labels, with what tells them apart where needed."""
+    signals = list(run.signals)
+    labels = Counter(signal.label for signal in signals)
+    used: set[str] = set()
+    for signal in signals:
+        name = signal.label
+        if labels[name] > 1 and signal.path:
+            name = f"{signal.path}/{name}"
+        if name in used:
+            name = f"{name} ({signal.id})"
+        used.add(name)
+        yield name, signal, signal._series()
+
+
+def _components(name: str, values: Array) -> Iterator[tuple[str, Array]]:
+    for place in product(*map(range, values.shape[1:])):
+        column = f"{name}[{','.join(map(str, place))}]" if place else name
+        yield column, values[(slice(None), *place)]
+
+
+def _events(pandas: Any, time: Array) -> Any:
+    """An index of the times and of how often each stood before: unique also at events."""
+    repeated = pandas.Series(time).groupby(time).cumcount()
+    return pandas.MultiIndex.from_arrays([time, repeated], names=["time", None])

@@ -1,0 +1,1 @@
+"""The store of the process: runs, signals, columns and maps."""
