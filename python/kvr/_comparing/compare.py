@@ -178,12 +178,13 @@ def compare_runs(
     """
     count = _thread_count(threads)
     matched = fields_of(match)
-    found = pair(baseline.run._looks(), other.run._looks(), match, only, ignore)
+    looks = baseline.run._looks(), other.run._looks()
+    found = pair(*looks, match, only, ignore)
     runs = (baseline.run.name, other.run.name)
     total, (share, shares) = len(found.pairs), part
     pairs = found.pairs[total * share // shares : total * (share + 1) // shares]
     report = reporter(progress, len(pairs))
-    verdicts = judged(pairs, runs, rules, choose, count, report)
+    verdicts = judged(looks, pairs, runs, rules, choose, count, report)
     options = {
         "match": match if isinstance(match, str) else list(matched),
         "coverage": rules.coverage,
