@@ -194,7 +194,7 @@ def compare_runs(
         "ignore": list(ignore),
         "strict": strict,
     }
-    sides = (SideInfo.of(*baseline), SideInfo.of(*other))
+    sides = (SideInfo.of(*baseline, len(looks[0])), SideInfo.of(*other, len(looks[1])))
     return Comparison(verdicts, sides, options, found.warnings)
 
 
