@@ -24,7 +24,7 @@ Choose = Callable[[Settings], Settings]
 
 _AHEAD = 4  # batches for each thread that are read ahead
 _BATCH_PAIRS = 256
-_BATCH_SAMPLES = 100_000
+_BATCH_SAMPLES = 250_000
 
 # A side is one, or the place of a signal whose samples the extension holds.
 _Task = tuple[Union[int, Side], Union[int, Side], _kvr.Rules, bool]
