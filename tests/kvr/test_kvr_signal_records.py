@@ -9,6 +9,7 @@ from kvr import _kvr
 FACTS = ("run", "label", "path", "model", "source", "root_source", "time_source", "port",
          "channel", "sid")  # fmt: skip
 TIME = [0.0, 1.0, 2.0]
+MUCH = 1 << 30
 PLAIN = {
     "double": [1.0, 2.0, 4.0],
     "single": np.array([1, 2, 4], np.float32),
@@ -29,7 +30,7 @@ def record_of(signal):
 
 def records_of(run):
     records = _kvr.SignalRecords(vormel.Object)
-    taken = [records.add(record_of(signal), True) for signal in run.signals]
+    taken = [records.add(record_of(signal), MUCH) for signal in run.signals]
     return records, taken
 
 
@@ -60,9 +61,9 @@ def test_few_samples_are_left_to_the_package(run):
 def test_samples_at_no_times_of_theirs_are_left_to_the_package(run, add_foreign, time):
     held = vormel.timeseries([1.0, 2.0, 3.0], TIME)
     record = dict(record_of(add_foreign(run, held)))
-    assert _kvr.SignalRecords(vormel.Object).add(record, True)
+    assert _kvr.SignalRecords(vormel.Object).add(record, MUCH)
     record["DataValues"] = {"Time": np.array(time), "Data": np.ones((3, 1))}
-    assert not _kvr.SignalRecords(vormel.Object).add(record, True)
+    assert not _kvr.SignalRecords(vormel.Object).add(record, MUCH)
 
 
 @pytest.mark.parametrize("key", ["RunID", "SignalLabel", "PortIndex", "Channel", "DataValues"])
@@ -70,9 +71,9 @@ def test_records_without_a_field_or_with_another_type_are_left(run, key):
     run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
     record = dict(record_of(run["speed"]))
     for other in (None, object(), 1.5, np.array([1.5, 2.5])):
-        assert not _kvr.SignalRecords(vormel.Object).add({**record, key: other}, True)
+        assert not _kvr.SignalRecords(vormel.Object).add({**record, key: other}, MUCH)
     del record[key]
-    assert not _kvr.SignalRecords(vormel.Object).add(record, True)
+    assert not _kvr.SignalRecords(vormel.Object).add(record, MUCH)
 
 
 def test_names_are_those_of_the_signal(run):
@@ -104,9 +105,9 @@ def test_samples_are_held_if_wanted_until_they_are_dropped(run):
     run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
     records = _kvr.SignalRecords(vormel.Object)
     record = record_of(run["speed"])
-    assert records.add(record, False)
+    assert records.add(record, 0)
     assert records.samples() == [-1]
-    assert records.add(record, True)
+    assert records.add(record, MUCH)
     assert records.samples() == [-1, 2]
     assert records.bytes == 32
     records.drop_series()

@@ -178,7 +178,7 @@ def compare_runs(
     """
     count = _thread_count(threads)
     matched = fields_of(match)
-    looks = baseline.run._looks(), other.run._looks()
+    looks = baseline.run._looks(), other.run._looks(wants_settings=False)
     found = pair(*looks, match, only, ignore)
     runs = (baseline.run.name, other.run.name)
     total, (share, shares) = len(found.pairs), part

@@ -76,26 +76,6 @@ class _Chosen(NamedTuple):
     calls_python: bool
 
 
-class _Sides:
-    """The sides that the signals of one run are."""
-
-    def __init__(self, looks: Looks) -> None:
-        self._looks = looks
-        self._samples = looks.samples()
-
-    def side(self, place: int) -> tuple[int | Side, int]:
-        """The side, as the extension takes it, and how many samples it has."""
-        samples = self._samples[place]
-        if samples >= 0:
-            return place, samples
-        side = self.side_of_arrays(place)
-        return side, len(side.times)
-
-    def side_of_arrays(self, place: int) -> Side:
-        look = self._looks[place]
-        return side_of_signal(look.signal) if look.series is None else side_of_arrays(*look.series)
-
-
 class _Judging:
     """The batch that is being filled, and the batches that are judged."""
 
@@ -116,7 +96,7 @@ class _Judging:
         self._stop = stop
         baseline, other = found.looks
         self._settings_of = baseline.settings
-        self._baseline, self._other = _Sides(baseline), _Sides(other)
+        self._baseline_samples, self._other_samples = baseline.samples(), other.samples()
         self._dated = [source == EPOCH_SOURCE for source in baseline.column("time_source")]
         self._chosen: dict[tuple[int, int], _Chosen] = {}
         self._batch: list[_Task] = []
@@ -132,15 +112,23 @@ class _Judging:
         dated = self._dated[here]
         self._found.settings[place] = chosen.settings
         self._found.dated[place] = dated
+        looks = self._found.looks
         if chosen.calls_python:
-            sides = self._baseline.side_of_arrays(here), self._other.side_of_arrays(there)
+            sides = _side_of(looks[0], here), _side_of(looks[1], there)
             self._found.fields[place] = judge(
                 *sides, chosen.settings, self._rules, dated, self._stop
             )
             self.done += 1
             return
-        baseline, baseline_samples = self._baseline.side(here)
-        other, other_samples = self._other.side(there)
+        baseline: int | Side = here
+        other: int | Side = there
+        baseline_samples, other_samples = self._baseline_samples[here], self._other_samples[there]
+        if baseline_samples < 0:
+            baseline = _side_of(looks[0], here)
+            baseline_samples = len(baseline.times)
+        if other_samples < 0:
+            other = _side_of(looks[1], there)
+            other_samples = len(other.times)
         self._batch.append((baseline, other, chosen.native, dated))
         self._members.append(place)
         self._samples += baseline_samples + other_samples
@@ -187,6 +175,11 @@ class _Judging:
             for place, finding in zip(members, future.result()):
                 self._found.findings[place] = finding
             self.done += len(members)
+
+
+def _side_of(looks: Looks, place: int) -> Side:
+    look = looks[place]
+    return side_of_signal(look.signal) if look.series is None else side_of_arrays(*look.series)
 
 
 def _stored_settings(tolerance: Tolerance, sync: Sync) -> Settings:

@@ -127,8 +127,11 @@ class RunReader(ABC, Generic[Signal]):
     def sync(self) -> Sync:
         ...
 
-    def _looks(self) -> Looks:
-        """A look at each signal, in their order; in fewer steps than signal by signal."""
+    def _looks(self, wants_settings: bool = True) -> Looks:
+        """A look at each signal, in their order; in fewer steps than signal by signal.
+
+        Without `wants_settings` the settings of the looks are not asked for.
+        """
         return Looks([Look(signal, signal._facts()) for signal in self.signals])
 
     def __len__(self) -> int:

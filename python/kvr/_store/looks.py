@@ -23,14 +23,16 @@ class StoreLooks(Looks):
     A record that cannot be read is left to the signal.
     """
 
-    def __init__(self, host: Any, repository: Any, numbers: list[int]) -> None:
+    def __init__(
+        self, host: Any, repository: Any, numbers: list[int], wants_settings: bool
+    ) -> None:
         self._host = host
         self._numbers = numbers
         self._others: dict[int, Look] = {}
         self.held = held = _kvr.SignalRecords(vormel.Object)
         self._bytes = 0  # of the series of the others
         settings = _Settings(repository)
-        self._settings = [settings.of(number) for number in numbers]
+        self._settings = [settings.of(number) for number in numbers] if wants_settings else []
         read, add = repository.getSignal, held.add
         for place, number in enumerate(numbers):
             try:
@@ -41,8 +43,8 @@ class StoreLooks(Looks):
                 signal = Signal(host, number)
                 self._add_other(place, signal, signal._facts())
                 continue
-            is_wanted = held.bytes + self._bytes < _KEPT
-            if not add(record, is_wanted):
+            if not add(record, _KEPT - self._bytes):
+                is_wanted = held.bytes + self._bytes < _KEPT
                 series = self._series_in(record) if is_wanted else None
                 self._add_other(place, Signal(host, number), _facts_of(record), series)
 
@@ -51,7 +53,10 @@ class StoreLooks(Looks):
     ) -> None:
         self.held.add_nothing()
         signal._known = facts
-        self._others[place] = Look(signal, facts, series, self._settings[place])
+        self._others[place] = Look(signal, facts, series, self._settings_at(place))
+
+    def _settings_at(self, place: int) -> tuple[Tolerance, Sync] | None:
+        return self._settings[place] if self._settings else None
 
     def _series_in(self, record: dict[str, Any]) -> Series | None:
         try:
@@ -81,7 +86,7 @@ class StoreLooks(Looks):
             return other
         signal = Signal(self._host, self._numbers[place])
         signal._known = facts = Facts(*self.held.facts(place))
-        return Look(signal, facts, None, self._settings[place])
+        return Look(signal, facts, None, self._settings_at(place))
 
     def column(self, field: str) -> list[Any]:
         values: list[Any] = self.held.column(field)

@@ -127,11 +127,12 @@ class Run(RunReader[Signal]):
         numbers = self._signal_numbers(self._repository())
         return tuple(Signal(self._host, number) for number in numbers)
 
-    def _looks(self) -> Looks:
+    def _looks(self, wants_settings: bool = True) -> Looks:
         from kvr._store.looks import StoreLooks
 
         repository = self._repository()
-        return StoreLooks(self._host, repository, self._signal_numbers(repository))
+        numbers = self._signal_numbers(repository)
+        return StoreLooks(self._host, repository, numbers, wants_settings)
 
     def __len__(self) -> int:
         return len(self._signal_numbers(self._repository()))

@@ -175,11 +175,11 @@ bool SignalRecords::readSeries(const py::dict& record, HeldSeries& held) const {
   return true;
 }
 
-bool SignalRecords::add(const py::dict& record, bool wantsSeries) {
+bool SignalRecords::add(const py::dict& record, std::ptrdiff_t mostBytes) {
   Entry entry;
   if (!readFields(record, entry.fields) || !readSeries(record, entry.held)) return false;
-  entry.hasSeries = wantsSeries;
-  if (wantsSeries) {
+  entry.hasSeries = static_cast<std::ptrdiff_t>(bytes_) < mostBytes;
+  if (entry.hasSeries) {
     bytes_ += bytesOf(entry.held);
   } else {
     entry.held = {};
@@ -241,7 +241,7 @@ void defineSignalRecords(py::module_& module) {
   py::class_<SignalRecords>(module, "SignalRecords")
       .def(py::init<py::type>(), py::arg("series_type"))
       .def("__len__", &SignalRecords::size)
-      .def("add", &SignalRecords::add, py::arg("record"), py::arg("wants_series"))
+      .def("add", &SignalRecords::add, py::arg("record"), py::arg("most_bytes"))
       .def("add_nothing", &SignalRecords::addNothing)
       .def("column", &SignalRecords::column, py::arg("field"))
       .def("facts", &SignalRecords::facts, py::arg("place"))

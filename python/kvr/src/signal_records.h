@@ -20,10 +20,10 @@ class SignalRecords {
   // `seriesType` is that of the values whose attributes Time and Data are arrays.
   explicit SignalRecords(pybind11::type seriesType) : seriesType_(std::move(seriesType)) {}
 
-  // Adds a record as getSignal of the store returns it, with its samples if `wantsSeries`. Returns
-  // false, and adds nothing, unless its names and numbers have their usual types and its times and
-  // values are vectors of equally many native numbers.
-  bool add(const pybind11::dict& record, bool wantsSeries);
+  // Adds a record as getSignal of the store returns it, with its samples if fewer than `mostBytes`
+  // are held so far. Returns false, and adds nothing, unless its names and numbers have their usual
+  // types and its times and values are vectors of equally many native numbers.
+  bool add(const pybind11::dict& record, std::ptrdiff_t mostBytes);
 
   // Adds a signal that `add` did not take: its place has no names and no samples.
   void addNothing() { entries_.emplace_back(); }
