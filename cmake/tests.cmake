@@ -1,19 +1,24 @@
 find_package(GTest REQUIRED)
 enable_testing()
 
-# kvr_add_test(name [OWN_PROCESSES] [HOST_ONLY] sources...)
+# kvr_add_test(name [OWN_PROCESSES] [HOST_ONLY | STANDALONE] [OWN_MAIN] sources...)
 # One test program, linked with the module's logic and the embedded host; with HOST_ONLY without the
-# logic. With OWN_PROCESSES each of its tests runs in a process of its own, for tests of process-wide
-# state.
+# logic, with STANDALONE without both. With OWN_PROCESSES each of its tests runs in a process of its
+# own, for tests of process-wide state. With OWN_MAIN one of the sources has a main function.
 function(kvr_add_test name)
-  cmake_parse_arguments(ARG "OWN_PROCESSES;HOST_ONLY" "" "" ${ARGN})
+  cmake_parse_arguments(ARG "OWN_PROCESSES;HOST_ONLY;STANDALONE;OWN_MAIN" "" "" ${ARGN})
   add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   # What is tested is optimized in full; the tests themselves compile in half the time this way.
   target_compile_options(${name} PRIVATE -O0)
-  target_link_libraries(${name} PRIVATE vormel_embedded kvr_test_support GTest::gmock
-                                        GTest::gtest GTest::gtest_main)
-  if(NOT ARG_HOST_ONLY)
-    target_link_libraries(${name} PRIVATE kvr_logic)
+  target_link_libraries(${name} PRIVATE GTest::gmock GTest::gtest)
+  if(NOT ARG_OWN_MAIN)
+    target_link_libraries(${name} PRIVATE GTest::gtest_main)
+  endif()
+  if(NOT ARG_STANDALONE)
+    target_link_libraries(${name} PRIVATE vormel_embedded kvr_test_support)
+    if(NOT ARG_HOST_ONLY)
+      target_link_libraries(${name} PRIVATE kvr_logic)
+    endif()
   endif()
   if(ARG_OWN_PROCESSES)
     include(GoogleTest)
@@ -23,8 +28,11 @@ function(kvr_add_test name)
   endif()
 endfunction()
 
-# kvr_add_python_tests(): a test of CTest for each file test_*.py of the current folder.
+# kvr_add_python_tests([WITHOUT_SANITIZER file...]): a test of CTest for each file test_*.py of the
+# current folder. The named files run no C++ of ours, or in a program that the sanitizer cannot watch:
+# they are left out under it.
 function(kvr_add_python_tests)
+  cmake_parse_arguments(ARG "" "" "WITHOUT_SANITIZER" ${ARGN})
   set(environment PYTHONPATH=${PROJECT_BINARY_DIR}/python PYTHONDONTWRITEBYTECODE=1)
   if(KVR_SANITIZE)
     # The interpreter is built without the sanitizer, and keeps memory to its end. The sanitizer
@@ -43,6 +51,9 @@ function(kvr_add_python_tests)
          "ASAN_OPTIONS=detect_leaks=0:allocator_may_return_null=1")
   endif()
   file(GLOB test_files RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} CONFIGURE_DEPENDS test_*.py)
+  if(KVR_SANITIZE)
+    list(REMOVE_ITEM test_files ${ARG_WITHOUT_SANITIZER})
+  endif()
   foreach(file ${test_files})
     get_filename_component(name ${file} NAME_WE)
     add_test(NAME python_${name}

@@ -49,7 +49,6 @@ async function buildTests() {
     format: "esm",
     platform: "node",
     loader: { ".css": "empty" },
-    sourcemap: "inline",
     // The tests read the sources to check what no compiler checks.
     define: { SOURCES: JSON.stringify(join(here, "src")) },
   });

@@ -40,6 +40,7 @@ if TYPE_CHECKING:
     from kvr._store.store import Runs as Runs
     from kvr._store.store import Store as Store
     from kvr._comparing.verdict import Verdict as Verdict
+    from kvr._base.view import View as View
 
 # Public name, module that defines it.
 _HOMES = {
@@ -62,6 +63,7 @@ _HOMES = {
     "Sync": "_base.settings",
     "Tolerance": "_base.settings",
     "Verdict": "_comparing.verdict",
+    "View": "_base.view",
     "campaign": "_campaign.campaign",
     "compare": "_comparing.compare",
     "compare_series": "_comparing.compare",

@@ -12,7 +12,7 @@ from pathlib import Path
 
 import kvr
 import pytest
-from campaign_files import write_pairs
+from campaign_files import default_interrupt, write_pairs
 
 ENVIRONMENT = {**os.environ, "NO_COLOR": "1"}
 LAUNCHER = Path(kvr.__file__).parents[2] / "bin" / "kvr"
@@ -156,6 +156,15 @@ def test_place_that_cannot_be_written_is_told(folders, tmp_path):
     assert not list(tmp_path.glob("**/.kvr-*"))
 
 
+def test_results_file_that_cannot_be_made_says_what_to_do(folders, tmp_path):
+    place = tmp_path / "none" / "r.jsonl"
+    code, out, err = campaign(*folders, "--results", place)
+    assert (code, out) == (2, "")
+    assert (
+        err == f"kvr: {place}: cannot be written, No such file or directory; name another place\n"
+    )
+
+
 def test_campaign_that_compares_nothing_says_so(tmp_path):
     (tmp_path / "pairs.csv").write_text("baseline,other\n")
     code, out, err = campaign("--pairs", tmp_path / "pairs.csv")
@@ -216,8 +225,9 @@ def test_interrupting_keeps_what_is_finished_and_ends_at_once(tmp_path):
     command = [sys.executable, "-m", "kvr", "campaign", "--pairs", str(tmp_path / "pairs.csv"),
                "--results", str(results), "--jobs", "2"]  # fmt: skip
     with subprocess.Popen(
-        command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, start_new_session=True
-    ) as process:
+        command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, start_new_session=True,
+        preexec_fn=default_interrupt,
+    ) as process:  # fmt: skip
         while not results.exists() or not results.stat().st_size:
             assert process.poll() is None
             time.sleep(0.01)

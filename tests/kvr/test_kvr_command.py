@@ -17,7 +17,7 @@ ROOT = Path(__file__).parents[2]
 DAYS = [str(ROOT / "examples" / "data" / f"{day}.csv") for day in ("2016-06-29", "2016-07-29")]
 LAUNCHER = Path(kvr.__file__).parents[2] / "bin" / "kvr"
 HOSTILE = "\u202e<b>\x1b[31mred\x07"
-COMMANDS = ["ls", "show", "compare", "convert", "verify", "campaign"]
+COMMANDS = ["ls", "show", "compare", "convert", "verify", "view", "campaign"]
 
 
 def run_kvr(*arguments, cwd=None, **environment):

@@ -29,6 +29,7 @@ EXPORTED = [
     "Sync",
     "Tolerance",
     "Verdict",
+    "View",
     "campaign",
     "compare",
     "compare_series",

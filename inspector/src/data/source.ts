@@ -218,8 +218,10 @@ export interface Run {
   id: number;
   name: string;
   instance: number | null;
-  version: number;
-  created: string;
+  /** Of what made it. */
+  version: string;
+  /** Null if the store's number is no date. */
+  created: string | null;
   signals: number[];
   tolerance: number | null;
   sync: number | null;
@@ -327,6 +329,8 @@ export type RunPatch = { id: number } & Partial<
 
 /** What the server tells without being asked. */
 export type StoreEvent =
+  /** The first event of a stream: the revision that the store has now. */
+  | { kind: "hello"; revision: number }
   | { kind: "patch"; revision: number; signals: SignalPatch[]; runs: RunPatch[] }
   | { kind: "reload"; revision: number }
   | { kind: "comparison"; revision: number }

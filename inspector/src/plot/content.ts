@@ -33,6 +33,8 @@ export interface PlotContent {
   key: string;
   /** What stands above it, and what a screen reader says. */
   title: string;
+  /** Stands above it in place of the title, which pictures still have. */
+  heading?: HTMLElement;
   unit: string | null;
   curves: PlotCurve[];
   bands: Band[];

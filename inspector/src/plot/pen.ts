@@ -59,29 +59,37 @@ export class Pen {
 export function cutLine(
   fromX: number, fromY: number, toX: number, toY: number, box: Box,
 ): [number, number, number, number] | null {
+  if (isInside(fromX, fromY, box) && isInside(toX, toY, box)) return [fromX, fromY, toX, toY];
   const dx = toX - fromX;
   const dy = toY - fromY;
-  let enter = 0;
-  let leave = 1;
-  const sides: [number, number][] = [
-    [-dx, fromX - box.left], [dx, box.right - fromX], [-dy, fromY - box.top], [dy, box.bottom - fromY],
+  let enter: Crossing = { part: 0, x: fromX, y: fromY };
+  let leave: Crossing = { part: 1, x: toX, y: toY };
+  const sides: [number, number, (part: number) => Crossing][] = [
+    [-dx, fromX - box.left, (part) => ({ part, x: box.left, y: fromY + part * dy })],
+    [dx, box.right - fromX, (part) => ({ part, x: box.right, y: fromY + part * dy })],
+    [-dy, fromY - box.top, (part) => ({ part, x: fromX + part * dx, y: box.top })],
+    [dy, box.bottom - fromY, (part) => ({ part, x: fromX + part * dx, y: box.bottom })],
   ];
-  for (const [towards, room] of sides) {
+  for (const [towards, room, crossing] of sides) {
+    const part = room / towards;
     if (towards === 0) {
       if (room < 0) return null;
     } else if (towards < 0) {
-      enter = Math.max(enter, room / towards);
-    } else {
-      leave = Math.min(leave, room / towards);
-    }
+      if (part > enter.part) enter = crossing(part);
+    } else if (part < leave.part) leave = crossing(part);
   }
-  if (!(enter <= leave)) return null;
-  return [
-    enter === 0 ? fromX : fromX + enter * dx,
-    enter === 0 ? fromY : fromY + enter * dy,
-    leave === 1 ? toX : fromX + leave * dx,
-    leave === 1 ? toY : fromY + leave * dy,
-  ];
+  return enter.part <= leave.part ? [enter.x, enter.y, leave.x, leave.y] : null;
+}
+
+/** Where a line crosses a side of the box: the coordinate of the side is exact, also far away. */
+interface Crossing {
+  part: number;
+  x: number;
+  y: number;
+}
+
+function isInside(x: number, y: number, { left, right, top, bottom }: Box): boolean {
+  return x >= left && x <= right && y >= top && y <= bottom;
 }
 
 /**

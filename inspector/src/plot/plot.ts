@@ -105,7 +105,11 @@ export class Plot {
   }
 
   private describe(): void {
-    const { title, unit } = this.content;
+    const { title, unit, heading } = this.content;
+    if (heading !== undefined) {
+      if (this.title.firstChild !== heading) this.title.replaceChildren(heading);
+      return;
+    }
     this.title.replaceChildren(
       element("bdi", "", {}, shownShort(title, 200)),
       ...(unit ? [element("span", "plot-unit", {}, ` [${shownShort(unit, 40)}]`)] : []),

@@ -70,6 +70,16 @@ export class Plots {
     return this.shown ?? this.extent;
   }
 
+  /** All of the time there is. */
+  get extentShown(): Window {
+    return this.extent;
+  }
+
+  /** The time of the pinned cursor. */
+  get pinned(): number | null {
+    return this.pin;
+  }
+
   /** How many pixel columns the curves have: the resolution to fetch. */
   get columns(): number {
     const area = this.plots[0]?.area.clientWidth ?? this.element.clientWidth;
@@ -85,7 +95,8 @@ export class Plots {
     const isNew = keys(contents) !== keys(this.contents) || isDate !== this.shared.isDate;
     this.contents = contents;
     this.shared.isDate = isDate;
-    this.setExtent(extent ?? extentOfContents(contents) ?? { first: 0, last: 1 });
+    const all = extent ?? extentOfContents(contents);
+    if (all !== null) this.setExtent(all);
     if (isNew) this.rebuild();
     else this.plots.forEach((plot, place) => plot.setContent(contents[place]!));
     this.schedule();

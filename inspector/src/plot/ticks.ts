@@ -47,16 +47,23 @@ function multiples(low: number, high: number, step: number): number[] {
   return places;
 }
 
+/** All texts have the same exponent, a multiple of three, so that they can be compared at a glance. */
 function numberTexts(places: readonly number[]): string[] {
-  for (let digits = 4; digits < 16; digits++) {
-    const texts = places.map((place) => shortNumber(place, digits));
-    if (new Set(texts).size === texts.length && sameNumbers(texts, places)) return texts;
+  const largest = Math.max(...places.map(Math.abs));
+  const isPlain = largest === 0 || (largest < 1e6 && largest >= 1e-3);
+  const power = isPlain ? 0 : Math.floor(Math.log10(largest) / 3) * 3;
+  for (let digits = 3; digits <= 17; digits++) {
+    const texts = places.map((place) => withExponent(place, power, digits));
+    if (texts.every((text, index) => Number(text) === places[index])) return texts;
   }
-  return places.map((place) => shortNumber(place, 16));
+  return places.map((place) => shortNumber(place, 17));
 }
 
-function sameNumbers(texts: readonly string[], places: readonly number[]): boolean {
-  return texts.every((text, place) => Number(text) === places[place]);
+function withExponent(number: number, power: number, digits: number): string {
+  if (number === 0) return "0";
+  const scaled = power === 0 ? number : Number(number.toPrecision(17)) / 10 ** power;
+  const text = String(Number(scaled.toPrecision(digits)));
+  return power === 0 ? text : text.includes("e") ? shortNumber(number, digits) : `${text}e${power}`;
 }
 
 // ---- Dates ----

@@ -24,13 +24,20 @@ export function isTyping(target: EventTarget | null): boolean {
   return target instanceof HTMLInputElement && !silent.includes(target.type);
 }
 
-/** Runs the hot keys on key presses below `target`, until the returned function is called. */
-export function bindKeys(target: HTMLElement | Document, hotKeys: readonly HotKey[]): () => void {
+/**
+ * Runs the hot keys on key presses below `target` while `isActive` says so, until the returned function
+ * is called.
+ */
+export function bindKeys(
+  target: HTMLElement | Document,
+  hotKeys: readonly HotKey[],
+  isActive: () => boolean = () => true,
+): () => void {
   const byName = new Map(hotKeys.flatMap((one) => one.keys.map((name) => [name, one] as const)));
   const pressed = (event: Event): void => {
     if (!(event instanceof KeyboardEvent) || event.defaultPrevented || isTyping(event.target)) return;
     const hotKey = byName.get(keyName(event));
-    if (hotKey === undefined) return;
+    if (hotKey === undefined || !isActive()) return;
     event.preventDefault();
     hotKey.run(event);
   };

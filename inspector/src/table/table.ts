@@ -16,7 +16,7 @@ export interface Column<Row> {
   hint?: string;
   /** Numbers stand at the right, so that their digits are in line. */
   align?: "left" | "right";
-  /** Width as a CSS grid track: "5em", "minmax(8em, 2fr)". */
+  /** Width as a CSS grid track, in em: "5em", "minmax(8em, 2fr)". */
   width: string;
   cell: (row: Row) => Node | string;
   /** What the column is sorted by; a column without cannot be. */
@@ -39,6 +39,7 @@ export interface TableOptions<Row> {
 export const ROW_HEIGHT = 24; // CSS pixels, as in the style sheet
 const SPARE = 8; // rows that are drawn above and below those that can be seen
 const PRINTED = 2000;
+const GAP = 12; // CSS pixels between columns, as in the style sheet
 let tables = 0;
 
 export class Table<Row> {
@@ -57,10 +58,15 @@ export class Table<Row> {
   private order: number[] = [];
   private readonly rankOf = new Map<number, number>();
   private isPrinting = false;
+  private readonly sizes = new ResizeObserver(() => this.schedule());
+  private readonly printing = (event: Event): void => {
+    this.isPrinting = event.type === "beforeprint";
+    this.draw();
+  };
 
   constructor(private readonly options: TableOptions<Row>) {
     this.head = element("div", "table-head", { role: "row", "aria-rowindex": 1 }, ...options.columns.map((one) => this.header(one)));
-    this.emptyText = element("p", "table-empty", { hidden: true }, options.empty);
+    this.emptyText = element("div", "table-empty", { role: "row" }, element("div", "", { role: "gridcell" }, options.empty));
     this.element = element(
       "div",
       "table",
@@ -68,16 +74,19 @@ export class Table<Row> {
       element("div", "table-header", { role: "rowgroup" }, this.head),
       this.body,
     );
-    this.element.style.setProperty("--columns", options.columns.map(({ width }) => width).join(" "));
+    const widths = options.columns.map(({ width }) => width);
+    this.element.style.setProperty("--columns", widths.join(" "));
+    // The same for all rows: each is a grid of its own, and its texts must not decide.
+    this.element.style.setProperty("--least", leastWidth(widths));
     this.element.addEventListener("scroll", () => this.schedule(), { passive: true });
     this.element.addEventListener("keydown", (event) => this.pressed(event));
     this.body.addEventListener("click", (event) => this.clicked(event));
     this.body.addEventListener("dblclick", () => this.act());
-    new ResizeObserver(() => this.schedule()).observe(this.element);
+    this.sizes.observe(this.element);
     this.active.watch(() => this.schedule());
     this.sorting.watch(() => this.reorder());
-    addEventListener("beforeprint", () => this.print(true));
-    addEventListener("afterprint", () => this.print(false));
+    addEventListener("beforeprint", this.printing);
+    addEventListener("afterprint", this.printing);
   }
 
   /** Shows these rows; `chosen` are the places of those that pass the filter. */
@@ -118,6 +127,14 @@ export class Table<Row> {
     const view = this.element.clientHeight - headHeight;
     if (top < this.element.scrollTop) this.element.scrollTop = top;
     else if (top + ROW_HEIGHT > this.element.scrollTop + view) this.element.scrollTop = top + ROW_HEIGHT - view;
+  }
+
+  destroy(): void {
+    frames.cancel(this);
+    this.sizes.disconnect();
+    removeEventListener("beforeprint", this.printing);
+    removeEventListener("afterprint", this.printing);
+    this.element.remove();
   }
 
   // ---- Order ----
@@ -166,11 +183,6 @@ export class Table<Row> {
     frames.schedule(this, () => this.draw());
   }
 
-  private print(isPrinting: boolean): void {
-    this.isPrinting = isPrinting;
-    this.draw();
-  }
-
   private draw(): void {
     const { scrollTop, clientHeight } = this.element;
     const last = this.order.length - 1;
@@ -182,7 +194,6 @@ export class Table<Row> {
     const drawn: HTMLElement[] = [];
     for (let rank = first; rank <= end; rank++) drawn.push(this.row(rank));
     fill(this.body, ...drawn, this.order.length === 0 ? this.emptyText : null);
-    this.emptyText.hidden = this.order.length > 0;
     this.markActive();
   }
 
@@ -257,4 +268,10 @@ export class Table<Row> {
     const row = place === null ? undefined : this.rows[place];
     if (row !== undefined) this.options.onAction?.(row);
   }
+}
+
+/** The sum of the least widths of columns, and of the gaps between and around them. */
+function leastWidth(widths: readonly string[]): string {
+  const ems = widths.map((width) => Number(/[\d.]+/.exec(width)?.[0] ?? 0));
+  return `calc(${ems.reduce((sum, one) => sum + one, 0)}em + ${(widths.length - 1) * GAP + 20}px)`;
 }

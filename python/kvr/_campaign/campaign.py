@@ -8,7 +8,7 @@ from contextlib import ExitStack, closing
 from typing import Any, Union
 
 from kvr._campaign.journal import Journal, key_of
-from kvr._campaign.pairs import FilePair, Pair, from_python
+from kvr._campaign.pairs import FilePair, Pair, from_python, look_at
 from kvr._campaign.pool import Pool, processors
 from kvr._campaign.results import PairResult
 from kvr._campaign.schedule import Planned, Runner, Schedule, Settled
@@ -103,22 +103,24 @@ def _plan(
     pairs: Iterator[FilePair], options: dict[str, Any], version: str, journal: Journal | None
 ) -> Iterator[Union[Planned, Settled]]:
     """The pairs to compare, and the results that are known without."""
-    seen: set[bytes] = set()
+    folder = os.getcwd()  # workers have another
     for pair in pairs:
         own = {**options, **pair.options}
-        key = "" if journal is None else key_of(pair, own, version)
-        if journal is not None:
-            if bytes.fromhex(key) in seen:
+        sides = os.path.join(folder, pair.baseline), os.path.join(folder, pair.other)
+        files = look_at(sides[0]), look_at(sides[1])
+        key = ""
+        if journal:
+            key = key_of(pair, files, own, version)
+            is_new, done = journal.take(key)
+            if not is_new:
                 continue
-            seen.add(bytes.fromhex(key))
-            done = journal.done(key)
-            if done is not None:
+            if done:
                 yield Settled("", done)
                 continue
         if pair.alone:
             yield Settled(key, PairResult.of_one_side(pair, bool(own.get("strict"))))
         else:
-            yield Planned(pair, key, own)
+            yield Planned(pair, key, own, sides, files)
 
 
 def _whole(jobs: Any) -> int:

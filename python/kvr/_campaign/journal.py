@@ -12,67 +12,88 @@ import fcntl
 import hashlib
 import json
 import os
+import re
+from collections.abc import Iterator, Sequence
+from contextlib import contextmanager, suppress
 from typing import Any
 
 from kvr._base.errors import FormatError
-from kvr._campaign.pairs import FilePair
+from kvr._base.writing import unwritable
+from kvr._campaign.pairs import FilePair, SeenFile
 from kvr._campaign.results import PairResult
-from kvr._files.opening import split_name
+
+_FOREIGN = "is no result of a campaign; name another file, or remove this one"
+_TAKEN = -1
+_KEY_LENGTH = 32
+_START = b'{"key": "' + b"0" * _KEY_LENGTH + b'", "baseline": '
+_KEY_AT = _START.index(b"0")
+_LINE = re.compile(rb'\{"key": "([0-9a-f]{32})", "baseline": .*\}\n', re.DOTALL)
 
 
-def key_of(pair: FilePair, options: dict[str, Any], version: str) -> str:
+def key_of(pair: FilePair, files: Sequence[SeenFile], options: dict[str, Any], version: str) -> str:
     """What decides the result of a pair, in 32 characters."""
-    files = [_stamp(side) for side in (pair.baseline, pair.other)]
     decisive = [pair.baseline, pair.other, *files, options, pair.alone, version]
     text = json.dumps(decisive, sort_keys=True, default=repr)
     return hashlib.blake2b(text.encode("utf-8", "surrogatepass"), digest_size=16).hexdigest()
 
 
-def _stamp(side: str) -> tuple[int, int] | None:
-    """Size and time of the file of a side; None if it cannot be looked at."""
-    try:
-        status = os.stat(split_name(side)[0])
-    except (OSError, ValueError):
-        return None
-    return status.st_size, status.st_mtime_ns
-
-
 class Journal:
     """The results file of a campaign, open for appending and locked against other campaigns.
 
-    Raises OSError, FormatError if the file holds something else, ValueError if another campaign
-    has it open.
+    Raises OSError that names the file, FormatError if the file holds something else, ValueError if
+    another campaign has it open.
     """
 
     def __init__(self, path: str | os.PathLike[str]) -> None:
         self._path = os.fspath(path)
-        self._file = open(self._path, "a+b")
+        with self._naming_the_file():
+            is_new = not os.path.exists(self._path)
+            self._file = open(self._path, "a+b")
         try:
             self._lock()
+            if is_new:
+                self._put_into_folder()
+            # Where the line of each result begins; _TAKEN once its pair has come.
             self._places = self._read()
         except BaseException:
             self._file.close()
             raise
 
     def close(self) -> None:
-        self._file.close()
+        with suppress(OSError):  # of lines that could not be written, as `append` has told
+            self._file.close()
 
-    def done(self, key: str) -> PairResult | None:
-        """The result of this key, if it stands in the file."""
-        place = self._places.get(bytes.fromhex(key))
-        if place is None:
-            return None
+    def take(self, key: str) -> tuple[bool, PairResult | None]:
+        """Whether this key comes for the first time, and its result if that stands in the file."""
+        digest = bytes.fromhex(key)
+        place = self._places.get(digest)
+        self._places[digest] = _TAKEN
+        if place is None or place == _TAKEN:
+            return place is None, None
         self._file.seek(place)
-        return PairResult.from_dict(json.loads(self._file.readline()))
+        try:
+            return True, PairResult.from_dict(json.loads(self._file.readline()))
+        except (ValueError, KeyError, TypeError):
+            raise FormatError(self._path, _FOREIGN, f"byte {place + 1}") from None
 
     def append(self, results: list[tuple[str, PairResult]]) -> None:
-        """Write results and their keys; on disk when this returns."""
-        for key, result in results:
-            line = json.dumps({"key": key, **result.to_dict()}, allow_nan=False)
-            self._places[bytes.fromhex(key)] = self._file.seek(0, os.SEEK_END)
-            self._file.write(line.encode("utf-8", "surrogatepass") + b"\n")
-        self._file.flush()
-        os.fdatasync(self._file.fileno())
+        """Write results and their keys; on disk when this returns. Raises OSError."""
+        lines = [
+            json.dumps({"key": key, **result.to_dict()}, allow_nan=False) + "\n"
+            for key, result in results
+        ]
+        with self._naming_the_file():
+            self._file.seek(0, os.SEEK_END)
+            self._file.write("".join(lines).encode("utf-8", "surrogatepass"))
+            self._file.flush()
+            os.fdatasync(self._file.fileno())
+
+    @contextmanager
+    def _naming_the_file(self) -> Iterator[None]:
+        try:
+            yield
+        except OSError as error:
+            raise unwritable(self._path, error) from error
 
     def _lock(self) -> None:
         try:
@@ -80,24 +101,37 @@ class Journal:
         except BlockingIOError:
             raise ValueError(f"{self._path}: another campaign writes this file") from None
 
+    def _put_into_folder(self) -> None:
+        """Have the name of the new file on disk as well."""
+        folder = os.open(os.path.dirname(os.path.abspath(self._path)), os.O_RDONLY)
+        try:
+            with suppress(OSError):  # not every file system can
+                os.fsync(folder)
+        finally:
+            os.close(folder)
+
     def _read(self) -> dict[bytes, int]:
         """The place of the last line of each key; the file then ends with a whole line."""
         places: dict[bytes, int] = {}
         self._file.seek(0)
         place = 0
         for number, line in enumerate(self._file, 1):
-            if not line.endswith(b"\n"):
+            found = _LINE.fullmatch(line)
+            if found is None:
+                if not _is_cut(line):
+                    raise FormatError(self._path, _FOREIGN, f"line {number}")
                 self._file.truncate(place)
                 break
-            places[self._key(line, number)] = place
+            places[bytes.fromhex(found[1].decode())] = place
             place += len(line)
         return places
 
-    def _key(self, line: bytes, number: int) -> bytes:
-        try:
-            data = json.loads(line)
-            PairResult.from_dict(data)
-            return bytes.fromhex(data["key"])
-        except (ValueError, KeyError, TypeError):
-            what = "is no result of a campaign; name another file, or remove this one"
-            raise FormatError(self._path, what, f"line {number}") from None
+
+def _is_cut(line: bytes) -> bool:
+    """Whether this can be the beginning of a line; some file systems fill the rest with zeros."""
+    if line.endswith(b"\n"):
+        return False
+    start = line.rstrip(b"\0")[: len(_START)]
+    key = start[_KEY_AT : _KEY_AT + _KEY_LENGTH]
+    start = start[:_KEY_AT] + b"0" * len(key) + start[_KEY_AT + _KEY_LENGTH :]
+    return _START.startswith(start) and not key.strip(b"0123456789abcdef")

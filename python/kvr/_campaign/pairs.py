@@ -7,6 +7,8 @@ import os
 from collections.abc import Iterable, Iterator, Mapping
 from typing import Any, NamedTuple, Union
 
+from kvr._files.opening import split_name
+
 PathLike = Union[str, "os.PathLike[str]"]
 Pair = Union[tuple[PathLike, PathLike], tuple[PathLike, PathLike, Mapping[str, Any]]]
 
@@ -21,6 +23,27 @@ class FilePair(NamedTuple):
     other: str
     options: dict[str, Any]
     alone: str = ""
+
+
+class SeenFile(NamedTuple):
+    """The file of a side as the caller sees it. `time` is None if it cannot be looked at."""
+
+    path: str
+    size: int
+    time: int | None
+
+
+def look_at(side: str) -> SeenFile:
+    """Where the file of a side is, without the name of a run, its size and its time."""
+    try:
+        status, path = os.stat(side), side
+    except (OSError, ValueError):
+        path = split_name(side)[0]
+        try:
+            status = os.stat(path)
+        except (OSError, ValueError):
+            return SeenFile(path, 0, None)
+    return SeenFile(path, status.st_size, status.st_mtime_ns)
 
 
 def from_python(pairs: Iterable[Pair]) -> Iterator[FilePair]:

@@ -8,14 +8,16 @@ import signal
 import threading
 import time
 from collections import deque
-from collections.abc import Sequence
+from collections.abc import Callable, Sequence
 from concurrent.futures import FIRST_COMPLETED, Future, ProcessPoolExecutor, wait
 from concurrent.futures.process import BrokenProcessPool
 from contextlib import suppress
+from typing import Any, TypeVar
 
-from kvr._campaign.schedule import Batch, Ended, WorkerDied
+from kvr._campaign.schedule import RETRIES, Batch, Ended, WorkerDied
 from kvr._campaign.work import Outcome, run_batch
 
+_T = TypeVar("_T")
 _AHEAD = 2  # batches a worker has, so that it need not wait for the next
 
 
@@ -51,7 +53,8 @@ class _Seat:
 
     def __init__(self) -> None:
         self._executor: ProcessPoolExecutor | None = None
-        self._pid = 0
+        self._pid: Future[int] = Future()  # known once the worker has started
+        self._false_starts = 0  # one after the other
         self._batches: deque[tuple[Batch, str, Future[list[Outcome]]]] = deque()
 
     def room(self) -> bool:
@@ -64,18 +67,29 @@ class _Seat:
         return self._batches[0][2]
 
     def start(self, batch: Batch, version: str) -> None:
-        self._batches.append((batch, version, self._submit(batch, version)))
+        if self._executor is None:
+            self._executor = _executor()
+            self._pid = _submit(self._executor, os.getpid)
+        future = _submit(self._executor, run_batch, batch.jobs, version)
+        self._batches.append((batch, version, future))
 
     def ended(self) -> list[Ended]:
-        """The batches that have ended. After a death the first one is charged, the others move."""
+        """The batches that have ended. After a death the first one is charged, the others move.
+
+        Raises RuntimeError if no worker can start.
+        """
         found: list[Ended] = []
         while self._batches and self._batches[0][2].done():
-            batch, _, future = self._batches.popleft()
+            batch, _, future = self._batches[0]
             error = future.exception()
             if isinstance(error, BrokenProcessPool):
-                found.append(Ended(batch, WorkerDied(f"process {self._pid} ended")))
+                if self._has_started():
+                    self._batches.popleft()
+                    death = WorkerDied(f"process {self._pid.result()} ended")
+                    found.append(Ended(batch, death))
                 self._start_again()
                 break
+            self._batches.popleft()
             found.append(Ended(batch, error if error is not None else future.result()))
         return found
 
@@ -83,22 +97,23 @@ class _Seat:
         """End the worker, also while it works."""
         if self._executor is None:
             return
-        if self._batches:
+        if self._batches and self._pid.exception() is None:
             with suppress(ProcessLookupError):
-                os.kill(self._pid, signal.SIGKILL)
+                os.kill(self._pid.result(), signal.SIGKILL)
         self._executor.shutdown(wait=True, cancel_futures=True)
         self._executor = None
 
-    def _submit(self, batch: Batch, version: str) -> Future[list[Outcome]]:
-        if self._executor is None:
-            self._executor = _executor()
-            self._pid = _pid_of(self._executor)
-        try:
-            return self._executor.submit(run_batch, batch.jobs, version)
-        except BrokenProcessPool as error:  # it died without work; `ended` sees to the rest
-            failed: Future[list[Outcome]] = Future()
-            failed.set_exception(error)
-            return failed
+    def _has_started(self) -> bool:
+        if self._pid.exception() is None:
+            self._false_starts = 0
+            return True
+        self._false_starts += 1
+        if self._false_starts > RETRIES:
+            raise RuntimeError(
+                "the worker processes cannot start; a script must call kvr.campaign under "
+                'if __name__ == "__main__"'
+            )
+        return False
 
     def _start_again(self) -> None:
         assert self._executor is not None
@@ -114,16 +129,13 @@ def _executor() -> ProcessPoolExecutor:
     return ProcessPoolExecutor(1, context, _begin, (os.getpid(),))
 
 
-def _pid_of(executor: ProcessPoolExecutor) -> int:
-    """Starts the worker. Raises RuntimeError if it cannot start."""
+def _submit(executor: ProcessPoolExecutor, call: Callable[..., _T], *arguments: Any) -> Future[_T]:
     try:
-        return executor.submit(os.getpid).result()
-    except BrokenProcessPool:
-        executor.shutdown(wait=False)
-        raise RuntimeError(
-            "the worker processes cannot start; a script must call kvr.campaign under "
-            'if __name__ == "__main__"'
-        ) from None
+        return executor.submit(call, *arguments)
+    except BrokenProcessPool as error:  # it died without work; `ended` sees to the rest
+        failed: Future[_T] = Future()
+        failed.set_exception(error)
+        return failed
 
 
 def _begin(parent: int) -> None:

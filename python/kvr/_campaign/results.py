@@ -2,12 +2,12 @@
 
 from __future__ import annotations
 
-import math
 from collections.abc import Sequence
 from dataclasses import dataclass
 from typing import Any
 
 from kvr._campaign.pairs import FilePair
+from kvr._comparing import ranking
 from kvr._comparing.comparison import Comparison
 from kvr._comparing.results import for_json
 from kvr._comparing.verdict import STATUSES, Verdict
@@ -39,13 +39,6 @@ class Failure:
             verdict.text,
         )
 
-    @property
-    def rank(self) -> tuple[int, float]:
-        """The lower, the worse: lost values, then what is out, by its excess, then the rest."""
-        if self.status != "out" or self.excess is None:
-            return (1 if self.status == "out" else 2), 0.0
-        return (0, 0.0) if math.isnan(self.excess) else (1, -self.excess)
-
 
 @dataclass(frozen=True)
 class Summary:
@@ -63,7 +56,7 @@ class Summary:
 
     @staticmethod
     def of(comparison: Comparison) -> Summary:
-        failed = sorted(map(Failure.of, comparison.failed), key=lambda failure: failure.rank)
+        failed = sorted(map(Failure.of, comparison.failed), key=ranking.rank)
         return Summary(
             comparison.counts,
             tuple(failed[:KEPT_FAILURES]),
@@ -75,7 +68,7 @@ class Summary:
     def joined(parts: Sequence[Summary]) -> Summary:
         """The summary of a pair that was compared in parts, given in their order."""
         failed = [failure for part in parts for failure in part.failed]
-        failed.sort(key=lambda failure: failure.rank)
+        failed.sort(key=ranking.rank)
         return Summary(
             {status: sum(part.counts[status] for part in parts) for status in STATUSES},
             tuple(failed[:KEPT_FAILURES]),
@@ -86,16 +79,17 @@ class Summary:
     @property
     def compared(self) -> int:
         """How many pairs of signals were compared: they are within or out."""
-        return self.counts["within"] + self.counts["out"]
+        return ranking.compared(self.counts)
 
     @property
     def paired(self) -> int:
         """How many verdicts are on a pair of signals, compared or not."""
-        return self.compared + self.counts["incomparable"]
+        return ranking.paired(self.counts)
 
     @property
     def passed(self) -> bool:
-        return self.compared > 0 and self.failed_total == 0
+        """Whether at least one pair of signals was compared and none fails."""
+        return ranking.passes(self.counts, self.failed_total)
 
 
 @dataclass(frozen=True)
@@ -172,6 +166,18 @@ class PairResult:
             return "" if self.comparison.compared else "no signals were compared"
         worst = self.comparison.failed[0]
         return f"{worst.label}: {worst.text}"
+
+    @property
+    def rank(self) -> tuple[int, float]:
+        """Sorts results that fail, the worst first: errors, then by the worst signal.
+
+        >>> kvr.PairResult("a.csv", "b.csv", None, 0.0, "b.csv: is empty").rank
+        (0, 0.0)
+        """
+        if self.comparison is None or not self.comparison.failed:
+            return 0, 0.0
+        place, excess = ranking.rank(self.comparison.failed[0])
+        return place + 1, excess
 
     def to_dict(self) -> dict[str, Any]:
         """The result as the results file has it, without the key.

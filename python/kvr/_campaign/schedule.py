@@ -7,17 +7,15 @@ batch is tried again in a batch of its own, up to RETRIES times, so that only th
 
 from __future__ import annotations
 
-import os
 from collections import deque
 from collections.abc import Iterator
 from dataclasses import dataclass, field
 from typing import Any, NamedTuple, Protocol, Union
 
-from kvr._campaign.pairs import FilePair
+from kvr._campaign.pairs import FilePair, SeenFile
 from kvr._campaign.results import PairResult, Summary
-from kvr._campaign.work import Job, Outcome
+from kvr._campaign.work import CHANGED, Job, Outcome
 from kvr._files.formats import is_read_by_signal
-from kvr._files.opening import split_name
 
 RETRIES = 3
 _BATCH_SECONDS = 0.3
@@ -45,7 +43,10 @@ class Batch:
 
 
 class Ended(NamedTuple):
-    """A batch that has ended: the outcomes of its jobs, or what went wrong with all of them."""
+    """A batch that has ended: the outcomes of its first jobs, or what went wrong with all of them.
+
+    The worker had no time for the jobs without an outcome.
+    """
 
     batch: Batch
     result: Union[list[Outcome], BaseException]
@@ -70,11 +71,17 @@ class Runner(Protocol):
 
 
 class Planned(NamedTuple):
-    """A pair to compare, the key of its result, and its options."""
+    """A pair to compare, the key of its result, and its options.
+
+    sides  as workers open them, whose working folder is another
+    files  as the caller sees them
+    """
 
     pair: FilePair
     key: str
     options: dict[str, Any]
+    sides: tuple[str, str]
+    files: tuple[SeenFile, SeenFile]
 
 
 class Settled(NamedTuple):
@@ -151,19 +158,16 @@ class Schedule:
         return True
 
     def _take(self, planned: Planned) -> None:
-        pair = planned.pair
-        weight = _size(pair.baseline) + _size(pair.other) + _OPENING
+        weight = sum(file.size for file in planned.files) + _OPENING
         number, self._next = self._next, self._next + 1
-        parts = self._parts(pair, weight)
+        parts = self._parts(planned, weight)
         self._open[number] = _Open(planned, weight // parts, [None] * parts)
         self._ahead += weight // parts * parts
         for part in range(parts):
-            job = Job(number, pair.baseline, pair.other, planned.options, part, parts)
-            self._waiting.append(job)
+            self._waiting.append(Job(number, *planned.sides, planned.options, part, parts))
 
-    def _parts(self, pair: FilePair, weight: int) -> int:
-        files = [split_name(side)[0] for side in (pair.baseline, pair.other)]
-        if not all(map(is_read_by_signal, files)):
+    def _parts(self, planned: Planned, weight: int) -> int:
+        if not all(is_read_by_signal(file.path) for file in planned.files):
             return 1
         wanted = int(weight / (_PART_SECONDS * self._rate())) + 1
         return min(wanted, self._runner.width * 4, _MOST_PARTS)
@@ -200,10 +204,16 @@ class Schedule:
         if isinstance(result, BaseException):
             text = str(result) or type(result).__name__
             result = [Outcome(None, text, 0.0) for _ in jobs]
+        self._put_back(jobs[len(result) :])
         for job, outcome in zip(jobs, result):
             self._seconds += outcome.seconds
             self._weight += self._open[job.number].weight
             yield from self._keep(job, outcome)
+
+    def _put_back(self, jobs: list[Job]) -> None:
+        """What a worker handed back because its batch took long comes next."""
+        self._waiting.extendleft(reversed(jobs))
+        self._ahead += sum(self._open[job.number].weight for job in jobs)
 
     def _retry(self, batch: Batch, death: WorkerDied) -> Iterator[tuple[str, PairResult]]:
         """Each job again, in a batch of its own; a pair that has no retry left gets its result."""
@@ -221,20 +231,23 @@ class Schedule:
         outcomes = [part for part in opened.parts if part is not None]
         if len(outcomes) == len(opened.parts):
             del self._open[job.number]
-            yield opened.planned.key, _result(opened.planned.pair, outcomes)
+            yield opened.planned.key, _result(opened.planned, outcomes)
 
 
-def _result(pair: FilePair, outcomes: list[Outcome]) -> PairResult:
+def _result(planned: Planned, outcomes: list[Outcome]) -> PairResult:
+    pair = planned.pair
     seconds = sum(outcome.seconds for outcome in outcomes)
-    errors = [outcome.error for outcome in outcomes if outcome.error is not None]
+    error = next((outcome.error for outcome in outcomes if outcome.error is not None), None)
+    if error is None:
+        error = _what_changed(planned, outcomes)
     summaries = [outcome.summary for outcome in outcomes if outcome.summary is not None]
-    summary = None if errors else Summary.joined(summaries)
-    return PairResult(pair.baseline, pair.other, summary, seconds, errors[0] if errors else None)
+    summary = Summary.joined(summaries) if error is None else None
+    return PairResult(pair.baseline, pair.other, summary, seconds, error)
 
 
-def _size(side: str) -> int:
-    """Bytes of the file of a side; 0 if it cannot be looked at, as the worker will tell."""
-    try:
-        return os.stat(split_name(side)[0]).st_size
-    except (OSError, ValueError):
-        return 0
+def _what_changed(planned: Planned, outcomes: list[Outcome]) -> str | None:
+    """An error if two parts of a pair were compared from different contents of a file."""
+    for place, file in enumerate(planned.files):
+        if any(outcome.files[place] != outcomes[0].files[place] for outcome in outcomes):
+            return f"{file.path}: {CHANGED}"
+    return None

@@ -5,10 +5,17 @@ from __future__ import annotations
 import os
 import platform
 import time
-from typing import Any, NamedTuple
+from collections.abc import Sequence
+from typing import TYPE_CHECKING, Any, NamedTuple
 
 from kvr._base.error_lines import told
 from kvr._campaign.results import Summary
+
+if TYPE_CHECKING:
+    from kvr._comparing.comparison import Comparison
+
+CHANGED = "changed while it was read; compare it again"
+_ENOUGH = 2.0  # seconds after which a worker hands back the jobs that it has not begun
 
 
 class Job(NamedTuple):
@@ -23,11 +30,17 @@ class Job(NamedTuple):
 
 
 class Outcome(NamedTuple):
-    """What became of a job: a summary, or an error."""
+    """What became of a job: a summary, or an error.
+
+    unseen  the file that is not there
+    files   sizes and times of the two files that were compared, None after an error
+    """
 
     summary: Summary | None
     error: str | None
     seconds: float
+    unseen: str = ""
+    files: Any = None
 
 
 def program_version() -> str:
@@ -39,38 +52,84 @@ def program_version() -> str:
     return "/".join(parts)
 
 
-def run_batch(jobs: list[Job], version: str) -> list[Outcome]:
-    """Compare the jobs. Raises RuntimeError if this worker's program is another version."""
+def run_batch(jobs: Sequence[Job], version: str) -> list[Outcome]:
+    """Compare the jobs in their order; the first at least, and no new one after 2 seconds.
+
+    Raises RuntimeError if this worker's program is another version.
+    """
+    wrong = unfitness(version, ())
+    if wrong:
+        raise RuntimeError(f"worker {platform.node()}: {wrong}")
+    began = time.monotonic()
+    outcomes: list[Outcome] = []
+    for job in jobs:
+        if outcomes and time.monotonic() - began > _ENOUGH:
+            break
+        outcomes.append(_outcome(job))
+    return outcomes
+
+
+def unfitness(version: str, files: Sequence[str]) -> str:
+    """Why this process cannot work for a campaign of that version on those files; "" if it can."""
     own = program_version()
     if own != version:
-        raise RuntimeError(
-            f"worker {platform.node()}: its program is version {own}, the campaign's is {version}"
-        )
-    return [_outcome(job) for job in jobs]
+        return f"its program is version {own}, the campaign's is {version}"
+    for file in files:
+        if not os.path.exists(file):
+            return f"it does not see {file}; make the file reachable there under the same path"
+    return ""
 
 
 def _outcome(job: Job) -> Outcome:
     started = time.perf_counter()
     try:
-        summary, error = _compared(job), None
-    except Exception as raised:
-        summary, error = None, told(raised)
-    return Outcome(summary, error, time.perf_counter() - started)
+        summary, files = _compared(job)
+    except Exception as error:
+        is_gone = isinstance(error, FileNotFoundError)
+        unseen = str(getattr(error, "filename", "") or "") if is_gone else ""
+        return Outcome(None, told(error), time.perf_counter() - started, unseen)
+    return Outcome(summary, None, time.perf_counter() - started, files=files)
 
 
-def _compared(job: Job) -> Summary:
-    from kvr._comparing.compare import compare_part
+def _compared(job: Job) -> tuple[Summary, list[tuple[int, int]]]:
     from kvr._files.opening import split_name
 
-    files = [split_name(side)[0] for side in (job.baseline, job.other)]
-    before = [_identity(file) for file in files]
-    comparison = compare_part(job.baseline, job.other, (job.part, job.parts), **job.options)
-    for file, identity in zip(files, before):
-        if _identity(file) != identity:
-            raise ValueError(f"{file}: changed while it was read; compare it again")
-    return Summary.of(comparison)
+    paths = [split_name(side)[0] for side in (job.baseline, job.other)]
+    before = [_identity(path) for path in paths]
+    try:
+        comparison = _comparison(job, before)
+    finally:  # an error may come from the change
+        _require_unchanged(paths, before)
+    return Summary.of(comparison), [identity[1:] for identity in before]
 
 
-def _identity(file: str) -> tuple[int, int, int]:
-    status = os.stat(file)
+def _comparison(job: Job, identities: Sequence[tuple[int, int, int]]) -> Comparison:
+    """Of a part, with runs that are kept open between parts."""
+    from kvr._campaign.kept import Opened, kept
+    from kvr._comparing.compare import compare_part, pairs_of_part
+    from kvr._files.opening import open_run
+
+    if job.parts == 1:
+        return compare_part(job.baseline, job.other, (0, 1), **job.options)
+    ways = [job.options.get(name) for name in ("match", "only", "ignore")]
+    key = job.baseline, job.other, *identities, repr(ways)
+    opened = kept.take(key)
+    if opened is None:
+        runs = open_run(job.baseline), open_run(job.other)
+        opened = Opened(*runs, pairs_of_part(*runs, **job.options))
+    part = job.part, job.parts
+    found = compare_part(opened.baseline, opened.other, part, found=opened.pairs, **job.options)
+    kept.keep(key, opened)
+    return found
+
+
+def _require_unchanged(paths: Sequence[str], before: Sequence[tuple[int, int, int]]) -> None:
+    """Raises ValueError, FileNotFoundError."""
+    for path, identity in zip(paths, before):
+        if _identity(path) != identity:
+            raise ValueError(f"{path}: {CHANGED}") from None
+
+
+def _identity(path: str) -> tuple[int, int, int]:
+    status = os.stat(path)
     return status.st_ino, status.st_size, status.st_mtime_ns

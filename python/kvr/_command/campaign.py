@@ -8,8 +8,9 @@ import heapq
 import os
 import sys
 import time
+import warnings
 from collections import Counter
-from collections.abc import Callable
+from collections.abc import Callable, Iterator
 from typing import Any
 
 from kvr._base.packages import need
@@ -68,6 +69,7 @@ def run(options: argparse.Namespace) -> int:
     pairs = _pairs(options)
     tally = _Tally(len(pairs), progress=sys.stderr.isatty() and not options.quiet)
     with contextlib.ExitStack() as stack:
+        stack.enter_context(_warnings_as_lines())
         junit = stack.enter_context(JUnitFile(options.junit)) if options.junit else None
         client = stack.enter_context(_client(options.scheduler)) if options.scheduler else None
         rules["choose"] = Changes.of(given).choose
@@ -83,6 +85,21 @@ def run(options: argparse.Namespace) -> int:
 
 def _client(address: str) -> Any:
     return need("distributed", "campaign").Client(address, timeout=10)
+
+
+@contextlib.contextmanager
+def _warnings_as_lines() -> Iterator[None]:
+    """Print the warnings of a campaign like all messages of the command."""
+
+    with warnings.catch_warnings():
+        warnings.simplefilter("always", RuntimeWarning)
+        setattr(warnings, "showwarning", _show_warning)
+        yield
+
+
+def _show_warning(message: Warning | str, *_: Any) -> None:
+    clear = "\r\033[K" if sys.stderr.isatty() else ""
+    print(f"{clear}kvr: warning: {shown(str(message), 1000)}", file=sys.stderr)
 
 
 def _pairs(options: argparse.Namespace) -> list[FilePair]:
@@ -149,7 +166,7 @@ class _Tally:
         if not result.passed:
             self._failed += 1
             # Negated: the heap lets go of what is least bad.
-            rank = tuple(-part for part in _rank(result))
+            rank = tuple(-part for part in result.rank)
             row = (rank, -self._failed, (result.status, result.other, result.text))
             if len(self._worst) < _ROWS:
                 heapq.heappush(self._worst, row)  # type: ignore[misc]
@@ -198,14 +215,6 @@ class _Tally:
         text += f", {self._failed} failed" if self._failed else ""
         sys.stderr.write("\r\033[K" + (shown(text, 78) if done < self._total else ""))
         sys.stderr.flush()
-
-
-def _rank(result: PairResult) -> tuple[int, float]:
-    """The lower, the worse: errors first, then by the worst signal."""
-    if result.comparison is None or not result.comparison.failed:
-        return 0, 0.0
-    place, excess = result.comparison.failed[0].rank
-    return place + 1, excess
 
 
 def _clock(seconds: float) -> str:

@@ -14,6 +14,7 @@ from kvr._command.terminal import colored, width
 from kvr._comparing.compare import compare_runs, rules_of
 from kvr._comparing.comparison import Comparison
 from kvr._comparing.pairing import patterns_of
+from kvr._comparing.report import report_of
 from kvr._comparing.results import json_text, junit_text
 from kvr._comparing.table import lines
 from kvr._files.opening import open_run
@@ -32,6 +33,9 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     add("other", metavar="OTHER", help="the run that is judged; a file, or FILE#RUN")
     add("--json", metavar="FILE", help="write the results as JSON; - for standard output")
     add("--junit", metavar="FILE", help="write the results as JUnit XML; - for standard output")
+    add(
+        "--html", metavar="FILE", help="write a page of all pairs and curves; - for standard output"
+    )
     add_comparison_arguments(parser)
     add("--jobs", metavar="N", type=count, help="threads; as many as processors by default")
     add("--quiet", action="store_true", help="print nothing but errors")
@@ -55,6 +59,7 @@ def run(options: argparse.Namespace) -> int:
     on_output = [
         _written(json_text, comparison, options.json),
         _written(junit_text, comparison, options.junit),
+        _write_page(comparison, options.html),
     ]
     if not options.quiet and not any(on_output):
         _print(comparison)
@@ -72,6 +77,16 @@ def _written(text: Callable[[Comparison], str], comparison: Comparison, path: st
         return True
     write(text(comparison), path)
     return False
+
+
+def _write_page(comparison: Comparison, path: str | None) -> bool:
+    """As `_written`, of the page."""
+    if path == "-":
+        sys.stdout.flush()
+        sys.stdout.buffer.write(report_of(comparison))
+    elif path is not None:
+        comparison.to_html(path)
+    return path == "-"
 
 
 # ---- The table ----

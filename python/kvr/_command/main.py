@@ -24,6 +24,7 @@ _COMMANDS = {
     "compare": "compare two runs, signal by signal",
     "convert": "write the runs of files to a file of another format",
     "verify": "check every sum and row of a recording",
+    "view": "show runs in the browser: plots, settings, a comparison",
     "campaign": "compare many pairs of files, on many processors or machines",
 }
 _EPILOG = """\

@@ -5,7 +5,7 @@ from __future__ import annotations
 import math
 import os
 from collections.abc import Iterable
-from typing import Any
+from typing import Any, Union
 
 import numpy.typing as npt
 
@@ -15,7 +15,7 @@ from kvr._base.progress import Progress, reporter
 from kvr._base.settings import Sync, Tolerance
 from kvr._comparing.comparison import Comparison, SideInfo
 from kvr._comparing.judging import Choose, judged
-from kvr._comparing.pairing import Match, fields_of, pair, patterns_of
+from kvr._comparing.pairing import Match, Pairs, fields_of, pair, patterns_of
 from kvr._comparing.sides import A_DATE, side_of_arrays
 from kvr._comparing.verdict import Rules, Settings, Verdict, judge
 from kvr._files.opening import OpenRun, RunOrPath, open_run
@@ -94,13 +94,13 @@ def compare(
     >>> kvr.compare(run, run.copy()).passed
     True
     """
-    plan = _plan_of(match, coverage, time_tolerance, tolerance, sync, only, ignore, strict)
+    plan = plan_of(match, coverage, time_tolerance, tolerance, sync, only, ignore, strict)
     return compare_runs(
         open_run(baseline), open_run(other), **plan, threads=threads, progress=progress
     )
 
 
-def _plan_of(
+def plan_of(
     match: Match = "path",
     coverage: str = "baseline",
     time_tolerance: float = 0.0,
@@ -127,7 +127,7 @@ def _plan_of(
 def require_options(options: dict[str, Any]) -> None:
     """Check the options of ``kvr.compare`` before anything is compared. Raises as it does."""
     _require_known(options)
-    _plan_of(**options)
+    plan_of(**options)
 
 
 def _require_known(options: dict[str, Any]) -> None:
@@ -140,21 +140,42 @@ def _require_known(options: dict[str, Any]) -> None:
 
 
 def compare_part(
-    baseline: RunOrPath,
-    other: RunOrPath,
+    baseline: Union[RunOrPath, OpenRun],
+    other: Union[RunOrPath, OpenRun],
     part: tuple[int, int],
     choose: Choose | None = None,
+    found: Pairs | None = None,
     **options: Any,
 ) -> Comparison:
     """The share `part[0]` of `part[1]` of ``kvr.compare``, judged in one thread.
 
-    `choose` stands in the place of `tolerance` and `sync`.
+    `choose` stands in the place of `tolerance` and `sync`; `found` are the pairs of `pairs_of_part`.
     """
     _require_known(options)
-    plan = _plan_of(**options)
+    plan = plan_of(**options)
     if choose:
         plan["choose"] = choose
-    return compare_runs(open_run(baseline), open_run(other), **plan, threads=1, part=part)
+    sides = (_opened(baseline), _opened(other))
+    return compare_runs(*sides, **plan, threads=1, part=part, found=found)
+
+
+def pairs_of_part(
+    baseline: OpenRun, other: OpenRun, choose: Choose | None = None, **options: Any
+) -> Pairs:
+    """What belongs together, for all parts of a comparison with these options."""
+    plan = plan_of(**options)
+    return _paired(baseline, other, plan["match"], plan["only"], plan["ignore"])
+
+
+def _opened(side: Union[RunOrPath, OpenRun]) -> OpenRun:
+    return side if isinstance(side, OpenRun) else open_run(side)
+
+
+def _paired(
+    baseline: OpenRun, other: OpenRun, match: Match, only: tuple[str, ...], ignore: tuple[str, ...]
+) -> Pairs:
+    looks = baseline.run._looks(), other.run._looks(wants_settings=False)
+    return pair(*looks, match, only, ignore)
 
 
 def compare_runs(
@@ -171,20 +192,22 @@ def compare_runs(
     threads: int | None,
     progress: Progress = None,
     part: tuple[int, int] = (0, 1),
+    found: Pairs | None = None,
 ) -> Comparison:
     """`compare` with a free choice of the settings of each baseline signal.
 
-    `part` (i, n) judges only the share i of n of the pairs, counted from 0.
+    `part` (i, n) judges only the share i of n of the pairs, counted from 0. `found` are the pairs if
+    they are known.
     """
     count = _thread_count(threads)
     matched = fields_of(match)
-    looks = baseline.run._looks(), other.run._looks(wants_settings=False)
-    found = pair(*looks, match, only, ignore)
+    if found is None:
+        found = _paired(baseline, other, match, only, ignore)
     runs = (baseline.run.name, other.run.name)
     total, (share, shares) = len(found.pairs), part
     pairs = found.pairs[total * share // shares : total * (share + 1) // shares]
     report = reporter(progress, len(pairs))
-    verdicts = judged(looks, pairs, runs, rules, choose, count, report)
+    verdicts = judged(found.looks, pairs, runs, rules, choose, count, report)
     options = {
         "match": match if isinstance(match, str) else list(matched),
         "coverage": rules.coverage,
@@ -194,7 +217,8 @@ def compare_runs(
         "ignore": list(ignore),
         "strict": strict,
     }
-    sides = (SideInfo.of(*baseline, len(looks[0])), SideInfo.of(*other, len(looks[1])))
+    here, there = map(len, found.looks)
+    sides = (SideInfo.of(*baseline, here), SideInfo.of(*other, there))
     return Comparison(verdicts, sides, options, found.warnings)
 
 

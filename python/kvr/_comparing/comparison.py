@@ -5,12 +5,14 @@ from __future__ import annotations
 import os
 from collections.abc import Iterator, Sequence
 from dataclasses import dataclass
+from importlib import import_module
 from typing import TYPE_CHECKING, Any, overload
 
 from kvr._base import html
 from kvr._base import names
 from kvr._base.errors import Ambiguous, NotFound
 from kvr._base.text import shown
+from kvr._comparing import ranking
 from kvr._comparing import table as _table
 from kvr._comparing.verdict import STATUSES, Verdict
 from kvr._comparing.verdicts import Verdicts
@@ -18,6 +20,8 @@ from kvr._reading.runs import RunReader
 
 if TYPE_CHECKING:
     import pandas  # type: ignore[import]
+
+    from kvr._base.view import View
 
 _TEXT_ROWS = 20  # in str()
 
@@ -98,17 +102,17 @@ class Comparison(Sequence[Verdict]):
     @property
     def compared(self) -> int:
         """How many pairs were compared: they are within or out."""
-        return self.counts["within"] + self.counts["out"]
+        return ranking.compared(self.counts)
 
     @property
     def paired(self) -> int:
         """How many verdicts are on a pair, compared or not."""
-        return self.compared + self.counts["incomparable"]
+        return ranking.paired(self.counts)
 
     @property
     def passed(self) -> bool:
         """Whether at least one pair was compared and none fails."""
-        return self.compared > 0 and not self._failing()
+        return ranking.passes(self.counts, len(self._failing()))
 
     @property
     def counts(self) -> dict[str, int]:
@@ -193,6 +197,27 @@ class Comparison(Sequence[Verdict]):
 
         return write(junit_text(self), path)
 
+    def to_html(self, path: str | os.PathLike[str]) -> None:
+        """Write the result as one file that a browser shows from disk, without a network.
+
+        A table of all pairs, and of each pair both signals, the tolerance and the difference, which
+        can be zoomed. Curves are thinned to what a screen can tell apart; the samples that are kept
+        are real ones, the worst one and the ends of what is out always among them. The file has at
+        most 5 MB for 1,000 pairs; of more than 2,000 pairs those that fail are drawn first.
+
+        Raises Gone if a signal was removed since, OSError that names the file; an old file then
+        stays as it was.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> comparison = kvr.compare(run, run.copy())
+        >>> comparison.to_html("speed.html")
+        """
+        from kvr._comparing.report import report_of
+        from kvr._base.writing import write_bytes
+
+        write_bytes(report_of(self), path)
+
     def to_dataframe(self) -> pandas.DataFrame:
         """A row a verdict, its plain facts as columns. Raises MissingPackage without pandas.
 
@@ -206,6 +231,24 @@ class Comparison(Sequence[Verdict]):
 
         return dataframe(self)
 
+    def view(self, *, port: int = 0, browser: bool = True) -> View:
+        """Show the store with this comparison in the inspector, as ``Store.view``.
+
+        It is made anew from the runs in the store, and follows their settings. Runs of files are
+        loaded into the store first, and stay there. Raises as ``Store.view``, Gone for a run that
+        was removed, and as ``Store.load`` for one of a file.
+
+        >>> run = kvr.Store().new_run("Monday")
+        >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
+        >>> with kvr.compare(run, run.copy()).view(browser=False) as view:
+        ...     view.url.startswith("http://127.0.0.1:")
+        True
+        """
+        # By name: the server stands on the comparison, not the comparison on the server.
+        handle = import_module("kvr._view.handle")
+        view: View = handle.view_comparison(self, port=port, browser=browser)
+        return view
+
     def worst_first(self) -> list[Verdict]:
         """The verdicts that fail, the furthest out first, then the others in their order.
 
@@ -217,13 +260,9 @@ class Comparison(Sequence[Verdict]):
         """
         return sorted(self.verdicts, key=self._rank)
 
-    def _rank(self, verdict: Verdict) -> tuple[int, float]:
-        if not self.fails(verdict):
-            return 3, 0.0
-        excess = verdict.excess
-        if verdict.status != "out" or excess is None:
-            return (1 if verdict.status == "out" else 2), 0.0
-        return (1, -excess) if excess == excess else (0, 0.0)
+    def _rank(self, verdict: Verdict) -> ranking.Rank:
+        """Sorts verdicts as `worst_first` does."""
+        return ranking.rank(verdict) if self.fails(verdict) else ranking.NO_FAILURE
 
     def __str__(self) -> str:
         rows = self.worst_first()

@@ -30,6 +30,7 @@ class Pairs(NamedTuple):
     Each is two places, in the looks at the baseline and in those at the other.
     """
 
+    looks: tuple[Looks, Looks]
     pairs: list[Pair]
     warnings: list[str]
 
@@ -77,7 +78,7 @@ def pair(
                 raise ValueError(f"only={pattern!r} matches no signal on either side")
         first = {place: first[place] for place in _wanted(here, only, ignore)}
         second = {place: second[place] for place in _wanted(there, only, ignore)}
-    return _paired(first, second)
+    return Pairs((baseline, other), *_paired(first, second))
 
 
 def _full_names(looks: Looks) -> list[str]:
@@ -118,7 +119,7 @@ def _keys(looks: Looks, fields: tuple[str, ...]) -> _Keys:
     return keys
 
 
-def _paired(baseline: _Keys, other: _Keys) -> Pairs:
+def _paired(baseline: _Keys, other: _Keys) -> tuple[list[Pair], list[str]]:
     here = {key: place for place, key in baseline.items()}
     there = {key: place for place, key in other.items()}
     warnings: list[str] = []
@@ -129,7 +130,7 @@ def _paired(baseline: _Keys, other: _Keys) -> Pairs:
     taken = set(partners.values())
     pairs: list[Pair] = [(place, partners.get(place)) for place in baseline]
     pairs += [(None, place) for place in other if place not in taken]
-    return Pairs(pairs, warnings)
+    return pairs, warnings
 
 
 def _partners_in_order(baseline: _Keys, other: _Keys, warnings: list[str]) -> dict[int, int]:

@@ -33,6 +33,12 @@ _NOT_XML = re.compile(r"[^\t\n\r\u0020-\u007e\u00a0-\ud7ff\ue000-\ufffd\U0001000
 
 
 def plain(comparison: Comparison) -> dict[str, Any]:
+    verdicts = [plain_verdict(verdict) for verdict in comparison.verdicts]
+    return {**plain_summary(comparison), "verdicts": verdicts}
+
+
+def plain_summary(comparison: Comparison) -> dict[str, Any]:
+    """All but the verdicts."""
     return {
         "version": VERSION,
         "passed": comparison.passed,
@@ -41,7 +47,6 @@ def plain(comparison: Comparison) -> dict[str, Any]:
         "baseline": dict(vars(comparison.baseline)),
         "other": dict(vars(comparison.other)),
         "warnings": list(comparison.warnings),
-        "verdicts": [plain_verdict(verdict) for verdict in comparison.verdicts],
     }
 
 

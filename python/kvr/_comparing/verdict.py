@@ -193,17 +193,21 @@ class Verdict:
             if self.baseline is None or self.other is None:
                 raise ValueError(f"there is no pair to align: {self.text}")
             sides = side_of_signal(self.baseline), side_of_signal(self.other)
-        assert self.tolerance is not None and self.sync is not None
-        settings = Settings(self.tolerance, "own", self.sync, "own")
-        _, aligned = _run_judge(
-            *sides, settings, self._rules, self._dated, _kvr.Stop(), wants_series=True
-        )
-        assert aligned is not None
         shape = _shape_of(*sides)
-        instants, *matrices = aligned
+        instants, *matrices = self._aligned(*sides)
         values = (matrix.reshape(len(instants), *shape) for matrix in matrices)
         baseline, other, difference, tolerance, out = values
         return AlignedSeries(instants, baseline, other, difference, tolerance, out.astype(bool))
+
+    def _aligned(self, baseline: Side, other: Side) -> tuple[Array, ...]:
+        """As `series`, of sides that were read: (n,) instants, the others (n, components)."""
+        assert self.tolerance is not None and self.sync is not None
+        settings = Settings(self.tolerance, "own", self.sync, "own")
+        _, aligned = _run_judge(
+            baseline, other, settings, self._rules, self._dated, _kvr.Stop(), wants_series=True
+        )
+        assert aligned is not None
+        return aligned
 
     def plot(self, ax: Any = None) -> Any:
         """Draw both sides into matplotlib axes, with the instants out marked; returns the axes.

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import os
-from collections.abc import Iterable, Iterator
+from collections.abc import Iterable, Iterator, Sequence
 from typing import Any
 
 from kvr._base.errors import FormatError
@@ -22,13 +22,18 @@ def load(source: str | os.PathLike[str] | Recording, runs: Iterable[str] | str |
             return load(recording, runs)
     names = [runs] if isinstance(runs, str) else runs
     chosen = list(source.runs) if names is None else [_run_named(source, name) for name in names]
+    return load_runs(chosen, source.path)
+
+
+def load_runs(chosen: Sequence[RunReader[Any]], path: str) -> list[Run]:
+    """Bring runs of one file into the store; if one cannot be loaded, none is. Raises as `load`."""
     loaded: list[Run] = []
     try:
         for run in chosen:
             instance = run.instance
             loaded.append(new_run(_kept(run.name), 1 if instance is None else instance))
             loaded[-1].created = run.created
-        _fill(chosen, loaded, source.path)
+        _fill(chosen, loaded, path)
         for made, run in zip(loaded, chosen):
             _set_settings(made, run)
     except BaseException:
@@ -63,7 +68,7 @@ class _Filling:
         self.waiting = next(self._rest, None)
 
 
-def _fill(sources: list[Any], runs: list[Run], path: str) -> None:
+def _fill(sources: Sequence[Any], runs: list[Run], path: str) -> None:
     """Add the signals of all runs, each run in its order, and parents before their parts.
 
     A parent can be in another run: a run whose next signal is part of one that is not there yet

@@ -193,7 +193,7 @@ class Signal(SignalReader):
 
     @color.setter
     def color(self, value: str | Sequence[float]) -> None:
-        self._repository().setLineColor(self._id, *_color(value))
+        self._repository().setLineColor(self._id, *as_color(value))
 
     @property
     def dash(self) -> str:
@@ -357,7 +357,7 @@ def _group_of(repository: Any, signal: int, column: str) -> str:
 _HEX_COLOR = re.compile(r"#([0-9a-fA-F]{2})([0-9a-fA-F]{2})([0-9a-fA-F]{2})")
 
 
-def _color(value: str | Sequence[float]) -> Color:
+def as_color(value: str | Sequence[float]) -> Color:
     if isinstance(value, str):
         match = _HEX_COLOR.fullmatch(value)
         if match is None:

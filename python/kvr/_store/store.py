@@ -5,6 +5,7 @@ from __future__ import annotations
 import os
 import re
 from collections.abc import Iterable, Iterator, Sequence
+from importlib import import_module
 from types import TracebackType
 from typing import TYPE_CHECKING, Any, overload
 
@@ -22,6 +23,7 @@ from kvr._store.signal import Signal, _exists
 
 if TYPE_CHECKING:
     from kvr._files.recording import Recording
+    from kvr._base.view import View
 
 
 class Runs(Sequence[Run]):
@@ -214,6 +216,23 @@ class Store:
             if not isinstance(run, RunReader):
                 raise TypeError(f"runs are runs or names of runs, not {run!r}")
         formats.save(path, found, append)
+
+    def view(self, *, port: int = 0, browser: bool = True) -> View:
+        """Show the store in the inspector: serve it on this machine, and open the browser.
+
+        Returns at once; the server runs on threads of its own until the handle is closed or the
+        process ends. The handle has `.url`, `.close()` and `.wait()`, and is a context manager.
+        The store may be used meanwhile: windows see changes within some seconds. A call that comes
+        while the server is inside a host function of Python is refused as busy; repeat it.
+        Raises MissingPackage without starlette and uvicorn, OSError for a port that is taken.
+
+        >>> with kvr.Store().view(browser=False) as view:
+        ...     view.url.startswith("http://127.0.0.1:")
+        True
+        """
+        # By name: the server stands on the store, not the store on the server.
+        view: View = import_module("kvr._view.handle").view_store(port=port, browser=browser)
+        return view
 
     def clear(self) -> None:
         """Empty the store: the store's ``clean``. Every run and signal of it is gone then.

@@ -1,0 +1,70 @@
+// The inspector: what the page is when a server sent it.
+
+import "../styles/explore.css";
+import { ServerSource } from "../data/server";
+import { button, element, fill } from "../dom";
+import { keysHelp } from "../report/help";
+import { Address } from "../state/address";
+import { Atom } from "../state/atom";
+import { bindKeys } from "../state/keys";
+import { Banner } from "./banner";
+import { ComparePane } from "./compare_pane";
+import { DetailsPane } from "./details_pane";
+import { KEYS, hotKeys } from "./keys";
+import type { Mode } from "./keys";
+import { PlotPane } from "./plot_pane";
+import { SaveMenu } from "./save_menu";
+import { Session } from "./session";
+import { SignalsPane } from "./signals_pane";
+import { followAddress } from "./window_state";
+
+/** Shows the inspector in `root`. */
+export function startInspector(root: HTMLElement): void {
+  const session = new Session(new ServerSource());
+  const address = new Address(globalThis.window);
+  const mode = new Atom<Mode>("signals");
+  const plots = new PlotPane(session);
+  const signals = new SignalsPane(session);
+  const comparing = new ComparePane(session, address);
+  const details = new DetailsPane(
+    session, plots,
+    (run) => {
+      mode.set("comparison");
+      comparing.choose(run);
+    },
+    () => signals.tree.element.focus(),
+  );
+  const explore = element("main", "explore", {}, signals.element, plots.element, details.element);
+  const keys = hotKeys({ mode, signals, plots, details, comparing, help: () => help.showModal() });
+  const help = keysHelp(keys, KEYS);
+  const tabs = modeButtons(mode);
+  fill(
+    root,
+    element("header", "bar", {}, element("h1", "brand", {}, "kvr"), tabs,
+      plots.tools, element("span", "space"),
+      new SaveMenu(session, () => plots.picture()).element,
+      button("?", "tool", "Keys (?)", () => help.showModal())),
+    new Banner(session).element, explore, comparing.element, help,
+  );
+  root.classList.add("inspector");
+  // A comparison has keys of its own, and a help of its own that lists them.
+  bindKeys(document, keys, () => document.querySelector("dialog[open]") === null);
+  mode.watch((now) => {
+    explore.hidden = plots.tools.hidden = now !== "signals";
+    comparing.element.hidden = now !== "comparison";
+  });
+  session.chosen.watch((chosen) => explore.classList.toggle("with-details", chosen !== null));
+  followAddress(address, { session, mode, plots, signals });
+  session.start();
+}
+
+function modeButtons(mode: Atom<Mode>): HTMLElement {
+  const made = ([["signals", "Signals"], ["comparison", "Comparison"]] as const).map(([name, text]) => {
+    const one = button(text, "mode", name === "signals" ? "Signals and plots (s)" : "Compare two runs (c)", () => mode.set(name));
+    const show = (): void => one.setAttribute("aria-pressed", String(mode.get() === name));
+    mode.watch(show);
+    show();
+    return one;
+  });
+  return element("nav", "modes", { "aria-label": "Views" }, ...made);
+}

@@ -1,0 +1,1 @@
+"""Pages that carry their data: one file that opens from disk and asks no network."""

@@ -1,0 +1,113 @@
+"""Campaigns on clusters that lose their scheduler, or that have workers which cannot take part."""
+
+import os
+import subprocess
+import warnings
+
+import kvr
+import pytest
+from campaign_files import expected, outcome, write_pairs
+
+pytest.importorskip("distributed")
+from local_cluster import LocalCluster  # noqa: E402
+
+
+@pytest.fixture
+def cluster(tmp_path):
+    (tmp_path / "cluster").mkdir()
+    with LocalCluster(tmp_path / "cluster", timeout=5) as running:
+        yield running
+
+
+def test_a_scheduler_that_is_restarted_loses_and_doubles_nothing(cluster, tmp_path):
+    pairs = write_pairs(tmp_path, 3000)
+    found = []
+    for result in kvr.campaign(pairs, client=cluster.client, results=tmp_path / "r.jsonl"):
+        found.append(result)
+        if len(found) in (500, 1500):
+            cluster.restart_scheduler()
+    assert outcome(found) == expected(pairs)
+    assert len((tmp_path / "r.jsonl").read_text().splitlines()) == len(pairs)
+
+
+def test_a_scheduler_that_is_gone_ends_the_campaign_which_can_be_started_again(cluster, tmp_path):
+    pairs = write_pairs(tmp_path, 1000)
+    results = tmp_path / "r.jsonl"
+    found = []
+    with pytest.raises(RuntimeError, match="the scheduler is gone; start the campaign again"):
+        for result in kvr.campaign(pairs, client=cluster.client, results=results):
+            found.append(result)
+            if len(found) == 200:
+                cluster.kill_scheduler()
+    assert len(found) <= len(results.read_text().splitlines()) < 1000
+    assert outcome(kvr.campaign(pairs, jobs=2, results=results)) == expected(pairs)
+    assert len(results.read_text().splitlines()) == 1000
+
+
+# ---- Workers that cannot take part ----
+
+
+def without_files(cluster, folder):
+    """A worker with a file system of its own, in which the folder is empty."""
+    mounted = f'mount -t tmpfs none "{folder}" && exec "$@"'
+    isolated = ["unshare", "--user", "--map-root-user", "--mount", "sh", "-c", mounted, "sh"]
+    if subprocess.run([*isolated, "true"], capture_output=True).returncode:
+        pytest.skip("this system does not allow file systems of one's own: unshare --mount")
+    cluster.add_worker(before=isolated)
+    return f"it does not see {folder}"
+
+
+def with_another_version(cluster, folder):
+    preload = folder.parent / "older.py"
+    preload.write_text("import vormel\nvormel.__version__ = '0.0.1'\n")
+    cluster.add_worker("--preload", str(preload))
+    return "its program is version 0.0.1/.*, the campaign's is "
+
+
+def without_the_package(cluster, folder):
+    environment = {name: text for name, text in os.environ.items() if name != "PYTHONPATH"}
+    cluster.add_worker(environment=environment)
+    return "the package kvr cannot run there: .*No module named 'kvr'"
+
+
+UNFIT = [without_files, with_another_version, without_the_package]
+
+
+@pytest.fixture(scope="module")
+def fit_cluster(tmp_path_factory):
+    with LocalCluster(tmp_path_factory.mktemp("cluster"), workers=1) as running:
+        yield running
+
+
+@pytest.mark.parametrize("add_unfit", UNFIT)
+def test_a_worker_that_cannot_take_part_is_left_out_and_named(fit_cluster, tmp_path, add_unfit):
+    folder = tmp_path / "pairs"
+    folder.mkdir()
+    pairs = write_pairs(folder, 300)
+    what = add_unfit(fit_cluster, folder)
+    fit_cluster.client.wait_for_workers(2)
+    try:
+        with pytest.warns(RuntimeWarning, match=f"worker tcp://.* is not used: {what}") as told:
+            found = list(kvr.campaign(pairs, client=fit_cluster.client))
+    finally:
+        fit_cluster.remove_worker()
+    assert outcome(found) == expected(pairs)
+    assert len([one for one in told if "is not used" in str(one.message)]) == 1
+
+
+@pytest.mark.parametrize("add_unfit", UNFIT)
+def test_without_a_worker_that_can_take_part_the_campaign_ends(fit_cluster, tmp_path, add_unfit):
+    folder = tmp_path / "pairs"
+    folder.mkdir()
+    pairs = write_pairs(folder, 3)
+    fit_cluster.remove_worker()
+    what = add_unfit(fit_cluster, folder)
+    fit_cluster.client.wait_for_workers(1)
+    try:
+        with warnings.catch_warnings(), pytest.raises(RuntimeError, match=f"no worker.*: {what}"):
+            warnings.simplefilter("ignore")
+            list(kvr.campaign(pairs, client=fit_cluster.client))
+    finally:
+        fit_cluster.remove_worker()
+        fit_cluster.add_worker()
+        fit_cluster.client.wait_for_workers(1)
