@@ -1,7 +1,7 @@
 // What this window shows, in the part of its address after "#": never the token, which the server
 // has taken out of the address, and never what the store holds.
 
-import type { GroupColumn, Window } from "../data/source";
+import type { Window } from "../data/source";
 import { numberField } from "../state/address";
 import type { Address, Fields } from "../state/address";
 import type { Atom } from "../state/atom";
@@ -10,6 +10,7 @@ import { readLayout, writeLayout } from "./layout";
 import type { PlotPane } from "./plot_pane";
 import type { Chosen, Session } from "./session";
 import type { SignalsPane } from "./signals_pane";
+import type { GroupColumn } from "./tree_rows";
 
 interface Parts {
   session: Session;
