@@ -354,7 +354,7 @@ def test_a_tolerance_with_a_window_has_all_its_fields(
 ) -> None:
     torque = store.runs["Monday"]["torque"]
     inspector.choose("torque", "Monday")
-    inspector.pick("allowed by", "Tolerance", "window in time")
+    inspector.pick("allowed by", "Tolerance", "a window")
     inspector.sees(lambda: torque.tolerance.type == 1, "the window")
     texts = {"from": "10", "to": "1e1", "step": "2", "absolute at first": "0.5", "relative at first": "0.25"}
     for label, text in texts.items():
@@ -373,10 +373,10 @@ def test_a_tolerance_and_a_synchronisation_may_be_functions(
 ) -> None:
     speed = store.runs["Monday"]["speed"]
     inspector.choose("speed", "Monday")
-    inspector.pick("allowed by", "Tolerance", "function")
+    inspector.pick("allowed by", "Tolerance", "a function")
     inspector.enter("name", "Tolerance", "wide")
     inspector.sees(lambda: speed.tolerance == kvr.Tolerance.function("wide"), "the function")
-    inspector.pick("compared at", "Synchronisation", "function")
+    inspector.pick("compared at", "Synchronisation", "a function")
     inspector.enter("name", "Synchronisation", "grid")
     inspector.sees(lambda: (speed.sync.type, speed.sync.function_name) == (1, "grid"), "the function")
 

@@ -194,10 +194,15 @@ export class PlotPane {
     const run = view.run(signals.run[place]!)?.name ?? "";
     const where = [signals.path[place]!, view.state.runs.length > 1 ? run : ""].filter((text) => text !== "").join(" · ");
     const name = signalName(view, place);
-    const isShared = this.drawn.ids.some((other) => other !== id && signalName(view, view.place(other) ?? place) === name);
     const color = seenColor(signals.color[place]!);
     const curves = curveNames(signals, place).map((one) => ({ name: one.name, color: curveColor(color, one.component) }));
-    return [{ id, name, run: isShared ? run : "", where, color, dash: signals.dash[place]!, curves }];
+    return [{ id, name, run: this.runIfShared(view, id, name), where, color, dash: signals.dash[place]!, curves }];
+  }
+
+  /** The name of a signal's run where another signal that is drawn has the same name, else "". */
+  private runIfShared(view: StoreView, id: number, name: string): string {
+    const isShared = this.drawn.ids.some((other) => other !== id && signalName(view, view.place(other) ?? -1) === name);
+    return isShared ? (view.run(view.signals.run[view.place(id) ?? -1] ?? -1)?.name ?? "") : "";
   }
 
   // ---- Readings ----
@@ -226,8 +231,9 @@ export class PlotPane {
       const place = view.place(id);
       if (place === null) return [];
       const name = signalName(view, place);
+      const run = this.runIfShared(view, id, name);
       return curveNames(view.signals, place).map(({ name: curve, suffix }) => ({
-        curve, name: suffix === "" ? name : `${name} ${suffix}`, unit: view.signals.unit[place] ?? null, cursor: null, pin: null,
+        curve, name: suffix === "" ? name : `${name} ${suffix}`, run, unit: view.signals.unit[place] ?? null, cursor: null, pin: null,
       }));
     });
   }

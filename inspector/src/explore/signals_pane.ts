@@ -59,6 +59,7 @@ export class SignalsPane {
     session.view.watch((view, before) => this.viewed(view, before));
     session.chosen.watch(() => this.tree.refresh());
     matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => this.tree.refresh());
+    this.tree.setRows([], "Loading the signals…");
     this.showGrouping();
   }
 
