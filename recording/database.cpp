@@ -192,6 +192,29 @@ std::span<const std::byte> Statement::blob(int column) const {
   return {bytes, size};
 }
 
+// ---- Blob ----
+
+Blob::Blob(sqlite3* database, const char* table, const char* column, std::int64_t id)
+    : database_(database) {
+  sqlite3_blob* blob = nullptr;
+  const int code = sqlite3_blob_open(database, "main", table, column, id, 0, &blob);
+  blob_.reset(blob);
+  if (code != SQLITE_OK) fail(code);
+}
+
+void Blob::reopen(std::int64_t id) {
+  if (const int code = sqlite3_blob_reopen(blob_.get(), id); code != SQLITE_OK) fail(code);
+}
+
+void Blob::read(std::span<std::byte> to) const {
+  const int code = sqlite3_blob_read(blob_.get(), to.data(), static_cast<int>(to.size()), 0);
+  if (code != SQLITE_OK) fail(code);
+}
+
+void Blob::fail(int code) const {
+  throwFor(database_, code, sqlite3_db_filename(database_, "main"));
+}
+
 // ---- Connection ----
 
 Connection::Connection(const std::string& path, Access access) : path_(path) {
@@ -201,7 +224,9 @@ Connection::Connection(const std::string& path, Access access) : path_(path) {
   const std::string name = path.front() == '/' ? path : "./" + path;
   const std::string opened = access == Access::kReadImmutable ? immutableUri(name) : name;
   sqlite3* database = nullptr;
-  const int code = sqlite3_open_v2(opened.c_str(), &database, flagsOf(access), nullptr);
+  // A new file works on file systems without locks too.
+  const char* const system = access == Access::kWriteNew ? "unix-none" : nullptr;
+  const int code = sqlite3_open_v2(opened.c_str(), &database, flagsOf(access), system);
   database_.reset(database);
   if (database == nullptr) throw std::bad_alloc();
   if (code != SQLITE_OK) fail(code);
@@ -233,25 +258,40 @@ void Connection::rollBack() noexcept {
   }
 }
 
-bool Connection::readFile(std::uint64_t offset, std::span<std::byte> to) const {
+sqlite3_file& Connection::file() const {
   sqlite3_file* file = nullptr;
   sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER,
                        static_cast<void*>(&file));
   if (file == nullptr || file->pMethods == nullptr) fail(SQLITE_CANTOPEN);
-  const int code = file->pMethods->xRead(file, to.data(), static_cast<int>(to.size()),
-                                         static_cast<sqlite3_int64>(offset));
+  return *file;
+}
+
+std::string Connection::journal() const {
+  const char* name = sqlite3_db_filename(database_.get(), "main");
+  return name == nullptr ? std::string() : sqlite3_filename_journal(name);
+}
+
+// SQLite takes ENOLCK, which network file systems without a lock service give, for a lock of
+// another process. Its question for the lock of a writer tells the two apart.
+bool Connection::canLock() const {
+  sqlite3_file& opened = file();
+  int isReserved = 0;
+  return opened.pMethods->xCheckReservedLock(&opened, &isReserved) == SQLITE_OK;
+}
+
+bool Connection::readFile(std::uint64_t offset, std::span<std::byte> to) const {
+  sqlite3_file& opened = file();
+  const int code = opened.pMethods->xRead(&opened, to.data(), static_cast<int>(to.size()),
+                                          static_cast<sqlite3_int64>(offset));
   if (code == SQLITE_IOERR_SHORT_READ) return false;
   if (code != SQLITE_OK) throw SystemError(errno != 0 ? errno : EIO, std::generic_category());
   return true;
 }
 
 std::uint64_t Connection::length() const {
-  sqlite3_file* file = nullptr;
-  sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER,
-                       static_cast<void*>(&file));
-  if (file == nullptr || file->pMethods == nullptr) fail(SQLITE_CANTOPEN);
+  sqlite3_file& opened = file();
   sqlite3_int64 length = 0;
-  if (const int code = file->pMethods->xFileSize(file, &length); code != SQLITE_OK) fail(code);
+  if (const int code = opened.pMethods->xFileSize(&opened, &length); code != SQLITE_OK) fail(code);
   return static_cast<std::uint64_t>(std::max<sqlite3_int64>(length, 0));
 }
 

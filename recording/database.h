@@ -58,12 +58,39 @@ class Statement {
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
 
+// A blob of a table, read straight into the caller's memory: a statement's column is a copy.
+class Blob {
+ public:
+  // Opens the blob of the row `id`, which must be there. Keeps the transaction open while it lives.
+  Blob(sqlite3* database, const char* table, const char* column, std::int64_t id);
+
+  // Goes on to another row of the table.
+  void reopen(std::int64_t id);
+  std::size_t size() const noexcept {
+    return static_cast<std::size_t>(sqlite3_blob_bytes(blob_.get()));
+  }
+  // Fills `to` from its first byte on; it must not be longer than the blob.
+  void read(std::span<std::byte> to) const;
+
+ private:
+  struct Close {
+    void operator()(sqlite3_blob* blob) const { sqlite3_blob_close(blob); }
+  };
+  [[noreturn]] void fail(int code) const;
+
+  sqlite3* database_;
+  std::unique_ptr<sqlite3_blob, Close> blob_;
+};
+
 class Connection {
  public:
   // Opens the file with defensive settings. Reads nothing from it.
   Connection(const std::string& path, Access access);
 
   Statement prepare(std::string_view sql) const { return {database_.get(), sql}; }
+  Blob openBlob(const char* table, const char* column, std::int64_t id) const {
+    return {database_.get(), table, column, id};
+  }
   void execute(const char* sql) const;
   // The same, but returns SQLite's extended code.
   int tryExecute(const char* sql) const noexcept;
@@ -71,6 +98,13 @@ class Connection {
   void begin();
   void rollBack() noexcept;
 
+  // The file that SQLite takes for the journal of an unfinished transaction: beside the file that a
+  // symbolic link leads to, not beside the link.
+  std::string journal() const;
+  // Whether SQLite opened the file for reading only, as it does where writing is not allowed.
+  bool isReadOnly() const { return sqlite3_db_readonly(database_.get(), "main") != 0; }
+  // Whether the file system has locks.
+  bool canLock() const;
   // Raw bytes of the file. False if it ends before.
   bool readFile(std::uint64_t offset, std::span<std::byte> to) const;
   std::uint64_t length() const;
@@ -84,6 +118,8 @@ class Connection {
   struct Close {
     void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
   };
+  sqlite3_file& file() const;
+
   std::string path_;
   std::unique_ptr<sqlite3, Close> database_;
   Statement begin_;

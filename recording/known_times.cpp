@@ -56,11 +56,16 @@ KnownTimes::KnownTimes(const Connection& connection, std::int64_t count)
 }
 
 std::int64_t KnownTimes::idOf(const Samples& times, PieceWriter& pieces) {
+  if (!isKept(before_) || !areSame(before_, times)) before_ = find(times, pieces);
+  return before_.id;
+}
+
+TimeBase KnownTimes::find(const Samples& times, PieceWriter& pieces) {
   const std::uint64_t hash = hashOf(times);
   const auto [first, end] = byHash_.equal_range(hash);
   const auto known =
       std::find_if(first, end, [&](const auto& entry) { return areSame(entry.second, times); });
-  if (known != end) return known->second.id;
+  if (known != end) return known->second;
   const TimeBase made{last_ + 1, times.valueClass, times.count, pieces.write(times.bytes)};
   insert_.integer(made.id).text(nameOf(made.valueClass));
   insert_.integer(static_cast<std::int64_t>(made.samples)).integer(made.firstPiece);
@@ -68,7 +73,7 @@ std::int64_t KnownTimes::idOf(const Samples& times, PieceWriter& pieces) {
   last_ = made.id;
   byHash_.emplace(hash, made);
   keep(made.id, times.bytes);
-  return made.id;
+  return made;
 }
 
 bool KnownTimes::areSame(const TimeBase& known, const Samples& times) {

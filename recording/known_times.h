@@ -23,7 +23,9 @@ class KnownTimes {
   std::int64_t last() const noexcept { return last_; }
 
  private:
+  TimeBase find(const Samples& times, PieceWriter& pieces);
   bool areSame(const TimeBase& known, const Samples& times);
+  bool isKept(const TimeBase& known) const { return kept_.contains(known.id); }
   void keep(std::int64_t id, std::span<const std::byte> bytes);
 
   RowWriter insert_;
@@ -33,6 +35,8 @@ class KnownTimes {
   // Those that were written last, so that they are not read again for every signal.
   std::unordered_map<std::int64_t, std::vector<std::byte>> kept_;
   std::size_t keptBytes_ = 0;
+  // Those of the signal before: most signals share them, and comparing is cheaper than hashing.
+  TimeBase before_;
 };
 
 // The time base of this id, checked.

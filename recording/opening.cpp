@@ -82,10 +82,9 @@ bool isEmptyOrMissing(const std::string& path) {
 
 // SQLite ends a transaction that a killed process left by playing its journal, and deletes the file
 // that the end of a journal names: of its own journals none names one.
-void requireOwnJournal(const std::string& path) {
+void requireOwnJournal(const std::string& journal) {
   constexpr std::array<unsigned char, 8> mark{0xd9, 0xd5, 0x05, 0xf9, 0x20, 0xa1, 0x63, 0xd7};
-  const int file =
-      open((path + "-journal").c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+  const int file = open(journal.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
   if (file < 0) {
     if (errno == ENOENT) return;
     failWith(errno);
@@ -98,14 +97,27 @@ void requireOwnJournal(const std::string& path) {
   close(file);
   if (!isFile || (isRead && end == mark))
     throw FormatError(Kind::kForeign, "has a journal beside it that no recording has; remove it",
-                      path + "-journal");
+                      journal);
+}
+
+bool isOnReadOnlyMedium(const std::string& path) {
+  struct statvfs status {};
+  return statvfs(path.c_str(), &status) == 0 && (status.f_flag & ST_RDONLY) != 0;
+}
+
+// An existing file, with the right to write and with locks.
+Connection openToChange(const std::string& path) {
+  Connection connection(path, Access::kWrite);
+  if (connection.isReadOnly()) failWith(isOnReadOnlyMedium(path) ? EROFS : EACCES);
+  if (!connection.canLock()) failWith(ENOLCK);
+  return connection;
 }
 
 // Restores the file if a killed process left a journal.
-void recover(const std::string& path) {
-  requireOwnJournal(path);
+void recover(const std::string& path, const std::string& journal) {
+  requireOwnJournal(journal);
   try {
-    Connection connection(path, Access::kWrite);
+    Connection connection = openToChange(path);
     requireOurHeader(connection);
     connection.execute("BEGIN IMMEDIATE");
     connection.rollBack();
@@ -119,19 +131,16 @@ bool cannotLock(int code) {
          code == SQLITE_IOERR_CHECKRESERVEDLOCK || code == SQLITE_PROTOCOL;
 }
 
-bool isOnReadOnlyMedium(const std::string& path) {
-  struct statvfs status {};
-  return statvfs(path.c_str(), &status) == 0 && (status.f_flag & ST_RDONLY) != 0;
-}
-
+// Large values pass through SQLite's cache page by page: a cache of 1 MB stays in the processor's.
 int startReading(const Connection& connection) {
   requireOurHeader(connection);
-  return connection.tryExecute("PRAGMA cell_size_check=ON;SELECT count(*) FROM sqlite_schema");
+  return connection.tryExecute(
+      "PRAGMA cache_size=-1000;PRAGMA cell_size_check=ON;SELECT count(*) FROM sqlite_schema");
 }
 
 Connection openImmutable(const std::string& path) {
-  if (!isEmptyOrMissing(path + "-journal")) failUnfinished();
   Connection connection(path, Access::kReadImmutable);
+  if (!isEmptyOrMissing(connection.journal())) failUnfinished();
   if (const int code = startReading(connection); code != SQLITE_OK) connection.fail(code);
   return connection;
 }
@@ -140,15 +149,15 @@ Connection openImmutable(const std::string& path) {
 
 Connection openToRead(const std::string& path) {
   requireRegularFile(path);
-  if (isOnReadOnlyMedium(path)) {
-    Connection connection = openImmutable(path);
+  Connection connection(path, Access::kRead);
+  if (isOnReadOnlyMedium(path) || !connection.canLock()) {
+    connection = openImmutable(path);
     requireOurSchema(connection);
     return connection;
   }
-  Connection connection(path, Access::kRead);
   int code = startReading(connection);
   if (code == SQLITE_READONLY_ROLLBACK || (code & 0xFF) == SQLITE_CANTOPEN) {
-    recover(path);
+    recover(path, connection.journal());
     code = startReading(connection);
   }
   if (cannotLock(code)) {
@@ -166,8 +175,8 @@ Connection openToRead(const std::string& path) {
 Connection openToWrite(const std::string& path) {
   requireRegularFile(path);
   for (;;) {
-    requireOwnJournal(path);
-    Connection connection(path, Access::kWrite);
+    Connection connection = openToChange(path);
+    requireOwnJournal(connection.journal());
     requireOurHeader(connection);
     // The folder is synced as well when the journal is removed.
     connection.execute(
@@ -185,8 +194,8 @@ std::optional<Connection> lockOut(const std::string& path) {
   if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   for (;;) {
     try {
-      requireOwnJournal(path);
-      Connection connection(path, Access::kWrite);
+      Connection connection = openToChange(path);
+      requireOwnJournal(connection.journal());
       requireOurHeader(connection);
       connection.execute("BEGIN IMMEDIATE");
       if (connection.hasMoved()) {

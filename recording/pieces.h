@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "recording/database.h"
@@ -33,9 +34,14 @@ class PieceReader {
   void read(std::int64_t first, std::uint64_t size, std::uint64_t from, std::span<std::byte> to);
 
  private:
-  void readPiece(std::int64_t id, std::size_t size, std::size_t from, std::span<std::byte> to);
+  // A piece of `size` bytes: `to.size()` of them from byte number `from` on.
+  void readPart(std::int64_t id, std::size_t size, std::size_t from, std::span<std::byte> to);
+  // All of a piece, without a copy in between. `blob` is opened if it is not yet.
+  void readWhole(std::int64_t id, std::span<std::byte> to, std::optional<Blob>& blob);
 
-  Statement select_;
+  const Connection& connection_;
+  Statement selectAll_;
+  Statement selectSum_;
 };
 
 }  // namespace kvr::recording

@@ -1,6 +1,11 @@
 #include "recording/rows.h"
 
 #include <xxhash.h>
+#if defined(__x86_64__)
+// Replaces XXH3_64bits and XXH3_64bits_withSeed by functions that use the processor's widest
+// vectors.
+#include <xxh_x86dispatch.h>
+#endif
 
 #include <bit>
 #include <charconv>

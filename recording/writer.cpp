@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::uint64_t largeFile = std::uint64_t{32} << 20;
 constexpr std::uint32_t smallPages = 8192;
-constexpr std::uint32_t largePages = 32768;
+constexpr std::uint32_t largePages = 65536;
 
 void requireTexts(std::initializer_list<std::string_view> texts) {
   std::size_t bytes = 0;

@@ -1,8 +1,12 @@
 """The demo tells its whole story on one screen and draws its picture."""
 
+import shlex
+import signal
 import struct
 import subprocess
+import urllib.request
 
+import kvr
 import pytest
 
 
@@ -33,8 +37,9 @@ def sections(output):
 def test_demo_fits_on_a_screen(output):
     lines = output.splitlines()
     assert len(lines) <= 65
-    # The paths of the picture and of the files are the caller's.
-    fixed = [line for line in lines[: lines.index("Try next")] if not line.startswith("Drawn in")]
+    # The paths of the files are the caller's.
+    told = lines[: lines.index("Try next")]
+    fixed = [line for line in told if not line.strip().startswith(("Drawn in", "Written:"))]
     assert max(map(len, fixed)) <= 100
 
 
@@ -65,6 +70,22 @@ def test_demo_draws_a_picture(folder):
     assert struct.unpack(">II", content[16:24]) == (1080, 600)
 
 
+def test_demo_leaves_a_recording_that_compares_like_the_store(folder, sections):
+    recording = folder / "nowcast.kvr"
+    names = [run.name for run in kvr.open(recording).runs]
+    assert names == ["As of 2016-06-29", "As of 2016-07-29"]
+    found = kvr.compare(*(f"{recording}#{name}" for name in names))
+    assert found.summary() in sections["Run 2 compared with run 1"]
+
+
+def test_demo_leaves_a_report(folder, sections):
+    report = (folder / "report.html").read_text()
+    assert report.startswith("<!doctype html>")
+    assert "As of 2016-06-29 against As of 2016-07-29" in report
+    last = sections["Run 2 compared with run 1"][-1]
+    assert last.startswith(f"Written: {folder}") and last.endswith("nowcast.kvr for kvr")
+
+
 def test_demo_tells_own_settings_from_those_of_the_run(sections):
     plain, tolerant, uniform = sections["Settings in force in run 1"]
     assert plain.count("(run)") == 2
@@ -91,15 +112,15 @@ def test_demo_ends_with_the_comparison_of_its_two_runs(output, sections):
     ]  # fmt: skip
     excess = [float(row.split()[1]) for row in failed]
     assert excess == sorted(excess, reverse=True)
-    assert " ".join(rows[7:-1]) == (
+    assert " ".join(rows[7:-2]) == (
         "Construction spending: out at 23 of 378 instants, first at 2014-04-01: 1002975 instead of "
         "992914, off by 10061, allowed 4964.57 (relative 0.005, from the run)"
     )
-    assert rows[-1].endswith("would exit with 1, which stands for a difference")
+    assert rows[-2].endswith("would exit with 1, which stands for a difference")
 
 
 def test_commands_that_the_demo_names_work_where_it_ran(sections):
-    commands = sections["Try next"]
+    *commands, _ = sections["Try next"]
     found = [subprocess.run(line, shell=True, capture_output=True, text=True) for line in commands]
     assert [done.returncode for done in found] == [1, 0, 0]
     assert [done.stderr for done in found] == ["", "", ""]
@@ -107,6 +128,21 @@ def test_commands_that_the_demo_names_work_where_it_ran(sections):
     assert compared[0] == "2016-06-29 against 2016-07-29: within 22, out 7"
     assert agreed[-2:] == ["passed", "agreed"]
     assert shown[0].split() == ["signal", "TTLCONS"]
+
+
+def test_inspector_that_the_demo_names_opens_where_it_ran(sections):
+    command = sections["Try next"][-1].partition("#")[0]
+    process = subprocess.Popen(
+        [*shlex.split(command), "--no-browser"], stdout=subprocess.PIPE, text=True
+    )
+    try:
+        address = process.stdout.readline().split()[-1]
+        assert address.startswith("http://127.0.0.1:")
+        cookies = urllib.request.build_opener(urllib.request.HTTPCookieProcessor())
+        assert cookies.open(address, timeout=30).status == 200
+    finally:
+        process.send_signal(signal.SIGINT)
+    assert process.wait(30) == 0
 
 
 def test_demo_keeps_the_index_of_a_replaced_entry_and_closes_a_gap(sections):

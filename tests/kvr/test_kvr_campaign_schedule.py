@@ -1,13 +1,15 @@
 """What goes out together and what comes back, with a runner in this process."""
 
 import os
+import threading
 from pathlib import Path
 
 import kvr
 import pytest
 from campaign_files import expected, outcome, write_pairs
-from kvr._campaign import campaign, schedule, work
+from kvr._campaign import campaign, kept, schedule, work
 from kvr._campaign.pairs import from_python
+from kvr._files import opening
 
 
 class InProcess:
@@ -52,12 +54,17 @@ def test_jobs_that_a_worker_hands_back_are_compared_later(run_on, tmp_path, monk
     assert len(runner.batches) == 30 and max(map(len, runner.batches)) > 1
 
 
-def test_a_worker_stops_after_two_seconds_but_not_before_its_first_job(tmp_path, monkeypatch):
+def test_a_worker_stops_after_eight_seconds_but_not_before_its_first_job(tmp_path, monkeypatch):
     pairs = write_pairs(tmp_path, 4)
     jobs = [work.Job(number, *pair, {}) for number, pair in enumerate(pairs)]
-    seconds = iter([0.0, 1.9, 2.1])  # at the beginning, before the second and the third
+    seconds = iter([0.0, 7.9, 8.1])  # at the beginning, before the second and the third
     monkeypatch.setattr(work.time, "monotonic", lambda: next(seconds))
     assert len(work.run_batch(jobs, work.program_version())) == 2
+
+
+@pytest.mark.parametrize(("workers", "seconds"), [(1, 0.3), (50, 0.3), (200, 0.8), (9999, 4)])
+def test_batches_are_longer_for_more_workers(workers, seconds):
+    assert schedule.batch_seconds(workers) == pytest.approx(seconds)
 
 
 def test_a_file_that_changes_between_two_parts_is_told(run_on, tmp_path, monkeypatch):
@@ -104,3 +111,46 @@ def test_a_file_that_vanishes_after_it_was_planned_is_told(run_on, tmp_path):
     gone, kept = sorted(run_on(InProcess(late), pairs), key=lambda result: result.pair)
     assert gone.error == f"{pairs[0][1]}: there is no such file; check the name"
     assert kept.passed
+
+
+def test_parts_of_a_pair_share_what_is_opened_and_paired(run_on, tmp_path, monkeypatch):
+    paths = [str(tmp_path / name) for name in ("base.kvr", "other.kvr")]
+    for path, last in zip(paths, (2.0, 3.0)):
+        made = kvr.Store().new_run("Monday")
+        for number in range(8):
+            made.add(f"s{number}", [1.0, last if number == 5 else 2.0], time=[0.0, 1.0])
+        made.save(path)
+    monkeypatch.setattr(schedule, "_FIRST_RATE", 1.0)  # so slow that any file is large
+    opened = []
+    open_run = opening.open_run
+    monkeypatch.setattr(opening, "open_run", lambda side: opened.append(side) or open_run(side))
+    runner = InProcess()
+    (result,) = run_on(runner, [paths])
+    assert sum(map(len, runner.batches)) == 4 and opened == paths
+    assert [failure.label for failure in result.comparison.failed] == ["s5"]
+    (only,) = run_on(runner, [paths], only=("s1", "s2"))
+    assert only.passed and only.counts["within"] == 2 and len(opened) == 4
+    os.utime(paths[1], (1e9, 1e9))
+    run_on(runner, [paths], only=("s1", "s2"))
+    assert len(opened) == 6
+
+
+def test_what_is_kept_open_is_let_go_after_some_seconds(monkeypatch):
+    gone = threading.Event()
+    monkeypatch.setattr(kept, "_SECONDS", 0.01)
+    held = kept.Kept()
+    monkeypatch.setattr(held, "clear", lambda: (kept.Kept.clear(held), gone.set()))
+    held.keep("a", "opened")
+    assert gone.wait(60)
+    assert held.take("a") is None
+
+
+def test_two_threads_do_not_share_what_is_kept_open():
+    held = kept.Kept()
+    held.keep("a", "opened")
+    assert held.take("a") == "opened"
+    assert held.take("a") is None  # the first one has it
+    held.keep("a", "opened")
+    assert held.take("b") is None
+    assert held.take("a") is None  # another pair came in between
+    held.clear()

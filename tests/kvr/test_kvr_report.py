@@ -146,14 +146,14 @@ def test_looks_units_and_dates_are_those_of_the_store(store, reported):
 
 def series_cases():
     rng = np.random.default_rng(5)
-    n = 20_000
+    n = 4_000
     steps = np.arange(n)
     noise = np.cumsum(rng.normal(size=n))
     gaps = np.where(steps % 1000 < 50, np.nan, noise)
     irregular = np.cumsum(rng.exponential(size=n))
     events = np.repeat(np.arange(n // 2) * 0.25, 2)
     regular = steps * 0.001
-    few = [3, 5000, 19_998]
+    few = [3, 1500, n - 2]
     changed = noise.copy()
     changed[few] += 1.0
     infinite = changed.copy()
@@ -162,7 +162,7 @@ def series_cases():
     return {
         "equal steps": (regular, noise, regular, changed),
         "decimals": (decimal, noise, decimal, changed),
-        "days": (steps * 86400.0, noise, steps * 86400.0, changed),
+        "whole seconds": (steps * 5.0, noise, steps * 5.0, changed),
         "before zero": (regular - 7.3, noise, regular - 7.3, changed),
         "irregular": (irregular, noise, irregular, changed),
         "other times": (irregular, noise, np.sort(rng.uniform(0, irregular[-1], n)), changed),
@@ -190,7 +190,8 @@ SYNCS = [kvr.Sync(), kvr.Sync("union", "linear"), kvr.Sync("uniform", "zoh", 0.5
 
 @pytest.mark.parametrize("sync", SYNCS, ids=["zoh", "linear", "uniform"])
 @pytest.mark.parametrize("case", series_cases().items(), ids=lambda case: case[0])
-def test_kept_samples_are_real_ones(compared, case, sync):
+def test_kept_samples_are_real_ones(compared, case, sync, monkeypatch):
+    monkeypatch.setattr(report, "LARGEST", len(report.page_of("", {})) + 25_000)
     _, (time, values, other_time, other_values) = case
     for rule in RULES:
         verdict, made = compared(
@@ -205,12 +206,23 @@ def test_kept_samples_are_real_ones(compared, case, sync):
             assert kept and set(kept) <= known
             assert np.all(np.diff(curves[name][0]) >= 0)
         series = verdict.series() if verdict.status != "incomparable" else None
+        assert verdict.instants < 1_000_000
         for name in ("difference", "tolerance"):
             if series is None:
                 assert curves[name] is None
                 continue
             known = set(zip(bits(series.instants), bits(getattr(series, name))))
             assert set(samples(curves[name])) <= known, (name, rule)
+
+
+def test_a_grid_of_very_many_instants_takes_no_memory(compared, monkeypatch):
+    monkeypatch.setattr(report_curves, "MOST_ALIGNED", 1000)
+    sides = ([0.0, 10.0], [1.0, 2.0]), ([0.0, 10.0], [1.0, 3.0])
+    verdict, made = compared(*sides, sync=kvr.Sync("uniform", "zoh", 0.001))
+    assert verdict.instants == 10_001
+    curves = made.curves(0)
+    assert curves["baseline"] == ([0.0, 10.0], [1.0, 2.0], False)
+    assert curves["difference"] is curves["tolerance"] is None
 
 
 @pytest.mark.parametrize("case", series_cases().items(), ids=lambda case: case[0])

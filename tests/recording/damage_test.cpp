@@ -102,6 +102,35 @@ INSTANTIATE_TEST_SUITE_P(
         "UPDATE contents SET signals=3", "DELETE FROM contents",
         "INSERT INTO contents SELECT * FROM contents"));
 
+// Pieces that are read in place: 150,000 doubles are a whole piece and a part.
+class LargePieceTest : public DamageTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(LargePieceTest, IsRefusedAndNamed) {
+  Writer writer = Writer::create(path());
+  addRun(writer, "long", 1, 150'000);
+  writer.commit();
+  contentOf(path());
+  Database(path()).run(GetParam());
+  try {
+    contentOf(path());
+    FAIL() << "the file is read";
+  } catch (const FormatError& error) {
+    EXPECT_EQ(error.kind(), FormatError::Kind::kDamaged);
+    EXPECT_EQ(error.where(), "piece 4") << error.what();
+  }
+  EXPECT_FALSE(verify(path()).empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sql, LargePieceTest,
+    ::testing::Values("UPDATE piece SET bytes=zeroblob(length(bytes)) WHERE id=4",
+                      "UPDATE piece SET bytes=zeroblob(length(bytes) - 1) WHERE id=4",
+                      "UPDATE piece SET bytes=x'00' WHERE id=4",
+                      "UPDATE piece SET bytes=CAST(bytes AS TEXT) WHERE id=4",
+                      "UPDATE piece SET bytes=5 WHERE id=4", "DELETE FROM piece WHERE id=4",
+                      "UPDATE piece SET sum=sum + 1 WHERE id=4",
+                      "UPDATE piece SET sum='x' WHERE id=4"));
+
 class ExtraRowTest : public DamageTest, public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(ExtraRowTest, IsFoundByVerify) {

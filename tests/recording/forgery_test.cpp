@@ -5,6 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <numeric>
+
 #include "recording/layout.h"
 #include "recording/rows.h"
 #include "tests/recording/sample.h"
@@ -145,6 +148,9 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Lie{"UPDATE signal SET bytes=9223372036854775807 WHERE id=1", "signal", "id=1"},
         Lie{"UPDATE signal SET samples=9223372036854775807 WHERE id=1", "signal", "id=1"},
+        Lie{"UPDATE signal SET bytes=9223372036854775808 WHERE id=1", "signal", "id=1"},
+        Lie{"UPDATE signal SET samples=9223372036854775808 WHERE id=1", "signal", "id=1"},
+        Lie{"UPDATE signal SET shape='9223372036854775808' WHERE id=2", "signal", "id=2"},
         Lie{"UPDATE signal SET samples=-1 WHERE id=1", "signal", "id=1"},
         Lie{"UPDATE signal SET shape='9223372036854775807 2' WHERE id=2", "signal", "id=2"},
         Lie{"UPDATE signal SET shape='18446744073709551616' WHERE id=2", "signal", "id=2"},
@@ -182,24 +188,62 @@ TEST_F(ForgeryTest, CircleOfSeveralIsRefused) {
   EXPECT_FALSE(verify(path()).empty());
 }
 
+// In the root page of a table, which is a leaf, gives the last row the id of the first.
+void repeatId(std::string& image, std::size_t page, std::size_t pageSize) {
+  const auto byte = [&](std::size_t place) { return static_cast<unsigned char>(image.at(place)); };
+  const auto number = [&](std::size_t place) {
+    return static_cast<std::size_t>(byte(place) << 8 | byte(place + 1));
+  };
+  const std::size_t start = (page - 1) * pageSize;
+  ASSERT_EQ(byte(start), 0x0D);
+  const std::size_t rows = number(start + 3);
+  ASSERT_GE(rows, 2U);
+  const auto placeOfId = [&](std::size_t row) {
+    std::size_t place = start + number(start + 8 + 2 * row);
+    while ((byte(place) & 0x80) != 0) ++place;  // the length of the row
+    return place + 1;
+  };
+  image[placeOfId(rows - 1)] = image[placeOfId(0)];
+}
+
+TEST_F(ForgeryTest, IdThatStandsTwiceIsRefused) {
+  const std::string image = readFile(path());
+  const auto pageSize = static_cast<std::size_t>(static_cast<unsigned char>(image[16])) << 8;
+  for (const char* table : {"run", "signal", "tolerance", "sync", "hierarchy", "time_base"}) {
+    const auto place = std::ranges::find(schema, table, &SchemaEntry::name) - schema.begin();
+    std::string forged = image;
+    repeatId(forged, static_cast<std::size_t>(place) + 2, pageSize);
+    writeFile(path(), forged);
+    EXPECT_EQ(kindOf(), Kind::kDamaged) << table;
+    EXPECT_FALSE(verify(path()).empty()) << table;
+  }
+}
+
 TEST_F(ForgeryTest, TextOfAGigabyteIsRefused) {
   run("UPDATE run SET name=CAST(zeroblob(999999000) AS TEXT) WHERE id=1");
   EXPECT_EQ(kindOf(), Kind::kDamaged);
 }
 
-// SQLite deletes the file that the end of a journal names.
+// SQLite deletes the file that the end of a journal names. It takes the journal beside the file
+// that a symbolic link leads to.
 TEST_F(ForgeryTest, JournalThatNamesAFileIsNotPlayed) {
   const std::string victim = directory_.file("victim");
+  const std::string link = directory_.file("link.kvr");
+  std::filesystem::create_symlink("drive.kvr", link);
   writeFile(victim, "precious");
   std::string journal("\xd9\xd5\x05\xf9\x20\xa1\x63\xd7", 8);
   journal.resize(1024, '\1');
   journal += std::string("\0\0\0\1", 4) + victim;
-  journal += std::string("\0\0\0", 3) + static_cast<char>(victim.size()) + std::string(4, '\0');
+  const int sum = std::accumulate(victim.begin(), victim.end(), 0);
+  journal += std::string("\0\0\0", 3) + static_cast<char>(victim.size());
+  journal += std::string("\0\0", 2) + static_cast<char>(sum >> 8) + static_cast<char>(sum);
   journal += std::string("\xd9\xd5\x05\xf9\x20\xa1\x63\xd7", 8);
   writeFile(path() + "-journal", journal);
   const std::string before = readFile(path());
   EXPECT_EQ(kindOf(), Kind::kForeign);
   EXPECT_THROW(Writer::append(path()), FormatError);
+  EXPECT_THROW(contentOf(link), FormatError);
+  EXPECT_THROW(Writer::append(link), FormatError);
   EXPECT_EQ(readFile(path()), before);
   EXPECT_TRUE(std::filesystem::exists(victim));
 }

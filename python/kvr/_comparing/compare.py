@@ -5,7 +5,7 @@ from __future__ import annotations
 import math
 import os
 from collections.abc import Iterable
-from typing import Any
+from typing import Any, Union
 
 import numpy.typing as npt
 
@@ -15,7 +15,7 @@ from kvr._base.progress import Progress, reporter
 from kvr._base.settings import Sync, Tolerance
 from kvr._comparing.comparison import Comparison, SideInfo
 from kvr._comparing.judging import Choose, judged
-from kvr._comparing.pairing import Match, fields_of, pair, patterns_of
+from kvr._comparing.pairing import Match, Pairs, fields_of, pair, patterns_of
 from kvr._comparing.sides import A_DATE, side_of_arrays
 from kvr._comparing.verdict import Rules, Settings, Verdict, judge
 from kvr._files.opening import OpenRun, RunOrPath, open_run
@@ -140,21 +140,41 @@ def _require_known(options: dict[str, Any]) -> None:
 
 
 def compare_part(
-    baseline: RunOrPath,
-    other: RunOrPath,
+    baseline: Union[RunOrPath, OpenRun],
+    other: Union[RunOrPath, OpenRun],
     part: tuple[int, int],
     choose: Choose | None = None,
+    found: Pairs | None = None,
     **options: Any,
 ) -> Comparison:
     """The share `part[0]` of `part[1]` of ``kvr.compare``, judged in one thread.
 
-    `choose` stands in the place of `tolerance` and `sync`.
+    `choose` stands in the place of `tolerance` and `sync`; `found` are the pairs of `pairs_of_part`.
     """
     _require_known(options)
     plan = plan_of(**options)
     if choose:
         plan["choose"] = choose
-    return compare_runs(open_run(baseline), open_run(other), **plan, threads=1, part=part)
+    sides = (_opened(baseline), _opened(other))
+    return compare_runs(*sides, **plan, threads=1, part=part, found=found)
+
+
+def pairs_of_part(
+    baseline: OpenRun, other: OpenRun, choose: Choose | None = None, **options: Any
+) -> Pairs:
+    """What belongs together, for all parts of a comparison with these options."""
+    plan = plan_of(**options)
+    return _paired(baseline, other, plan["match"], plan["only"], plan["ignore"])
+
+
+def _opened(side: Union[RunOrPath, OpenRun]) -> OpenRun:
+    return side if isinstance(side, OpenRun) else open_run(side)
+
+
+def _paired(
+    baseline: OpenRun, other: OpenRun, match: Match, only: tuple[str, ...], ignore: tuple[str, ...]
+) -> Pairs:
+    return pair(baseline.run._looks(), other.run._looks(), match, only, ignore)
 
 
 def compare_runs(
@@ -171,14 +191,17 @@ def compare_runs(
     threads: int | None,
     progress: Progress = None,
     part: tuple[int, int] = (0, 1),
+    found: Pairs | None = None,
 ) -> Comparison:
     """`compare` with a free choice of the settings of each baseline signal.
 
-    `part` (i, n) judges only the share i of n of the pairs, counted from 0.
+    `part` (i, n) judges only the share i of n of the pairs, counted from 0. `found` are the pairs if
+    they are known.
     """
     count = _thread_count(threads)
     matched = fields_of(match)
-    found = pair(baseline.run._looks(), other.run._looks(), match, only, ignore)
+    if found is None:
+        found = _paired(baseline, other, match, only, ignore)
     runs = (baseline.run.name, other.run.name)
     total, (share, shares) = len(found.pairs), part
     pairs = found.pairs[total * share // shares : total * (share + 1) // shares]

@@ -4,12 +4,12 @@ from __future__ import annotations
 
 from collections.abc import Iterable, Sequence
 from fnmatch import fnmatchcase
+from operator import attrgetter
 from typing import Any, NamedTuple, Optional, Union
 
 from kvr._base import text
 from kvr._base.names import listed
 from kvr._reading.runs import Look
-from kvr._reading.signals import Facts
 
 Match = Union[str, Sequence[str]]
 _MATCHES = {
@@ -95,23 +95,22 @@ _Groups = dict[_Key, list[tuple[int, Look]]]
 
 def _by_key(subjects: Iterable[Look], fields: tuple[str, ...]) -> _Groups:
     """The subjects of each key, with their places in the run."""
+    # The names that are cut off again make it a tuple also where one field or none follows.
+    texts = attrgetter("label", "label", *(field for field in fields if field in _TEXTS))
+    numbers = attrgetter("label", "label", *(field for field in fields if field not in _TEXTS))
+    values = attrgetter("label", *fields)
+    has_texts = any(field in _TEXTS for field in fields)
     groups: _Groups = {}
     for place, subject in enumerate(subjects):
-        groups.setdefault(_key(subject.facts, fields), []).append((place, subject))
+        facts = subject.facts
+        # Where all texts among the fields are empty the label takes their place. Such a key is
+        # marked, so that it never meets one of the fields themselves.
+        if not has_texts or any(texts(facts)[2:]):
+            key: _Key = ("fields", *values(facts)[1:])
+        else:
+            key = ("label", *numbers(facts)[1:])
+        groups.setdefault(key, []).append((place, subject))
     return groups
-
-
-def _key(facts: Facts, fields: tuple[str, ...]) -> _Key:
-    """The values of the fields. Where all texts among them are empty the label takes their place.
-
-    Such a key is marked, so that it never meets one of the fields themselves.
-    """
-    values = [getattr(facts, field) for field in fields]
-    texts = [value for field, value in zip(fields, values) if field in _TEXTS]
-    if any(texts) or not texts:
-        return ("fields", *values)
-    numbers = [value for field, value in zip(fields, values) if field not in _TEXTS]
-    return ("label", facts.label, *numbers)
 
 
 def _paired(baseline: _Groups, other: _Groups, here_count: int, there_count: int) -> Pairs:

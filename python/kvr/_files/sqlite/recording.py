@@ -4,6 +4,7 @@ from __future__ import annotations
 
 from collections.abc import Iterator, Sequence
 from datetime import datetime, timedelta
+from operator import itemgetter
 from typing import Any, overload
 
 import numpy as np
@@ -16,6 +17,7 @@ from kvr._files.recording import FileRun, FileRuns, FileSignal, Recording
 from kvr._reading.signals import Array, Color, Extent, Facts, Series, read_only
 
 _CHUNK = 256  # signals that are read at a time
+_FACTS = itemgetter(*Facts._fields[1:])
 
 
 class RecordingFile(Recording):
@@ -25,6 +27,7 @@ class RecordingFile(Recording):
         super().__init__(path)
         self._reader = _kvr.RecordingReader(path)
         self._runs = _Runs(self)
+        self._times_before: tuple[int, int, Array] | None = None
 
     @property
     def runs(self) -> FileRuns:
@@ -32,6 +35,16 @@ class RecordingFile(Recording):
 
     def close(self) -> None:
         self._reader.close()
+        self._times_before = None
+
+    def _times_of(self, row: _kvr.SignalRow, samples: int) -> Array:
+        """All times of a signal; those of the signal before if it has the same time base."""
+        before = self._times_before
+        if before is not None and before[:2] == (row.time_base, samples):
+            return before[2]
+        times = read_only(self._reader.times(row, 0, samples))
+        self._times_before = row.time_base, samples, times
+        return times
 
 
 class _Lazy(Sequence[Any]):
@@ -89,12 +102,14 @@ class _Runs(_Lazy, FileRuns):
 class RecordingRun(FileRun):
     """A run of a recording file."""
 
-    __slots__ = ("_recording", "_number", "_row")
+    __slots__ = ("_recording", "_number", "_row", "_tolerance", "_sync")
 
     def __init__(self, recording: RecordingFile, number: int) -> None:
         self._recording = recording
         self._number = number
         self._row: dict[str, Any] | None = None
+        self._tolerance: Tolerance | None = None
+        self._sync: Sync | None = None
 
     def _fields(self) -> dict[str, Any]:
         if self._row is None:
@@ -137,6 +152,17 @@ class RecordingRun(FileRun):
     @property
     def sync(self) -> Sync:
         return self._sync_of(self._fields()["sync"], self._place(), inherited=False)
+
+    def _lent_tolerance(self) -> Tolerance:
+        """As that of its signals that have none of their own; all share one object."""
+        if self._tolerance is None:
+            self._tolerance = self.tolerance._as_inherited()
+        return self._tolerance
+
+    def _lent_sync(self) -> Sync:
+        if self._sync is None:
+            self._sync = self.sync._as_inherited()
+        return self._sync
 
     def _sync_of(self, fields: dict[str, Any], place: str, inherited: bool) -> Sync:
         if fields["method"] not in METHODS or fields["interp"] not in INTERPOLATIONS:
@@ -261,8 +287,7 @@ class RecordingSignal(FileSignal):
         return self._text("sid")
 
     def _facts(self) -> Facts:
-        fields = self._fields()
-        return Facts(self._run.id, *(fields[name] for name in Facts._fields[1:]))
+        return Facts(self._run.id, *_FACTS(self._fields()))
 
     @property
     def unit(self) -> str | None:
@@ -287,7 +312,7 @@ class RecordingSignal(FileSignal):
     def tolerance(self) -> Tolerance:
         own = self._fields()["tolerance"]
         if own is None:
-            return self._run.tolerance._as_inherited()
+            return self._run._lent_tolerance()
         made: Tolerance = Tolerance._make(own)
         return made
 
@@ -295,7 +320,7 @@ class RecordingSignal(FileSignal):
     def sync(self) -> Sync:
         own = self._fields()["sync"]
         if own is None:
-            return self._run.sync._as_inherited()
+            return self._run._lent_sync()
         return self._run._sync_of(own, self._place(), inherited=False)
 
     # ---- Hierarchy ----
@@ -351,12 +376,12 @@ class RecordingSignal(FileSignal):
     def _series(self) -> Series:
         fields = self._fields()
         reader = self._reader()
-        times = reader.times(self._row, 0, fields["samples"])
+        times = self._run._recording._times_of(self._row, fields["samples"])
         if fields["class"] == "text":
             values = self._texts((fields["samples"], *fields["shape"]))
         else:
             values = reader.values(self._row, 0, fields["samples"])
-        return Series(read_only(times), read_only(values))
+        return Series(times, read_only(values))
 
     def _texts(self, shape: tuple[int, ...]) -> Array:
         from kvr._reading.signals import as_texts
