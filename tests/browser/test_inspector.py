@@ -139,6 +139,7 @@ def test_a_plot_is_added_for_the_next_signal_by_mouse_and_by_keyboard(inspector:
     page = inspector.page
     inspector.tick("speed", "Monday")
     inspector.press_button("+ Plot")
+    page.wait(lambda: inspector.fields().get("plots") == "1~", "the address to tell of the plot")
     inspector.tick("speed", "Tuesday")
     inspector.sees(lambda: inspector.plots() == [["speed"], ["speed"]], "the signal in the new plot")
     focus_list(page)

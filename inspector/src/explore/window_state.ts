@@ -36,6 +36,7 @@ export function followAddress(address: Address, parts: Parts): void {
   };
   const follow = (fields: Fields): void => {
     if (later !== null) return; // the address is about to be told something newer
+    if (Object.entries(written(parts)).every(([name, text]) => (fields[name] ?? "") === text)) return;
     isFollowing = true;
     follows(fields, parts);
     isFollowing = false;
