@@ -133,6 +133,21 @@ test("other curves are asked for when those in the air have arrived, and old one
   assert.deepEqual(asked[asked.length - 1]?.of, ["3"]);
 });
 
+test("other curves wait for the request that is in the air", async () => {
+  const asked: CurveRequest[] = [];
+  const { feed, answer } = feedOf(asked);
+  const turns = async (): Promise<void> => {
+    for (let turn = 0; turn < 20; turn++) await Promise.resolve();
+  };
+  feed.show({ names: ["1"], extent: WHOLE }, WHOLE, 100);
+  await turns();
+  feed.show({ names: ["2"], extent: WHOLE }, WHOLE, 100);
+  await turns();
+  assert.deepEqual(asked.map(({ of }) => of), [["1"]]);
+  await answer();
+  assert.deepEqual(asked.map(({ of }) => of), [["1"], ["2"]]);
+});
+
 test("of jobs that are asked for while one runs the last is done", async () => {
   const done: number[] = [];
   const failures: unknown[] = [];
