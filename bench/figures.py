@@ -286,5 +286,5 @@ def rows(full):
     return [
         *map_rows(), *store_rows(full), *scratch_rows(), *python_rows(), *compare_rows(),
         *compare_python_rows(),
-        *recording_rows(), *thinning_rows(), *view_rows(),
+        *recording_rows(), *thinning_rows(), *view_rows(), *campaign_rows(full),
     ]  # fmt: skip
