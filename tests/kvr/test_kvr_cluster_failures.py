@@ -7,6 +7,9 @@ import warnings
 import kvr
 import pytest
 from campaign_files import expected, outcome, write_pairs
+from kvr._campaign.cluster import Cluster, _Sent
+from kvr._campaign.schedule import Batch
+from kvr._campaign.work import Outcome
 
 pytest.importorskip("distributed")
 from local_cluster import LocalCluster  # noqa: E402
@@ -112,3 +115,38 @@ def test_without_a_worker_that_can_take_part_the_campaign_ends(fit_cluster, tmp_
         fit_cluster.remove_worker()
         fit_cluster.add_worker()
         fit_cluster.client.wait_for_workers(1)
+
+
+def test_what_has_ended_counts_when_the_scheduler_is_gone():
+    """Two batches are there, the first of them whole; sending the second one again fails."""
+
+    class Client:
+        asynchronous, status, loop = False, "running", None
+
+        def nthreads(self):
+            return {"tcp://a": 1}
+
+    class Future:
+        def __init__(self, status):
+            self.status = status
+
+        def release(self):
+            pass
+
+    client = Client()
+    runner = Cluster(client)
+    outcomes = [Outcome(None, "is cut", 0.0)]
+    for key, status, result in (("a", "finished", outcomes), ("b", "cancelled", OSError("gone"))):
+        runner._running[key] = _Sent(Future(status), Batch([]), "1", None, 0)
+        runner._finished.put((key, result))
+    ended = runner._ended
+
+    def last_words(sent, status, result):
+        client.status = "closed" if status == "finished" else client.status
+        return ended(sent, status, result)
+
+    runner._ended = last_words
+    assert [one.result for one in runner.ended()] == [outcomes]
+    for _ in range(2):
+        with pytest.raises(RuntimeError, match="the scheduler is gone"):
+            runner.ended()

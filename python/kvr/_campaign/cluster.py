@@ -56,6 +56,7 @@ class Cluster:
         self._threads: dict[str, int] = {}  # of each worker that is fit, by its address
         self._unfit: dict[str, str] = {}  # the other workers, and what is wrong with them
         self._looked = 0.0
+        self._error: RuntimeError | None = None  # that ended the campaign
         self.width = 1
         self._look()
 
@@ -72,19 +73,33 @@ class Cluster:
         found: list[Ended] = []
         # All that is there: their results get onto the disk together.
         while not found or not self._finished.empty():
-            self._require_scheduler()
             try:
-                key, result = self._finished.get(timeout=_LOOK_AGAIN)
-            except queue.Empty:
-                self._look()
-                continue
-            sent = self._running.pop(key)
-            status = sent.future.status
-            _release(sent.future)
-            ended = self._ended(sent, status, result)
+                ended = self._next()
+            except RuntimeError:
+                if not found:
+                    raise
+                break  # what has ended counts; the next call raises it again
             if ended is not None:
                 found.append(ended)
         return found
+
+    def _next(self) -> Ended | None:
+        """The batch that ended next; None if none did for a while, or if it was sent again."""
+        if self._error is not None:
+            raise self._error
+        try:
+            self._require_scheduler()
+            key, result = self._finished.get(timeout=_LOOK_AGAIN)
+            sent = self._running.pop(key)
+            status = sent.future.status
+            _release(sent.future)
+            return self._ended(sent, status, result)
+        except queue.Empty:
+            self._look()
+            return None
+        except RuntimeError as error:
+            self._error = error
+            raise
 
     def close(self) -> None:
         """Let go of what is running; the cluster goes on."""
