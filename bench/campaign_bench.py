@@ -106,6 +106,13 @@ def cluster(folder: Path, workers: int) -> Iterator[Any]:
             process.wait()
 
 
+def processes_of(program: str) -> list[int]:
+    """Of this process's children, those that run the program."""
+    lists = [path.read_text() for path in Path("/proc/self/task").glob("*/children")]
+    children = [int(pid) for text in lists for pid in text.split()]
+    return [pid for pid in children if program in Path(f"/proc/{pid}/cmdline").read_text()]
+
+
 def two_workers(folder: Path) -> dict[str, float]:
     pairs = [pair_that_takes(folder, 0.02)] * sized(200, 1000)
     cases = {f"pairs_{jobs}": run(pairs, jobs=jobs)[0] for jobs in (1, 2)}

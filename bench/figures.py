@@ -211,18 +211,27 @@ def compare_python_rows():
 
 def recording_rows():
     def case(name):
-        return f"recording/{name}/real_time"
+        name, hash_, counter = name.partition("#")
+        return f"recording/{name}/real_time{hash_}{counter}"
 
     program = "recording_bench"
     for way in ("save", "load"):
         yield ratio(f"recording, {way}", "1,000 x 1e5", 1.5, program,
                     case(f"{way}/1000"), case(f"{way}/plain"))  # fmt: skip
-    yield value("recording, save", "1e5 x 100", 30_000 * 1e5, program, case("save_many"))
+    yield value("recording, size", "1,000 x 1e5", 102, program, case("load/1000#percent"), "%")
+    yield value("recording, save, a signal", "1e5 x 100", 30_000, program, case("save_many"))
     yield value("recording, open and list", "1e5 signals", 3e8, program, case("list"))
     yield ratio("CSV read, over pandas", "100 x 1e5", 1.15, "",
                 FILES + "csv_kvr", FILES + "csv_pandas")  # fmt: skip
-    yield growth("recording, read one signal", "10 to 1e4 signals", 1.5, program,
+    yield growth("recording, open, read one signal", "10 to 1e4 signals", 1.5, program,
                  case("read_one/10"), case("read_one/1000"), case("read_one/10000"))  # fmt: skip
+    yield ratio("recording, read one signal", "1e5 of 1,000 x 1e5", 1.5, program,
+                case("read_signal/1000"), case("read_signal/plain"))  # fmt: skip
+    for way in ("save", "load"):
+        yield ratio(f"kvr {way}, over h5py", "1e4 x 1,000", 1 / 3, "",
+                    f"{FILES}{way}_kvr", f"{FILES}{way}_h5py")  # fmt: skip
+    yield ratio("kvr.compare of recordings, over reading", "200 x 1e5", 1.3, "",
+                FILES + "compare_recordings", FILES + "read_recordings")  # fmt: skip
 
 
 def thinning_rows():

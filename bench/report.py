@@ -71,8 +71,9 @@ class Runner:
                 values[name] = run["cpu_time"] * NANOSECONDS[run["time_unit"]]
             if "bytes_per_signal" in run:
                 values[name] = run["bytes_per_signal"]
-            if "peak_bytes" in run:
-                values[name + "#peak_bytes"] = run["peak_bytes"]
+            for counter in ("peak_bytes", "percent"):
+                if counter in run:
+                    values[f"{name}#{counter}"] = run[counter]
         missing = set(names) - set(samples[-1])
         if missing:
             sys.exit(f"no benchmark in {program}: {', '.join(sorted(missing))}")

@@ -57,7 +57,7 @@ export class PlotPane {
     });
     const drop = button("+ Plot", "tool add-plot", "Add a plot for the next signals that are ticked (a)", () => this.add());
     this.tools = element("div", "plot-tools", {}, drop, button("All of the time", "tool", "Show all of the time (0)", () => this.setWindow(null)));
-    this.element = element("section", "plot-pane", { "aria-label": "Plots" }, this.notes, this.nothing, this.plots.element, this.table.element);
+    this.element = element("section", "plot-pane", { "aria-label": "Plots", tabindex: -1 }, this.notes, this.nothing, this.plots.element, this.table.element);
     session.view.watch((view) => view !== null && this.viewed(view));
     session.chosen.watch(() => this.redraw());
     this.layout.watch(() => {
@@ -79,8 +79,9 @@ export class PlotPane {
     else this.plots.setWindow(window);
   }
 
+  /** Puts the focus on the plots; on the pane where there are none. */
   focus(): void {
-    this.plots.element.focus();
+    (this.plots.element.hidden ? this.element : this.plots.element).focus();
   }
 
   // ---- What is shown where ----

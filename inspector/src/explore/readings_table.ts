@@ -52,7 +52,7 @@ export class ReadingsTable {
     if (pin === null) return;
     const at = cursor ?? pin;
     const head = element("tr", "", {},
-      element("th", "", { scope: "col" }, ""),
+      element("th", "", { scope: "col" }, "signal"),
       element("th", "number", { scope: "col" }, `pinned at ${timeText(pin, isDate)}`),
       element("th", "number", { scope: "col" }, `at ${timeText(at, isDate)}`),
       element("th", "number", { scope: "col" }, `change over ${durationText(at - pin, isDate)}`),

@@ -20,6 +20,7 @@ class RecordForm<T extends object> {
   readonly element = element("div", "fields");
   private record: T | null = null;
   private readonly parts: Part<T>[] = [];
+  private last: Promise<void> = Promise.resolve();
 
   constructor(private readonly send: Send<T>) {}
 
@@ -31,9 +32,16 @@ class RecordForm<T extends object> {
     }
   }
 
+  /** Changes follow each other: the next one begins with the record that the last one made. */
   protected with(change: Partial<T>): Promise<void> {
-    if (this.record === null) return Promise.resolve();
-    return this.send({ ...this.record, ...change });
+    const sent = this.last.then(async () => {
+      if (this.record === null) return;
+      const next = { ...this.record, ...change };
+      await this.send(next);
+      this.record = next;
+    });
+    this.last = sent.catch(() => undefined);
+    return sent;
   }
 
   protected add<V>(field: Field<V>, value: (record: T) => V, isFor: (record: T) => boolean = () => true): void {

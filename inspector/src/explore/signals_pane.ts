@@ -36,7 +36,8 @@ export class SignalsPane {
   private closedInSearch = new Set<string>();
   private texts: { of: readonly unknown[]; searched: SearchTexts } | null = null;
 
-  constructor(private readonly session: Session) {
+  /** `leave` is told that Escape was pressed in the list. */
+  constructor(private readonly session: Session, private readonly leave: () => void) {
     for (const [value, text] of COLUMNS) this.column.append(element("option", "", { value }, `by ${text}`));
     this.order = button("", "tool order", "", () =>
       session.grouping.update(({ by, descending }) => ({ by, descending: !descending })));
@@ -80,6 +81,7 @@ export class SignalsPane {
         this.closedNow.clear();
         this.showRows();
       },
+      onLeave: this.leave,
     });
   }
 

@@ -3,7 +3,7 @@
 //
 // Keys, on the focused list: arrows, Page Up and Down, Home and End move the active row; right opens
 // a group, left closes it or goes to it; * opens all groups; the space bar ticks; Enter chooses;
-// letters go to the next row that begins with them.
+// letters go to the next row that begins with them; Escape leaves the list.
 
 import { element, fill } from "../dom";
 import { Atom } from "../state/atom";
@@ -21,11 +21,11 @@ export interface TreeOptions {
   fillRow: (row: TreeRow, cell: HTMLElement) => void;
   /** What typing looks for. */
   textOf: (row: TreeRow) => string;
-  /** How many rows the group has that the list shows. */
   onTick: (row: TreeRow) => void;
   onChoose: (row: TreeRow) => void;
   onOpen: (row: TreeRow, isOpen: boolean) => void;
   onOpenAll: () => void;
+  onLeave: () => void;
   empty: string;
 }
 
@@ -87,11 +87,21 @@ export class Tree {
     this.body.style.height = `${this.rows.length * ROW_HEIGHT}px`;
     const drawn: HTMLElement[] = [];
     for (let rank = first; rank < end; rank++) drawn.push(this.row(rank));
-    fill(this.body, ...drawn);
+    this.replace(drawn);
     this.emptyText.hidden = this.rows.length > 0;
     if (this.emptyText.hidden) this.emptyText.remove();
     else this.element.append(this.emptyText);
     this.tellActive(first, end);
+  }
+
+  /** Rows that look the same stay: a click that has begun on one of them must end on it. */
+  private replace(drawn: readonly HTMLElement[]): void {
+    const before = new Map([...this.body.children].map((row) => [row.id, row]));
+    const rows = drawn.map((row) => {
+      const old = before.get(row.id);
+      return old?.isEqualNode(row) === true ? old : row;
+    });
+    if (rows.length !== before.size || rows.some((row, place) => row !== this.body.children[place])) fill(this.body, ...rows);
   }
 
   private row(rank: number): HTMLElement {
@@ -156,6 +166,7 @@ export class Tree {
       ArrowRight: () => this.open(row, rank),
       ArrowLeft: () => this.close(row, rank),
       "*": () => this.options.onOpenAll(),
+      Escape: () => this.options.onLeave(),
       Enter: () => row !== undefined && this.options.onChoose(row),
       " ": () => row !== undefined && this.options.onTick(row),
     };
