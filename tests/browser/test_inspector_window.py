@@ -104,8 +104,8 @@ def test_the_pair_shows_both_sides_the_band_and_the_difference(inspector: Inspec
     compared(inspector)
     page.wait(lambda: len(page.all(".pair .plot")) == 2, "the plots of the pair")
     page.mouse(page.all(".pair .u-over")[0]).move(0.5)
-    page.wait(lambda: page.texts(".readings tbody tr:first-child .value")[0], "values at the cursor")
-    texts = page.texts(".readings tbody tr:first-child .value")[:3]
+    page.wait(lambda: page.texts(".pair .at-cursor.value")[0], "values at the cursor")
+    texts = page.texts(".pair .at-cursor.value")[:3]
     baseline, other, difference = map(float, texts)
     assert difference == abs(other - baseline)
 
