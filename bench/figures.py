@@ -14,12 +14,14 @@ PROGRAMS = (
 PYTHON = "python:"
 KVR = "kvr:"
 FILES = "files:"
+CAMPAIGN = "campaign:"
 THINNING = "thinning:"
 VIEW = "view:"
 PYTHON_PROGRAMS = {
     PYTHON: "python_face_bench.py",
     KVR: "compare_python_bench.py",
     FILES: "files_bench.py",
+    CAMPAIGN: "campaign_bench.py",
     THINNING: "thinning_bench.py",
     VIEW: "view_bench.py",
 }
@@ -71,8 +73,8 @@ def extra(operation, at, limit, program, ours, peer):
     return Row(operation, at, limit, "more", program, (ours, peer), "ns")
 
 
-def value(operation, at, limit, program, name, unit="ns"):
-    return Row(operation, at, limit, "value", program, (name,), unit)
+def value(operation, at, limit, program, name, unit="ns", **more):
+    return Row(operation, at, limit, "value", program, (name,), unit, **more)
 
 
 def map_rows():
@@ -258,6 +260,26 @@ def view_rows():
         ("inspector, show signals", "1e4 signals", 5e8, "show"),
     ):
         yield value(operation, at, limit, "", VIEW + name)
+
+
+def campaign_rows(full):
+    """Clock time: other load on the machine shows. The quick form has fewer pairs."""
+
+    def case(name):
+        return CAMPAIGN + name
+
+    pairs = 100_000 if full else 10_000
+    at = f"{pairs:.0e} pairs".replace("e+0", "e")
+    yield ratio("campaign, 2 processes", "of 20 ms", 1 / 1.8, "",
+                case("pairs_2"), case("pairs_1"), rounds=1)  # fmt: skip
+    yield ratio("campaign of one pair, 2 processes", "1e4 signals", 1 / 1.7, "",
+                case("pair_2"), case("pair_1"), rounds=1)  # fmt: skip
+    for where in ("pool", "cluster"):
+        yield value(f"campaign, {where}, beyond comparing", "of 5 ms", 1e6, "",
+                    case(f"beyond_{where}"), rounds=1)  # fmt: skip
+    yield value("campaign, memory of the caller", at, 2e8, "",
+                case("tiny_memory"), "B", rounds=1)  # fmt: skip
+    yield value("campaign, started again", at, 5e4 * pairs, "", case("again"), rounds=1)
 
 
 def rows(full):

@@ -6,7 +6,7 @@ import type { Connection } from "./event_stream";
 import { readComparison, readNumber, readSync, readTolerance, readValue } from "./numbers";
 import { componentsOf, lookOf } from "./pair_facts";
 import type {
-  Comparison, ComparisonRequest, Curve, CurveRequest, Group, GroupColumn, PairCurves, PairRequest, Reading, RunChange,
+  Comparison, ComparisonRequest, Curve, CurveRequest, PairCurves, PairRequest, Reading, RunChange,
   SignalChange, StoreEvent, StoreSource, StoreState, Tolerance, Sync, Window,
 } from "./source";
 
@@ -37,10 +37,6 @@ export class ServerSource implements StoreSource {
   /** The state that pairs are described by from now on, where the page knows of changes. */
   hold(state: StoreState): void {
     this.known = state;
-  }
-
-  async groups(by: GroupColumn, descending: boolean): Promise<Group[]> {
-    return (await this.json("GET", `/api/groups?by=${by}&descending=${descending ? 1 : 0}`)) as Group[];
   }
 
   async curves({ of, window, columns }: CurveRequest): Promise<Curve[]> {

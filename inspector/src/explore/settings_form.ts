@@ -70,7 +70,7 @@ const TOLERANCE_NUMBERS: readonly [group: string, name: keyof Tolerance, label: 
 export class ToleranceForm extends RecordForm<Tolerance> {
   constructor(send: Send<Tolerance>) {
     super(send);
-    const kinds = [[AMOUNTS, "two amounts"], [WINDOW, "window in time"], [FUNCTION, "function"]] as const;
+    const kinds = [[AMOUNTS, "amounts"], [WINDOW, "a window"], [FUNCTION, "a function"]] as const;
     this.add(
       choice("allowed by", kinds, (type) => this.with({ type: Number(type) })),
       (record) => String(record.type) as (typeof kinds)[number][0],
@@ -90,7 +90,7 @@ export class ToleranceForm extends RecordForm<Tolerance> {
 const CUSTOM = "custom";
 type Instants = Sync["method"] | typeof CUSTOM;
 const INSTANTS: readonly [Instants, string][] = [
-  ["union", "times of either"], ["intersection", "times of both"], ["uniform", "uniform steps"], [CUSTOM, "function"],
+  ["union", "times of either"], ["intersection", "times of both"], ["uniform", "uniform steps"], [CUSTOM, "a function"],
 ];
 const BETWEEN: readonly [Sync["interp"], string][] = [["zoh", "hold"], ["linear", "straight line"]];
 
