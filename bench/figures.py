@@ -249,19 +249,6 @@ def thinning_rows():
     yield value("thinning, window again", "1e7, 1,000 columns", 2e6, "", case("window_warm"))
 
 
-def view_rows():
-    """The limits are the times that a window may wait for; the processor time is above them."""
-    for operation, at, limit, name in (
-        ("inspector, judge all pairs again", "1,000 x 1e4", 5e8, "judge_again"),
-        ("inspector, judge one pair again", "of 1,000 x 1e4", 2e8, "judge_one"),
-        ("inspector, window of a signal", "1e7, 1,500 columns", 5e7, "window"),
-        ("inspector, curves", "20 x 1e6, 1,500 columns", 2e8, "curves"),
-        ("inspector, state", "1e4 signals", 5e8, "state"),
-        ("inspector, show signals", "1e4 signals", 5e8, "show"),
-    ):
-        yield value(operation, at, limit, "", VIEW + name)
-
-
 def campaign_rows(full):
     """Clock time: other load on the machine shows. The quick form has fewer pairs."""
 
@@ -280,6 +267,19 @@ def campaign_rows(full):
     yield value("campaign, memory of the caller", at, 2e8, "",
                 case("tiny_memory"), "B", rounds=1)  # fmt: skip
     yield value("campaign, started again", at, 5e4 * pairs, "", case("again"), rounds=1)
+
+
+def view_rows():
+    """The limits are the times that a window may wait for; the processor time is above them."""
+    for operation, at, limit, name in (
+        ("inspector, judge all pairs again", "1,000 x 1e4", 5e8, "judge_again"),
+        ("inspector, judge one pair again", "of 1,000 x 1e4", 2e8, "judge_one"),
+        ("inspector, window of a signal", "1e7, 1,500 columns", 5e7, "window"),
+        ("inspector, curves", "20 x 1e6, 1,500 columns", 2e8, "curves"),
+        ("inspector, state", "1e4 signals", 5e8, "state"),
+        ("inspector, show signals", "1e4 signals", 5e8, "show"),
+    ):
+        yield value(operation, at, limit, "", VIEW + name)
 
 
 def rows(full):
