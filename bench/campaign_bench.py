@@ -83,7 +83,7 @@ def run(pairs: Pairs, **options: Any) -> tuple[float, float]:
 
 
 @contextmanager
-def cluster(folder: Path, workers: int) -> Iterator[Any]:
+def cluster(folder: Path, workers: int, *arguments: str) -> Iterator[Any]:
     """The client of a scheduler and workers that are processes of their own."""
     import distributed
 
@@ -93,7 +93,7 @@ def cluster(folder: Path, workers: int) -> Iterator[Any]:
     start = [sys.executable, "-m"]
     commands = [[*start, "distributed.cli.dask_scheduler", "--port", "0", *common]]
     for _ in range(workers):
-        place = ["--nthreads", "1", "--local-directory", str(folder)]
+        place = ["--nthreads", "1", "--local-directory", str(folder), *arguments]
         commands.append([*start, "distributed.cli.dask_worker", *place, *common])
     processes = [subprocess.Popen(command, **quiet) for command in commands]
     try:
@@ -104,6 +104,13 @@ def cluster(folder: Path, workers: int) -> Iterator[Any]:
         for process in reversed(processes):
             process.terminate()
             process.wait()
+
+
+def processes_of(program: str) -> list[int]:
+    """Of this process's children, those that run the program."""
+    lists = [path.read_text() for path in Path("/proc/self/task").glob("*/children")]
+    children = [int(pid) for text in lists for pid in text.split()]
+    return [pid for pid in children if program in Path(f"/proc/{pid}/cmdline").read_text()]
 
 
 def two_workers(folder: Path) -> dict[str, float]:

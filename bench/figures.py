@@ -14,12 +14,16 @@ PROGRAMS = (
 PYTHON = "python:"
 KVR = "kvr:"
 FILES = "files:"
+CAMPAIGN = "campaign:"
 THINNING = "thinning:"
+VIEW = "view:"
 PYTHON_PROGRAMS = {
     PYTHON: "python_face_bench.py",
     KVR: "compare_python_bench.py",
     FILES: "files_bench.py",
+    CAMPAIGN: "campaign_bench.py",
     THINNING: "thinning_bench.py",
+    VIEW: "view_bench.py",
 }
 
 
@@ -69,8 +73,8 @@ def extra(operation, at, limit, program, ours, peer):
     return Row(operation, at, limit, "more", program, (ours, peer), "ns")
 
 
-def value(operation, at, limit, program, name, unit="ns"):
-    return Row(operation, at, limit, "value", program, (name,), unit)
+def value(operation, at, limit, program, name, unit="ns", **more):
+    return Row(operation, at, limit, "value", program, (name,), unit, **more)
 
 
 def map_rows():
@@ -211,18 +215,27 @@ def compare_python_rows():
 
 def recording_rows():
     def case(name):
-        return f"recording/{name}/real_time"
+        name, hash_, counter = name.partition("#")
+        return f"recording/{name}/real_time{hash_}{counter}"
 
     program = "recording_bench"
     for way in ("save", "load"):
         yield ratio(f"recording, {way}", "1,000 x 1e5", 1.5, program,
                     case(f"{way}/1000"), case(f"{way}/plain"))  # fmt: skip
-    yield value("recording, save", "1e5 x 100", 30_000 * 1e5, program, case("save_many"))
+    yield value("recording, size", "1,000 x 1e5", 102, program, case("load/1000#percent"), "%")
+    yield value("recording, save, a signal", "1e5 x 100", 30_000, program, case("save_many"))
     yield value("recording, open and list", "1e5 signals", 3e8, program, case("list"))
     yield ratio("CSV read, over pandas", "100 x 1e5", 1.15, "",
                 FILES + "csv_kvr", FILES + "csv_pandas")  # fmt: skip
-    yield growth("recording, read one signal", "10 to 1e4 signals", 1.5, program,
+    yield growth("recording, open, read one signal", "10 to 1e4 signals", 1.5, program,
                  case("read_one/10"), case("read_one/1000"), case("read_one/10000"))  # fmt: skip
+    yield ratio("recording, read one signal", "1e5 of 1,000 x 1e5", 1.5, program,
+                case("read_signal/1000"), case("read_signal/plain"))  # fmt: skip
+    for way in ("save", "load"):
+        yield ratio(f"kvr {way}, over h5py", "1e4 x 1,000", 1 / 3, "",
+                    f"{FILES}{way}_kvr", f"{FILES}{way}_h5py")  # fmt: skip
+    yield ratio("kvr.compare of recordings, over reading", "200 x 1e5", 1.3, "",
+                FILES + "compare_recordings", FILES + "read_recordings")  # fmt: skip
 
 
 def thinning_rows():
@@ -236,9 +249,42 @@ def thinning_rows():
     yield value("thinning, window again", "1e7, 1,000 columns", 2e6, "", case("window_warm"))
 
 
+def campaign_rows(full):
+    """Clock time: other load on the machine shows. The quick form has fewer pairs."""
+
+    def case(name):
+        return CAMPAIGN + name
+
+    pairs = 100_000 if full else 10_000
+    at = f"{pairs:.0e} pairs".replace("e+0", "e")
+    yield ratio("campaign, 2 processes", "of 20 ms", 1 / 1.8, "",
+                case("pairs_2"), case("pairs_1"), rounds=1)  # fmt: skip
+    yield ratio("campaign of one pair, 2 processes", "1e4 signals", 1 / 1.7, "",
+                case("pair_2"), case("pair_1"), rounds=1)  # fmt: skip
+    for where in ("pool", "cluster"):
+        yield value(f"campaign, {where}, beyond comparing", "of 5 ms", 1e6, "",
+                    case(f"beyond_{where}"), rounds=1)  # fmt: skip
+    yield value("campaign, memory of the caller", at, 2e8, "",
+                case("tiny_memory"), "B", rounds=1)  # fmt: skip
+    yield value("campaign, started again", at, 5e4 * pairs, "", case("again"), rounds=1)
+
+
+def view_rows():
+    """The limits are the times that a window may wait for; the processor time is above them."""
+    for operation, at, limit, name in (
+        ("inspector, judge all pairs again", "1,000 x 1e4", 5e8, "judge_again"),
+        ("inspector, judge one pair again", "of 1,000 x 1e4", 2e8, "judge_one"),
+        ("inspector, window of a signal", "1e7, 1,500 columns", 5e7, "window"),
+        ("inspector, curves", "20 x 1e6, 1,500 columns", 2e8, "curves"),
+        ("inspector, state", "1e4 signals", 5e8, "state"),
+        ("inspector, show signals", "1e4 signals", 5e8, "show"),
+    ):
+        yield value(operation, at, limit, "", VIEW + name)
+
+
 def rows(full):
     return [
         *map_rows(), *store_rows(full), *scratch_rows(), *python_rows(), *compare_rows(),
         *compare_python_rows(),
-        *recording_rows(), *thinning_rows(),
+        *recording_rows(), *thinning_rows(), *view_rows(), *campaign_rows(full),
     ]  # fmt: skip

@@ -4,7 +4,9 @@
 //   recording/save/plain       the same bytes, written to a file and synced
 //   recording/load/1000        reading all values of that file, sums checked
 //   recording/load/plain       reading the plain file in the same portions
-//   recording/save_many        1e5 signals of 100 doubles; time of the whole
+//   recording/save_many        1e5 signals of 100 doubles; time of a signal
+//   recording/read_signal/1000 reading one of the 1,000 signals of an open recording, each in turn
+//   recording/read_signal/plain  the same bytes of an open plain file
 //   recording/list             opening that file and listing its signals; time of the whole
 //   recording/read_one/N       opening a file of N signals of 1e4 doubles and reading one
 //
@@ -123,6 +125,45 @@ void loadThousandPlain(benchmark::State& state) {
   std::filesystem::remove(path);
 }
 
+// Strides over the file, so that no signal follows the one before.
+std::int64_t next(std::int64_t signal) {
+  return (signal + 389) % static_cast<std::int64_t>(kSignals);
+}
+
+void readSignal(benchmark::State& state) {
+  const std::string path = folder() + "/signals.kvr";
+  save(path, kSignals, kSamples);
+  std::vector<double> values(kSamples);
+  {
+    const Reader reader(path);
+    std::int64_t place = 0;
+    for (auto step : state) {
+      place = next(place);
+      reader.readValues(reader.signals(place + 1, 1).front(), 0,
+                        std::as_writable_bytes(std::span(values)));
+    }
+  }
+  require(values == numbersFrom(0.5, kSamples), "other values came back");
+  std::filesystem::remove(path);
+}
+
+void readSignalPlain(benchmark::State& state) {
+  const std::string path = folder() + "/signals";
+  savePlain(path);
+  std::vector<double> values(kSamples);
+  const auto size = static_cast<ssize_t>(kSamples * sizeof(double));
+  const int file = open(path.c_str(), O_RDONLY);
+  std::int64_t place = 0;
+  for (auto step : state) {
+    place = next(place);
+    require(pread(file, values.data(), kSamples * sizeof(double), size * (place + 1)) == size,
+            "short read");
+  }
+  close(file);
+  require(values == numbersFrom(0.5, kSamples), "other values came back");
+  std::filesystem::remove(path);
+}
+
 void saveMany(benchmark::State& state) {
   constexpr std::size_t many = 100'000;
   for (auto step : state) save(folder() + "/many.kvr", many, 100);
@@ -160,6 +201,8 @@ BENCHMARK(saveThousand)->Name("recording/save/1000")->UseRealTime();
 BENCHMARK(saveThousandPlain)->Name("recording/save/plain")->UseRealTime();
 BENCHMARK(loadThousand)->Name("recording/load/1000")->UseRealTime();
 BENCHMARK(loadThousandPlain)->Name("recording/load/plain")->UseRealTime();
+BENCHMARK(readSignal)->Name("recording/read_signal/1000")->UseRealTime();
+BENCHMARK(readSignalPlain)->Name("recording/read_signal/plain")->UseRealTime();
 BENCHMARK(saveMany)->Name("recording/save_many")->UseRealTime();
 BENCHMARK(list)->Name("recording/list")->UseRealTime();
 BENCHMARK(readOne)->Name("recording/read_one")->Arg(10)->Arg(1000)->Arg(10'000)->UseRealTime();

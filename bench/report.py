@@ -71,8 +71,9 @@ class Runner:
                 values[name] = run["cpu_time"] * NANOSECONDS[run["time_unit"]]
             if "bytes_per_signal" in run:
                 values[name] = run["bytes_per_signal"]
-            if "peak_bytes" in run:
-                values[name + "#peak_bytes"] = run["peak_bytes"]
+            for counter in ("peak_bytes", "percent"):
+                if counter in run:
+                    values[f"{name}#{counter}"] = run[counter]
         missing = set(names) - set(samples[-1])
         if missing:
             sys.exit(f"no benchmark in {program}: {', '.join(sorted(missing))}")
@@ -119,7 +120,7 @@ def measure(runner, rows, rounds, repetitions, progress):
                 samples = runner.samples(row.program, native, often)
             for prefix in {prefix_of(name) for name in row.names} - {None}:
                 if prefix not in python:
-                    python[prefix] = runner.python_samples(prefix, repetitions)
+                    python[prefix] = runner.python_samples(prefix, often)
                 for sample, more in zip(samples, python[prefix]):
                     sample.update(more)
             values[row] += [row.value(sample) for sample in samples]
@@ -231,6 +232,8 @@ def main():
     if options.smoke:
         return smoke(options.build)
     rounds, repetitions, min_time = (5, 4, 0.1) if options.full else (2, 3, 0.02)
+    if options.full:
+        os.environ["KVR_BENCH_FULL"] = "1"
     facts = machine("full" if options.full else "quick")
     rows = [row for row in figures.rows(options.full) if options.only in row.operation]
     runner = Runner(options.build, min_time)

@@ -62,7 +62,8 @@ if(KVRNTOB_BUILD_PYTHON)
   string(CONCAT CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
          "python3 (>= 3.${Python3_VERSION_MINOR}), python3 (<< 3.${next_minor}), "
          "python3-numpy (>= 1:${Python3_NumPy_VERSION}), python3-numpy-abi${numpy_abi}")
-  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS python3-pandas)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS
+      "python3-pandas, python3-starlette, python3-uvicorn")
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-matplotlib, python3-xarray")
   set(CPACK_DEBIAN_PYTHON_DESCRIPTION "repository of recorded signals - Python packages
 The package kvr stores, reads and compares runs of signals, the command kvr

@@ -5,6 +5,8 @@ import "./styles/page.css";
 import "./styles/table.css";
 import "./styles/plots.css";
 import "./styles/report.css";
+import "./styles/campaign.css";
+import { startCampaign } from "./campaign/start";
 import { EmbeddedSource, carriesData, readEmbedded } from "./data/embedded";
 import { element } from "./dom";
 import { startInspector } from "./explore/start";
@@ -16,6 +18,8 @@ async function startCarried(root: HTMLElement): Promise<void> {
   switch (data.kind) {
     case "comparison":
       return startReport(root, new EmbeddedSource(document, data));
+    case "campaign":
+      return startCampaign(root, data);
     default:
       throw new Error(`it holds ${data.kind}, which this page does not know`);
   }

@@ -152,3 +152,24 @@ def test_imports_for_types_and_in_functions_make_no_circle(tree: Tree) -> None:
 def test_document_without_a_readable_table_is_refused(tree: Tree, document: str, why: str) -> None:
     tree.write({"docs/architecture.md": document})
     assert tree.check() == (2, [f"docs/architecture.md: {why}"])
+
+
+def test_typescript_imports_are_held_against_the_arrows(tree: Tree) -> None:
+    tree.write({"low/a.ts": 'import "./a.css";\nimport { x } from "uplot";\nexport const y = 1;\n'})
+    tree.write({"high/b.ts": 'import {\n  y,\n} from "../low/a";\n'})
+    assert tree.check() == (0, [])
+    tree.write({"low/c.ts": '\nexport { z } from "../high/b";\n'})
+    tree.expect("low/c.ts:2: no arrow low -> high allows high/b.ts")
+
+
+def test_circles_of_typescript_files_count_unless_they_are_for_types(tree: Tree) -> None:
+    tree.write({"low/a.ts": 'import type { B } from "./b";\n', "low/b.ts": 'import "./a";\n'})
+    assert tree.check() == (0, [])
+    tree.write({"low/a.ts": 'import { B } from "./b";\n'})
+    tree.expect("files use each other in a circle: low/a.ts -> low/b.ts -> low/a.ts")
+
+
+def test_row_of_one_file_goes_before_the_row_of_its_folder(tree: Tree) -> None:
+    tree.arrows("low ->\nhigh/b.cpp -> low\nhigh -> low")
+    tree.write({"high/c.h": ""})
+    tree.expect("docs/architecture.md: nothing needs the arrow high -> low")

@@ -54,12 +54,17 @@ def test_jobs_that_a_worker_hands_back_are_compared_later(run_on, tmp_path, monk
     assert len(runner.batches) == 30 and max(map(len, runner.batches)) > 1
 
 
-def test_a_worker_stops_after_two_seconds_but_not_before_its_first_job(tmp_path, monkeypatch):
+def test_a_worker_stops_after_eight_seconds_but_not_before_its_first_job(tmp_path, monkeypatch):
     pairs = write_pairs(tmp_path, 4)
     jobs = [work.Job(number, *pair, {}) for number, pair in enumerate(pairs)]
-    seconds = iter([0.0, 1.9, 2.1])  # at the beginning, before the second and the third
+    seconds = iter([0.0, 7.9, 8.1])  # at the beginning, before the second and the third
     monkeypatch.setattr(work.time, "monotonic", lambda: next(seconds))
     assert len(work.run_batch(jobs, work.program_version())) == 2
+
+
+@pytest.mark.parametrize(("workers", "seconds"), [(1, 0.3), (50, 0.3), (200, 0.8), (9999, 4)])
+def test_batches_are_longer_for_more_workers(workers, seconds):
+    assert schedule.batch_seconds(workers) == pytest.approx(seconds)
 
 
 def test_a_file_that_changes_between_two_parts_is_told(run_on, tmp_path, monkeypatch):

@@ -2,7 +2,9 @@
 
 import os
 import random
+import subprocess
 import sys
+from pathlib import Path
 
 import kvr
 import pytest
@@ -15,6 +17,9 @@ from campaign_files import (
     write_damaged_pairs,
     write_pairs,
 )
+from kvr._campaign.campaign import start
+from kvr._campaign.pairs import from_python
+from kvr._campaign.reports import ReportFolder
 
 pytest.importorskip("distributed")
 from local_cluster import LocalCluster  # noqa: E402
@@ -64,6 +69,43 @@ def test_workers_killed_at_random_lose_and_double_nothing(cluster, tmp_path):
             killed += cluster.kill_a_worker(chance.randrange(2))
     assert killed == kills
     assert outcome(found) == expected(pairs)
+
+
+def test_the_lines_of_the_readme_run(cluster, tmp_path):
+    readme = (Path(__file__).parents[2] / "README.md").read_text(encoding="utf-8")
+    section = readme[readme.index("## When one machine is not enough") :]
+    lines = section[section.index("```sh") + 6 : section.index("```\n", section.index("```sh") + 6)]
+    lines = lines.replace("tcp://10.0.0.1:8786", cluster.address).splitlines()
+    assert len(lines) == 2 and cluster.address in lines[1]
+    for folder in ("baselines", "today"):
+        (tmp_path / folder).mkdir()
+    pairs = write_pairs(tmp_path, 6)
+    rows = ["baseline,other"]
+    for baseline, other in pairs:
+        name = os.path.basename(baseline)
+        os.rename(baseline, tmp_path / "baselines" / name)
+        os.rename(other, tmp_path / "today" / name)
+        rows.append(f"baselines/{name},today/{name}")
+    (tmp_path / "pairs.csv").write_text("\n".join(rows))
+    (tmp_path / "kvr").write_text(f'#!/bin/sh\nexec {sys.executable} -m kvr "$@"\n')
+    (tmp_path / "kvr").chmod(0o755)
+    environment = {**os.environ, "PATH": f"{tmp_path}:{os.environ['PATH']}"}
+    for line in lines:
+        done = subprocess.run(
+            line, shell=True, cwd=tmp_path, env=environment, capture_output=True, text=True
+        )
+        assert done.returncode == 1, done.stderr  # two of the pairs differ
+        assert done.stdout.startswith("6 pairs: passed 4, differs 2;")
+    # The options of the two differ, and with them the results.
+    assert len((tmp_path / "today.jsonl").read_text().splitlines()) == 12
+
+
+def test_workers_of_a_cluster_write_the_reports(cluster, tmp_path):
+    pairs = write_pairs(tmp_path, 9)
+    folder = ReportFolder(tmp_path / "html")
+    found = list(start(from_python(pairs), {}, client=cluster.client, reports=folder))
+    assert [bool(result.report) for result in found] == [not result.passed for result in found]
+    assert len(os.listdir(tmp_path / "html" / "pairs")) == 3
 
 
 def test_the_cluster_goes_on_after_a_campaign_that_is_left(cluster, tmp_path):

@@ -281,6 +281,67 @@ def test_runs_compare_without_the_store(filled, path):
     assert len(filled) == 0
 
 
+def test_signals_of_one_time_base_share_their_times(store, path):
+    run = store.new_run("Monday")
+    for label, times in (
+        ("a", [0.0, 1.0]),
+        ("b", [0.0, 1.0]),
+        ("c", [0.0, 2.0]),
+        ("d", [0.0, 1.0]),
+    ):
+        run.add(label, [1, 2], time=times)
+    run.save(path)
+    with kvr.open(path) as recording:
+        a, b, c, d = (signal.time for signal in recording.runs[0])
+        assert np.shares_memory(a, b) and not a.flags.writeable
+        assert [times.tolist() for times in (a, b, c, d)] == [[0, 1], [0, 1], [0, 2], [0, 1]]
+        kept = recording.runs[0]["d"]
+        assert kept.time.tolist() == [0, 1]
+    with pytest.raises(ValueError, match="is closed"):
+        _ = kept.time
+
+
+_COMPARING = """
+import resource, sys
+import numpy as np
+import kvr
+from kvr import _kvr
+
+path, signals, samples = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
+settings = {"tolerance": kvr.Tolerance().to_fields(), "sync": kvr.Sync().to_fields()}
+writer = _kvr.RecordingWriter(path, False, 8 * signals * samples)
+writer.add_run({"name": "a", "version": "", "created": 0, "instance": None, **settings})
+times = np.arange(float(samples))
+for number in range(signals):
+    fields = dict.fromkeys(("path", "model", "source", "root_source", "time_source", "sid"), "")
+    fields |= {"label": str(number), "unit": None, "port": 0, "channel": (), "color": (0, 0, 0)}
+    fields |= {"dash": "-", "visible": True, "tolerance": None, "sync": None}
+    writer.add_signal(fields, times, times + number, (samples,), b"")
+writer.commit()
+
+def peak():
+    return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss // 1024
+
+kvr.compare(path, path, only=["0"], threads=1)  # loads what comparing needs
+before = peak()
+assert kvr.compare(path, path, threads=2).counts["within"] == signals
+with kvr.open(path) as recording:
+    assert sum(signal.values[1] for signal in recording.runs[0]) == sum(range(1, signals + 1))
+print(peak() - before)
+"""
+
+
+def test_comparing_and_reading_take_the_memory_of_a_few_signals(path):
+    """The file has 160 MB; a batch of pairs for each thread, and four ahead, have 2 x 16 MB."""
+    done = subprocess.run(
+        [sys.executable, "-c", _COMPARING, str(path), "200", "100000"],
+        capture_output=True, text=True,
+    )  # fmt: skip
+    assert done.returncode == 0, done.stderr
+    assert path.stat().st_size > 160_000_000
+    assert int(done.stdout) < 60
+
+
 def test_closed_recording_says_so(filled, path):
     filled.save(path)
     recording = kvr.open(path)

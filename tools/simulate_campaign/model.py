@@ -131,7 +131,9 @@ class Simulation:
         self._out = 0  # batches between the caller and its results
         self._held = [deque[int]() for _ in range(campaign.workers)]  # pairs of each batch
         self._is_idle = [True] * campaign.workers
-        self._loads = [(0, worker) for worker in range(campaign.workers)]
+        self._loads = [0] * campaign.workers  # batches of each
+        # Loads and workers; an entry that is not the worker's load any more is out of date.
+        self._least = [(0, worker) for worker in range(campaign.workers)]
 
     def run(self) -> Figures:
         for worker in range(self.campaign.workers):
@@ -180,14 +182,23 @@ class Simulation:
 
     def _schedule(self, pairs: int) -> None:
         def scheduled() -> None:
-            # The worker with the fewest batches; entries of other loads are out of date.
-            load, worker = heapq.heappop(self._loads)
-            heapq.heappush(self._loads, (load + 1, worker))
+            worker = self._least_loaded()
+            self._load(worker, 1)
             self._held[worker].append(pairs)
             if self._is_idle[worker]:
                 self._next(worker)
 
         self._serve(self._scheduler, self.costs.scheduler_batch / 2, scheduled)
+
+    def _least_loaded(self) -> int:
+        while True:
+            load, worker = heapq.heappop(self._least)
+            if load == self._loads[worker]:
+                return worker
+
+    def _load(self, worker: int, change: int) -> None:
+        self._loads[worker] += change
+        heapq.heappush(self._least, (self._loads[worker], worker))
 
     # ---- A worker ----
 
@@ -207,27 +218,13 @@ class Simulation:
                 self._held[worker].appendleft(pairs)
                 self._after(self.costs.start, lambda: self._next(worker))
                 return
-            self._free(worker)
+            self._load(worker, -1)
             self._serve(
                 self._scheduler, self.costs.scheduler_batch / 2, lambda: self._receive(pairs)
             )
             self._next(worker)
 
         self._read(pairs * self.campaign.size, lambda: self._compute(compute, ended))
-
-    def _free(self, worker: int) -> None:
-        place = next(n for n, (_, other) in enumerate(self._loads) if other == worker)
-        load, _ = self._loads[place]
-        self._loads[place] = (load - 1, worker)
-        heapq.heapify(self._loads) if len(self._loads) < 64 else self._sift(place)
-
-    def _sift(self, place: int) -> None:
-        """Move an entry that became smaller up in the heap."""
-        loads = self._loads
-        while place and loads[(place - 1) // 2] > loads[place]:
-            above = (place - 1) // 2
-            loads[above], loads[place] = loads[place], loads[above]
-            place = above
 
     def _dies(self, seconds: float) -> bool:
         """Whether a worker died in these seconds of work, which are then lost."""

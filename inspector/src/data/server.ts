@@ -6,7 +6,7 @@ import type { Connection } from "./event_stream";
 import { readComparison, readNumber, readSync, readTolerance, readValue } from "./numbers";
 import { componentsOf, lookOf } from "./pair_facts";
 import type {
-  Comparison, ComparisonRequest, Curve, CurveRequest, Group, GroupColumn, PairCurves, PairRequest, Reading, RunChange,
+  Comparison, ComparisonRequest, Curve, CurveRequest, PairCurves, PairRequest, Reading, RunChange,
   SignalChange, StoreEvent, StoreSource, StoreState, Tolerance, Sync, Window,
 } from "./source";
 
@@ -37,10 +37,6 @@ export class ServerSource implements StoreSource {
   /** The state that pairs are described by from now on, where the page knows of changes. */
   hold(state: StoreState): void {
     this.known = state;
-  }
-
-  async groups(by: GroupColumn, descending: boolean): Promise<Group[]> {
-    return (await this.json("GET", `/api/groups?by=${by}&descending=${descending ? 1 : 0}`)) as Group[];
   }
 
   async curves({ of, window, columns }: CurveRequest): Promise<Curve[]> {
@@ -161,26 +157,29 @@ export class ServerSource implements StoreSource {
   // ---- Requests ----
 
   private async json(method: string, address: string, body?: unknown): Promise<unknown> {
-    return (await this.request(method, address, body)).json();
+    return JSON.parse(await this.request(method, address, body, (answer) => answer.text()));
   }
 
   private async blocks(address: string): Promise<ReturnType<typeof readBlocks>> {
-    return readBlocks(await (await this.request("GET", address)).arrayBuffer());
+    return readBlocks(await this.request("GET", address, undefined, (answer) => answer.arrayBuffer()));
   }
 
-  private async request(method: string, address: string, body?: unknown): Promise<Response> {
+  private async request<T>(
+    method: string, address: string, body: unknown, read: (answer: Response) => Promise<T>,
+  ): Promise<T> {
     const content = body === undefined ? {} : {
       body: JSON.stringify(body, writtenNumber),
       headers: { "Content-Type": "application/json" },
     };
-    let answer: Response;
+    let refused: ServerError;
     try {
-      answer = await fetch(address, { method, cache: "no-store", ...content });
+      const answer = await fetch(address, { method, cache: "no-store", ...content });
+      if (answer.ok) return await read(answer);
+      refused = new ServerError(await reasonOf(answer), answer.status);
     } catch {
-      throw new ServerError("the server does not answer; nothing was changed", 0);
+      throw new ServerError("the server does not answer; what was not sent is not changed", 0);
     }
-    if (!answer.ok) throw new ServerError(await reasonOf(answer), answer.status);
-    return answer;
+    throw refused;
   }
 }
 

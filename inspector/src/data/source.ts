@@ -271,13 +271,6 @@ export interface StoreState {
   syncs: Sync[];
 }
 
-/** Ids of signals, or of runs in groups by run. */
-export interface Group {
-  name: string;
-  ids: number[];
-}
-export type GroupColumn = "path" | "source" | "label" | "model" | "run";
-
 /** `of`: "ID", "ID.K" for component K (column-major, from 0), with "i" at the end its imaginary part. */
 export interface CurveRequest {
   of: string[];
@@ -339,7 +332,6 @@ export type StoreEvent =
 /** The inspector's source: reads, changes and compares what is in the store. */
 export interface StoreSource extends Source {
   state(): Promise<StoreState>;
-  groups(by: GroupColumn, descending: boolean): Promise<Group[]>;
   /** One curve for each of `request.of`, in their order. */
   curves(request: CurveRequest): Promise<Curve[]>;
   /** For each of `of` one reading a time; null where there is no sample at or before it. */

@@ -21,7 +21,7 @@ export class ComparePane {
 
   constructor(private readonly session: Session, address: Address) {
     this.found = new ComparisonView(session.source, address);
-    this.end = button("End", "tool", "Compare nothing any more, in every window", () => session.endComparison());
+    this.end = button("Close", "tool", "End this comparison, in every window", () => session.endComparison());
     const form = element(
       "form", "compare-form", { "aria-label": "What to compare" },
       labelled("baseline", this.baseline), labelled("other", this.other),
@@ -33,7 +33,7 @@ export class ComparePane {
       event.preventDefault();
       this.compare();
     });
-    this.element = element("div", "compare-pane", { hidden: true }, form, this.failure, this.nothing, this.found.element);
+    this.element = element("section", "compare-pane", { hidden: true }, form, this.failure, this.nothing, this.found.element);
     session.view.watch((view, before) => {
       if (view !== null && view.state.runs !== before?.state.runs) this.showRuns(view.state.runs);
     });
@@ -53,6 +53,13 @@ export class ComparePane {
 
   focus(): void {
     this.baseline.focus();
+  }
+
+  /** Lists the keys of the comparison; false if none is shown. */
+  showHelp(): boolean {
+    if (this.found.element.hidden) return false;
+    this.found.help.showModal();
+    return true;
   }
 
   private showRuns(runs: readonly Run[]): void {

@@ -46,6 +46,7 @@ export const KEYS: readonly (readonly [string, readonly (readonly [string, strin
     ["← →, *", "close and open groups"],
     ["Space", "show or hide in the plots"],
     ["Enter", "choose: details on the right"],
+    ["Esc", "to the plots"],
   ]],
   ["On the signals of a plot", [
     ["Shift+↑, Shift+↓", "to the plot above or below"],

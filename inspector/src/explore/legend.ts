@@ -36,6 +36,7 @@ export class Legend {
   readonly element: HTMLElement;
   private readonly chips = element("div", "legend-chips");
   private readonly values = new Map<string, HTMLElement>();
+  private shown = "";
 
   constructor(private readonly plot: number, private readonly actions: LegendActions) {
     const remove = button("×", "legend-remove", "Remove this plot and hide its signals", () => actions.remove(plot));
@@ -48,9 +49,12 @@ export class Legend {
 
   /** `unit` is that of all the signals, `chosen` the id of a signal that may be among them. */
   show(entries: readonly LegendEntry[], unit: string | null, chosen: number | null, isActive: boolean): void {
+    this.element.classList.toggle("active", isActive);
+    const next = JSON.stringify([entries, unit, chosen]);
+    if (next === this.shown) return; // a signal that has the focus, or is being dragged, stays
+    this.shown = next;
     const focused = this.chips.contains(document.activeElement) ? document.activeElement?.getAttribute("data-signal") : null;
     this.values.clear();
-    this.element.classList.toggle("active", isActive);
     fill(
       this.chips,
       ...entries.map((entry) => this.chip(entry, entry.id === chosen)),

@@ -4,7 +4,6 @@ import type { Window } from "../data/source";
 import { button, element } from "../dom";
 import { Plots } from "../plot/plots";
 import { union, width } from "../plot/window";
-import { visibleColor } from "../report/colors";
 import { Atom } from "../state/atom";
 import { frames } from "../state/frames";
 import { counted } from "../text/numbers";
@@ -21,6 +20,7 @@ import { ReadingsTable, legendText } from "./readings_table";
 import type { CurveReading, Readings } from "./readings_table";
 import type { Session } from "./session";
 import type { StoreView } from "./store_view";
+import { seenColor } from "./swatch";
 
 const NOTHING: Drawn = { ids: [], isDate: false, tooMany: 0, otherTimes: 0 };
 
@@ -57,7 +57,7 @@ export class PlotPane {
     });
     const drop = button("+ Plot", "tool add-plot", "Add a plot for the next signals that are ticked (a)", () => this.add());
     this.tools = element("div", "plot-tools", {}, drop, button("All of the time", "tool", "Show all of the time (0)", () => this.setWindow(null)));
-    this.element = element("section", "plot-pane", { "aria-label": "Plots" }, this.notes, this.nothing, this.plots.element, this.table.element);
+    this.element = element("section", "plot-pane", { "aria-label": "Plots", tabindex: -1 }, this.notes, this.nothing, this.plots.element, this.table.element);
     session.view.watch((view) => view !== null && this.viewed(view));
     session.chosen.watch(() => this.redraw());
     this.layout.watch(() => {
@@ -79,8 +79,9 @@ export class PlotPane {
     else this.plots.setWindow(window);
   }
 
+  /** Puts the focus on the plots; on the pane where there are none. */
   focus(): void {
-    this.plots.element.focus();
+    (this.plots.element.hidden ? this.element : this.plots.element).focus();
   }
 
   // ---- What is shown where ----
@@ -151,7 +152,7 @@ export class PlotPane {
     this.plots.element.hidden = isEmpty;
     if (isEmpty) return this.read(null, null);
     const extent = extentOfSignals(view, this.drawn.ids) ?? this.extent;
-    const contents = contentsOf(view, layout, this.feed.curves, this.colorOf());
+    const contents = contentsOf(view, layout, this.feed.curves, seenColor);
     this.showLegends(view, layout);
     contents.forEach((content, place) => (content.heading = this.legends[place]!.element));
     this.plots.setContent(contents, this.drawn.isDate, extent);
@@ -167,11 +168,6 @@ export class PlotPane {
     this.read(this.cursors.cursor, this.cursors.pin);
   }
 
-  private colorOf(): (color: string) => string {
-    const ground = getComputedStyle(this.element).getPropertyValue("--ground").trim();
-    return (color) => visibleColor(color, ground);
-  }
-
   private showLegends(view: StoreView, layout: Layout): void {
     const actions = {
       choose: (id: number) => this.session.chosen.set({ kind: "signal", id }),
@@ -183,26 +179,30 @@ export class PlotPane {
     while (this.legends.length < layout.plots.length) this.legends.push(new Legend(this.legends.length, actions));
     this.legends.length = layout.plots.length;
     const chosen = this.session.chosen.get();
-    const colorOf = this.colorOf();
     layout.plots.forEach((ids, place) => {
-      const entries = ids.flatMap((id) => this.entry(view, id, colorOf));
+      const entries = ids.flatMap((id) => this.entry(view, id));
       const unit = commonUnit(ids.map((id) => view.signals.unit[view.place(id) ?? -1] ?? null));
       const isOnly = layout.plots.length === 1;
       this.legends[place]!.show(entries, unit, chosen?.kind === "signal" ? chosen.id : null, layout.active === place && !isOnly);
     });
   }
 
-  private entry(view: StoreView, id: number, colorOf: (color: string) => string): LegendEntry[] {
+  private entry(view: StoreView, id: number): LegendEntry[] {
     const place = view.place(id);
     if (place === null) return [];
     const { signals } = view;
     const run = view.run(signals.run[place]!)?.name ?? "";
     const where = [signals.path[place]!, view.state.runs.length > 1 ? run : ""].filter((text) => text !== "").join(" · ");
     const name = signalName(view, place);
-    const isShared = this.drawn.ids.some((other) => other !== id && signalName(view, view.place(other) ?? place) === name);
-    const color = colorOf(signals.color[place]!);
+    const color = seenColor(signals.color[place]!);
     const curves = curveNames(signals, place).map((one) => ({ name: one.name, color: curveColor(color, one.component) }));
-    return [{ id, name, run: isShared ? run : "", where, color, dash: signals.dash[place]!, curves }];
+    return [{ id, name, run: this.runIfShared(view, id, name), where, color, dash: signals.dash[place]!, curves }];
+  }
+
+  /** The name of a signal's run where another signal that is drawn has the same name, else "". */
+  private runIfShared(view: StoreView, id: number, name: string): string {
+    const isShared = this.drawn.ids.some((other) => other !== id && signalName(view, view.place(other) ?? -1) === name);
+    return isShared ? (view.run(view.signals.run[view.place(id) ?? -1] ?? -1)?.name ?? "") : "";
   }
 
   // ---- Readings ----
@@ -231,8 +231,9 @@ export class PlotPane {
       const place = view.place(id);
       if (place === null) return [];
       const name = signalName(view, place);
+      const run = this.runIfShared(view, id, name);
       return curveNames(view.signals, place).map(({ name: curve, suffix }) => ({
-        curve, name: suffix === "" ? name : `${name} ${suffix}`, unit: view.signals.unit[place] ?? null, cursor: null, pin: null,
+        curve, name: suffix === "" ? name : `${name} ${suffix}`, run, unit: view.signals.unit[place] ?? null, cursor: null, pin: null,
       }));
     });
   }

@@ -3,7 +3,7 @@
 
 import type { Reading, Value } from "../data/source";
 import { element, fill } from "../dom";
-import { durationText, exactTimeText, timeText } from "../text/dates";
+import { dateText, durationText, exactTimeText, timeText } from "../text/dates";
 import { exactValue, shortNumber } from "../text/numbers";
 import { shownShort } from "../text/shown";
 
@@ -11,6 +11,8 @@ import { shownShort } from "../text/shown";
 export interface CurveReading {
   curve: string;
   name: string;
+  /** Of the run, where the name alone does not tell it from another signal. */
+  run: string;
   unit: string | null;
   cursor: Reading | null;
   pin: Reading | null;
@@ -38,6 +40,16 @@ export function changeText(from: Value | null, to: Value | null): string {
   return shortNumber(to - from, 10);
 }
 
+/** A time under the pointer: of a date no more than what `span`, the time between two of them, can tell. */
+export function cursorText(time: number, span: number, isDate: boolean): string {
+  if (!isDate) return timeText(time, false);
+  const [, step] = DATE_STEPS.find(([least]) => Math.abs(span) >= least) ?? [0, 0];
+  return dateText(step === 0 ? time : Math.floor(time / step) * step);
+}
+
+/** From so many seconds between two times on, their texts stop at this step. */
+const DATE_STEPS: readonly [number, number][] = [[100 * 86400, 86400], [100, 1]];
+
 /** The samples that only one of two cursors has passed: how many samples lie between them. */
 export function samplesBetween(from: Reading | null, to: Reading | null): number | null {
   return from === null || to === null ? null : Math.abs(to.index - from.index);
@@ -51,17 +63,18 @@ export class ReadingsTable {
     this.element.hidden = pin === null;
     if (pin === null) return;
     const at = cursor ?? pin;
+    const span = at - pin;
     const head = element("tr", "", {},
-      element("th", "", { scope: "col" }, ""),
-      element("th", "number", { scope: "col" }, `pinned at ${timeText(pin, isDate)}`),
-      element("th", "number", { scope: "col" }, `at ${timeText(at, isDate)}`),
-      element("th", "number", { scope: "col" }, `change over ${durationText(at - pin, isDate)}`),
+      element("th", "", { scope: "col" }, "signal"),
+      element("th", "number", { scope: "col" }, `pinned at ${cursorText(pin, span, isDate)}`),
+      element("th", "number", { scope: "col" }, `at ${cursorText(at, span, isDate)}`),
+      element("th", "number", { scope: "col" }, `change over ${durationText(span, isDate)}`),
       element("th", "number", { scope: "col" }, "samples"));
     fill(this.element, element("table", "", {}, element("thead", "", {}, head), element("tbody", "", {}, ...rows.map((row) => rowOf(row, isDate)))));
   }
 }
 
-function rowOf({ curve, name, unit, cursor, pin }: CurveReading, isDate: boolean): HTMLElement {
+function rowOf({ curve, name, run, unit, cursor, pin }: CurveReading, isDate: boolean): HTMLElement {
   const cell = (reading: Reading | null): HTMLElement => element(
     "td", "number",
     reading === null ? {} : { title: `sample ${reading.index} at ${exactTimeText(reading.time, isDate)}` },
@@ -71,6 +84,7 @@ function rowOf({ curve, name, unit, cursor, pin }: CurveReading, isDate: boolean
   return element("tr", "", { "data-curve": curve },
     element("th", "", { scope: "row" },
       element("bdi", "", {}, shownShort(name, 120)),
+      run === "" ? null : element("bdi", "muted", {}, ` ${shownShort(run, 60)}`),
       unit ? element("span", "muted", {}, ` [${shownShort(unit, 24)}]`) : null),
     cell(pin),
     cell(cursor),

@@ -5,11 +5,12 @@ import { ServerError } from "../data/server";
 import type { ServerSource } from "../data/server";
 import type { Connection } from "../data/event_stream";
 import type {
-  Comparison, ComparisonRequest, Group, GroupColumn, OpenFile, RunChange, RunPatch, SignalChange, SignalPatch, StoreEvent,
+  Comparison, ComparisonRequest, OpenFile, RunChange, RunPatch, SignalChange, SignalPatch, StoreEvent,
 } from "../data/source";
 import { Atom } from "../state/atom";
 import { Latest } from "./latest";
 import { StoreView } from "./store_view";
+import type { GroupColumn } from "./tree_rows";
 
 /** What the panel on the right tells about. */
 export type Chosen = { kind: "signal" | "run"; id: number } | null;
@@ -31,7 +32,6 @@ const NOTHING_COMPARED: Compared = { comparison: null, failure: null, isBusy: fa
 export class Session {
   /** Null until the state was loaded. */
   readonly view = new Atom<StoreView | null>(null);
-  readonly groups = new Atom<{ by: GroupColumn; list: Group[] }>({ by: "run", list: [] });
   readonly grouping = new Atom<Grouping>({ by: "run", descending: false }, sameGrouping);
   readonly chosen = new Atom<Chosen>(null, sameChosen);
   readonly files = new Atom<OpenFile[]>([]);
@@ -44,7 +44,6 @@ export class Session {
   private readonly comparisons = new Latest((error) => this.comparisonFailed(error));
 
   constructor(readonly source: ServerSource) {
-    this.grouping.watch(() => this.loadGroups());
     this.view.watch((view) => {
       if (view !== null) source.hold(view.state);
     });
@@ -82,23 +81,12 @@ export class Session {
   private load(): void {
     this.states.ask(async () => {
       const state = await this.source.state();
-      const { by, descending } = this.grouping.get();
-      const list = await this.source.groups(by, descending);
       this.revision = state.revision;
       this.files.set(state.files);
       const view = StoreView.of(state);
       const chosen = this.chosen.get();
       if (chosen !== null && !isThere(view, chosen)) this.chosen.set(null);
-      this.groups.set({ by, list });
       this.view.set(view);
-    });
-  }
-
-  private loadGroups(): void {
-    if (this.view.get() === null) return;
-    this.states.ask(async () => {
-      const { by, descending } = this.grouping.get();
-      this.groups.set({ by, list: await this.source.groups(by, descending) });
     });
   }
 

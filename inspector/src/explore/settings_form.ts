@@ -20,6 +20,7 @@ class RecordForm<T extends object> {
   readonly element = element("div", "fields");
   private record: T | null = null;
   private readonly parts: Part<T>[] = [];
+  private last: Promise<void> = Promise.resolve();
 
   constructor(private readonly send: Send<T>) {}
 
@@ -31,9 +32,16 @@ class RecordForm<T extends object> {
     }
   }
 
+  /** Changes follow each other: the next one begins with the record that the last one made. */
   protected with(change: Partial<T>): Promise<void> {
-    if (this.record === null) return Promise.resolve();
-    return this.send({ ...this.record, ...change });
+    const sent = this.last.then(async () => {
+      if (this.record === null) return;
+      const next = { ...this.record, ...change };
+      await this.send(next);
+      this.record = next;
+    });
+    this.last = sent.catch(() => undefined);
+    return sent;
   }
 
   protected add<V>(field: Field<V>, value: (record: T) => V, isFor: (record: T) => boolean = () => true): void {
@@ -62,7 +70,7 @@ const TOLERANCE_NUMBERS: readonly [group: string, name: keyof Tolerance, label: 
 export class ToleranceForm extends RecordForm<Tolerance> {
   constructor(send: Send<Tolerance>) {
     super(send);
-    const kinds = [[AMOUNTS, "two amounts"], [WINDOW, "window in time"], [FUNCTION, "function"]] as const;
+    const kinds = [[AMOUNTS, "amounts"], [WINDOW, "a window"], [FUNCTION, "a function"]] as const;
     this.add(
       choice("allowed by", kinds, (type) => this.with({ type: Number(type) })),
       (record) => String(record.type) as (typeof kinds)[number][0],
@@ -82,7 +90,7 @@ export class ToleranceForm extends RecordForm<Tolerance> {
 const CUSTOM = "custom";
 type Instants = Sync["method"] | typeof CUSTOM;
 const INSTANTS: readonly [Instants, string][] = [
-  ["union", "times of either"], ["intersection", "times of both"], ["uniform", "uniform steps"], [CUSTOM, "function"],
+  ["union", "times of either"], ["intersection", "times of both"], ["uniform", "uniform steps"], [CUSTOM, "a function"],
 ];
 const BETWEEN: readonly [Sync["interp"], string][] = [["zoh", "hold"], ["linear", "straight line"]];
 

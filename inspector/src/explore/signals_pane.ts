@@ -1,18 +1,16 @@
 // The left side: the signals in groups, a search, and ticks that show signals.
 
-import type { GroupColumn } from "../data/source";
 import { button, element } from "../dom";
-import { visibleColor } from "../report/colors";
 import { Atom } from "../state/atom";
 import { SearchTexts } from "../table/rows";
 import { countText } from "../text/numbers";
 import { shownShort } from "../text/shown";
 import type { Session } from "./session";
 import type { StoreView } from "./store_view";
-import { swatch } from "./swatch";
+import { seenColor, swatch } from "./swatch";
 import { Tree } from "./tree";
 import { groupOfRow, marked, tickOf, treeGroups, treeRows } from "./tree_rows";
-import type { Tick, TreeGroup, TreeRow } from "./tree_rows";
+import type { GroupColumn, Tick, TreeGroup, TreeRow } from "./tree_rows";
 
 const COLUMNS: readonly [GroupColumn, string][] = [
   ["run", "run"], ["path", "path"], ["source", "source"], ["label", "label"], ["model", "model"],
@@ -36,7 +34,8 @@ export class SignalsPane {
   private closedInSearch = new Set<string>();
   private texts: { of: readonly unknown[]; searched: SearchTexts } | null = null;
 
-  constructor(private readonly session: Session) {
+  /** `leave` is told that Escape was pressed in the list. */
+  constructor(private readonly session: Session, private readonly leave: () => void) {
     for (const [value, text] of COLUMNS) this.column.append(element("option", "", { value }, `by ${text}`));
     this.order = button("", "tool order", "", () =>
       session.grouping.update(({ by, descending }) => ({ by, descending: !descending })));
@@ -52,10 +51,15 @@ export class SignalsPane {
     this.input.addEventListener("input", () => this.search.set(this.input.value));
     this.input.addEventListener("keydown", (event) => this.leaveSearch(event));
     this.search.watch(() => this.searched());
-    session.grouping.watch(() => this.showGrouping());
-    session.groups.watch(() => this.regroup());
+    session.grouping.watch(() => {
+      this.showGrouping();
+      this.regroup();
+    });
+    this.input.addEventListener("focus", () => this.view !== null && this.searchTexts(this.view));
     session.view.watch((view, before) => this.viewed(view, before));
     session.chosen.watch(() => this.tree.refresh());
+    matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => this.tree.refresh());
+    this.tree.setRows([], "Loading the signals…");
     this.showGrouping();
   }
 
@@ -80,6 +84,7 @@ export class SignalsPane {
         this.closedNow.clear();
         this.showRows();
       },
+      onLeave: this.leave,
     });
   }
 
@@ -113,9 +118,9 @@ export class SignalsPane {
 
   private regroup(): void {
     const { view } = this;
-    const { by, list } = this.session.groups.get();
+    const { by, descending } = this.session.grouping.get();
     if (view === null) return;
-    this.groups = treeGroups(view, list, by);
+    this.groups = treeGroups(view, by, descending);
     this.showRows();
   }
 
@@ -148,7 +153,7 @@ export class SignalsPane {
       ? `${countText(total)} signals` : `${countText(found.length)} of ${countText(total)} signals`;
   }
 
-  /** Made when something is searched for, and again when names have changed. */
+  /** Made before the first letter is typed, and again when names have changed. */
   private searchTexts(view: StoreView): SearchTexts {
     const { label, path, source, model, unit, run, sid } = view.signals;
     const of = [label, path, source, model, unit, view.state.runs];
@@ -182,7 +187,7 @@ export class SignalsPane {
   private fillGroup(row: TreeRow, cell: HTMLElement): void {
     const group = this.group(row);
     if (group === undefined) return;
-    const { by } = this.session.groups.get();
+    const { by } = this.session.grouping.get();
     const name = group.name === "" ? element("i", "", {}, `no ${by}`) : element("bdi", "", {}, shownShort(group.name, MOST_OF_NAME));
     cell.append(
       element("span", "tree-name", { title: shownShort(group.name, MOST_OF_NAME) }, name),
@@ -193,12 +198,11 @@ export class SignalsPane {
   private fillSignal(place: number, cell: HTMLElement): void {
     const signals = this.view?.signals;
     if (signals === undefined) return;
-    const ground = getComputedStyle(this.element).getPropertyValue("--ground").trim();
     const name = shownShort(this.nameOf(place), MOST_OF_NAME);
     const where = this.whereOf(place);
     cell.classList.toggle("hidden-signal", !signals.visible[place]);
     cell.append(
-      swatch(visibleColor(signals.color[place]!, ground), signals.dash[place]!),
+      swatch(seenColor(signals.color[place]!), signals.dash[place]!),
       element("span", "tree-name", { title: where === "" ? name : `${name} (${where})` },
         element("bdi", "", {}, name),
         where === "" ? null : element("bdi", "tree-where", {}, where)),
@@ -210,7 +214,7 @@ export class SignalsPane {
   private whereOf(place: number): string {
     const { view } = this;
     if (view === null) return "";
-    const { by } = this.session.groups.get();
+    const { by } = this.session.grouping.get();
     const path = by === "path" ? "" : view.signals.path[place]!;
     const isOneRun = view.state.runs.length < 2;
     const run = by === "run" || isOneRun ? "" : (view.run(view.signals.run[place]!)?.name ?? "");

@@ -24,7 +24,7 @@ export function startInspector(root: HTMLElement): void {
   const address = new Address(globalThis.window);
   const mode = new Atom<Mode>("signals");
   const plots = new PlotPane(session);
-  const signals = new SignalsPane(session);
+  const signals = new SignalsPane(session, () => plots.focus());
   const comparing = new ComparePane(session, address);
   const details = new DetailsPane(
     session, plots,
@@ -35,7 +35,11 @@ export function startInspector(root: HTMLElement): void {
     () => signals.tree.element.focus(),
   );
   const explore = element("main", "explore", {}, signals.element, plots.element, details.element);
-  const keys = hotKeys({ mode, signals, plots, details, comparing, help: () => help.showModal() });
+  // A comparison that is shown has a help of its own.
+  const showHelp = (): void => {
+    if (mode.get() !== "comparison" || !comparing.showHelp()) help.showModal();
+  };
+  const keys = hotKeys({ mode, signals, plots, details, comparing, help: showHelp });
   const help = keysHelp(keys, KEYS);
   const tabs = modeButtons(mode);
   fill(
@@ -43,11 +47,10 @@ export function startInspector(root: HTMLElement): void {
     element("header", "bar", {}, element("h1", "brand", {}, "kvr"), tabs,
       plots.tools, element("span", "space"),
       new SaveMenu(session, () => plots.picture()).element,
-      button("?", "tool", "Keys (?)", () => help.showModal())),
+      button("?", "tool", "Keys (?)", showHelp)),
     new Banner(session).element, explore, comparing.element, help,
   );
   root.classList.add("inspector");
-  // A comparison has keys of its own, and a help of its own that lists them.
   bindKeys(document, keys, () => document.querySelector("dialog[open]") === null);
   mode.watch((now) => {
     explore.hidden = plots.tools.hidden = now !== "signals";

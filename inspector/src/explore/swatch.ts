@@ -1,11 +1,23 @@
-// A short piece of a curve, as it is drawn.
+// How a signal looks in lists: its colour as it can be seen, and a short piece of its curve.
 
 import type { Dash } from "../data/source";
 import { dashPattern } from "../plot/canvas";
+import { visibleColor } from "../report/colors";
 
 const SVG = "http://www.w3.org/2000/svg";
 const LENGTH = 22;
 const WIDTH = 2;
+
+let ground: string | null = null; // of the page; null until it is looked for
+
+/** The colour of the store, or one like it that can be seen on the ground of the page. */
+export function seenColor(color: string): string {
+  if (ground === null) {
+    ground = getComputedStyle(document.documentElement).getPropertyValue("--ground").trim();
+    matchMedia("(prefers-color-scheme: dark)").addEventListener("change", () => (ground = null), { once: true });
+  }
+  return visibleColor(color, ground);
+}
 
 /** Hidden from screen readers: the text beside it names the signal. */
 export function swatch(color: string, dash: Dash): SVGSVGElement {

@@ -3,7 +3,7 @@
 //
 // Keys, on the focused list: arrows, Page Up and Down, Home and End move the active row; right opens
 // a group, left closes it or goes to it; * opens all groups; the space bar ticks; Enter chooses;
-// letters go to the next row that begins with them.
+// letters go to the next row that begins with them; Escape leaves the list.
 
 import { element, fill } from "../dom";
 import { Atom } from "../state/atom";
@@ -21,11 +21,11 @@ export interface TreeOptions {
   fillRow: (row: TreeRow, cell: HTMLElement) => void;
   /** What typing looks for. */
   textOf: (row: TreeRow) => string;
-  /** How many rows the group has that the list shows. */
   onTick: (row: TreeRow) => void;
   onChoose: (row: TreeRow) => void;
   onOpen: (row: TreeRow, isOpen: boolean) => void;
   onOpenAll: () => void;
+  onLeave: () => void;
   empty: string;
 }
 
@@ -40,7 +40,6 @@ export class Tree {
   private readonly body = element("div", "tree-body", { role: "presentation" });
   private readonly emptyText: HTMLElement;
   private rows: readonly TreeRow[] = [];
-  private rankOf = new Map<TreeRow, number>();
   private typed = "";
   private typedAt = -Infinity;
 
@@ -60,10 +59,8 @@ export class Tree {
   /** Shows these rows. The active one stays if it is among them. */
   setRows(rows: readonly TreeRow[], empty: string): void {
     this.rows = rows;
-    this.rankOf = new Map(rows.map((row, rank) => [row, rank]));
     this.emptyText.textContent = empty;
-    const active = this.active.get();
-    if (active !== null && !this.rankOf.has(active)) this.active.set(null);
+    if (this.rank < 0) this.active.set(null);
     this.refresh();
   }
 
@@ -74,8 +71,8 @@ export class Tree {
 
   /** Makes a row the active one and scrolls to it; nothing if it is not shown. */
   activate(row: TreeRow): void {
-    const rank = this.rankOf.get(row);
-    if (rank !== undefined) this.goTo(rank);
+    const rank = this.rows.indexOf(row);
+    if (rank >= 0) this.goTo(rank);
   }
 
   // ---- Drawing ----
@@ -87,11 +84,21 @@ export class Tree {
     this.body.style.height = `${this.rows.length * ROW_HEIGHT}px`;
     const drawn: HTMLElement[] = [];
     for (let rank = first; rank < end; rank++) drawn.push(this.row(rank));
-    fill(this.body, ...drawn);
+    this.replace(drawn);
     this.emptyText.hidden = this.rows.length > 0;
     if (this.emptyText.hidden) this.emptyText.remove();
     else this.element.append(this.emptyText);
     this.tellActive(first, end);
+  }
+
+  /** Rows that look the same stay: a click that has begun on one of them must end on it. */
+  private replace(drawn: readonly HTMLElement[]): void {
+    const before = new Map([...this.body.children].map((row) => [row.id, row]));
+    const rows = drawn.map((row) => {
+      const old = before.get(row.id);
+      return old?.isEqualNode(row) === true ? old : row;
+    });
+    if (rows.length !== before.size || rows.some((row, place) => row !== this.body.children[place])) fill(this.body, ...rows);
   }
 
   private row(rank: number): HTMLElement {
@@ -118,7 +125,7 @@ export class Tree {
 
   private tellActive(first: number, end: number): void {
     const active = this.active.get();
-    const rank = active === null ? -1 : (this.rankOf.get(active) ?? -1);
+    const { rank } = this;
     if (active !== null && rank >= first && rank < end) {
       this.element.setAttribute("aria-activedescendant", idOf(active));
     } else this.element.removeAttribute("aria-activedescendant");
@@ -128,14 +135,15 @@ export class Tree {
 
   private get rank(): number {
     const active = this.active.get();
-    return active === null ? -1 : (this.rankOf.get(active) ?? -1);
+    return active === null ? -1 : this.rows.indexOf(active);
   }
 
-  private goTo(rank: number): void {
-    const row = this.rows[Math.min(Math.max(rank, 0), this.rows.length - 1)];
+  private goTo(wanted: number): void {
+    const rank = Math.min(Math.max(wanted, 0), this.rows.length - 1);
+    const row = this.rows[rank];
     if (row === undefined) return;
     this.active.set(row);
-    const top = this.rankOf.get(row)! * ROW_HEIGHT;
+    const top = rank * ROW_HEIGHT;
     const { scrollTop, clientHeight } = this.element;
     if (top < scrollTop) this.element.scrollTop = top;
     else if (top + ROW_HEIGHT > scrollTop + clientHeight) this.element.scrollTop = top + ROW_HEIGHT - clientHeight;
@@ -156,6 +164,7 @@ export class Tree {
       ArrowRight: () => this.open(row, rank),
       ArrowLeft: () => this.close(row, rank),
       "*": () => this.options.onOpenAll(),
+      Escape: () => this.options.onLeave(),
       Enter: () => row !== undefined && this.options.onChoose(row),
       " ": () => row !== undefined && this.options.onTick(row),
     };

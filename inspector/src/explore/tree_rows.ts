@@ -1,7 +1,9 @@
-// Which rows the list of signals has: pure functions over the groups of a column.
+// Which rows the list of signals has: pure functions over the columns of the store.
 
-import type { Group, GroupColumn } from "../data/source";
 import type { StoreView } from "./store_view";
+
+/** A column that signals are grouped by. */
+export type GroupColumn = "run" | "path" | "source" | "label" | "model";
 
 /** `run` is the run that the group is, null in groups of other columns. `places`: of its signals. */
 export interface TreeGroup {
@@ -18,19 +20,43 @@ export function groupOfRow(row: TreeRow): number {
   return -1 - row;
 }
 
-/** The groups as the server lists them; runs that share a name are groups of their own. */
-export function treeGroups(view: StoreView, groups: readonly Group[], by: GroupColumn): TreeGroup[] {
-  const placesOf = (ids: readonly number[]): number[] =>
-    ids.map((id) => view.place(id)).filter((place): place is number => place !== null);
-  if (by !== "run") {
-    return groups.map(({ name, ids }) => ({ key: name, name, run: null, places: placesOf(ids) }));
-  }
-  return groups.flatMap(({ ids }) =>
-    ids.flatMap((id) => {
-      const run = view.run(id);
-      return run === null ? [] : [{ key: `run ${id}`, name: run.name, run: id, places: placesOf(run.signals) }];
-    }),
-  );
+/**
+ * The groups of a column: names in the order of their bytes, runs in that of their creation. Signals
+ * have the order of the store. Runs that share a name are groups of their own.
+ */
+export function treeGroups(view: StoreView, by: GroupColumn, descending: boolean): TreeGroup[] {
+  const groups = by === "run" ? runGroups(view) : namedGroups(view.signals[by]);
+  return descending ? groups.reverse() : groups;
+}
+
+function runGroups(view: StoreView): TreeGroup[] {
+  const groups = view.state.runs.map(({ id, name }): TreeGroup => ({ key: `run ${id}`, name, run: id, places: [] }));
+  const byRun = new Map(groups.map((group) => [group.run, group]));
+  view.signals.run.forEach((run, place) => byRun.get(run)?.places.push(place));
+  return groups;
+}
+
+function namedGroups(names: readonly string[]): TreeGroup[] {
+  const places = new Map<string, number[]>();
+  names.forEach((name, place) => {
+    const group = places.get(name);
+    if (group === undefined) places.set(name, [place]);
+    else group.push(place);
+  });
+  const sorted = [...places.keys()].sort(compareBytes);
+  return sorted.map((name) => ({ key: name, name, run: null, places: places.get(name)! }));
+}
+
+const PAIRS = /[\ud800-\udfff]/;
+
+/** The order of the bytes in UTF-8, which is that of the characters' numbers. */
+export function compareBytes(a: string, b: string): number {
+  if (a === b) return 0;
+  if (!PAIRS.test(a) && !PAIRS.test(b)) return a < b ? -1 : 1;
+  const [left, right] = [[...a], [...b]];
+  const place = left.findIndex((character, at) => character !== right[at]);
+  if (place < 0) return -1; // b goes on
+  return left[place]!.codePointAt(0)! - (right[place]?.codePointAt(0) ?? -1);
 }
 
 /**

@@ -1,7 +1,7 @@
 // What this window shows, in the part of its address after "#": never the token, which the server
 // has taken out of the address, and never what the store holds.
 
-import type { GroupColumn, Window } from "../data/source";
+import type { Window } from "../data/source";
 import { numberField } from "../state/address";
 import type { Address, Fields } from "../state/address";
 import type { Atom } from "../state/atom";
@@ -10,6 +10,7 @@ import { readLayout, writeLayout } from "./layout";
 import type { PlotPane } from "./plot_pane";
 import type { Chosen, Session } from "./session";
 import type { SignalsPane } from "./signals_pane";
+import type { GroupColumn } from "./tree_rows";
 
 interface Parts {
   session: Session;
@@ -35,6 +36,7 @@ export function followAddress(address: Address, parts: Parts): void {
   };
   const follow = (fields: Fields): void => {
     if (later !== null) return; // the address is about to be told something newer
+    if (Object.entries(written(parts)).every(([name, text]) => (fields[name] ?? "") === text)) return;
     isFollowing = true;
     follows(fields, parts);
     isFollowing = false;

@@ -18,10 +18,10 @@ const ADDRESS_DELAY = 250; // milliseconds; browsers refuse to change the addres
 
 /** Its fields of the address: pair, component, from, to, filter, status and sort. */
 export class ComparisonView {
-  readonly element = element("div", "comparison");
+  readonly element = element("main", "comparison");
   private readonly pair: PairView;
   private pairs: PairsList | null = null;
-  private readonly help: HTMLDialogElement;
+  readonly help: HTMLDialogElement;
   /** The pair that is shown: so that a change of the address tells what is new. */
   private shown: { index: number | null; component: number | null } = { index: null, component: null };
   private told: Record<string, string> = {};
@@ -60,7 +60,7 @@ export class ComparisonView {
     fill(
       this.element,
       summaryOf(comparison),
-      element("main", "split", {}, pairs.element, this.pair.element),
+      element("div", "split", {}, pairs.element, this.pair.element),
       button("?", "tool help-button", "Keys (?)", () => this.help.showModal()),
       this.help,
     );

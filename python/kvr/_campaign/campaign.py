@@ -5,11 +5,13 @@ from __future__ import annotations
 import os
 from collections.abc import Iterable, Iterator
 from contextlib import ExitStack, closing
+from dataclasses import replace
 from typing import Any, Union
 
 from kvr._campaign.journal import Journal, key_of
 from kvr._campaign.pairs import FilePair, Pair, from_python, look_at
 from kvr._campaign.pool import Pool, processors
+from kvr._campaign.reports import ReportFolder
 from kvr._campaign.results import PairResult
 from kvr._campaign.schedule import Planned, Runner, Schedule, Settled
 from kvr._campaign.work import program_version
@@ -63,10 +65,12 @@ def start(
     client: Any = None,
     jobs: int | None = None,
     results: str | os.PathLike[str] | None = None,
+    reports: ReportFolder | None = None,
 ) -> Iterator[PairResult]:
     """`campaign` with options that were looked at, those of pairs too.
 
-    They may have `choose`, which must get to the workers by pickling.
+    They may have `choose`, which must get to the workers by pickling. Workers write a report of each
+    pair that fails into `reports`; results that are known already get those that are missing.
     """
     if client is not None and jobs is not None:
         raise TypeError("give a client or jobs, not both")
@@ -78,7 +82,7 @@ def start(
         if journal:
             journal.close()
         raise
-    return _run(pairs, options, runner, journal)
+    return _run(pairs, options, runner, journal, reports)
 
 
 def _run(
@@ -86,13 +90,15 @@ def _run(
     options: dict[str, Any],
     runner: Runner,
     journal: Journal | None,
+    reports: ReportFolder | None,
 ) -> Iterator[PairResult]:
     version = program_version()
     with ExitStack() as stack:
         if journal:
             stack.enter_context(closing(journal))
         stack.enter_context(closing(runner))
-        for found in Schedule(runner, version).run(_plan(pairs, options, version, journal)):
+        plan = _plan(pairs, options, version, journal, reports)
+        for found in Schedule(runner, version).run(plan):
             if journal:
                 journal.append([(key, result) for key, result in found if key])
             for _, result in found:
@@ -100,7 +106,11 @@ def _run(
 
 
 def _plan(
-    pairs: Iterator[FilePair], options: dict[str, Any], version: str, journal: Journal | None
+    pairs: Iterator[FilePair],
+    options: dict[str, Any],
+    version: str,
+    journal: Journal | None,
+    reports: ReportFolder | None,
 ) -> Iterator[Union[Planned, Settled]]:
     """The pairs to compare, and the results that are known without."""
     folder = os.getcwd()  # workers have another
@@ -108,19 +118,30 @@ def _plan(
         own = {**options, **pair.options}
         sides = os.path.join(folder, pair.baseline), os.path.join(folder, pair.other)
         files = look_at(sides[0]), look_at(sides[1])
-        key = ""
+        key = key_of(pair, files, own, version) if journal or reports else ""
+        report = reports.place(pair, key) if reports else ""
         if journal:
-            key = key_of(pair, files, own, version)
             is_new, done = journal.take(key)
             if not is_new:
                 continue
-            if done:
-                yield Settled("", done)
+            if done and _has_its_report(done, report):
+                known = report if _wants_report(done) else ""
+                yield Settled("", replace(done, report=known))
                 continue
+            if done:
+                key = ""  # it is in the file, and is compared again for its report alone
         if pair.alone:
             yield Settled(key, PairResult.of_one_side(pair, bool(own.get("strict"))))
         else:
-            yield Planned(pair, key, own, sides, files)
+            yield Planned(pair, key if journal else "", own, sides, files, report)
+
+
+def _has_its_report(done: PairResult, report: str) -> bool:
+    return not report or not _wants_report(done) or os.path.exists(report)
+
+
+def _wants_report(done: PairResult) -> bool:
+    return done.comparison is not None and not done.passed
 
 
 def _whole(jobs: Any) -> int:

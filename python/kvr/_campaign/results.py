@@ -101,6 +101,7 @@ class PairResult:
     seconds          how long comparing took, all parts together
     error            why the pair could not be compared, else None
     alone            "missing" or "extra" for a file that only one of two folders has, else ""
+    report           the file of its report, if one was asked for and the pair fails, else ""
 
     A pair passes if it was compared and nothing fails, or if it is extra and the campaign is not
     strict.
@@ -119,6 +120,7 @@ class PairResult:
     seconds: float
     error: str | None = None
     alone: str = ""
+    report: str = ""
 
     @staticmethod
     def of_one_side(pair: FilePair, strict: bool) -> PairResult:

@@ -7,24 +7,33 @@ batch is tried again in a batch of its own, up to RETRIES times, so that only th
 
 from __future__ import annotations
 
+import warnings
 from collections import deque
 from collections.abc import Iterator
-from dataclasses import dataclass, field
+from dataclasses import dataclass, field, replace
+from glob import escape
 from typing import Any, NamedTuple, Protocol, Union
 
 from kvr._campaign.pairs import FilePair, SeenFile
-from kvr._campaign.results import PairResult, Summary
+from kvr._campaign.results import Failure, PairResult, Summary
 from kvr._campaign.work import CHANGED, Job, Outcome
 from kvr._files.formats import is_read_by_signal
 
 RETRIES = 3
-_BATCH_SECONDS = 0.3
+_BATCH_SECONDS = 0.3, 4.0  # at least, at most
+_BATCH_COST = 0.004  # seconds that a batch takes the caller and the scheduler, which have but one
 _PART_SECONDS = 2.0
 _MOST_PAIRS = 256  # of a batch
 _MOST_PARTS = 64
 _KNOWN = 100  # known results handed on together
 _OPENING = 200_000  # opening a pair costs as much as comparing so many bytes
 _FIRST_RATE = 50e6  # bytes a second, until it is known
+
+
+def batch_seconds(workers: int) -> float:
+    """How long a batch is to take, so that making batches keeps up with so many workers."""
+    least, most = _BATCH_SECONDS
+    return min(max(least, workers * _BATCH_COST), most)
 
 
 class WorkerDied(Exception):
@@ -73,8 +82,9 @@ class Runner(Protocol):
 class Planned(NamedTuple):
     """A pair to compare, the key of its result, and its options.
 
-    sides  as workers open them, whose working folder is another
-    files  as the caller sees them
+    sides   as workers open them, whose working folder is another
+    files   as the caller sees them
+    report  the file to write a report to if the pair fails, "" for none
     """
 
     pair: FilePair
@@ -82,6 +92,7 @@ class Planned(NamedTuple):
     options: dict[str, Any]
     sides: tuple[str, str]
     files: tuple[SeenFile, SeenFile]
+    report: str = ""
 
 
 class Settled(NamedTuple):
@@ -96,12 +107,16 @@ Found = list[tuple[str, PairResult]]  # results and their keys
 
 @dataclass
 class _Open:
-    """A pair that is being compared: the outcomes of its parts so far, and its retries."""
+    """A pair that is being compared: the outcomes of its parts so far, and its retries.
+
+    joined  the result of a pair that was cut, while a worker makes its report
+    """
 
     planned: Planned
     weight: int  # of a part
     parts: list[Outcome | None] = field(default_factory=lambda: [None])
     deaths: int = 0
+    joined: PairResult | None = None
 
 
 class Schedule:
@@ -145,7 +160,7 @@ class Schedule:
 
     def _read(self, plan: Iterator[Union[Planned, Settled]], known: Found) -> bool:
         """Read pairs ahead, for all workers; False if there are no more."""
-        wanted = self._runner.width * _BATCH_SECONDS * 2 * self._rate()
+        wanted = self._runner.width * batch_seconds(self._runner.width) * 2 * self._rate()
         most = self._runner.width * _MOST_PAIRS
         while self._ahead < wanted and len(self._waiting) < most and len(known) < _KNOWN:
             planned = next(plan, None)
@@ -163,8 +178,9 @@ class Schedule:
         parts = self._parts(planned, weight)
         self._open[number] = _Open(planned, weight // parts, [None] * parts)
         self._ahead += weight // parts * parts
+        report = planned.report if parts == 1 else ""
         for part in range(parts):
-            self._waiting.append(Job(number, *planned.sides, planned.options, part, parts))
+            self._waiting.append(Job(number, *planned.sides, planned.options, part, parts, report))
 
     def _parts(self, planned: Planned, weight: int) -> int:
         if not all(is_read_by_signal(file.path) for file in planned.files):
@@ -177,7 +193,8 @@ class Schedule:
             return self._retries.popleft()
         if not self._waiting:
             return None
-        share = min(_BATCH_SECONDS * self._rate(), self._ahead / self._runner.width)
+        width = self._runner.width
+        share = min(batch_seconds(width) * self._rate(), self._ahead / width)
         jobs: list[Job] = []
         weight = 0
         while self._waiting and len(jobs) < _MOST_PAIRS:
@@ -229,9 +246,35 @@ class Schedule:
         opened = self._open[job.number]
         opened.parts[job.part] = outcome
         outcomes = [part for part in opened.parts if part is not None]
-        if len(outcomes) == len(opened.parts):
-            del self._open[job.number]
-            yield opened.planned.key, _result(opened.planned, outcomes)
+        if len(outcomes) < len(opened.parts):
+            return
+        if outcome.doubt:
+            warnings.warn(f"a report is missing: {outcome.doubt}", RuntimeWarning, 2)
+        if opened.joined is None:
+            result = _result(opened.planned, outcomes)
+            if len(opened.parts) > 1 and self._report_on(job.number, result):
+                return
+        else:
+            result = opened.joined
+        del self._open[job.number]
+        yield opened.planned.key, replace(result, report=outcome.report)
+
+    def _report_on(self, number: int, result: PairResult) -> bool:
+        """Have a worker make the report of a pair that was cut: of the failures that are kept."""
+        opened = self._open[number]
+        planned = opened.planned
+        if not planned.report or result.passed or not result.comparison:
+            return False
+        opened.parts, opened.joined = [None], result
+        options = {**planned.options, "only": [_only(one) for one in result.comparison.failed]}
+        self._waiting.append(Job(number, *planned.sides, options, report=planned.report))
+        self._ahead += opened.weight
+        return True
+
+
+def _only(failure: Failure) -> str:
+    """A pattern of the option `only` for one signal."""
+    return escape(f"{failure.path}/{failure.label}" if failure.path else failure.label)
 
 
 def _result(planned: Planned, outcomes: list[Outcome]) -> PairResult:

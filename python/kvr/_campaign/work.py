@@ -9,17 +9,21 @@ from collections.abc import Sequence
 from typing import TYPE_CHECKING, Any, NamedTuple
 
 from kvr._base.error_lines import told
+from kvr._base.errors import Error
 from kvr._campaign.results import Summary
 
 if TYPE_CHECKING:
     from kvr._comparing.comparison import Comparison
 
 CHANGED = "changed while it was read; compare it again"
-_ENOUGH = 2.0  # seconds after which a worker hands back the jobs that it has not begun
+_ENOUGH = 8.0  # seconds after which a worker hands back the jobs that it has not begun
 
 
 class Job(NamedTuple):
-    """A pair, or a part of one: the share `part` of `parts`, counted from 0, of its signals."""
+    """A pair, or a part of one: the share `part` of `parts`, counted from 0, of its signals.
+
+    report  the file to write a report to if the pair fails, "" for none; of whole pairs only
+    """
 
     number: int
     baseline: str
@@ -27,6 +31,7 @@ class Job(NamedTuple):
     options: dict[str, Any]
     part: int = 0
     parts: int = 1
+    report: str = ""
 
 
 class Outcome(NamedTuple):
@@ -34,6 +39,8 @@ class Outcome(NamedTuple):
 
     unseen  the file that is not there
     files   sizes and times of the two files that were compared, None after an error
+    report  the file of the report that was written, else ""
+    doubt   why it could not be written, else ""
     """
 
     summary: Summary | None
@@ -41,6 +48,8 @@ class Outcome(NamedTuple):
     seconds: float
     unseen: str = ""
     files: Any = None
+    report: str = ""
+    doubt: str = ""
 
 
 def program_version() -> str:
@@ -53,7 +62,7 @@ def program_version() -> str:
 
 
 def run_batch(jobs: Sequence[Job], version: str) -> list[Outcome]:
-    """Compare the jobs in their order; the first at least, and no new one after 2 seconds.
+    """Compare the jobs in their order; the first at least, and no new one after 8 seconds.
 
     Raises RuntimeError if this worker's program is another version.
     """
@@ -83,15 +92,29 @@ def unfitness(version: str, files: Sequence[str]) -> str:
 def _outcome(job: Job) -> Outcome:
     started = time.perf_counter()
     try:
-        summary, files = _compared(job)
+        comparison, files = _compared(job)
+        summary = Summary.of(comparison)
+        seconds = time.perf_counter() - started
+        report, doubt = _reported(job, comparison)
     except Exception as error:
         is_gone = isinstance(error, FileNotFoundError)
         unseen = str(getattr(error, "filename", "") or "") if is_gone else ""
         return Outcome(None, told(error), time.perf_counter() - started, unseen)
-    return Outcome(summary, None, time.perf_counter() - started, files=files)
+    return Outcome(summary, None, seconds, "", files, report, doubt)
 
 
-def _compared(job: Job) -> tuple[Summary, list[tuple[int, int]]]:
+def _reported(job: Job, comparison: Comparison) -> tuple[str, str]:
+    """Write the report of a pair that fails; the file, and why it could not be written."""
+    if not job.report or comparison.passed:
+        return "", ""
+    try:
+        comparison.to_html(job.report)
+    except (OSError, Error) as error:
+        return "", told(error)
+    return job.report, ""
+
+
+def _compared(job: Job) -> tuple[Comparison, list[tuple[int, int]]]:
     from kvr._files.opening import split_name
 
     paths = [split_name(side)[0] for side in (job.baseline, job.other)]
@@ -100,7 +123,7 @@ def _compared(job: Job) -> tuple[Summary, list[tuple[int, int]]]:
         comparison = _comparison(job, before)
     finally:  # an error may come from the change
         _require_unchanged(paths, before)
-    return Summary.of(comparison), [identity[1:] for identity in before]
+    return comparison, [identity[1:] for identity in before]
 
 
 def _comparison(job: Job, identities: Sequence[tuple[int, int, int]]) -> Comparison:

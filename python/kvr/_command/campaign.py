@@ -18,6 +18,7 @@ from kvr._base.text import shown
 from kvr._campaign.campaign import start
 from kvr._campaign.junit import JUnitFile
 from kvr._campaign.pairs import FilePair, from_folders, from_table
+from kvr._campaign.reports import CampaignPage, ReportFolder
 from kvr._campaign.results import PairResult
 from kvr._command.changes import (
     Changes,
@@ -57,6 +58,9 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     where.add_argument("--jobs", metavar="N", type=count, help="processes; one a processor")
     where.add_argument("--scheduler", metavar="ADDRESS", help="of the cluster that compares")
     add("--results", metavar="FILE", help="append results here; done pairs are not done again")
+    add(
+        "--html", metavar="DIR", help="write a page over all pairs, and a report of each that fails"
+    )
     add("--junit", metavar="FILE", help="write the results as JUnit XML; - for standard output")
     add("--quiet", action="store_true", help="print nothing but errors")
     add_comparison_arguments(parser)
@@ -72,15 +76,36 @@ def run(options: argparse.Namespace) -> int:
         stack.enter_context(_warnings_as_lines())
         junit = stack.enter_context(JUnitFile(options.junit)) if options.junit else None
         client = stack.enter_context(_client(options.scheduler)) if options.scheduler else None
-        rules["choose"] = Changes.of(given).choose
-        results = start(iter(pairs), rules, client, options.jobs, options.results)
+        reports = ReportFolder(options.html) if options.html else None
+        page = CampaignPage(_title(options), _shown_options(given))
+        changes = {**rules, "choose": Changes.of(given).choose}
+        results = start(iter(pairs), changes, client, options.jobs, options.results, reports)
         for result in stack.enter_context(contextlib.closing(results)):  # type: ignore[type-var]
             tally.add(result)
+            if reports:
+                page.add(result)
             if junit:
                 junit.add(result)
+        if reports:
+            reports.write(page)
     if not options.quiet and options.junit != "-":
         tally.print()
     return tally.exit_code()
+
+
+def _title(options: argparse.Namespace) -> str:
+    return options.pairs or f"{options.baseline} against {options.other}"
+
+
+def _shown_options(given: dict[str, Any]) -> dict[str, Any]:
+    """What was asked for besides the defaults."""
+    usual = {"coverage": "baseline", "match": "path", "time_tolerance": 0.0, "strict": False}
+    asked = {name: given[name] for name in (*_RULES, "absolute", "relative", "sync", "interp")}
+    return {
+        name: value
+        for name, value in asked.items()
+        if value not in (None, []) and value != usual.get(name)
+    }
 
 
 def _client(address: str) -> Any:

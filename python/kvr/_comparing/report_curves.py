@@ -18,6 +18,7 @@ if TYPE_CHECKING:
 
 MOST_PAIRS = 2000  # beyond them a pair would get too few samples to be worth a curve
 MOST_COMPONENTS = 8
+MOST_ALIGNED = 10_000_000  # values; each takes 40 bytes while a pair is packed
 _FAILING, _PASSING = 5.0, 1.0  # shares of the room
 # Full screens have up to 4,000 columns; there is no use in more than can be zoomed into.
 _FEWEST_COLUMNS, _MOST_OF_PASSING, _MOST_OF_FAILING = 12, 2000, 8000
@@ -194,8 +195,13 @@ class _Pair(NamedTuple):
         )
 
     def aligned(self) -> Aligned | None:
-        """Both sides on the compared instants; None if nothing was compared."""
+        """Both sides on the compared instants; None if nothing was compared, or too many values.
+
+        A fine grid may have far more instants than both sides have samples.
+        """
         if self.verdict.status not in ("within", "out"):
+            return None
+        if self.verdict.instants * self.components > MOST_ALIGNED:
             return None
         assert self.baseline is not None and self.other is not None
         plain = _aligned_plainly(self.verdict, self.baseline, self.other)

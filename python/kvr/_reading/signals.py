@@ -65,7 +65,7 @@ class Extent(NamedTuple):
 
 
 class Everything(NamedTuple):
-    """All of a signal, in one look."""
+    """All of a signal, in one look. Settings are its own, None if it has those of its run."""
 
     facts: Facts
     series: Series
@@ -73,8 +73,8 @@ class Everything(NamedTuple):
     color: Color
     dash: str
     visible: bool
-    tolerance: Tolerance
-    sync: Sync
+    tolerance: Tolerance | None
+    sync: Sync | None
     parent: Any
 
 
@@ -190,9 +190,11 @@ class SignalReader(ABC):
         return self
 
     def _everything(self) -> Everything:
+        tolerance, sync = self.tolerance, self.sync
         return Everything(
             self._facts(), self._series(), self.metadata, self.color, self.dash, self.visible,
-            self.tolerance, self.sync, getattr(self, "parent", None),
+            None if tolerance.inherited else tolerance, None if sync.inherited else sync,
+            getattr(self, "parent", None),
         )  # fmt: skip
 
     def _extent(self) -> Extent:

@@ -168,10 +168,11 @@ class Signal(SignalReader):
         repository = self._repository()
         record = self._record(repository)
         above = int(repository.getChildrenAndParent(self._id)[2])
-        inherited = (
-            bool(repository.isToleranceInherited(self._id)),
-            bool(repository.isSyncOptionsInherited(self._id)),
-        )
+        tolerance = sync = None
+        if not repository.isToleranceInherited(self._id):
+            tolerance = Tolerance._from_store(repository.getTolerance(self._id))
+        if not repository.isSyncOptionsInherited(self._id):
+            sync = Sync._from_store(repository.getSyncOptions(self._id))
         return Everything(
             _facts_of(record),
             series_of(record),
@@ -179,8 +180,8 @@ class Signal(SignalReader):
             _color_of(record),
             str(record["LineDashed"]),
             bool(repository.getVisibility(self._id)),
-            Tolerance._from_store(repository.getTolerance(self._id), inherited[0]),
-            Sync._from_store(repository.getSyncOptions(self._id), inherited[1]),
+            tolerance,
+            sync,
             Signal(self._host, above) if above and _exists(repository, above) else None,
         )
 

@@ -27,6 +27,7 @@ class RecordingFile(Recording):
         super().__init__(path)
         self._reader = _kvr.RecordingReader(path)
         self._runs = _Runs(self)
+        self._times_before: tuple[int, int, Array] | None = None
 
     @property
     def runs(self) -> FileRuns:
@@ -34,6 +35,16 @@ class RecordingFile(Recording):
 
     def close(self) -> None:
         self._reader.close()
+        self._times_before = None
+
+    def _times_of(self, row: _kvr.SignalRow, samples: int) -> Array:
+        """All times of a signal; those of the signal before if it has the same time base."""
+        before = self._times_before
+        if before is not None and before[:2] == (row.time_base, samples):
+            return before[2]
+        times = read_only(self._reader.times(row, 0, samples))
+        self._times_before = row.time_base, samples, times
+        return times
 
 
 class _Lazy(Sequence[Any]):
@@ -365,12 +376,12 @@ class RecordingSignal(FileSignal):
     def _series(self) -> Series:
         fields = self._fields()
         reader = self._reader()
-        times = reader.times(self._row, 0, fields["samples"])
+        times = self._run._recording._times_of(self._row, fields["samples"])
         if fields["class"] == "text":
             values = self._texts((fields["samples"], *fields["shape"]))
         else:
             values = reader.values(self._row, 0, fields["samples"])
-        return Series(read_only(times), read_only(values))
+        return Series(times, read_only(values))
 
     def _texts(self, shape: tuple[int, ...]) -> Array:
         from kvr._reading.signals import as_texts

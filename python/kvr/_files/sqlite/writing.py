@@ -106,8 +106,8 @@ def _add(writer: _kvr.RecordingWriter, signal: SignalReader) -> tuple[int, Any]:
         "color": all_of_it.color,
         "dash": all_of_it.dash,
         "visible": all_of_it.visible,
-        "tolerance": None if tolerance.inherited else tolerance.to_fields(),
-        "sync": None if sync.inherited else sync.to_fields(),
+        "tolerance": None if tolerance is None else tolerance.to_fields(),
+        "sync": None if sync is None else sync.to_fields(),
     }
     samples, shape = _samples(values)
     held = b"" if metadata is None else _bytes(metadata)
@@ -127,6 +127,8 @@ def _samples(values: Array) -> tuple[Any, tuple[int, ...]]:
 
 
 def _plain(array: Array, name: str) -> Array:
+    if array.dtype.isnative and array.dtype in _KINDS and array.flags.c_contiguous:
+        return array
     if array.dtype.newbyteorder("=") not in _KINDS:
         raise ValueError(f"its {name} are of class {array.dtype}, which a recording cannot hold")
     native = array.dtype.newbyteorder("=")
