@@ -83,7 +83,7 @@ def run(pairs: Pairs, **options: Any) -> tuple[float, float]:
 
 
 @contextmanager
-def cluster(folder: Path, workers: int) -> Iterator[Any]:
+def cluster(folder: Path, workers: int, *arguments: str) -> Iterator[Any]:
     """The client of a scheduler and workers that are processes of their own."""
     import distributed
 
@@ -93,7 +93,7 @@ def cluster(folder: Path, workers: int) -> Iterator[Any]:
     start = [sys.executable, "-m"]
     commands = [[*start, "distributed.cli.dask_scheduler", "--port", "0", *common]]
     for _ in range(workers):
-        place = ["--nthreads", "1", "--local-directory", str(folder)]
+        place = ["--nthreads", "1", "--local-directory", str(folder), *arguments]
         commands.append([*start, "distributed.cli.dask_worker", *place, *common])
     processes = [subprocess.Popen(command, **quiet) for command in commands]
     try:

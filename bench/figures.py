@@ -14,11 +14,13 @@ PROGRAMS = (
 PYTHON = "python:"
 KVR = "kvr:"
 FILES = "files:"
+CAMPAIGN = "campaign:"
 THINNING = "thinning:"
 PYTHON_PROGRAMS = {
     PYTHON: "python_face_bench.py",
     KVR: "compare_python_bench.py",
     FILES: "files_bench.py",
+    CAMPAIGN: "campaign_bench.py",
     THINNING: "thinning_bench.py",
 }
 
@@ -69,8 +71,8 @@ def extra(operation, at, limit, program, ours, peer):
     return Row(operation, at, limit, "more", program, (ours, peer), "ns")
 
 
-def value(operation, at, limit, program, name, unit="ns"):
-    return Row(operation, at, limit, "value", program, (name,), unit)
+def value(operation, at, limit, program, name, unit="ns", **more):
+    return Row(operation, at, limit, "value", program, (name,), unit, **more)
 
 
 def map_rows():
@@ -243,6 +245,26 @@ def thinning_rows():
     yield ratio("thinning, window, over reading it", "1e7, 1,000 columns", 25, "",
                 case("window"), case("read_kept"))  # fmt: skip
     yield value("thinning, window again", "1e7, 1,000 columns", 2e6, "", case("window_warm"))
+
+
+def campaign_rows(full):
+    """Clock time: other load on the machine shows. The quick form has fewer pairs."""
+
+    def case(name):
+        return CAMPAIGN + name
+
+    pairs = 100_000 if full else 10_000
+    at = f"{pairs:.0e} pairs".replace("e+0", "e")
+    yield ratio("campaign, 2 processes", "of 20 ms", 1 / 1.8, "",
+                case("pairs_2"), case("pairs_1"), rounds=1)  # fmt: skip
+    yield ratio("campaign of one pair, 2 processes", "1e4 signals", 1 / 1.7, "",
+                case("pair_2"), case("pair_1"), rounds=1)  # fmt: skip
+    for where in ("pool", "cluster"):
+        yield value(f"campaign, {where}, beyond comparing", "of 5 ms", 1e6, "",
+                    case(f"beyond_{where}"), rounds=1)  # fmt: skip
+    yield value("campaign, memory of the caller", at, 2e8, "",
+                case("tiny_memory"), "B", rounds=1)  # fmt: skip
+    yield value("campaign, started again", at, 5e4 * pairs, "", case("again"), rounds=1)
 
 
 def rows(full):

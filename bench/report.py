@@ -120,7 +120,7 @@ def measure(runner, rows, rounds, repetitions, progress):
                 samples = runner.samples(row.program, native, often)
             for prefix in {prefix_of(name) for name in row.names} - {None}:
                 if prefix not in python:
-                    python[prefix] = runner.python_samples(prefix, repetitions)
+                    python[prefix] = runner.python_samples(prefix, often)
                 for sample, more in zip(samples, python[prefix]):
                     sample.update(more)
             values[row] += [row.value(sample) for sample in samples]
@@ -232,6 +232,8 @@ def main():
     if options.smoke:
         return smoke(options.build)
     rounds, repetitions, min_time = (5, 4, 0.1) if options.full else (2, 3, 0.02)
+    if options.full:
+        os.environ["KVR_BENCH_FULL"] = "1"
     facts = machine("full" if options.full else "quick")
     rows = [row for row in figures.rows(options.full) if options.only in row.operation]
     runner = Runner(options.build, min_time)

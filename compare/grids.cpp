@@ -1,5 +1,5 @@
 // Instants at given times: of a grid, or of a function. They are generated a block at a time and
-// merged with the samples of either side; only where a time stands twice in a side and values are
+// found among the samples of either side; only where a time stands twice in a side and values are
 // interpolated are they walked one by one.
 #include <algorithm>
 #include <limits>
@@ -60,8 +60,6 @@ class Grid : public InstantSource {
         ahead_(kBlock + 1),
         i_(sides.span.baseline.begin),
         j_(sides.span.other.begin),
-        merged_(2 * kBlock),
-        taken_(2 * kBlock),
         placer_(sides.isLinear) {}
 
   bool next(InstantBlock& block) override {
@@ -83,7 +81,6 @@ class Grid : public InstantSource {
   bool generate();
   void dropRepeated();
   bool merge(InstantBlock& block, const Cursor& f, const Cursor& g);
-  std::size_t countPassed(const InstantBlock& block, const Cursor& side, Places& places);
   void walk(InstantBlock& block);
 
   TwoSides sides_;
@@ -95,8 +92,6 @@ class Grid : public InstantSource {
   bool isComplete_ = false;
   std::size_t i_;  // baseline samples passed
   std::size_t j_;  // other samples passed
-  Buffer<double> merged_;
-  Buffer<std::uint32_t> taken_;
   Placer placer_;
 };
 
@@ -146,32 +141,12 @@ bool Grid<Generator>::merge(InstantBlock& block, const Cursor& f, const Cursor& 
     return false;
   }
   block.times = times;
-  i_ += countPassed(block, f, block.baseline);
-  j_ += countPassed(block, g, block.other);
+  i_ += passSamples(f, times, block.count, UpTo::kAt, block.baseline.left.data());
+  j_ += passSamples(g, times, block.count, UpTo::kAt, block.other.left.data());
   placer_.place(block, f, block.baseline);
   placer_.place(block, g, block.other);
   first_ += block.count;
   return true;
-}
-
-// Finds how many samples of the window are at or before each instant; returns how many are passed.
-// A step of the merge writes the number for the instant that comes next; the last one counts.
-template <class Generator>
-std::size_t Grid<Generator>::countPassed(const InstantBlock& block, const Cursor& side,
-                                         Places& places) {
-  const double* const samples = side.ahead();
-  const double* const end =
-      std::upper_bound(samples, samples + kBlock, block.times[block.count - 1]);
-  const auto passed = static_cast<std::size_t>(end - samples);
-  const std::size_t steps = passed + block.count;
-  mergeTimes(samples, passed, block.times, block.count, steps, merged_.data(), taken_.data());
-  std::size_t* const left = places.left.data();
-  std::size_t before = 0;
-  for (std::size_t k = 0; k < steps; ++k) {
-    left[k - before] = side.position + taken_[k];
-    before = taken_[k];
-  }
-  return passed;
 }
 
 template <class Generator>

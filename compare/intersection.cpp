@@ -1,7 +1,7 @@
 // Times that stand in both sides. Without a time tolerance they are found block by block:
 //
 //   the same times on both sides   the samples of either side pair up one by one
-//   no time twice within a side    a branch-free merge; a time that both have stands twice in it
+//   no time twice within a side    samples of the other are counted up to each of the baseline
 //   anything else                  walked time by time
 #include <algorithm>
 #include <cmath>
@@ -21,20 +21,17 @@ class Intersection : public InstantSource {
         inF_(isExact_ ? sides.span.baseline : SampleRange{0, sides.baseline.count()}),
         inG_(isExact_ ? sides.span.other : SampleRange{0, sides.other.count()}),
         i_(inF_.begin),
-        j_(inG_.begin),
-        times_(kBlock + 1),
-        taken_(kBlock) {}
+        j_(inG_.begin) {}
 
   bool next(InstantBlock& block) override {
     while (leftOf(i_, inF_) > 0 && leftOf(j_, inG_) > 0) {
       pollStop(sides_.options);
       if (isExact_ && pairUp(block, sides_, i_, j_)) return true;
-      const std::size_t steps = std::min(leftOf(i_, inF_) + leftOf(j_, inG_), kBlock);
       bool isStrict = isExact_;
       if (isStrict) {
-        const Cursor f = cursorAt(sides_.baseline, i_, steps, isStrict);
-        const Cursor g = cursorAt(sides_.other, j_, steps, isStrict);
-        if (isStrict) match(block, f, g, steps);
+        const Cursor f = cursorAt(sides_.baseline, i_, kBlock, isStrict);
+        const Cursor g = cursorAt(sides_.other, j_, kBlock, isStrict);
+        if (isStrict) match(block, f, g);
       }
       if (!isStrict) walk(block);
       if (block.count > 0) return true;
@@ -43,7 +40,7 @@ class Intersection : public InstantSource {
   }
 
  private:
-  void match(InstantBlock& block, const Cursor& f, const Cursor& g, std::size_t steps);
+  void match(InstantBlock& block, const Cursor& f, const Cursor& g);
   void walk(InstantBlock& block);
 
   TwoSides sides_;
@@ -51,32 +48,41 @@ class Intersection : public InstantSource {
   SampleRange inF_, inG_;
   std::size_t i_;  // baseline samples passed
   std::size_t j_;  // other samples passed
-  Buffer<double> times_;
-  Buffer<std::uint32_t> taken_;
 };
 
-// Of equal times the merge has the baseline's first: at step k the sample of the other is the next.
-void Intersection::match(InstantBlock& block, const Cursor& f, const Cursor& g, std::size_t steps) {
-  double* const times = times_.data();
-  const std::size_t a = mergeTimes(f.ahead(), steps, g.ahead(), steps, steps, times, taken_.data());
-  times[steps] = std::min(f.ahead()[a], g.ahead()[steps - a]);
+// Finds for each sample of the baseline how many of the other are before it: the next one is its
+// partner, or there is none. Samples that the other's window does not reach come next.
+void Intersection::match(InstantBlock& block, const Cursor& f, const Cursor& g) {
+  const double* const timesF = f.ahead();
+  const double* const timesG = g.ahead();
+  const double* const stop = timesF + std::min(leftOf(i_, inF_), kBlock);
+  const auto reached =
+      static_cast<std::size_t>(std::lower_bound(timesF, stop, timesG[kBlock]) - timesF);
+  block.count = 0;
+  if (reached == 0) {
+    j_ += kBlock;
+    return;
+  }
   double* const instants = block.ownTimes.data();
   std::size_t* const samplesF = block.baseline.left.data();
   std::size_t* const samplesG = block.other.left.data();
+  const std::size_t passed = passSamples(g, timesF, reached, UpTo::kBefore, samplesG);
+  const std::size_t end = g.position + leftOf(j_, inG_);
   std::size_t count = 0;
-  for (std::size_t k = 0; k < steps; ++k) {
-    instants[count] = times[k];
-    samplesF[count] = i_ + taken_[k] - 1;
-    samplesG[count] = j_ + k + 1 - taken_[k];
-    count += times[k] == times[k + 1] ? 1 : 0;
+  for (std::size_t k = 0; k < reached; ++k) {
+    const std::size_t partner = samplesG[k];  // in the window
+    instants[count] = timesF[k];
+    samplesF[count] = i_ + k;
+    samplesG[count] = g.base + partner;
+    count += partner < end && g.window[partner] == timesF[k] ? 1 : 0;
   }
   block.count = count;
   block.times = instants;
   // Every instant is a sample of both sides: nothing is interpolated.
   block.baseline.isRun = block.other.isRun = false;
   block.baseline.isHeld = block.other.isHeld = true;
-  i_ += a;
-  j_ += steps - a;
+  i_ += reached;
+  j_ += passed;
 }
 
 // Pairs the two times at hand, or passes the earlier one; about a block of them.

@@ -73,6 +73,11 @@ test("samples are found by their times, events too", () => {
   assert.equal(extentOf([]), null);
 });
 
+test("the extent begins and ends with numbers, not with gaps", () => {
+  assert.deepEqual(extentOf([curve([0, 1, 2, 3], [NaN, 5, 6, NaN]), curve([1, 1.5], [NaN, NaN])]), { first: 1, last: 2 });
+  assert.deepEqual(extentOf([curve([0, 1], [NaN, NaN])]), { first: 0, last: 1 });
+});
+
 /** What every sample draws, seen column by column: the extremes and the ends. */
 function columnFacts(times: Float64Array, values: Float64Array, indices: Iterable<number>, window: Window, columns: number): string {
   const found = new Map<number, number[]>();

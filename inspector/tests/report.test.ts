@@ -8,7 +8,7 @@ import { syncText, toleranceText, verdictFacts } from "../src/report/facts";
 import { neighbouringInterval, worstStretch } from "../src/report/jumps";
 import { partText } from "../src/report/pairs";
 import { excessText, fails, summarySentence, worstFirst } from "../src/report/ranking";
-import { readPair } from "../src/report/readings";
+import { readPair, roundedTime } from "../src/report/readings";
 
 const TOLERANCE: Tolerance = {
   type: 0, absolute: 0, relative: 0, start: 0, end: 0, step: 0, initial_absolute: 0, absolute_step: 0,
@@ -146,4 +146,11 @@ test("numbers that JSON cannot write are read back, and names stay names", () =>
   const [read] = readComparison(json).verdicts;
   assert.deepEqual([read?.first_out, read?.text, read?.tolerance?.absolute, read?.tolerance?.function_name], [-Infinity, "NaN", Infinity, "NaN"]);
   assert(Number.isNaN(read?.rms) && Array.isArray(read?.worst?.baseline) && read?.worst?.other === Infinity);
+});
+
+test("a time in a title has the digits that a pixel tells apart", () => {
+  assert.equal(roundedTime(69.9202670812, 0.00125), 69.92);
+  assert.equal(roundedTime(1467158400.4567, 0.5), 1467158400.5);
+  assert.equal(roundedTime(1 / 3, 0), 1 / 3);
+  assert(Math.abs(roundedTime(1.23456789e-9, 1e-12) - 1.23456789e-9) <= 1e-12);
 });

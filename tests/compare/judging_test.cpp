@@ -130,6 +130,13 @@ TEST(Group1, fields_of_group_0_do_not_count) {
   EXPECT_EQ(judgedValues({0}, {1}, Given().absolute(5).window(0, 1)).out, 1U);
 }
 
+TEST(Group1, a_window_without_ends_judges_all_but_cannot_count_steps) {
+  Given given = Given().window(-kInfinity, kInfinity, 1);
+  EXPECT_EQ(judgedValues({0, 0}, {1, 2}, given).out, 1U);
+  given.settings.tolerance.timeStep = 1;  // k is infinite, 0 * infinity NaN
+  EXPECT_EQ(judgedValues({0, 0}, {1, 2}, given).reason, Reason::kBadSettings);
+}
+
 TEST(Group2, the_function_gets_instants_and_values_and_allows_one_number_an_instant) {
   const Given given = Given().function([](const AtInstants& at) {
     EXPECT_THAT(std::vector<double>(at.instants.begin(), at.instants.end()), ElementsAre(0, 1, 2));
@@ -162,6 +169,13 @@ TEST(Complex, the_difference_is_the_modulus) {
   EXPECT_EQ(verdict.out, 1U);
   EXPECT_EQ(verdict.worst->difference, 5);
   EXPECT_EQ(verdict.worst->baseline, (std::complex<double>{1, 1}));
+}
+
+TEST(Complex, the_modulus_neither_overflows_nor_vanishes) {
+  const Verdict large = judged(complexSide({{0, 0}}), complexSide({{0x3p600, 0x4p600}}));
+  EXPECT_EQ(large.worst->difference, 0x5p600);
+  const Verdict small = judged(complexSide({{0, 0}}), complexSide({{0x3p-600, 0x4p-600}}));
+  EXPECT_EQ(small.worst->difference, 0x5p-600);
 }
 
 TEST(Complex, relative_to_the_modulus_of_the_baseline) {
@@ -234,6 +248,20 @@ TEST(Classes, integers_beyond_2_to_the_53_are_rounded) {
   other.values.real = &is;
   other.values.numericClass = NumericClass::kUint64;
   EXPECT_EQ(compare(baseline, other, {}).status, Status::kWithin);
+}
+
+TEST(Classes, times_are_compared_as_doubles) {
+  const std::int64_t was[] = {std::int64_t{1} << 53, (std::int64_t{1} << 53) + 2};
+  const std::int64_t is[] = {(std::int64_t{1} << 53) + 1, (std::int64_t{1} << 53) + 2};
+  const double values[] = {1, 2};
+  Series baseline = seriesOf(values, values);
+  baseline.times.real = was;
+  baseline.times.numericClass = NumericClass::kInt64;
+  Series other = baseline;
+  other.times.real = is;
+  const Verdict verdict = compare(baseline, other, Given().intersection().settings);
+  EXPECT_EQ(verdict.status, Status::kWithin);
+  EXPECT_EQ(verdict.instants, 2U);  // 2^53 + 1 rounds to 2^53
 }
 
 TEST(Classes, every_class_is_read_in_every_layout) {

@@ -272,6 +272,26 @@ TEST(Reasons, tolerances_of_another_number_or_negative_or_nan_fail) {
   EXPECT_EQ(reasonOf(gap, kPlain, returning({0, kNaN, 0})), Reason::kNone);
 }
 
+TEST(Reasons, a_tolerance_of_nan_needs_a_baseline_without_a_number) {
+  const auto returning = [](std::vector<double> tolerances) {
+    return Given().function([tolerances](const AtInstants&) { return tolerances; });
+  };
+  // A value that is lost has a number in the baseline.
+  EXPECT_EQ(reasonOf({{0, 1}, {1, 2}}, {{0, 1}, {1, kNaN}}, returning({0, kNaN})),
+            Reason::kFunctionFailed);
+  // One part that is NaN makes a complex number NaN.
+  const plain::Side gap = complexSide({{1, 0}, {kNaN, 2}});
+  const plain::Side sound = complexSide({{1, 0}, {1, 2}});
+  EXPECT_EQ(judged(gap, sound, returning({0, kNaN})).reason, Reason::kNone);
+  EXPECT_EQ(judged(sound, gap, returning({0, kNaN})).reason, Reason::kFunctionFailed);
+  // One tolerance of an instant holds for all components: none may have a number.
+  const plain::Side partly = vectorSide({{1, 1}, {kNaN, 2}});
+  const plain::Side empty = vectorSide({{1, 1}, {kNaN, kNaN}});
+  EXPECT_EQ(judged(partly, partly, returning({0, kNaN})).reason, Reason::kFunctionFailed);
+  EXPECT_EQ(judged(partly, partly, returning({0, 0, kNaN, 0})).reason, Reason::kNone);
+  EXPECT_EQ(judged(empty, empty, returning({0, kNaN})).reason, Reason::kNone);
+}
+
 TEST(Reasons, the_sync_function_fails_before_the_tolerance_function_is_called) {
   Given given = Given().function([](const AtInstants&) -> std::vector<double> {
     ADD_FAILURE() << "called";
@@ -310,6 +330,15 @@ TEST(Reasons, steps_to_a_bad_tolerance_count_only_in_the_window) {
   EXPECT_EQ(reasonOf(longer, longer, given), Reason::kBadSettings);
   given.settings.tolerance.relStep = kInfinity;  // 0 * infinity is NaN at k = 0
   EXPECT_EQ(reasonOf(longer, longer, given), Reason::kBadSettings);
+}
+
+TEST(Reasons, steps_to_a_bad_tolerance_count_at_instants_without_numbers_too) {
+  Given given = Given().window(0, 2, 0.5);
+  given.settings.tolerance.timeStep = 1;
+  given.settings.tolerance.absStep = -0.5;  // 0.5, 0, -0.5
+  const Signal gap{{0, 1, 2}, {1, 2, kNaN}};
+  EXPECT_EQ(reasonOf(gap, gap, given), Reason::kBadSettings);
+  EXPECT_EQ(reasonOf({{0, 1}, {1, 2}}, {{0, 1}, {1, 2}}, given), Reason::kNone);
 }
 
 TEST(Reasons, nothing_compared_keeps_what_is_known) {

@@ -101,6 +101,15 @@ TEST(MaxRelative, may_lie_elsewhere_than_the_greatest_difference) {
   EXPECT_EQ(verdict.maxRelativeTime, 1.0);
 }
 
+TEST(MaxRelative, of_complex_values_is_relative_to_the_modulus) {
+  // 1 / 5, and 2 / 20.
+  const Verdict verdict =
+      judged(complexSide({{3, 4}, {12, 16}}), complexSide({{3, 5}, {14, 16}}), Given().absolute(9));
+  EXPECT_EQ(verdict.maxRelative, 0.2);
+  EXPECT_EQ(verdict.maxRelativeTime, 0.0);
+  EXPECT_EQ(verdict.maxDifferenceTime, 1.0);
+}
+
 TEST(Rms, is_the_root_of_the_mean_square_of_finite_differences) {
   // 3, 4, 0 and 5 of four judged values: sqrt(50 / 4). The lost and the infinite one do not count.
   const Verdict verdict =

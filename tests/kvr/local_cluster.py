@@ -5,6 +5,7 @@ import signal
 import subprocess
 import sys
 import time
+from contextlib import suppress
 from pathlib import Path
 
 import distributed
@@ -13,12 +14,12 @@ import distributed
 class LocalCluster:
     """A scheduler, workers on this machine, and a client. The folder is the workers' own."""
 
-    def __init__(self, folder, workers=2, timeout=60):
+    def __init__(self, folder, workers=2):
         self.folder = folder
         self.file = folder / "scheduler.json"
         self.workers = []
         self.scheduler = self._start_scheduler("0")
-        self.client = distributed.Client(scheduler_file=str(self.file), timeout=timeout)
+        self.client = distributed.Client(scheduler_file=str(self.file), timeout=60)
         self.address = self.client.scheduler.address
         for _ in range(workers):
             self.add_worker()
@@ -84,9 +85,10 @@ class LocalCluster:
             self.add_worker()
 
     def close(self):
+        with suppress(TimeoutError):  # the scheduler may be gone
+            self.client.close(timeout=10)
         for process in (*self.workers, self.scheduler):
             _end(process)
-        self.client.close(timeout=1)
 
 
 def _children(pid):

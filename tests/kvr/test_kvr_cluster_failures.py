@@ -15,7 +15,7 @@ from local_cluster import LocalCluster  # noqa: E402
 @pytest.fixture
 def cluster(tmp_path):
     (tmp_path / "cluster").mkdir()
-    with LocalCluster(tmp_path / "cluster", timeout=5) as running:
+    with LocalCluster(tmp_path / "cluster") as running:
         yield running
 
 
@@ -34,6 +34,7 @@ def test_a_scheduler_that_is_gone_ends_the_campaign_which_can_be_started_again(c
     pairs = write_pairs(tmp_path, 1000)
     results = tmp_path / "r.jsonl"
     found = []
+    cluster.client._timeout = 3  # seconds that it looks for the scheduler
     with pytest.raises(RuntimeError, match="the scheduler is gone; start the campaign again"):
         for result in kvr.campaign(pairs, client=cluster.client, results=results):
             found.append(result)

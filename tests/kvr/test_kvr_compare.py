@@ -72,6 +72,32 @@ def test_nothing_compared_does_not_pass(two):
     assert not kvr.compare(*two).passed
 
 
+def test_extra_signals_alone_do_not_pass(two):
+    fill(two[1], "a")
+    comparison = kvr.compare(*two)
+    assert (comparison.failed, comparison.passed) == ([], False)
+    two[0].add("text", ["x"], time=[0.0])
+    two[1].add("text", ["x"], time=[0.0])
+    assert not kvr.compare(*two, ignore="a").passed  # a pair, but nothing was compared
+
+
+def test_verdict_without_a_partner_holds_nothing_but_who_it_is(two):
+    fill(two[0], "a")
+    fill(two[1], "b")
+    nothing = {
+        "first_out", "last_out", "worst", "max_difference", "max_difference_time", "max_relative",
+        "max_relative_time", "rms", "reason", "tolerance", "sync", "tolerance_source", "sync_source",
+    }  # fmt: skip
+    counts = {
+        "instants", "instants_out", "judged", "out", "lost", "gained", "gaps", "outside",
+        "uncovered", "beyond", "intervals_total",
+    }  # fmt: skip
+    for verdict in kvr.compare(*two):
+        assert {getattr(verdict, name) for name in nothing} == {None}
+        assert {getattr(verdict, name) for name in counts} == {0}
+        assert verdict.intervals == ()
+
+
 def test_verdict_is_found_by_label(two):
     fill(two[0], "a", "a", "b")
     comparison = kvr.compare(*two)
@@ -115,6 +141,17 @@ def test_settings_in_force_for_the_baseline_apply(two):
     assert (wide["own"].tolerance_source, wide["own"].sync_source) == ("override", "own")
 
 
+def test_given_record_replaces_the_whole_of_the_stored_one(two):
+    for run in two:
+        fill(run, "a")
+    two[0]["a"].tolerance = kvr.Tolerance.window(5, 6, absolute=3)
+    two[0]["a"].sync = kvr.Sync("uniform", "linear", interval=0)
+    assert kvr.compare(*two)["a"].reason == "bad-settings"
+    found = kvr.compare(*two, tolerance=kvr.Tolerance(relative=1), sync=kvr.Sync())["a"]
+    assert (found.status, found.judged) == ("within", 2)
+    assert (found.tolerance, found.sync) == (kvr.Tolerance(relative=1), kvr.Sync())
+
+
 def test_bad_settings_are_said_by_the_verdict(two):
     for run in two:
         fill(run, "a")
@@ -139,6 +176,17 @@ def test_record_without_a_time_series_has_no_values(two, add_foreign):
     for run in two:
         add_foreign(run, 1.0)
     assert kvr.compare(*two)["foreign"].reason == "no-values"
+
+
+@pytest.mark.parametrize(
+    "data",
+    [vormel.array([1.0, 2.0], "cell"), {"a": 1.0}, "ab", ["a", "b"], vormel.array([], "cell")],
+)
+def test_cells_structures_and_texts_are_not_numeric(two, add_foreign, data):
+    for run in two:
+        add_foreign(run, {"Time": np.array([0.0, 1.0]), "Data": data})
+    found = kvr.compare(*two)["foreign"]
+    assert (found.status, found.reason) == ("incomparable", "not-numeric")
 
 
 # ---- Sides ----

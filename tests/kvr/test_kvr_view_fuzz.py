@@ -1,5 +1,6 @@
 """Whatever a window sends, the inspector's server answers, and never that it failed itself."""
 
+import os
 import urllib.parse
 
 import kvr
@@ -69,7 +70,8 @@ values = st.recursive(
 bodies = st.dictionaries(st.sampled_from(NAMES), values, max_size=6)
 numbered = st.one_of(st.integers(0, 9), st.integers(0, 10**30))
 
-same = settings(max_examples=150, deadline=None, suppress_health_check=list(HealthCheck))
+examples = 2000 if os.environ.get("KVR_LONG_TESTS") else 60
+same = settings(max_examples=examples, deadline=None, suppress_health_check=list(HealthCheck))
 
 
 def assert_answered(answer):
@@ -121,7 +123,7 @@ def test_any_bytes_are_answered_or_hung_up_on(window, data):
     assert window.ask("GET", "/api/comparison").status in (200, 404)
 
 
-@settings(same, max_examples=40)
+@settings(same, max_examples=examples // 3)
 @given(changes=st.lists(st.tuples(st.sampled_from(ROUTES), numbered, bodies), max_size=8))
 def test_any_changes_leave_a_store_that_can_be_shown(window, changes):
     for (method, path), number, body in changes:

@@ -4,9 +4,13 @@ import http.client
 import json
 import socket
 import struct
+import time
 import urllib.parse
 
 import numpy as np
+
+
+PATIENCE = 20.0  # seconds
 
 
 class Answer:
@@ -128,7 +132,9 @@ class Listener:
     def next(self):
         """The next event and its data; comments are skipped. None at the end of the stream."""
         kind = None
+        end = time.monotonic() + PATIENCE
         while line := self._answer.readline():
+            assert time.monotonic() < end, "no event came"
             name, _, value = line.decode().rstrip("\n").partition(": ")
             if name == "event":
                 kind = value
@@ -142,6 +148,13 @@ class Listener:
             if event[0] == wanted:
                 return event[1]
         raise AssertionError(f"the stream ended without {wanted}")
+
+    def is_hung_up(self):
+        """Whether the server has let go of the connection, within 20 seconds."""
+        try:
+            return self._socket.recv(1) == b""
+        except TimeoutError:
+            return False
 
     def close(self):
         self._answer.close()  # it holds the socket open

@@ -53,14 +53,24 @@ export function neighbouringTime(times: Float64Array, time: number, isNext: bool
   return times[place] ?? null;
 }
 
-/** First and last time of several curves; null without samples. */
-export function extentOf(curves: Iterable<Curve>): Window | null {
-  let first = Infinity;
-  let last = -Infinity;
-  for (const { times } of curves) {
-    if (times.length === 0) continue;
-    first = Math.min(first, times[0]!);
-    last = Math.max(last, times[times.length - 1]!);
-  }
-  return first <= last ? { first, last } : null;
+/** First and last time at which one of several curves has a number; of their samples if none has any. */
+export function extentOf(curves: readonly Curve[]): Window | null {
+  const ends = curves.map(numbersOf).filter((window) => window !== null);
+  const all = ends.length > 0 ? ends : curves.map(timesOf).filter((window) => window !== null);
+  if (all.length === 0) return null;
+  const first = Math.min(...all.map((window) => window.first));
+  return { first, last: Math.max(...all.map((window) => window.last)) };
+}
+
+function timesOf({ times }: Curve): Window | null {
+  return times.length === 0 ? null : { first: times[0]!, last: times[times.length - 1]! };
+}
+
+/** From the first to the last sample that is no gap. */
+function numbersOf({ times, values }: Curve): Window | null {
+  let first = 0;
+  let last = values.length - 1;
+  while (first <= last && Number.isNaN(values[first]!)) first++;
+  while (last >= first && Number.isNaN(values[last]!)) last--;
+  return first > last ? null : { first: times[first]!, last: times[last]! };
 }

@@ -16,8 +16,11 @@ export interface PairColors {
 export function pairContent(curves: PairCurves, verdict: Verdict, colors: PairColors): PlotContent[] {
   const isStepped = (verdict.sync?.interp ?? "zoh") === "zoh";
   const shades: Shade[] = verdict.intervals.map(({ first, last }) => ({ first, last, color: colors.out }));
-  const side = (key: string, curve: Curve | null, look: Look, dash = look.dash): PlotCurve[] =>
-    curve === null ? [] : [{ key, label: key, curve, color: look.color, dash, isStepped }];
+  // The baseline is the wider line, so that both are seen where they are equal.
+  const side = (key: string, curve: Curve | null, look: Look, dash = look.dash): PlotCurve[] => {
+    const width = key.startsWith("baseline") ? 2.5 : 1.25;
+    return curve === null ? [] : [{ key, label: key, curve, color: look.color, dash, isStepped, width }];
+  };
   const [here, there] = colors.looks;
   const signals: PlotContent = {
     key: "signals",

@@ -215,7 +215,9 @@ export class PairView {
   }
 
   private read(cursor: number | null, pin: number | null): void {
-    frames.schedule(this.readings, () => this.readings.show(cursor, pin));
+    const { first, last } = this.plots.times;
+    const resolution = (last - first) / this.plots.columns;
+    frames.schedule(this.readings, () => this.readings.show(cursor, pin, resolution));
   }
 
   // ---- Jumps ----

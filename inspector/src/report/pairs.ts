@@ -47,7 +47,7 @@ export class PairsList {
     this.texts = new SearchTexts(this.rows.map(({ verdict }) => searchText(verdict)));
     this.table = new Table<PairRow>({
       label: "Pairs",
-      columns: columns(comparison.options.strict, this.rows.some(({ verdict }) => (verdict.baseline ?? verdict.other)?.path)),
+      columns: columns(this.rows, comparison.options.strict),
       rowClass: ({ verdict }) => `row-${verdict.status}${fails(verdict, comparison.options.strict) ? " failing" : ""}`,
       empty: "No pair matches the filter.",
     });
@@ -141,23 +141,31 @@ function searchText(verdict: Verdict): string {
   return [...new Set([...names, verdict.status, verdict.reason ?? ""])].join("\n");
 }
 
+/** A width that the texts of the first rows fit into; those that fail are the first. */
+function widthFor(rows: readonly PairRow[], text: (row: PairRow) => string): string {
+  const longest = Math.max(7, ...rows.slice(0, 1000).map((row) => text(row).length));
+  return `${(Math.min(longest, 28) * 0.62 + 0.4).toFixed(1)}em`;
+}
+
 /** A run without paths has no column for them. */
-function columns(isStrict: boolean, hasPaths: boolean): Column<PairRow>[] {
+function columns(rows: readonly PairRow[], isStrict: boolean): Column<PairRow>[] {
+  const hasPaths = rows.some(({ verdict }) => (verdict.baseline ?? verdict.other)?.path);
+  const firstOut = ({ verdict, isDate }: PairRow) => (verdict.first_out === null ? "" : timeText(verdict.first_out, isDate));
   const who = ({ verdict }: PairRow) => verdict.baseline ?? verdict.other;
   const all: Column<PairRow>[] = [
     {
-      key: "status", title: "status", width: "8.2em", hint: "Whether the pair is within its tolerance",
+      key: "status", title: "status", width: widthFor(rows, ({ verdict }) => `x ${verdict.status}`), hint: "Whether the pair is within its tolerance",
       cell: ({ verdict }) => element("span", `status ${verdict.status}`, {}, `${MARKS[verdict.status]} ${verdict.status}`),
       sortKey: ({ verdict }) => (STATUS_ORDER.get(verdict.status) ?? 9) + (fails(verdict, isStrict) ? 0 : 0.5),
     },
     {
-      key: "excess", title: "excess", width: "5.5em", align: "right", descendingFirst: true,
+      key: "excess", title: "excess", width: widthFor(rows, ({ verdict }) => excessText(verdict)), align: "right", descendingFirst: true,
       hint: "How far the worst value is beyond its tolerance",
       cell: ({ verdict }) => excessText(verdict), sortKey: ({ verdict }) => excess(verdict),
     },
     {
-      key: "first", title: "first out", width: "minmax(5.5em, 7.5em)", align: "right", hint: "Time of the first value out",
-      cell: ({ verdict, isDate }) => (verdict.first_out === null ? "" : timeText(verdict.first_out, isDate)),
+      key: "first", title: "first out", width: widthFor(rows, firstOut), align: "right", hint: "Time of the first value out",
+      cell: firstOut,
       sortKey: ({ verdict }) => verdict.first_out,
     },
     {
@@ -165,11 +173,11 @@ function columns(isStrict: boolean, hasPaths: boolean): Column<PairRow>[] {
       cell: ({ verdict }) => partText(verdict), sortKey: ({ verdict }) => (verdict.out > 0 ? verdict.out / verdict.judged : null),
     },
     {
-      key: "label", title: "label", width: "minmax(8em, 2fr)",
+      key: "label", title: "label", width: "minmax(7em, 2fr)",
       cell: (row) => element("bdi", "", {}, shownShort(who(row)?.label ?? "", LONGEST_NAME)), sortKey: (row) => who(row)?.label ?? "",
     },
     {
-      key: "path", title: "path", width: "minmax(6em, 3fr)",
+      key: "path", title: "path", width: "minmax(7em, 3fr)",
       cell: (row) => element("bdi", "muted", {}, shownShort(who(row)?.path ?? "", LONGEST_NAME)), sortKey: (row) => who(row)?.path ?? "",
     },
     {

@@ -38,3 +38,14 @@ function reading(real: Curve | null, imaginary: Curve | null, time: number): Sam
   const other = imaginary?.values[sampleAt(imaginary.times, time)];
   return { time: at, value: other === undefined ? value : [value, other] };
 }
+
+/**
+ * The roundest time within a pixel of `time`: what stands in a title needs no more digits than the
+ * cursor has. `resolution` is the time that a pixel stands for.
+ */
+export function roundedTime(time: number, resolution: number): number {
+  if (!(resolution > 0)) return time;
+  const step = 10 ** Math.floor(Math.log10(resolution));
+  const rounded = Number((Math.round(time / step) * step).toPrecision(15));
+  return Math.abs(rounded - time) <= resolution ? rounded : time;
+}

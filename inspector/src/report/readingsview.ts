@@ -5,7 +5,7 @@ import { element, fill } from "../dom";
 import { durationText, exactTimeText } from "../text/dates";
 import { exactValue, shortNumber } from "../text/numbers";
 import type { PairColors } from "./content";
-import { readPair } from "./readings";
+import { readPair, roundedTime } from "./readings";
 import type { PairReading } from "./readings";
 
 type Name = keyof PairReading;
@@ -16,8 +16,10 @@ export class ReadingsView {
   private readonly head = element("tr", "");
   private readonly body = element("tbody", "");
   private curves: PairCurves | null = null;
+  private colors: PairColors | null = null;
   private cursor: number | null = null;
   private pin: number | null = null;
+  private resolution = 0;
 
   constructor() {
     this.element = element(
@@ -28,52 +30,53 @@ export class ReadingsView {
 
   setPair(curves: PairCurves, colors: PairColors): void {
     this.curves = curves;
-    fill(
-      this.head,
-      element("td", ""),
-      ...NAMES.map((name) => element("th", "", { scope: "col" }, swatch(name, colors), name)),
-    );
-    this.show(this.cursor, this.pin);
+    this.colors = colors;
+    this.show(this.cursor, this.pin, this.resolution);
   }
 
-  /** Shows the samples in force at the two times; null: there is no such cursor. */
-  show(cursor: number | null, pin: number | null): void {
+  /**
+   * Shows the samples in force at the two times; null: there is no such cursor. `resolution` is the time
+   * that a pixel stands for.
+   */
+  show(cursor: number | null, pin: number | null, resolution: number): void {
     this.cursor = cursor;
     this.pin = pin;
-    const { curves } = this;
-    if (curves === null) return;
+    this.resolution = resolution;
+    const { curves, colors } = this;
+    if (curves === null || colors === null) return;
     const here = cursor === null ? null : readPair(curves, cursor);
     const there = pin === null ? null : readPair(curves, pin);
     const isDate = curves.is_date;
-    const time = (at: number | null): string => (at === null ? "" : exactTimeText(at, isDate));
+    const at = (time: number | null): string =>
+      time === null ? "" : ` at ${exactTimeText(roundedTime(time, resolution), isDate)}`;
+    const change = cursor === null || pin === null ? "" : ` in ${durationText(cursor - pin, isDate)}`;
+    fill(
+      this.head,
+      element("td", ""),
+      element("th", "", { scope: "col", colspan: 2 }, `cursor${at(cursor)}`),
+      element("th", "", { scope: "col", colspan: 2 }, `pinned${at(pin)}`),
+      element("th", "", { scope: "col" }, `change${change}`),
+    );
     fill(
       this.body,
-      row("cursor", time(cursor), NAMES.map((name) => reading(here, name, isDate))),
-      row("pinned", time(pin), NAMES.map((name) => reading(there, name, isDate))),
-      row(
-        "change",
-        cursor === null || pin === null ? "" : durationText(cursor - pin, isDate),
-        NAMES.map((name) => changeText(there?.[name]?.value, here?.[name]?.value)),
+      ...NAMES.map((name) =>
+        element(
+          "tr", "", { "data-reading": name },
+          element("th", "", { scope: "row" }, swatch(name, colors), name),
+          ...reading("at-cursor", here?.[name] ?? null, isDate),
+          ...reading("at-pin", there?.[name] ?? null, isDate),
+          element("td", "", {}, changeText(there?.[name]?.value, here?.[name]?.value)),
+        ),
       ),
     );
   }
 }
 
-function row(name: string, time: string, cells: (Node | string)[][] | string[]): HTMLElement {
-  return element(
-    "tr", name, {},
-    element("th", "", { scope: "row" }, element("span", "muted", {}, `${name} `), time),
-    ...cells.map((cell, place) => element("td", NAMES[place], {}, ...[cell].flat())),
-  );
-}
-
 /** The value, and where its sample is. */
-function reading(pair: PairReading | null, name: Name, isDate: boolean): (Node | string)[] {
-  const sample = pair?.[name] ?? null;
-  if (sample === null) return [];
+function reading(where: string, sample: PairReading[Name], isDate: boolean): HTMLElement[] {
   return [
-    element("span", "value", {}, exactValue(sample.value)),
-    element("span", "time", {}, exactTimeText(sample.time, isDate)),
+    element("td", `${where} value`, {}, sample === null ? "" : exactValue(sample.value)),
+    element("td", `${where} time`, {}, sample === null ? "" : exactTimeText(sample.time, isDate)),
   ];
 }
 

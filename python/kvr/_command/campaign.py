@@ -99,8 +99,13 @@ def _title(options: argparse.Namespace) -> str:
 
 def _shown_options(given: dict[str, Any]) -> dict[str, Any]:
     """What was asked for besides the defaults."""
+    usual = {"coverage": "baseline", "match": "path", "time_tolerance": 0.0, "strict": False}
     asked = {name: given[name] for name in (*_RULES, "absolute", "relative", "sync", "interp")}
-    return {name: value for name, value in asked.items() if value not in (None, [], False)}
+    return {
+        name: value
+        for name, value in asked.items()
+        if value not in (None, []) and value != usual.get(name)
+    }
 
 
 def _client(address: str) -> Any:

@@ -174,7 +174,8 @@ def _opened(side: Union[RunOrPath, OpenRun]) -> OpenRun:
 def _paired(
     baseline: OpenRun, other: OpenRun, match: Match, only: tuple[str, ...], ignore: tuple[str, ...]
 ) -> Pairs:
-    return pair(baseline.run._looks(), other.run._looks(), match, only, ignore)
+    looks = baseline.run._looks(), other.run._looks(wants_settings=False)
+    return pair(*looks, match, only, ignore)
 
 
 def compare_runs(
@@ -206,7 +207,7 @@ def compare_runs(
     total, (share, shares) = len(found.pairs), part
     pairs = found.pairs[total * share // shares : total * (share + 1) // shares]
     report = reporter(progress, len(pairs))
-    verdicts = judged(pairs, runs, rules, choose, count, report)
+    verdicts = judged(found.looks, pairs, runs, rules, choose, count, report)
     options = {
         "match": match if isinstance(match, str) else list(matched),
         "coverage": rules.coverage,
@@ -216,7 +217,8 @@ def compare_runs(
         "ignore": list(ignore),
         "strict": strict,
     }
-    sides = (SideInfo.of(*baseline), SideInfo.of(*other))
+    here, there = map(len, found.looks)
+    sides = (SideInfo.of(*baseline, here), SideInfo.of(*other, there))
     return Comparison(verdicts, sides, options, found.warnings)
 
 

@@ -36,8 +36,8 @@ class SideInfo:
     signals: int
 
     @staticmethod
-    def of(run: RunReader[Any], path: str | None) -> SideInfo:
-        return SideInfo(path, run.name, run.id, len(run))
+    def of(run: RunReader[Any], path: str | None, signals: int) -> SideInfo:
+        return SideInfo(path, run.name, run.id, signals)
 
 
 class Comparison(Sequence[Verdict]):

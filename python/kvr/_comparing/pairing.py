@@ -2,14 +2,13 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterable, Sequence
+from collections.abc import Iterable, Iterator, Sequence
 from fnmatch import fnmatchcase
-from operator import attrgetter
 from typing import Any, NamedTuple, Optional, Union
 
 from kvr._base import text
 from kvr._base.names import listed
-from kvr._reading.runs import Look
+from kvr._reading.runs import Looks
 
 Match = Union[str, Sequence[str]]
 _MATCHES = {
@@ -22,12 +21,16 @@ _TEXTS = ("label", "path", "model", "source", "root_source", "time_source", "sid
 _FIELDS = (*_TEXTS, "port", "channel")
 
 
-Pair = tuple[Optional[Look], Optional[Look]]
+Pair = tuple[Optional[int], Optional[int]]
 
 
 class Pairs(NamedTuple):
-    """Pairs in the order of the baseline, None for a missing partner; then what is left over."""
+    """Pairs in the order of the baseline, None for a missing partner; then what is left over.
 
+    Each is two places, in the looks at the baseline and in those at the other.
+    """
+
+    looks: tuple[Looks, Looks]
     pairs: list[Pair]
     warnings: list[str]
 
@@ -58,80 +61,100 @@ def patterns_of(name: str, patterns: str | Iterable[str]) -> tuple[str, ...]:
 
 
 def pair(
-    baseline: Sequence[Look],
-    other: Sequence[Look],
+    baseline: Looks,
+    other: Looks,
     match: Match,
     only: Sequence[str],
     ignore: Sequence[str],
 ) -> Pairs:
     """Pair two runs' signals. Raises ValueError for a pattern of `only` that matches nowhere."""
     fields = fields_of(match)
-    for pattern in only:
-        if not any(fnmatchcase(_full_name(subject), pattern) for subject in (*baseline, *other)):
-            raise ValueError(f"only={pattern!r} matches no signal on either side")
-    first = [subject for subject in baseline if _is_wanted(subject, only, ignore)]
-    second = [subject for subject in other if _is_wanted(subject, only, ignore)]
-    return _paired(_by_key(first, fields), _by_key(second, fields), len(first), len(second))
+    first = _keys(baseline, fields)
+    second = _keys(other, fields)
+    if only or ignore:
+        here, there = _full_names(baseline), _full_names(other)
+        for pattern in only:
+            if not any(fnmatchcase(name, pattern) for name in (*here, *there)):
+                raise ValueError(f"only={pattern!r} matches no signal on either side")
+        first = {place: first[place] for place in _wanted(here, only, ignore)}
+        second = {place: second[place] for place in _wanted(there, only, ignore)}
+    return Pairs((baseline, other), *_paired(first, second))
 
 
-def _full_name(subject: Look) -> str:
-    """The text that patterns are matched with: path and label, or the label alone."""
-    path, label = subject.facts.path, subject.facts.label
-    return f"{path}/{label}" if path else label
+def _full_names(looks: Looks) -> list[str]:
+    """The texts that patterns are matched with: path and label, or the label alone."""
+    both = zip(looks.column("path"), looks.column("label"))
+    return [f"{path}/{label}" if path else label for path, label in both]
 
 
-def _is_wanted(subject: Look, only: Sequence[str], ignore: Sequence[str]) -> bool:
-    if not only and not ignore:
-        return True
-    name = _full_name(subject)
-    if only and not any(fnmatchcase(name, pattern) for pattern in only):
-        return False
-    return not any(fnmatchcase(name, pattern) for pattern in ignore)
+def _wanted(names: Sequence[str], only: Sequence[str], ignore: Sequence[str]) -> Iterator[int]:
+    for place, name in enumerate(names):
+        if only and not any(fnmatchcase(name, pattern) for pattern in only):
+            continue
+        if not any(fnmatchcase(name, pattern) for pattern in ignore):
+            yield place
 
 
 _Key = tuple[Any, ...]
-_Groups = dict[_Key, list[tuple[int, Look]]]
+_Keys = dict[int, _Key]  # of places, in their order
+
+# Begins a key that has the label in the place of empty texts. It meets no value of a field.
+_LABEL = object()
 
 
-def _by_key(subjects: Iterable[Look], fields: tuple[str, ...]) -> _Groups:
-    """The subjects of each key, with their places in the run."""
-    # The names that are cut off again make it a tuple also where one field or none follows.
-    texts = attrgetter("label", "label", *(field for field in fields if field in _TEXTS))
-    numbers = attrgetter("label", "label", *(field for field in fields if field not in _TEXTS))
-    values = attrgetter("label", *fields)
-    has_texts = any(field in _TEXTS for field in fields)
-    groups: _Groups = {}
-    for place, subject in enumerate(subjects):
-        facts = subject.facts
-        # Where all texts among the fields are empty the label takes their place. Such a key is
-        # marked, so that it never meets one of the fields themselves.
-        if not has_texts or any(texts(facts)[2:]):
-            key: _Key = ("fields", *values(facts)[1:])
-        else:
-            key = ("label", *numbers(facts)[1:])
-        groups.setdefault(key, []).append((place, subject))
+def _keys(looks: Looks, fields: tuple[str, ...]) -> _Keys:
+    """The values of the fields. Where all texts among them are empty the label takes their place."""
+    columns = [looks.column(field) for field in fields]
+    rows: Iterator[_Key] = zip(*columns)
+    texts = [column for field, column in zip(fields, columns) if field in _TEXTS]
+    if not texts:
+        return dict(enumerate(rows))
+    numbers = [place for place, field in enumerate(fields) if field not in _TEXTS]
+    labels = looks.column("label")
+    keys = {}
+    for place, (row, has_text) in enumerate(zip(rows, map(any, zip(*texts)))):
+        if not has_text:
+            row = (_LABEL, labels[place], *(row[number] for number in numbers))
+        keys[place] = row
+    return keys
+
+
+def _paired(baseline: _Keys, other: _Keys) -> tuple[list[Pair], list[str]]:
+    here = {key: place for place, key in baseline.items()}
+    there = {key: place for place, key in other.items()}
+    warnings: list[str] = []
+    if len(here) == len(baseline) and len(there) == len(other):
+        partners = {place: there[key] for place, key in baseline.items() if key in there}
+    else:
+        partners = _partners_in_order(baseline, other, warnings)
+    taken = set(partners.values())
+    pairs: list[Pair] = [(place, partners.get(place)) for place in baseline]
+    pairs += [(None, place) for place in other if place not in taken]
+    return pairs, warnings
+
+
+def _partners_in_order(baseline: _Keys, other: _Keys, warnings: list[str]) -> dict[int, int]:
+    """The partners where keys stand several times, with a warning for each such key."""
+    here, there = _groups(baseline), _groups(other)
+    partners: dict[int, int] = {}
+    for key in dict.fromkeys([*here, *there]):
+        first, second = here.get(key, []), there.get(key, [])
+        partners.update(zip(first, second))
+        if len(first) > 1 or len(second) > 1:
+            warnings.append(_warning(key, len(first), len(second)))
+    return partners
+
+
+def _groups(keys: _Keys) -> dict[_Key, list[int]]:
+    """The places of each key, in their order."""
+    groups: dict[_Key, list[int]] = {}
+    for place, key in keys.items():
+        groups.setdefault(key, []).append(place)
     return groups
 
 
-def _paired(baseline: _Groups, other: _Groups, here_count: int, there_count: int) -> Pairs:
-    first: list[Pair] = [(None, None)] * here_count
-    second: list[Pair] = [(None, None)] * there_count
-    warnings = []
-    for key in dict.fromkeys([*baseline, *other]):
-        here, there = baseline.get(key, []), other.get(key, [])
-        for number, (place, subject) in enumerate(here):
-            partner = there[number][1] if number < len(there) else None
-            first[place] = (subject, partner)
-        for place, subject in there[len(here) :]:
-            second[place] = (None, subject)
-        if len(here) > 1 or len(there) > 1:
-            warnings.append(_warning(key, len(here), len(there)))
-    extras = [pair for pair in second if pair != (None, None)]
-    return Pairs(first + extras, warnings)
-
-
 def _warning(key: _Key, here: int, there: int) -> str:
-    parts = [value for value in key[1:] if value not in ("", 0, ())]
+    parts = [value for value in key if value is not _LABEL and value not in ("", 0, ())]
     name = text.shown(", ".join(map(str, parts)), 200)
     return (
         f"the key '{name}' stands {_times(here)} in the baseline and {_times(there)} in the other; "

@@ -7,57 +7,68 @@ from typing import Any, overload
 
 from kvr import _kvr
 from kvr._comparing.verdict import Identity, Rules, Settings, Verdict, finished
-from kvr._reading.runs import Look
-from kvr._reading.signals import Facts, SignalReader
+from kvr._comparing.pairing import Pair
+from kvr._reading.runs import Look, Looks
 
 
 class Found:
-    """What is known of one pair: its sides, and what was found if it has both."""
+    """What was found of all pairs, at their places: nothing for those without a partner.
 
-    __slots__ = ("baseline", "other", "settings", "dated", "finding", "fields")
+    findings  of pairs that were judged in batches
+    fields    of pairs that were judged by themselves
+    """
 
-    def __init__(self, baseline: Look | None, other: Look | None) -> None:
-        # Not the series of the looks: they are as large as the runs.
-        self.baseline = (baseline.signal, baseline.facts) if baseline else None
-        self.other = (other.signal, other.facts) if other else None
-        self.settings: Settings | None = None
-        self.dated = False
-        self.finding: _kvr.Finding | None = None
-        self.fields: dict[str, Any] | None = None  # of a pair that was judged by itself
+    def __init__(self, looks: tuple[Looks, Looks], pairs: Sequence[Pair]) -> None:
+        self.looks = looks
+        self.pairs = pairs
+        self.settings: list[Settings | None] = [None] * len(pairs)
+        self.dated: list[bool] = [False] * len(pairs)
+        self.findings: list[_kvr.Finding | None] = [None] * len(pairs)
+        self.fields: dict[int, dict[str, Any]] = {}
 
-    @property
-    def status(self) -> str:
-        if self.finding is not None:
-            return self.finding.status
-        if self.fields is not None:
-            return str(self.fields["status"])
-        return "missing" if self.other is None else "extra"
+    def statuses(self) -> list[str]:
+        """The status of each pair."""
+        return [
+            self._lone_status(place) if finding is None else finding.status
+            for place, finding in enumerate(self.findings)
+        ]
 
-    def verdict(self, runs: tuple[str, str], rules: Rules) -> Verdict:
+    def _lone_status(self, place: int) -> str:
+        fields = self.fields.get(place)
+        if fields is not None:
+            return str(fields["status"])
+        return "missing" if self.pairs[place][1] is None else "extra"
+
+    def verdict(self, place: int, runs: tuple[str, str], rules: Rules) -> Verdict:
         """The verdict with all its fields; the names of the runs go into the identities."""
+        looks = [
+            None if one is None else side[one] for side, one in zip(self.looks, self.pairs[place])
+        ]
+        baseline, other = looks
         known: dict[str, Any] = {
-            "baseline": self.baseline[0] if self.baseline else None,
-            "other": self.other[0] if self.other else None,
-            "baseline_identity": _identity(self.baseline, runs[0]),
-            "other_identity": _identity(self.other, runs[1]),
+            "baseline": baseline.signal if baseline else None,
+            "other": other.signal if other else None,
+            "baseline_identity": _identity(baseline, runs[0]),
+            "other_identity": _identity(other, runs[1]),
         }
-        if self.settings is None:
-            text = _kvr.describe_alone(self.other is None)
-            return Verdict(status=self.status, reason=None, text=text, **known)
-        fields = self.fields
+        settings = self.settings[place]
+        if settings is None:
+            text = _kvr.describe_alone(other is None)
+            return Verdict(status=self._lone_status(place), reason=None, text=text, **known)
+        fields, finding = self.fields.get(place), self.findings[place]
         if fields is None:
-            assert self.finding is not None
-            fields = finished(self.finding.fields())
-        settings = self.settings._asdict()
-        return Verdict(**fields, **known, **settings, _rules=rules, _dated=self.dated)
+            assert finding is not None
+            fields = finished(finding.fields())
+        known |= settings._asdict()
+        return Verdict(**fields, **known, _rules=rules, _dated=self.dated[place])
 
 
-def _identity(side: tuple[SignalReader, Facts] | None, run: str) -> Identity | None:
-    if side is None:
+def _identity(look: Look | None, run: str) -> Identity | None:
+    if look is None:
         return None
-    signal, facts = side
+    facts = look.facts
     return Identity(
-        run, signal.id, facts.label, facts.path, facts.source, facts.port, facts.channel
+        run, look.signal.id, facts.label, facts.path, facts.source, facts.port, facts.channel
     )
 
 
@@ -67,15 +78,15 @@ class Verdicts(Sequence[Verdict]):
     statuses  of all verdicts, in their order, without making objects
     """
 
-    def __init__(self, found: Sequence[Found], runs: tuple[str, str], rules: Rules) -> None:
+    def __init__(self, found: Found, runs: tuple[str, str], rules: Rules) -> None:
         self._found = found
         self._runs = runs
         self._rules = rules
         self._made: dict[int, Verdict] = {}
-        self.statuses = [one.status for one in found]
+        self.statuses = found.statuses()
 
     def __len__(self) -> int:
-        return len(self._found)
+        return len(self.statuses)
 
     @overload
     def __getitem__(self, key: int) -> Verdict:
@@ -91,7 +102,7 @@ class Verdicts(Sequence[Verdict]):
         place = range(len(self))[key]
         made = self._made.get(place)
         if made is None:
-            made = self._made[place] = self._found[place].verdict(self._runs, self._rules)
+            made = self._made[place] = self._found.verdict(place, self._runs, self._rules)
         return made
 
     def __repr__(self) -> str:

@@ -7,7 +7,7 @@ import re
 from abc import ABC, abstractmethod
 from collections.abc import Iterable, Iterator, Sequence
 from datetime import datetime
-from typing import TYPE_CHECKING, Any, Generic, NamedTuple, TypeVar
+from typing import TYPE_CHECKING, Any, Generic, NamedTuple, TypeVar, overload
 
 from kvr._base import html
 from kvr._base.errors import Ambiguous, NotFound
@@ -31,6 +31,48 @@ class Look(NamedTuple):
     facts: Facts
     series: Series | None = None
     settings: tuple[Tolerance, Sync] | None = None
+
+
+class Looks(Sequence[Look]):
+    """A look at each signal of a run, in their order.
+
+    held  the samples that the extension holds, else None: see `samples`
+    """
+
+    held: Any = None
+
+    def __init__(self, looks: Sequence[Look]) -> None:
+        self._looks = looks
+
+    def __len__(self) -> int:
+        return len(self._looks)
+
+    @overload
+    def __getitem__(self, place: int) -> Look:
+        ...
+
+    @overload
+    def __getitem__(self, place: slice) -> Sequence[Look]:
+        ...
+
+    def __getitem__(self, place: int | slice) -> Look | Sequence[Look]:
+        return self._looks[place]
+
+    def column(self, field: str) -> list[Any]:
+        """A field of the facts of all signals."""
+        return [getattr(look.facts, field) for look in self._looks]
+
+    def samples(self) -> list[int]:
+        """How many samples of each signal are in `held`, at the same place; -1 for none."""
+        return [-1] * len(self)
+
+    def settings(self, place: int) -> tuple[Tolerance, Sync]:
+        """The tolerance and the synchronisation options in force for a signal."""
+        look = self._looks[place]
+        return look.settings or (look.signal.tolerance, look.signal.sync)
+
+    def release(self) -> None:
+        """Let go of all samples, which may be as large as the run."""
 
 
 class RunReader(ABC, Generic[Signal]):
@@ -85,9 +127,12 @@ class RunReader(ABC, Generic[Signal]):
     def sync(self) -> Sync:
         ...
 
-    def _looks(self) -> Sequence[Look]:
-        """A look at each signal, in their order; in fewer steps than signal by signal."""
-        return [Look(signal, signal._facts()) for signal in self.signals]
+    def _looks(self, wants_settings: bool = True) -> Looks:
+        """A look at each signal, in their order; in fewer steps than signal by signal.
+
+        Without `wants_settings` the settings of the looks are not asked for.
+        """
+        return Looks([Look(signal, signal._facts()) for signal in self.signals])
 
     def __len__(self) -> int:
         return len(self.signals)

@@ -2,43 +2,108 @@
 
 from __future__ import annotations
 
-from typing import Any
+from typing import Any, overload
 
 import vormel
 
+from kvr import _kvr
 from kvr._base.errors import NoValues
 from kvr._base.settings import Sync, Tolerance
-from kvr._reading.runs import Look
+from kvr._reading.runs import Look, Looks
+from kvr._reading.signals import Facts, Series
 from kvr._store.signal import Signal, _facts_of
 from kvr._store.values import series_of
 
 _KEPT = 256 << 20  # bytes of series that are held; those beyond are read again when needed
 
 
-def looks_at(host: Any, repository: Any, numbers: list[int]) -> list[Look]:
-    """A look at each of the run's signals. A record that cannot be read is left to the signal."""
-    settings = _Settings(repository)
-    looks: list[Look] = []
-    kept = 0
-    for number in numbers:
-        signal = Signal(host, number)
-        try:
-            record = repository.getSignal(number)
-        except vormel.CallError:
-            raise
-        except vormel.Error:
-            looks.append(Look(signal, signal._facts()))
-            continue
-        facts = signal._known = _facts_of(record)
-        series = None
-        if kept < _KEPT:
+class StoreLooks(Looks):
+    """The extension holds what is plain, which is nearly all; `_others` are the looks at the rest.
+
+    A record that cannot be read is left to the signal.
+    """
+
+    def __init__(
+        self, host: Any, repository: Any, numbers: list[int], wants_settings: bool
+    ) -> None:
+        self._host = host
+        self._numbers = numbers
+        self._others: dict[int, Look] = {}
+        self.held = held = _kvr.SignalRecords(vormel.Object)
+        self._bytes = 0  # of the series of the others
+        settings = _Settings(repository)
+        self._settings = [settings.of(number) for number in numbers] if wants_settings else []
+        read, add = repository.getSignal, held.add
+        for place, number in enumerate(numbers):
             try:
-                series = series_of(record)
-                kept += series.time.nbytes + series.values.nbytes
-            except NoValues:
-                pass
-        looks.append(Look(signal, facts, series, settings.of(number)))
-    return looks
+                record = read(number)
+            except vormel.CallError:
+                raise
+            except vormel.Error:
+                signal = Signal(host, number)
+                self._add_other(place, signal, signal._facts())
+                continue
+            if not add(record, _KEPT - self._bytes):
+                is_wanted = held.bytes + self._bytes < _KEPT
+                series = self._series_in(record) if is_wanted else None
+                self._add_other(place, Signal(host, number), _facts_of(record), series)
+
+    def _add_other(
+        self, place: int, signal: Signal, facts: Facts, series: Series | None = None
+    ) -> None:
+        self.held.add_nothing()
+        signal._known = facts
+        self._others[place] = Look(signal, facts, series, self._settings_at(place))
+
+    def _settings_at(self, place: int) -> tuple[Tolerance, Sync] | None:
+        return self._settings[place] if self._settings else None
+
+    def _series_in(self, record: dict[str, Any]) -> Series | None:
+        try:
+            series = series_of(record)
+        except NoValues:
+            return None
+        self._bytes += series.time.nbytes + series.values.nbytes
+        return series
+
+    def __len__(self) -> int:
+        return len(self._numbers)
+
+    @overload
+    def __getitem__(self, place: int) -> Look:
+        ...
+
+    @overload
+    def __getitem__(self, place: slice) -> list[Look]:
+        ...
+
+    def __getitem__(self, place: int | slice) -> Look | list[Look]:
+        if isinstance(place, slice):
+            return [self[one] for one in range(*place.indices(len(self)))]
+        place = range(len(self))[place]
+        other = self._others.get(place)
+        if other is not None:
+            return other
+        signal = Signal(self._host, self._numbers[place])
+        signal._known = facts = Facts(*self.held.facts(place))
+        return Look(signal, facts, None, self._settings_at(place))
+
+    def column(self, field: str) -> list[Any]:
+        values: list[Any] = self.held.column(field)
+        for place, look in self._others.items():
+            values[place] = getattr(look.facts, field)
+        return values
+
+    def samples(self) -> list[int]:
+        counts: list[int] = self.held.samples()
+        return counts
+
+    def settings(self, place: int) -> tuple[Tolerance, Sync]:
+        return self._settings[place]
+
+    def release(self) -> None:
+        self.held.drop_series()
+        self._others = {place: look._replace(series=None) for place, look in self._others.items()}
 
 
 class _Settings:
@@ -48,21 +113,33 @@ class _Settings:
         self._repository = repository
         self._tolerance: Tolerance | None = None
         self._sync: Sync | None = None
+        self._both: tuple[Tolerance, Sync] | None = None
 
     def of(self, number: int) -> tuple[Tolerance, Sync]:
+        """Of a signal. Signals that inherit both get the same tuple."""
         repository = self._repository
-        if not repository.isToleranceInherited(number):
-            tolerance = Tolerance._from_store(repository.getTolerance(number))
-        elif self._tolerance is None:
-            tolerance = Tolerance._from_store(repository.getTolerance(number), inherited=True)
-            self._tolerance = tolerance
-        else:
-            tolerance = self._tolerance
-        if not repository.isSyncOptionsInherited(number):
-            sync = Sync._from_store(repository.getSyncOptions(number))
-        elif self._sync is None:
-            sync = Sync._from_store(repository.getSyncOptions(number), inherited=True)
-            self._sync = sync
-        else:
-            sync = self._sync
-        return tolerance, sync
+        inherits_tolerance = repository.isToleranceInherited(number)
+        inherits_sync = repository.isSyncOptionsInherited(number)
+        if inherits_tolerance and inherits_sync and self._both is not None:
+            return self._both
+        tolerance = self._inherited_tolerance(number) if inherits_tolerance else None
+        sync = self._inherited_sync(number) if inherits_sync else None
+        both = (
+            tolerance or Tolerance._from_store(repository.getTolerance(number)),
+            sync or Sync._from_store(repository.getSyncOptions(number)),
+        )
+        if inherits_tolerance and inherits_sync:
+            self._both = both
+        return both
+
+    def _inherited_tolerance(self, number: int) -> Tolerance:
+        if self._tolerance is None:
+            held = self._repository.getTolerance(number)
+            self._tolerance = Tolerance._from_store(held, inherited=True)
+        return self._tolerance
+
+    def _inherited_sync(self, number: int) -> Sync:
+        if self._sync is None:
+            held = self._repository.getSyncOptions(number)
+            self._sync = Sync._from_store(held, inherited=True)
+        return self._sync

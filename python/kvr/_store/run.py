@@ -17,7 +17,7 @@ from kvr._base.names import quoted
 from kvr._base.settings import Sync, Tolerance
 from kvr._reading import adding
 from kvr._files import formats
-from kvr._reading.runs import Look, RunReader
+from kvr._reading.runs import Looks, RunReader
 from kvr._store import host as _host
 from kvr._store.signal import Signal
 
@@ -127,11 +127,12 @@ class Run(RunReader[Signal]):
         numbers = self._signal_numbers(self._repository())
         return tuple(Signal(self._host, number) for number in numbers)
 
-    def _looks(self) -> list[Look]:
-        from kvr._store.looks import looks_at
+    def _looks(self, wants_settings: bool = True) -> Looks:
+        from kvr._store.looks import StoreLooks
 
         repository = self._repository()
-        return looks_at(self._host, repository, self._signal_numbers(repository))
+        numbers = self._signal_numbers(repository)
+        return StoreLooks(self._host, repository, numbers, wants_settings)
 
     def __len__(self) -> int:
         return len(self._signal_numbers(self._repository()))

@@ -242,7 +242,9 @@ def _read(plan: Plan, known: dict[_Key, Verdict], revision: int) -> _Reading:
     names = plan.baseline.name, plan.other.name
     verdicts: list[Verdict] = []
     tasks: list[_Task] = []
-    for first, second in matched.pairs:
+    for here, there in matched.pairs:
+        first = None if here is None else looks[0][here]
+        second = None if there is None else looks[1][there]
         key: Any = (first and first.signal, second and second.signal)
         settings = None
         if first is not None and second is not None:
@@ -254,7 +256,10 @@ def _read(plan: Plan, known: dict[_Key, Verdict], revision: int) -> _Reading:
             if settings is not None:
                 tasks.append(_Task(len(verdicts), verdict, settings))
         verdicts.append(verdict)
-    sides = SideInfo.of(plan.baseline, None), SideInfo.of(plan.other, None)
+    sides = (
+        SideInfo.of(plan.baseline, None, len(looks[0])),
+        SideInfo.of(plan.other, None, len(looks[1])),
+    )
     return _Reading(verdicts, tasks, sides, matched.warnings, revision)
 
 

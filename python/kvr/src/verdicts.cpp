@@ -52,9 +52,7 @@ py::array matrixOf(const std::vector<double>& real, const std::vector<double>& i
 
 }  // namespace
 
-py::dict dictOf(const Finding& finding) {
-  const compare::Verdict& verdict = finding.verdict;
-  const std::string& text = finding.text;
+py::dict dictOf(const compare::Verdict& verdict, const std::string& text) {
   py::dict fields;
   fields["status"] = compare::nameOf(verdict.status);
   const bool judged = verdict.reason == compare::Reason::kNone;

@@ -9,15 +9,9 @@
 
 namespace kvr::python {
 
-// The verdict on a pair, and its description.
-struct Finding {
-  compare::Verdict verdict;
-  std::string text;
-};
-
-// The fields under the names of the package's Verdict. `worst` is a tuple, intervals are a list of
-// tuples; what there is none of is None.
-pybind11::dict dictOf(const Finding& finding);
+// The fields under the names of the package's Verdict; the text is its description. `worst` is a
+// tuple, intervals are a list of tuples; what there is none of is None.
+pybind11::dict dictOf(const compare::Verdict& verdict, const std::string& text);
 
 // Instants (n,), then (n, m) each: baseline, other, difference, tolerance and whether it is out.
 pybind11::tuple tupleOf(const compare::Aligned& aligned);

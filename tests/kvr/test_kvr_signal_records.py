@@ -1,0 +1,193 @@
+"""The signals of a run as the extension holds them: what it takes, leaves and lets go of."""
+
+import kvr
+import numpy as np
+import pytest
+import vormel
+from kvr import _kvr
+
+FACTS = ("run", "label", "path", "model", "source", "root_source", "time_source", "port",
+         "channel", "sid")  # fmt: skip
+TIME = [0.0, 1.0, 2.0]
+MUCH = 1 << 30
+PLAIN = {
+    "double": [1.0, 2.0, 4.0],
+    "single": np.array([1, 2, 4], np.float32),
+    "integer": np.array([1, 2, 4], np.int16),
+    "unsigned": np.array([1, 2, 4], np.uint64),
+    "logical": [True, False, True],
+}
+OTHERS = {
+    "complex": [1j, 2.0, 4.0],
+    "matrix": [[1.0, 2.0], [3.0, 4.0], [5.0, 6.0]],
+    "text": ["a", "b", "c"],
+}
+
+
+def record_of(signal):
+    return signal._record(signal._repository())
+
+
+def records_of(run):
+    records = _kvr.SignalRecords(vormel.Object)
+    taken = [records.add(record_of(signal), MUCH) for signal in run.signals]
+    return records, taken
+
+
+@pytest.mark.parametrize("name", PLAIN)
+def test_vectors_of_native_numbers_are_taken(run, name):
+    run.add(name, PLAIN[name], time=TIME)
+    records, taken = records_of(run)
+    assert taken == [True]
+    assert records.samples() == [3]
+    assert records.bytes == 3 * (8 + np.asarray(PLAIN[name]).itemsize)
+
+
+@pytest.mark.parametrize("name", OTHERS)
+def test_other_samples_are_left_to_the_package(run, name):
+    run.add(name, OTHERS[name], time=TIME)
+    records, taken = records_of(run)
+    assert taken == [False]
+    assert len(records) == 0
+
+
+def test_few_samples_are_left_to_the_package(run):
+    run.add("none", [], time=[])
+    run.add("one", [1.0], time=[0.0])
+    assert records_of(run)[1] == [False, False]
+
+
+@pytest.mark.parametrize("time", [[True, True, True], ["a", "b", "c"], [[0, 1], [2, 3]], [0, 1]])
+def test_samples_at_no_times_of_theirs_are_left_to_the_package(run, add_foreign, time):
+    held = vormel.timeseries([1.0, 2.0, 3.0], TIME)
+    record = dict(record_of(add_foreign(run, held)))
+    assert _kvr.SignalRecords(vormel.Object).add(record, MUCH)
+    record["DataValues"] = {"Time": np.array(time), "Data": np.ones((3, 1))}
+    assert not _kvr.SignalRecords(vormel.Object).add(record, MUCH)
+
+
+@pytest.mark.parametrize("key", ["RunID", "SignalLabel", "PortIndex", "Channel", "DataValues"])
+def test_records_without_a_field_or_with_another_type_are_left(run, key):
+    run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
+    record = dict(record_of(run["speed"]))
+    for other in (None, object(), 1.5, np.array([1.5, 2.5])):
+        assert not _kvr.SignalRecords(vormel.Object).add({**record, key: other}, MUCH)
+    del record[key]
+    assert not _kvr.SignalRecords(vormel.Object).add(record, MUCH)
+
+
+def test_names_are_those_of_the_signal(run):
+    run.add("speed", [1.0, 2.0], time=[0.0, 1.0], path="a/b", model="m", source="s",
+            root_source="r", time_source="t", port=3, channel=(4, 5), sid="7:1")  # fmt: skip
+    run.add("torque", [1.0, 2.0], time=[0.0, 1.0], channel=(6,))
+    records, taken = records_of(run)
+    assert taken == [True, True]
+    expected = [tuple(getattr(signal._facts(), name) for name in FACTS) for signal in run.signals]
+    assert [records.facts(place) for place in (0, 1)] == expected
+    assert [records.column(name) for name in FACTS] == [list(values) for values in zip(*expected)]
+    for value, known in zip(records.facts(0), expected[0]):
+        assert type(value) is type(known)
+
+
+def test_unknown_fields_and_places_are_refused():
+    records = _kvr.SignalRecords(vormel.Object)
+    records.add_nothing()
+    assert records.facts(0) == (None,) * len(FACTS)
+    assert records.column("label") == [None]
+    assert records.samples() == [-1]
+    with pytest.raises(ValueError, match="^no field labels$"):
+        records.column("labels")
+    with pytest.raises(IndexError):
+        records.facts(1)
+
+
+def test_samples_are_held_if_wanted_until_they_are_dropped(run):
+    run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
+    records = _kvr.SignalRecords(vormel.Object)
+    record = record_of(run["speed"])
+    assert records.add(record, 0)
+    assert records.samples() == [-1]
+    assert records.add(record, MUCH)
+    assert records.samples() == [-1, 2]
+    assert records.bytes == 32
+    records.drop_series()
+    assert records.samples() == [-1, -1]
+    assert records.bytes == 0
+
+
+def rules():
+    tolerance, sync = kvr.Tolerance(), kvr.Sync().to_dict()
+    sync |= {"SyncMethod": 0, "InterpMethod": 0}
+    return _kvr.Rules(tolerance.to_dict(), sync, 0, True, 0.0)
+
+
+def test_places_are_judged_as_the_arrays_there(run):
+    run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
+    run.add("other", [1.0, 2.5], time=[0.0, 1.0])
+    records, _ = records_of(run)
+    side = (0, 0, np.array([0.0, 1.0]), np.array([1.0, 2.5]), ())
+    tasks = [(0, 0, rules(), False), (0, 1, rules(), False), (0, side, rules(), False)]
+    by_place = _kvr.judge_all(tasks, records, records, _kvr.Stop())
+    assert [finding.status for finding in by_place] == ["within", "out", "out"]
+    assert by_place[1].fields() == by_place[2].fields()
+
+
+def test_places_without_samples_are_refused(run):
+    run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
+    records, _ = records_of(run)
+    task = (0, 0, rules(), False)
+    with pytest.raises(TypeError, match="no records"):
+        _kvr.judge_all([task], records, None, _kvr.Stop())
+    for place in (1, -1):
+        with pytest.raises((IndexError, RuntimeError)):
+            _kvr.judge_all([(place, 0, rules(), False)], records, records, _kvr.Stop())
+    records.drop_series()
+    with pytest.raises(IndexError, match="signal 0 are not held"):
+        _kvr.judge_all([task], records, records, _kvr.Stop())
+
+
+def test_a_comparison_lets_go_of_the_samples(store):
+    runs = store.new_run("a"), store.new_run("b")
+    for one in runs:
+        for name, values in {**PLAIN, **OTHERS}.items():
+            one.add(name, values, time=TIME)
+    comparison = kvr.compare(*runs)
+    assert len(comparison) == len(PLAIN) + len(OTHERS)
+    for looks in comparison.verdicts._found.looks:
+        assert looks.held.bytes == 0
+        assert all(look.series is None for look in looks)
+
+
+def test_signals_beyond_the_memory_kept_are_read_again(store, monkeypatch):
+    from kvr._store import looks
+
+    runs = store.new_run("a"), store.new_run("b")
+    for one, last in zip(runs, (4.0, 5.0)):
+        for name, values in {
+            **PLAIN,
+            "matrix": OTHERS["matrix"],
+            "changed": [1.0, 2.0, last],
+        }.items():
+            one.add(name, values, time=TIME)
+    whole = kvr.compare(*runs).to_dict()
+    for kept in (0, 100):
+        monkeypatch.setattr(looks, "_KEPT", kept)
+        assert kvr.compare(*runs).to_dict() == whole
+    assert whole["counts"]["out"] == 1
+
+
+def test_plain_and_other_signals_get_the_verdicts_of_their_arrays(store):
+    runs = store.new_run("a"), store.new_run("b")
+    values = {**PLAIN, "matrix": OTHERS["matrix"], "complex": OTHERS["complex"]}
+    for name, one in values.items():
+        runs[0].add(name, one, time=TIME)
+        changed = np.array(one)
+        changed[1] = changed[0]
+        runs[1].add(name, changed, time=np.array(TIME) + 0.25)
+    for name, verdict in zip(values, kvr.compare(*runs, coverage="common")):
+        baseline, other = runs[0][name], runs[1][name]
+        alone = kvr.compare_series(
+            baseline.time, baseline.values, other.time, other.values, coverage="common"
+        )
+        for field in ("status", "instants", "judged", "out", "worst", "rms", "intervals"):
+            assert getattr(verdict, field) == getattr(alone, field), name
