@@ -104,10 +104,13 @@ def test_the_pair_shows_both_sides_the_band_and_the_difference(inspector: Inspec
     compared(inspector)
     page.wait(lambda: len(page.all(".pair .plot")) == 2, "the plots of the pair")
     page.mouse(page.all(".pair .u-over")[0]).move(0.5)
-    page.wait(lambda: page.texts(".readings tbody tr:first-child .value")[0], "values at the cursor")
-    texts = page.texts(".readings tbody tr:first-child .value")[:3]
-    baseline, other, difference = map(float, texts)
-    assert difference == abs(other - baseline)
+
+    def value(name: str) -> str:
+        return page.texts(f".readings [data-reading={name}] .value")[0]
+
+    page.wait(lambda: value("difference"), "values at the cursor")
+    sides = float(value("baseline")), float(value("other"))
+    assert float(value("difference")) == abs(sides[1] - sides[0])
 
 
 def test_the_view_of_a_comparison_opens_with_it(page: Page, store: kvr.Store) -> None:
