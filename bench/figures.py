@@ -16,12 +16,14 @@ KVR = "kvr:"
 FILES = "files:"
 CAMPAIGN = "campaign:"
 THINNING = "thinning:"
+VIEW = "view:"
 PYTHON_PROGRAMS = {
     PYTHON: "python_face_bench.py",
     KVR: "compare_python_bench.py",
     FILES: "files_bench.py",
     CAMPAIGN: "campaign_bench.py",
     THINNING: "thinning_bench.py",
+    VIEW: "view_bench.py",
 }
 
 
@@ -267,9 +269,22 @@ def campaign_rows(full):
     yield value("campaign, started again", at, 5e4 * pairs, "", case("again"), rounds=1)
 
 
+def view_rows():
+    """The limits are the times that a window may wait for; the processor time is above them."""
+    for operation, at, limit, name in (
+        ("inspector, judge all pairs again", "1,000 x 1e4", 5e8, "judge_again"),
+        ("inspector, judge one pair again", "of 1,000 x 1e4", 2e8, "judge_one"),
+        ("inspector, window of a signal", "1e7, 1,500 columns", 5e7, "window"),
+        ("inspector, curves", "20 x 1e6, 1,500 columns", 2e8, "curves"),
+        ("inspector, state", "1e4 signals", 5e8, "state"),
+        ("inspector, show signals", "1e4 signals", 5e8, "show"),
+    ):
+        yield value(operation, at, limit, "", VIEW + name)
+
+
 def rows(full):
     return [
         *map_rows(), *store_rows(full), *scratch_rows(), *python_rows(), *compare_rows(),
         *compare_python_rows(),
-        *recording_rows(), *thinning_rows(),
+        *recording_rows(), *thinning_rows(), *view_rows(), *campaign_rows(full),
     ]  # fmt: skip

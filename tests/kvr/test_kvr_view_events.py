@@ -317,6 +317,25 @@ def test_server_waits_while_the_program_is_inside_a_host_function(store, view, w
     asking.join()
 
 
+def test_state_that_meets_a_busy_store_is_whole_all_the_same(store, view, window, run):
+    """The look at the store used to end where it was refused, and the state lacked the rest."""
+    ids = [run.add("a", [1.0], time=[0.0]).id for _ in range(5)]
+    inside, leave = threading.Event(), threading.Event()
+
+    def now():
+        inside.set()
+        assert leave.wait(PATIENCE)
+        return 739000.0
+
+    vormel.functions["now"] = now
+    program = threading.Thread(target=lambda: store.new_run("Tuesday"))
+    program.start()
+    assert inside.wait(PATIENCE)
+    threading.Timer(0.2, leave.set).start()
+    assert list(window.signals()) == ids
+    program.join()
+
+
 def test_store_that_stays_busy_is_told(store, view, window, speed, monkeypatch):
     monkeypatch.setattr("kvr._view.worker._PATIENCE", 0.1)
     answers = []

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import asyncio
 import time
-from collections.abc import Callable, Iterator
+from collections.abc import Callable
 from contextlib import suppress
 from functools import partial
 from typing import Any, TypeVar
@@ -20,7 +20,7 @@ from kvr._view.comparison import LiveComparison, Made, Plan
 from kvr._view.curves import Curve, Curves, Name, Window, reading
 from kvr._view.events import Events
 from kvr._view.files import ShownFile, states_of
-from kvr._view.mirror import Changes, Mirror
+from kvr._view.mirror import Changes, Look, Mirror
 from kvr._view.pairs import PairCurves
 from kvr._view.problems import Problem, problem_of
 from kvr._view.state import patch_of, state_json
@@ -91,8 +91,8 @@ class Inspection:
     async def _look(self) -> None:
         """Look at all of the store, a slice at a time: other jobs come in between."""
         async with self._looking:
-            steps = self._mirror.look()
-            while await self._worker.run(partial(_advance, steps)):
+            look = self._mirror.look()
+            while await self._worker.run(partial(_advance, look)):
                 pass
             await self._do(lambda: None)
 
@@ -253,10 +253,10 @@ class Inspection:
         self._worker.close()
 
 
-def _advance(steps: Iterator[None]) -> bool:
+def _advance(look: Look) -> bool:
     """Take steps for the time of a slice; False at the end."""
     end = time.monotonic() + _SLICE
-    for _ in steps:
+    while look.step():
         if time.monotonic() > end:
             return True
     return False

@@ -7,7 +7,6 @@ asked for, at what it changed itself after each change, and again and again whil
 
 from __future__ import annotations
 
-from collections.abc import Iterator
 from typing import Any, NamedTuple, TypeVar
 
 import numpy as np
@@ -113,13 +112,13 @@ class Mirror:
 
     # ---- Looking ----
 
-    def look(self) -> Iterator[None]:
-        """Look at all of the store, a step a signal; between two steps it may change."""
-        self.look_at_runs()
-        yield
-        for number in list(self._order):
-            self._look_at(number)
-            yield
+    def look(self) -> Look:
+        """A look at all of the store, to be taken in steps."""
+        return Look(self)
+
+    def order(self) -> list[int]:
+        """The ids of all signals, run by run, as of the last look at the runs."""
+        return list(self._order)
 
     def look_at(self, signals: list[int] | tuple[int, ...]) -> None:
         """Look at these signals, whose runs did not change."""
@@ -269,6 +268,29 @@ class Mirror:
         found = Run(self._present(), number)
         found._repository()
         return found
+
+
+class Look:
+    """A look at all of the store, a step a signal; between two steps the store may change.
+
+    A step that fails, because the store is busy, can be taken again.
+    """
+
+    def __init__(self, mirror: Mirror) -> None:
+        self._mirror = mirror
+        self._rest: list[int] | None = None  # the next one last; None before the runs
+
+    def step(self) -> bool:
+        """Look at the next; False if there was none left."""
+        if self._rest is None:
+            self._mirror.look_at_runs()
+            self._rest = self._mirror.order()[::-1]
+            return True
+        if not self._rest:
+            return False
+        self._mirror.look_at(self._rest[-1:])
+        self._rest.pop()
+        return True
 
 
 def _same(read: Settings, known: Settings | None) -> Settings:
