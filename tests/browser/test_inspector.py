@@ -321,6 +321,25 @@ def test_the_cursor_steps_from_sample_to_sample_by_keyboard(inspector: Inspector
     page.wait(lambda: sample() == begin + 1, f"sample {begin + 1}, not {sample()}")
 
 
+def test_samples_of_a_store_that_was_filled_anew_are_fetched_again(
+    inspector: Inspector, store: kvr.Store
+) -> None:
+    page = inspector.page
+    inspector.tick("speed", "Monday")
+    mouse = page.mouse(inspector.area())
+    mouse.move(0.01)
+    page.wait(lambda: page.texts(".legend-value")[0].startswith("20."), "a sample")
+    page.wait(lambda: [one for one in page.requests() if "/api/curves" in one], "a request")
+    store.clear()
+    other = store.new_run("Monday").add(
+        "speed", 7 * np.ones(3), [0.0, 30.0, 60.0], path="car/speed"
+    )
+    other.visible = True
+    page.wait(lambda: [one for one in page.requests() if "/api/curves" in one], "a request")
+    mouse.move(0.5)
+    page.wait(lambda: page.texts(".legend-value") == ["7"], "the new samples")
+
+
 # ---- A signal's details ----
 
 

@@ -104,10 +104,50 @@ def test_the_pair_shows_both_sides_the_band_and_the_difference(inspector: Inspec
     compared(inspector)
     page.wait(lambda: len(page.all(".pair .plot")) == 2, "the plots of the pair")
     page.mouse(page.all(".pair .u-over")[0]).move(0.5)
+<<<<<<< HEAD
     page.wait(lambda: page.texts(".pair .at-cursor.value")[0], "values at the cursor")
     texts = page.texts(".pair .at-cursor.value")[:3]
     baseline, other, difference = map(float, texts)
     assert difference == abs(other - baseline)
+=======
+
+    def value(name: str) -> str:
+        return page.texts(f".readings [data-reading={name}] .value")[0]
+
+    page.wait(lambda: value("difference"), "values at the cursor")
+    sides = float(value("baseline")), float(value("other"))
+    assert float(value("difference")) == abs(sides[1] - sides[0])
+
+
+def test_the_view_of_a_comparison_opens_with_it(page: Page, store: kvr.Store) -> None:
+    with kvr.compare(*store.runs).view(browser=False) as view:
+        page.open(view.url)
+        page.wait(lambda: statuses(page).get("speed") == "out", "the table of pairs")
+        assert page.one("main.comparison").is_displayed()
+        page.open("about:blank")
+
+
+def test_runs_are_compared_and_copied_by_keyboard_alone(
+    inspector: Inspector, store: kvr.Store
+) -> None:
+    page = inspector.page
+
+    def tab_to(text: str) -> None:
+        for _ in range(60):
+            if page.run("return document.activeElement.textContent") == text:
+                return
+            page.press(Keys.TAB)
+        raise AssertionError(f"no key leads to {text}")
+
+    page.press("l", Keys.HOME, Keys.ENTER, Keys.ESCAPE, "d")
+    tab_to("Copy")
+    page.press(Keys.ENTER)
+    inspector.sees(lambda: len(store.runs) == 3, "the copy")
+    page.press("c")
+    tab_to("Compare")
+    page.press(Keys.ENTER)
+    inspector.sees(lambda: statuses(page).get("speed") == "out", "the table of pairs")
+>>>>>>> caf925a28a
 
 
 def test_a_run_is_compared_from_its_details(inspector: Inspector) -> None:

@@ -58,7 +58,11 @@ export class PlotPane {
     const drop = button("+ Plot", "tool add-plot", "Add a plot for the next signals that are ticked (a)", () => this.add());
     this.tools = element("div", "plot-tools", {}, drop, button("All of the time", "tool", "Show all of the time (0)", () => this.setWindow(null)));
     this.element = element("section", "plot-pane", { "aria-label": "Plots", tabindex: -1 }, this.notes, this.nothing, this.plots.element, this.table.element);
-    session.view.watch((view) => view !== null && this.viewed(view));
+    session.view.watch((view, before) => {
+      // Loaded anew: ids may be those of other signals, where the store was filled again.
+      if (view?.signals.id !== before?.signals.id) this.feed.forget();
+      if (view !== null) this.viewed(view);
+    });
     session.chosen.watch(() => this.redraw());
     this.layout.watch(() => {
       drop.setAttribute("data-plot", String(this.layout.get().plots.length));

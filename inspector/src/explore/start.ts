@@ -57,6 +57,12 @@ export function startInspector(root: HTMLElement): void {
     comparing.element.hidden = now !== "comparison";
   });
   session.chosen.watch((chosen) => explore.classList.toggle("with-details", chosen !== null));
+  // A window that asks for nothing else begins with the comparison that it was opened for.
+  const isPlain = Object.keys(address.fields.get()).length === 0;
+  const end = session.compared.watch(({ comparison }) => {
+    end();
+    if (isPlain && comparison !== null) mode.set("comparison");
+  });
   followAddress(address, { session, mode, plots, signals });
   session.start();
 }
