@@ -162,19 +162,11 @@ class Inspector:
         return [text for text in self.page.texts(".field-refusal") if text]
 
     def press_button(self, text: str, within: str = "body") -> None:
-<<<<<<< HEAD
-        found = [
-            one
-            for one in self.page.all(f"{within} button")
-            if one.text == text and one.is_displayed()
-        ]
-=======
         script = (
             "return [...document.querySelectorAll(arguments[0] + ' button')].filter((one) =>"
             " one.textContent === arguments[1] && one.getClientRects().length > 0)"
         )
         found = self.page.run(script, within, text)
->>>>>>> caf925a28a
         assert len(found) == 1, f"{len(found)} buttons are {text}"
         found[0].click()
         self.page.settle()

@@ -104,12 +104,6 @@ def test_the_pair_shows_both_sides_the_band_and_the_difference(inspector: Inspec
     compared(inspector)
     page.wait(lambda: len(page.all(".pair .plot")) == 2, "the plots of the pair")
     page.mouse(page.all(".pair .u-over")[0]).move(0.5)
-<<<<<<< HEAD
-    page.wait(lambda: page.texts(".pair .at-cursor.value")[0], "values at the cursor")
-    texts = page.texts(".pair .at-cursor.value")[:3]
-    baseline, other, difference = map(float, texts)
-    assert difference == abs(other - baseline)
-=======
 
     def value(name: str) -> str:
         return page.texts(f".readings [data-reading={name}] .value")[0]
@@ -147,7 +141,6 @@ def test_runs_are_compared_and_copied_by_keyboard_alone(
     tab_to("Compare")
     page.press(Keys.ENTER)
     inspector.sees(lambda: statuses(page).get("speed") == "out", "the table of pairs")
->>>>>>> caf925a28a
 
 
 def test_a_run_is_compared_from_its_details(inspector: Inspector) -> None:
