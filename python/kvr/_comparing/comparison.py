@@ -211,7 +211,8 @@ class Comparison(Sequence[Verdict]):
         >>> run = kvr.Store().new_run("Monday")
         >>> _ = run.add("speed", [4.5, 7.0], time=[0.0, 0.1])
         >>> comparison = kvr.compare(run, run.copy())
-        >>> comparison.to_html("speed.html")
+        >>> import pathlib, tempfile
+        >>> comparison.to_html(pathlib.Path(tempfile.mkdtemp(), "speed.html"))
         """
         from kvr._comparing.report import report_of
         from kvr._base.writing import write_bytes
