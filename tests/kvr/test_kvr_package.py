@@ -65,8 +65,9 @@ class EmptyStoreFirst(doctest.DocTestRunner):
 
 
 @pytest.mark.parametrize("name", ["kvr", *(name for name in MODULES if "__main__" not in name)])
-def test_examples_print_what_they_say(name):
+def test_examples_print_what_they_say(name, tmp_path, monkeypatch):
     module = importlib.import_module(name)
+    monkeypatch.chdir(tmp_path)  # some write files
     runner = EmptyStoreFirst()
     for example in doctest.DocTestFinder().find(module, globs={"kvr": kvr}):
         runner.run(example)

@@ -572,6 +572,17 @@ def test_run_is_exported_as_csv(run, speed, window):
     assert answer.headers["content-disposition"] == 'attachment; filename="Monday.csv"'
 
 
+def test_comparison_is_exported_as_a_report(window, pair):
+    assert window.ask("GET", "/api/report.html").status == 404
+    compare(window, pair)
+    answer = window.ask("GET", "/api/report.html")
+    assert answer.status == 200, answer.data
+    assert answer.headers["content-disposition"] == 'attachment; filename="report.html"'
+    assert answer.headers["content-type"] == "text/html; charset=utf-8"
+    assert answer.data.startswith(b"<!doctype html>")
+    assert b"connect-src 'none'" in answer.data
+
+
 def test_what_a_format_cannot_hold_is_told_without_the_servers_folders(run, window):
     pytest.importorskip("pandas")
     run.add("a", [1j], time=[0.0])
