@@ -171,3 +171,30 @@ def test_the_workers_end_with_a_killed_parent(tmp_path):
     while any(os.path.exists(f"/proc/{pid}") for pid in children):
         assert time.monotonic() < deadline, "workers outlive their parent"
         time.sleep(0.05)
+
+
+def test_a_worker_that_has_started_before_may_fail_to_start_many_times(pairs, tmp_path):
+    """Its first one dies at its first pair; then ten die before they take work."""
+    script = tmp_path / "main.py"
+    script.write_text(
+        "import os, pathlib, sys\n"
+        "if __name__ == '__mp_main__':  # in the workers\n"
+        "    mark = pathlib.Path(sys.argv[1])\n"
+        "    starts = mark.read_text() if mark.exists() else ''\n"
+        "    mark.write_text(starts + '.')\n"
+        "    if 1 <= len(starts) <= 10:\n"
+        "        os._exit(9)\n"
+        "    if not starts:\n"
+        "        import kvr._campaign.work as work\n"
+        "        work._compared = lambda job: os._exit(9)\n"
+        "import kvr, json\n"
+        "if __name__ == '__main__':\n"
+        "    found = list(kvr.campaign(json.loads(sys.argv[2]), jobs=1))\n"
+        "    print(len(found), [result.error for result in found if result.error])\n"
+    )
+    output = subprocess.run(
+        [sys.executable, script, tmp_path / "mark", json.dumps(pairs[:3])],
+        capture_output=True, text=True,
+    )  # fmt: skip
+    assert len((tmp_path / "mark").read_text()) == 12, output.stderr
+    assert output.stdout == "3 []\n", output.stderr

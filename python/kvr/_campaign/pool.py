@@ -18,6 +18,7 @@ from kvr._campaign.schedule import RETRIES, Batch, Ended, WorkerDied
 from kvr._campaign.work import Outcome, run_batch
 
 _T = TypeVar("_T")
+_FALSE_STARTS = 100  # one after the other, of a worker that has started before
 _AHEAD = 2  # batches a worker has, so that it need not wait for the next
 
 
@@ -55,6 +56,7 @@ class _Seat:
         self._executor: ProcessPoolExecutor | None = None
         self._pid: Future[int] = Future()  # known once the worker has started
         self._false_starts = 0  # one after the other
+        self._most_false_starts = RETRIES
         self._batches: deque[tuple[Batch, str, Future[list[Outcome]]]] = deque()
 
     def room(self) -> bool:
@@ -105,10 +107,11 @@ class _Seat:
 
     def _has_started(self) -> bool:
         if self._pid.exception() is None:
-            self._false_starts = 0
+            # It can start here; from now on, only something that goes on killing it prevents that.
+            self._false_starts, self._most_false_starts = 0, _FALSE_STARTS
             return True
         self._false_starts += 1
-        if self._false_starts > RETRIES:
+        if self._false_starts > self._most_false_starts:
             raise RuntimeError(
                 "the worker processes cannot start; a script must call kvr.campaign under "
                 'if __name__ == "__main__"'
