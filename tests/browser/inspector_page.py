@@ -27,20 +27,12 @@ def fill(store: kvr.Store) -> tuple[kvr.Run, kvr.Run]:
     for run, gain in zip(runs, (1.0, 1.02)):
         speed = 20 + 5 * np.sin(TIMES / 5)
         torque = 120 + 40 * np.sin(TIMES / 3 + 1)
-        run.add(
-            "speed", speed * gain, TIMES, path="car/speed", unit="m/s", source="ecu", model="car"
-        )
-        run.add(
-            "torque", torque * gain, TIMES, path="car/torque", unit="Nm", source="ecu", model="car"
-        )
-        run.add(
-            "gear", np.arange(COUNT) // 1200, TIMES, path="car/gear", source="can", model="gearbox"
-        )
+        run.add("speed", speed * gain, TIMES, path="car/speed", unit="m/s", source="ecu", model="car")
+        run.add("torque", torque * gain, TIMES, path="car/torque", unit="Nm", source="ecu", model="car")
+        run.add("gear", np.arange(COUNT) // 1200, TIMES, path="car/gear", source="can", model="gearbox")
         place = np.stack([TIMES * gain, -TIMES], axis=1)
         run.add("place", place, TIMES, path="car/place", unit="m", source="gps", model="car")
-        run.add(
-            "note", np.array(["go", "stop"]), [0.0, 60.0], path="log", source="log", model="log"
-        )
+        run.add("note", np.array(["go", "stop"]), [0.0, 60.0], path="log", source="log", model="log")
     return runs
 
 
@@ -162,11 +154,7 @@ class Inspector:
         return [text for text in self.page.texts(".field-refusal") if text]
 
     def press_button(self, text: str, within: str = "body") -> None:
-        found = [
-            one
-            for one in self.page.all(f"{within} button")
-            if one.text == text and one.is_displayed()
-        ]
+        found = [one for one in self.page.all(f"{within} button") if one.text == text and one.is_displayed()]
         assert len(found) == 1, f"{len(found)} buttons are {text}"
         found[0].click()
         self.page.settle()
@@ -232,9 +220,7 @@ class Wire:
                 there = socket.create_connection(("127.0.0.1", self.behind))
                 self._open += [here, there]
                 for source, target in ((here, there), (there, here)):
-                    threading.Thread(
-                        target=self._pass_on, args=(source, target), daemon=True
-                    ).start()
+                    threading.Thread(target=self._pass_on, args=(source, target), daemon=True).start()
 
     def _pass_on(self, source: socket.socket, target: socket.socket) -> None:
         """Pass on what comes; the server hears of its own port, and no other."""

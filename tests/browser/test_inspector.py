@@ -132,9 +132,7 @@ def test_signals_of_one_unit_share_a_plot(inspector: Inspector) -> None:
     for run in ("Monday", "Tuesday"):
         inspector.tick("speed", run)
         inspector.tick("torque", run)
-    inspector.sees(
-        lambda: inspector.plots() == [["speed", "speed"], ["torque", "torque"]], "two plots"
-    )
+    inspector.sees(lambda: inspector.plots() == [["speed", "speed"], ["torque", "torque"]], "two plots")
 
 
 def test_a_plot_is_added_for_the_next_signal_by_mouse_and_by_keyboard(inspector: Inspector) -> None:
@@ -143,9 +141,7 @@ def test_a_plot_is_added_for_the_next_signal_by_mouse_and_by_keyboard(inspector:
     inspector.press_button("+ Plot")
     page.wait(lambda: inspector.fields().get("plots") == "1~", "the address to tell of the plot")
     inspector.tick("speed", "Tuesday")
-    inspector.sees(
-        lambda: inspector.plots() == [["speed"], ["speed"]], "the signal in the new plot"
-    )
+    inspector.sees(lambda: inspector.plots() == [["speed"], ["speed"]], "the signal in the new plot")
     focus_list(page)
     page.press("torq", " ")  # of Tuesday: the row after the active one
     inspector.sees(lambda: len(inspector.plots()) == 3, "a plot of its own unit")
@@ -163,9 +159,7 @@ def test_a_signal_moves_to_another_plot_by_keyboard(inspector: Inspector) -> Non
     up.perform()
     page.settle()
     assert inspector.plots() == [["speed", "torque"]]
-    down = (
-        ActionChains(page.driver).key_down(Keys.SHIFT).send_keys(Keys.ARROW_DOWN).key_up(Keys.SHIFT)
-    )
+    down = ActionChains(page.driver).key_down(Keys.SHIFT).send_keys(Keys.ARROW_DOWN).key_up(Keys.SHIFT)
     down.perform()  # the focus went with the signal
     page.settle()
     assert inspector.plots() == [["speed"], ["torque"]]
@@ -294,12 +288,7 @@ def test_two_cursors_show_the_change_between_their_samples(
     assert TIMES[[first, last]] == pytest.approx([15, 45], abs=0.2)
     assert float(change) == pytest.approx(speed[last] - speed[first], rel=1e-8)
     assert int(samples) == last - first
-    assert row("3") == [
-        str(first // 1200),
-        str(last // 1200),
-        str(last // 1200 - first // 1200),
-        samples,
-    ]
+    assert row("3") == [str(first // 1200), str(last // 1200), str(last // 1200 - first // 1200), samples]
 
 
 def test_the_cursor_steps_from_sample_to_sample_by_keyboard(inspector: Inspector) -> None:
@@ -331,16 +320,12 @@ def test_colour_dash_and_visibility_are_changed_in_place(
     speed = store.runs["Monday"]["speed"]
     inspector.choose("speed", "Monday")
     page.all(".palette-color")[2].click()
-    inspector.sees(
-        lambda: speed.color == pytest.approx((0x1A / 255, 0x8A / 255, 0x4A / 255)), "the colour"
-    )
+    inspector.sees(lambda: speed.color == pytest.approx((0x1A / 255, 0x8A / 255, 0x4A / 255)), "the colour")
     page.run(
         "arguments[0].value = '#123456'; arguments[0].dispatchEvent(new Event('change'))",
         page.one("input[type=color]"),
     )
-    inspector.sees(
-        lambda: speed.color == pytest.approx((0x12 / 255, 0x34 / 255, 0x56 / 255)), "the colour"
-    )
+    inspector.sees(lambda: speed.color == pytest.approx((0x12 / 255, 0x34 / 255, 0x56 / 255)), "the colour")
     inspector.pick("line", "Look", "dash-dotted")
     inspector.sees(lambda: speed.dash == "-.", "the dashes")
     inspector.switch("Look").send_keys(" ")
@@ -354,23 +339,15 @@ def test_a_tolerance_of_two_amounts_is_changed_in_place_and_inherited_again(
     store.runs["Monday"].tolerance = kvr.Tolerance(absolute=0.5)
     focus_list(inspector.page)
     inspector.page.press("sp", Keys.ENTER, "d")
-    inspector.sees(
-        lambda: inspector.field("absolute", "Tolerance").get_attribute("value") == "0.5",
-        "the run's",
-    )
+    inspector.sees(lambda: inspector.field("absolute", "Tolerance").get_attribute("value") == "0.5", "the run's")
     assert not inspector.switch("Tolerance").is_selected()
     inspector.enter("relative", "Tolerance", "0.01")
-    inspector.sees(
-        lambda: speed.tolerance == kvr.Tolerance(absolute=0.5, relative=0.01), "the tolerance"
-    )
+    inspector.sees(lambda: speed.tolerance == kvr.Tolerance(absolute=0.5, relative=0.01), "the tolerance")
     assert not speed.tolerance.inherited
     inspector.sees(lambda: inspector.switch("Tolerance").is_selected(), "its own tolerance")
     inspector.switch("Tolerance").click()
     inspector.sees(lambda: speed.tolerance.inherited, "the run's tolerance")
-    inspector.sees(
-        lambda: inspector.field("relative", "Tolerance").get_attribute("value") == "0",
-        "the run's amount",
-    )
+    inspector.sees(lambda: inspector.field("relative", "Tolerance").get_attribute("value") == "0", "the run's amount")
 
 
 def test_a_tolerance_with_a_window_has_all_its_fields(
@@ -380,13 +357,7 @@ def test_a_tolerance_with_a_window_has_all_its_fields(
     inspector.choose("torque", "Monday")
     inspector.pick("allowed by", "Tolerance", "a window")
     inspector.sees(lambda: torque.tolerance.type == 1, "the window")
-    texts = {
-        "from": "10",
-        "to": "1e1",
-        "step": "2",
-        "absolute at first": "0.5",
-        "relative at first": "0.25",
-    }
+    texts = {"from": "10", "to": "1e1", "step": "2", "absolute at first": "0.5", "relative at first": "0.25"}
     for label, text in texts.items():
         inspector.enter(label, "Tolerance", text)
     fields = inspector.page.all("section[aria-label='Tolerance'] .field:not([hidden]) input.entry")
@@ -408,9 +379,7 @@ def test_a_tolerance_and_a_synchronisation_may_be_functions(
     inspector.sees(lambda: speed.tolerance == kvr.Tolerance.function("wide"), "the function")
     inspector.pick("compared at", "Synchronisation", "a function")
     inspector.enter("name", "Synchronisation", "grid")
-    inspector.sees(
-        lambda: (speed.sync.type, speed.sync.function_name) == (1, "grid"), "the function"
-    )
+    inspector.sees(lambda: (speed.sync.type, speed.sync.function_name) == (1, "grid"), "the function")
 
 
 def test_synchronisation_options_are_changed_in_place_and_inherited_again(
@@ -481,16 +450,8 @@ def test_a_run_is_copied(inspector: Inspector, store: kvr.Store) -> None:
     inspector.choose("Monday")
     inspector.press_button("Copy")
     inspector.sees(lambda: len(store.runs) == 3, "the copy")
-    assert [signal.label for signal in store.runs[2].signals] == [
-        "speed",
-        "torque",
-        "gear",
-        "place",
-        "note",
-    ]
-    inspector.sees(
-        lambda: inspector.fields().get("chosen") == f"r{store.runs[2].id}", "the copy to be chosen"
-    )
+    assert [signal.label for signal in store.runs[2].signals] == ["speed", "torque", "gear", "place", "note"]
+    inspector.sees(lambda: inspector.fields().get("chosen") == f"r{store.runs[2].id}", "the copy to be chosen")
 
 
 def test_a_run_is_removed_after_a_question(inspector: Inspector, store: kvr.Store) -> None:

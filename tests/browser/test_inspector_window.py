@@ -104,9 +104,7 @@ def test_the_pair_shows_both_sides_the_band_and_the_difference(inspector: Inspec
     compared(inspector)
     page.wait(lambda: len(page.all(".pair .plot")) == 2, "the plots of the pair")
     page.mouse(page.all(".pair .u-over")[0]).move(0.5)
-    page.wait(
-        lambda: page.texts(".readings tbody tr:first-child .value")[0], "values at the cursor"
-    )
+    page.wait(lambda: page.texts(".readings tbody tr:first-child .value")[0], "values at the cursor")
     texts = page.texts(".readings tbody tr:first-child .value")[:3]
     baseline, other, difference = map(float, texts)
     assert difference == abs(other - baseline)
@@ -261,17 +259,13 @@ def test_a_comparison_of_one_window_is_that_of_the_other(
     inspector.choose("speed", "Monday")
     inspector.enter("relative", "Tolerance", "0.03")
     page.driver.switch_to.window(other)
-    inspector.sees(
-        lambda: statuses(page).get("speed") == "within", "the verdict of the new tolerance"
-    )
+    inspector.sees(lambda: statuses(page).get("speed") == "within", "the verdict of the new tolerance")
 
 
 # ---- The server ----
 
 
-def test_a_server_that_is_gone_is_said_and_what_is_shown_stays(
-    page: Page, store: kvr.Store
-) -> None:
+def test_a_server_that_is_gone_is_said_and_what_is_shown_stays(page: Page, store: kvr.Store) -> None:
     inspector = Inspector(page)
     with store.view(browser=False) as view:
         inspector.open(view.url)
@@ -422,10 +416,7 @@ def test_nothing_is_cut_off_from_900_pixels_on(inspector: Inspector, size: tuple
     page.settle()
     assert page.run("return document.documentElement.scrollWidth <= innerWidth")
     assert page.run("return document.documentElement.scrollHeight <= innerHeight")
-    widths = [
-        one.size["width"]
-        for one in (*page.all(".signals"), inspector.area(), *page.all(".details-pane"))
-    ]
+    widths = [one.size["width"] for one in (*page.all(".signals"), inspector.area(), *page.all(".details-pane"))]
     assert all(width >= 190 for width in widths), widths
 
 
