@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
@@ -24,7 +25,6 @@ namespace {
 
 using namespace recording;
 using ::testing::ElementsAre;
-using ::testing::StartsWith;
 namespace fs = std::filesystem;
 
 std::vector<std::string> namesIn(const fs::path& folder) {

@@ -18,6 +18,7 @@ namespace {
 using namespace recording;
 namespace fs = std::filesystem;
 
+constexpr std::uint64_t pages = std::uint64_t{6} * 65536;  // the tables of a large file are deeper
 constexpr std::uint64_t mebibyte = std::uint64_t{1} << 20;
 
 // Bytes that this process has read, from wherever.
@@ -81,7 +82,7 @@ Cost costOf(const std::string& path, std::int64_t signals) {
   cost.ofReading = bytesRead() - second;
   cost.ofOpening = second - first;
   cost.bytes = signal.bytes;
-  EXPECT_EQ(values.front(), static_cast<double>(signals / 2));
+  EXPECT_EQ(values.front(), static_cast<double>(signal.id));
   EXPECT_EQ(values.back(), static_cast<double>(values.size() - 1));
   return cost;
 }
@@ -93,7 +94,6 @@ TEST(SizesTest, OpeningAndReadingCostTheSameInSmallAndLargeFiles) {
   write(directory.file("large.kvr"), 500, samples);
   const Cost small = costOf(directory.file("small.kvr"), 50);
   const Cost large = costOf(directory.file("large.kvr"), 500);
-  constexpr std::uint64_t pages = 6 * 65536;  // the tables are a level deeper
   EXPECT_GT(small.ofOpening, 0U);
   EXPECT_LE(large.ofOpening, small.ofOpening + pages);
   EXPECT_LE(large.ofOpening, 10 * 65536U);
@@ -135,8 +135,8 @@ TEST(SizesTest, TenGigabytesAreReadAsTenMegabytesAre) {
   EXPECT_GT(fs::file_size(path), 10'000'000'000U);
   const Cost small = costOf(directory.file("small.kvr"), 2);
   const Cost large = costOf(path, signals);
-  EXPECT_LE(large.ofOpening, small.ofOpening + 6 * 65536);
-  EXPECT_LE(large.ofReading, small.ofReading + 6 * 65536);
+  EXPECT_LE(large.ofOpening, small.ofOpening + pages);
+  EXPECT_LE(large.ofReading, small.ofReading + pages);
   EXPECT_LT(peakMemoryOf([&] { costOf(path, signals); }), 20U);
   fs::remove(path);
 }
