@@ -86,7 +86,7 @@ def _parser(name: str | None) -> argparse.ArgumentParser:
     """The parser; of the commands only the named one gets its arguments."""
     parser = _Parser(
         prog="kvr",
-        description="Runs and signals in files: list, show, compare, convert and verify them.",
+        description="Runs and signals in files: list, show, compare, convert, verify and view them.",
         epilog=_EPILOG,
         formatter_class=argparse.RawDescriptionHelpFormatter,
         allow_abbrev=False,
