@@ -11,7 +11,7 @@ from typing import Any
 import kvr
 import numpy as np
 import pytest
-from conftest import Page
+from browser_page import Page
 from selenium.webdriver.common.keys import Keys
 
 SAMPLES = 20_000
