@@ -64,23 +64,23 @@ void Intersection::match(InstantBlock& block, const Cursor& f, const Cursor& g) 
     return;
   }
   double* const instants = block.ownTimes.data();
-  std::size_t* const samplesF = block.baseline.left.data();
-  std::size_t* const samplesG = block.other.left.data();
+  std::uint32_t* const samplesF = block.baseline.passed.data();
+  std::uint32_t* const samplesG = block.other.passed.data();
   const std::size_t passed = passSamples(g, timesF, reached, UpTo::kBefore, samplesG);
   const std::size_t end = g.position + leftOf(j_, inG_);
   std::size_t count = 0;
   for (std::size_t k = 0; k < reached; ++k) {
-    const std::size_t partner = samplesG[k];  // in the window
+    const std::uint32_t partner = samplesG[k];  // in the window
     instants[count] = timesF[k];
-    samplesF[count] = i_ + k;
-    samplesG[count] = g.base + partner;
+    samplesF[count] = static_cast<std::uint32_t>(f.position + k + 1);
+    samplesG[count] = partner + 1;
     count += partner < end && g.window[partner] == timesF[k] ? 1 : 0;
   }
   block.count = count;
   block.times = instants;
   // Every instant is a sample of both sides: nothing is interpolated.
-  block.baseline.isRun = block.other.isRun = false;
-  block.baseline.isHeld = block.other.isHeld = true;
+  block.baseline.lieIn(f, true, count);
+  block.other.lieIn(g, true, count);
   i_ += reached;
   j_ += passed;
 }

@@ -12,9 +12,10 @@ std::size_t leftOf(std::size_t passed, SampleRange range) {
 
 Cursor cursorAt(Times& times, std::size_t passed, std::size_t steps, bool& isStrict) {
   const std::size_t before = passed > 0 ? 1 : 0;
-  const TimeWindow window = times.window(passed - before, before + steps + 2);
+  const std::size_t length = before + steps + 2 + kLookAhead;
+  const TimeWindow window = times.window(passed - before, length);
   isStrict = isStrict && window.isStrict;
-  return {passed - before, window.times, before};
+  return {passed - before, window.times, length, before};
 }
 
 namespace {
@@ -61,7 +62,7 @@ namespace {
 
 // Each time waits for the one before, so that four stretches of them are walked side by side.
 template <class IsPassed>
-std::size_t pass(const Cursor& side, const double* times, std::size_t count, std::size_t* passed,
+std::size_t pass(const Cursor& side, const double* times, std::size_t count, std::uint32_t* passed,
                  const IsPassed& isPassed) {
   constexpr std::size_t kStretches = 4;
   const double* const samples = side.ahead();
@@ -81,7 +82,7 @@ std::size_t pass(const Cursor& side, const double* times, std::size_t count, std
     sample += isPassed(samples[sample], times[k]) ? 1 : 0;
     while (sample < kBlock && isPassed(samples[sample], times[k])) ++sample;
     sample = std::min(sample, kBlock);
-    passed[k] = side.position + sample;
+    passed[k] = static_cast<std::uint32_t>(side.position + sample);
   };
   for (std::size_t k = 0; k < length; ++k) {
     for (std::size_t s = 0; s < kStretches; ++s) step(s * length + k, p[s]);
@@ -94,7 +95,7 @@ std::size_t pass(const Cursor& side, const double* times, std::size_t count, std
 }  // namespace
 
 std::size_t passSamples(const Cursor& side, const double* times, std::size_t count, UpTo upTo,
-                        std::size_t* passed) {
+                        std::uint32_t* passed) {
   if (upTo == UpTo::kAt)
     return pass(side, times, count, passed, [](double sample, double t) { return sample <= t; });
   return pass(side, times, count, passed, [](double sample, double t) { return sample < t; });
@@ -106,32 +107,12 @@ bool pairUp(InstantBlock& block, const TwoSides& sides, std::size_t& i, std::siz
   if (count == 0 || !sides.baseline.sharesRun(i, count, sides.other, j)) return false;
   block.count = count;
   block.times = sides.baseline.data() + i;
-  block.baseline.isRun = block.other.isRun = true;
+  block.baseline.form = block.other.form = Places::Form::kRun;
   block.baseline.firstOfRun = i;
   block.other.firstOfRun = j;
   i += count;
   j += count;
   return true;
-}
-
-void Placer::place(const InstantBlock& block, const Cursor& side, Places& places) {
-  places.isRun = false;
-  places.isHeld = !isLinear_;
-  const double* const times = block.times;
-  const double* const window = side.window;
-  std::size_t* const left = places.left.data();
-  if (places.isHeld) {
-    for (std::size_t k = 0; k < block.count; ++k) left[k] += side.base - 1;
-    return;
-  }
-  for (std::size_t k = 0; k < block.count; ++k) {
-    const std::size_t passed = left[k];
-    before_[k] = window[passed - 1];
-    after_[k] = window[passed];
-    places.right[k] = side.base + passed - (before_[k] == times[k] ? 1 : 0);
-    left[k] = side.base + passed - 1;
-  }
-  kernels().findWeights(times, before_.data(), after_.data(), block.count, places.weight.data());
 }
 
 }  // namespace kvr::compare

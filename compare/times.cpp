@@ -5,7 +5,6 @@
 #include <cstring>
 #include <limits>
 
-#include "compare/kernels.h"
 #include "compare/reason.h"
 
 namespace kvr::compare {
