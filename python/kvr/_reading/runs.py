@@ -5,7 +5,7 @@ from __future__ import annotations
 import os
 import re
 from abc import ABC, abstractmethod
-from collections.abc import Iterable, Iterator, Sequence
+from collections.abc import Callable, Iterable, Iterator, Sequence
 from datetime import datetime
 from typing import TYPE_CHECKING, Any, Generic, NamedTuple, TypeVar, overload
 
@@ -14,7 +14,7 @@ from kvr._base.errors import Ambiguous, NotFound
 from kvr._base.names import joined, near_misses, quoted
 from kvr._base.settings import Sync, Tolerance
 from kvr._reading import frames, plots
-from kvr._reading.signals import Facts, Series, Signal, SignalReader, matching
+from kvr._reading.signals import Everything, Facts, Series, Signal, SignalReader, matching
 
 if TYPE_CHECKING:
     import pandas  # type: ignore[import]
@@ -133,6 +133,10 @@ class RunReader(ABC, Generic[Signal]):
         Without `wants_settings` the settings of the looks are not asked for.
         """
         return Looks([Look(signal, signal._facts()) for signal in self.signals])
+
+    def _everything_of(self) -> Callable[[Signal], Everything]:
+        """A function that reads all of a signal of the run, for reading one after the other."""
+        return lambda signal: signal._everything()
 
     def __len__(self) -> int:
         return len(self.signals)

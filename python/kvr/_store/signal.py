@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import re
 from collections.abc import Sequence
+from functools import partial
 from typing import TYPE_CHECKING, Any
 
 import numpy as np
@@ -12,7 +13,7 @@ import vormel
 from kvr._base.errors import Gone, NoValues
 from kvr._base.names import quoted
 from kvr._base.settings import Sync, Tolerance
-from kvr._reading.signals import Color, Everything, Facts, Series, SignalReader
+from kvr._reading.signals import Color, Content, Everything, Facts, Series, SignalReader
 from kvr._store import host as _host
 from kvr._store.values import series_of
 
@@ -165,24 +166,24 @@ class Signal(SignalReader):
         self._repository().setMetaData(self._id, value)
 
     def _everything(self) -> Everything:
-        repository = self._repository()
+        return self._everything_in(self._repository())
+
+    def _everything_in(self, repository: Any) -> Everything:
         record = self._record(repository)
-        above = int(repository.getChildrenAndParent(self._id)[2])
+        above = int(record["ParentID"])
         tolerance = sync = None
         if not repository.isToleranceInherited(self._id):
             tolerance = Tolerance._from_store(repository.getTolerance(self._id))
         if not repository.isSyncOptionsInherited(self._id):
             sync = Sync._from_store(repository.getSyncOptions(self._id))
         return Everything(
-            _facts_of(record),
-            series_of(record),
             _metadata_of(record),
-            _color_of(record),
-            str(record["LineDashed"]),
             bool(repository.getVisibility(self._id)),
             tolerance,
             sync,
             Signal(self._host, above) if above and _exists(repository, above) else None,
+            partial(_content_of, record),
+            record,
         )
 
     # ---- How it is drawn ----
@@ -305,6 +306,11 @@ def _metadata_of(record: dict[str, Any]) -> Any:
     held = record["MetaData"]
     nothing = isinstance(held, np.ndarray) and held.size == 0 and held.dtype == float
     return None if nothing else held
+
+
+def _content_of(record: dict[str, Any]) -> Content:
+    dash = str(record["LineDashed"])
+    return Content(_facts_of(record), series_of(record), _color_of(record), dash)
 
 
 def _color_of(record: dict[str, Any]) -> Color:
