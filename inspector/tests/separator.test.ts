@@ -1,6 +1,6 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { nextWidth } from "../src/explore/separator";
+import { nextWidth } from "../src/report/separator";
 
 const LIMITS = { least: 190, most: 500 };
 const pressed = (key: string, width: number, isLeft = false, shiftKey = false): number | undefined =>

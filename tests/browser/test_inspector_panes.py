@@ -2,13 +2,15 @@
 
 from __future__ import annotations
 
+import kvr
 import pytest
-from inspector_page import Inspector
+from inspector_page import Inspector, compared, statuses
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
 SIGNALS = "[role=separator][aria-label='Width of the signals']"
 DETAILS = "[role=separator][aria-label='Width of the details']"
+PAIRS = "[role=separator][aria-label='Width of the table of pairs']"
 
 
 @pytest.fixture
@@ -103,3 +105,22 @@ def test_a_width_is_kept_when_the_page_is_loaded_again(panes: Inspector) -> None
     page.driver.refresh()
     page.wait(panes.rows, "the list of signals")
     assert width(panes, ".signals") == usual
+
+
+def test_the_table_of_a_comparison_is_as_wide_as_its_border_is_dragged(
+    inspector: Inspector, store: kvr.Store
+) -> None:
+    page = inspector.page
+    page.run("sessionStorage.clear()")
+    compared(inspector)
+    page.wait(lambda: page.all(".pair .plot"), "the plots of the pair")
+    table, plots = width(inspector, ".pairs"), page.all(".pair .u-over")[0].size["width"]
+    drag(inspector, PAIRS, 150)
+    assert width(inspector, ".pairs") == pytest.approx(table + 150, abs=1)
+    inspector.sees(
+        lambda: abs(page.all(".pair .u-over")[0].size["width"] - (plots - 150)) <= 8,
+        "the narrower plots",
+    )
+    store.runs["Monday"].tolerance = kvr.Tolerance(relative=0.03)
+    inspector.sees(lambda: statuses(page)["speed"] == "within", "the new verdicts")
+    assert width(inspector, ".pairs") == pytest.approx(table + 150, abs=1)
