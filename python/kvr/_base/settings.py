@@ -91,10 +91,15 @@ def _restore(cls: type[_Settings], fields: dict[str, Any], inherited: bool) -> A
 
 
 def _number(name: str, value: Any) -> float:
+    """The number as a double; a whole number beyond the largest double as infinity."""
     try:
+        if isinstance(value, (str, bytes, bytearray)):  # float() would read them
+            raise TypeError
         return float(value)
+    except OverflowError:
+        return math.inf if value > 0 else -math.inf
     except (TypeError, ValueError):
-        raise TypeError(f"{name} must be a number, not {value!r}") from None
+        raise TypeError(f"{name} must be a number, not {value!r:.80}") from None
 
 
 def _text(name: str, value: Any) -> str:

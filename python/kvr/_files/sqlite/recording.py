@@ -14,6 +14,7 @@ from kvr._base.dates import EPOCH
 from kvr._base.errors import FormatError
 from kvr._base.settings import INTERPOLATIONS, METHODS, Sync, Tolerance
 from kvr._files.recording import FileRun, FileRuns, FileSignal, Recording
+from kvr._reading.runs import require_place
 from kvr._reading.signals import Array, Color, Extent, Facts, Series, read_only
 
 _CHUNK = 256  # signals that are read at a time
@@ -92,6 +93,7 @@ class _Runs(_Lazy, FileRuns):
     def __getitem__(self, key: Any) -> Any:
         if isinstance(key, str):
             return FileRuns.__getitem__(self, key)
+        require_place(key, len(self), "the file")
         return _Lazy.__getitem__(self, key)
 
     @property
