@@ -15,12 +15,8 @@ from kvr._base.errors import Ambiguous, NotFound
 from kvr._base.names import joined, near_misses, quoted
 from kvr._base.settings import Sync, Tolerance
 from kvr._reading import frames, plots
-<<<<<<< HEAD
-from kvr._reading.signals import Everything, Facts, Series, Signal, SignalReader, matching
-=======
 from kvr._reading.adding import whole_number
-from kvr._reading.signals import Facts, Series, Signal, SignalReader, matching
->>>>>>> 98f43b3
+from kvr._reading.signals import Everything, Facts, Series, Signal, SignalReader, matching
 
 if TYPE_CHECKING:
     import pandas  # type: ignore[import]
