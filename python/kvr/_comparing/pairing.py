@@ -43,6 +43,8 @@ def fields_of(match: Match) -> tuple[str, ...]:
                 f"match must be {listed(MATCHES, 'or')}, or a tuple of fields, not {match!r}"
             )
         return MATCHES[match]
+    if not isinstance(match, Iterable):
+        raise TypeError(f"match must be a word or a tuple of fields, not {match!r:.80}")
     fields = tuple(match)
     unknown = [field for field in fields if field not in FIELDS]
     if unknown or not fields:
@@ -53,6 +55,8 @@ def fields_of(match: Match) -> tuple[str, ...]:
 
 def patterns_of(name: str, patterns: str | Iterable[str]) -> tuple[str, ...]:
     """One or several shell patterns as a tuple. Raises TypeError for what is no text."""
+    if not isinstance(patterns, Iterable):
+        raise TypeError(f"{name} takes shell patterns, not {patterns!r:.80}")
     found = (patterns,) if isinstance(patterns, str) else tuple(patterns)
     for pattern in found:
         if not isinstance(pattern, str):

@@ -43,6 +43,13 @@ def whole_number(name: str, value: Any) -> int:
     raise TypeError(f"{name} must be a whole number, not {value!r:.80}")
 
 
+def truth(name: str, value: Any) -> bool:
+    """Whether the value, a truth or a number, is true. Raises TypeError for texts and None."""
+    if not isinstance(value, (int, float, np.bool_, np.number)):  # bool("no") is True
+        raise TypeError(f"{name} must be True or False, not {value!r:.80}")
+    return bool(value)
+
+
 def fits_int32(number: int) -> bool:
     return int(_INT32.min) <= number <= int(_INT32.max)
 
@@ -68,7 +75,7 @@ def time_vector(time: Any) -> tuple[Array, bool]:
 
     Raises ValueError if they are no vector of real numbers or dates, NaN, or fall.
     """
-    times = _array_of("time", time)
+    times = array_of("time", time)
     require_unmasked("time", time)
     if times.ndim != 1:
         raise ValueError(f"time must be a vector, not of shape {times.shape}")
@@ -85,7 +92,7 @@ def time_vector(time: Any) -> tuple[Array, bool]:
     return times, False
 
 
-def _array_of(name: str, value: Any) -> Array:
+def array_of(name: str, value: Any) -> Array:
     """The value as an array. Raises ValueError for lists of unequal lengths."""
     try:
         return np.asarray(value)
@@ -191,7 +198,7 @@ def sample_array(values: Any, count: int) -> Array:
 
 
 def _from_list(values: Any) -> Array:
-    samples = _array_of("values", values)
+    samples = array_of("values", values)
     if samples.dtype.kind == "U":  # NumPy turns numbers among texts into texts
         return np.asarray(values, dtype=object)
     if samples.dtype.kind == "f" and samples.size and np.abs(samples).max() >= 1 << 63:

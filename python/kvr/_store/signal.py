@@ -220,9 +220,9 @@ class Signal(SignalReader):
 
     @visible.setter
     def visible(self, value: bool) -> None:
-        if not isinstance(value, (int, float, np.bool_, np.number)):  # bool("no") is True
-            raise TypeError(f"visible must be True or False, not {value!r:.80}")
-        self._repository().setVisibility(self._id, bool(value))
+        from kvr._reading.adding import truth
+
+        self._repository().setVisibility(self._id, truth("visible", value))
 
     # ---- How it is compared ----
 

@@ -104,12 +104,13 @@ class _Runs(_Lazy, FileRuns):
 class RecordingRun(FileRun):
     """A run of a recording file."""
 
-    __slots__ = ("_recording", "_number", "_row", "_tolerance", "_sync")
+    __slots__ = ("_recording", "_number", "_row", "_tolerance", "_sync", "_places")
 
     def __init__(self, recording: RecordingFile, number: int) -> None:
         self._recording = recording
         self._number = number
         self._row: dict[str, Any] | None = None
+        self._places: dict[str, list[int]] | None = None  # of the signals of each label
         self._tolerance: Tolerance | None = None
         self._sync: Sync | None = None
 
@@ -180,6 +181,13 @@ class RecordingRun(FileRun):
     @property
     def signals(self) -> Sequence[FileSignal]:
         return _Signals(self)
+
+    def _labelled(self, label: str) -> list[FileSignal]:
+        if self._places is None:
+            self._places = {}
+            for place, signal in enumerate(self.signals):
+                self._places.setdefault(signal.label, []).append(place)
+        return [self.signals[place] for place in self._places.get(label, ())]
 
     def __len__(self) -> int:
         count: int = self._fields()["signals"]
