@@ -119,6 +119,24 @@ TEST(ChangingTimes, of_the_last_sample_do_not_lead_behind_it) {
   }
 }
 
+// Times of the baseline stand twice, so that all are looked at one by one.
+TEST(ChangingTimes, to_NaN_do_not_keep_the_comparison_going) {
+  for (const Given& given : everyMethod()) {
+    for (const std::size_t place : {40U, 300U, 1000U}) {
+      for (int when = 1; when <= 8; ++when) {
+        FencedSeries baseline(1030, 1, 1, Against::kEnd);
+        FencedSeries other(1030, 1.25, 1, Against::kEnd);
+        for (std::size_t i = 1; i < 1030; i += 3) {
+          baseline.times.all()[i] = baseline.times.all()[i - 1];
+        }
+        compareWhile(baseline, other, given, [&, calls = 0]() mutable {
+          if (++calls == when) baseline.times.all()[place] = other.times.all()[place] = kNaN;
+        });
+      }
+    }
+  }
+}
+
 TEST(ChangingTimes, anywhere_and_to_anything_stay_within_the_arrays) {
   models::Random random(9);
   for (const Against side : {Against::kBegin, Against::kEnd}) {
