@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+from collections import Counter
 from collections.abc import Iterable, Iterator, Sequence
 from fnmatch import fnmatchcase
+from operator import itemgetter
 from typing import Any, NamedTuple, Optional, Union
 
 from kvr._base import text
@@ -21,7 +23,9 @@ _TEXTS = ("label", "path", "model", "source", "root_source", "time_source", "sid
 _FIELDS = (*_TEXTS, "port", "channel")
 
 
+_Key = tuple[Any, ...]
 Pair = tuple[Optional[int], Optional[int]]
+Couple = tuple[int, int]  # a pair of which both sides are there
 
 
 class Pairs(NamedTuple):
@@ -60,6 +64,82 @@ def patterns_of(name: str, patterns: str | Iterable[str]) -> tuple[str, ...]:
     return found
 
 
+class Pairing:
+    """Pairs two runs' signals while those of the other run are read. Those of the baseline are known.
+
+    Signals of equal keys are paired in their order. Raises ValueError for unknown words.
+    """
+
+    def __init__(
+        self,
+        baseline: Looks,
+        other: Looks,
+        match: Match,
+        only: Sequence[str],
+        ignore: Sequence[str],
+    ) -> None:
+        self.looks = baseline, other
+        self._fields = fields_of(match)
+        self._only, self._ignore = only, ignore
+        self._places, self._keys = self._wanted_keys(baseline, range(len(baseline)))
+        # Of those without a partner so far, the place at which each key stands.
+        self._open = dict(zip(self._keys, self._places))
+        self._again: dict[_Key, int] | None = None
+        if len(self._open) < len(self._keys):
+            self._again = {}
+            self._open = dict(zip(_numbered(self._keys, {}), self._places))
+        self._other_keys: list[_Key] = []
+        self._couples: list[Couple] = []
+        self._extras: list[int] = []
+
+    def couples(self) -> Iterator[Sequence[Couple]]:
+        """The pairs with both sides, as signals of the other run become known."""
+        for places in self.looks[1].arriving():
+            yield self._more(places)
+
+    def _more(self, arrived: range) -> list[Couple]:
+        places, keys = self._wanted_keys(self.looks[1], arrived)
+        self._other_keys += keys
+        if self._again is not None:
+            keys = list(_numbered(keys, self._again))
+        take = self._open.pop
+        couples: list[Couple] = []
+        for there, key in zip(places, keys):
+            here = take(key, None)
+            if here is None:
+                self._extras.append(there)
+            else:
+                couples.append((here, there))
+        self._couples += couples
+        return couples
+
+    def pairs(self) -> Pairs:
+        """All pairs, once all signals are known. Raises ValueError for an idle pattern of `only`."""
+        if self._only:
+            names = [name for looks in self.looks for name in _full_names(looks, range(len(looks)))]
+            for pattern in self._only:
+                if not any(fnmatchcase(name, pattern) for name in names):
+                    raise ValueError(f"only={pattern!r} matches no signal on either side")
+        pairs: list[Pair] = [*self._couples, *((here, None) for here in self._open.values())]
+        pairs.sort(key=itemgetter(0))
+        pairs += [(None, there) for there in self._extras]
+        return Pairs(self.looks, pairs, list(_warnings(self._keys, self._other_keys)))
+
+    def _wanted_keys(self, looks: Looks, places: range) -> tuple[Sequence[int], list[_Key]]:
+        """The places that patterns leave, and their keys."""
+        keys = _keys(looks, self._fields, places)
+        if not (self._only or self._ignore):
+            return places, keys
+        names = _full_names(looks, places)
+        wanted = [i for i, name in enumerate(names) if self._is_wanted(name)]
+        return [places[i] for i in wanted], [keys[i] for i in wanted]
+
+    def _is_wanted(self, name: str) -> bool:
+        if self._only and not any(fnmatchcase(name, pattern) for pattern in self._only):
+            return False
+        return not any(fnmatchcase(name, pattern) for pattern in self._ignore)
+
+
 def pair(
     baseline: Looks,
     other: Looks,
@@ -68,89 +148,55 @@ def pair(
     ignore: Sequence[str],
 ) -> Pairs:
     """Pair two runs' signals. Raises ValueError for a pattern of `only` that matches nowhere."""
-    fields = fields_of(match)
-    first = _keys(baseline, fields)
-    second = _keys(other, fields)
-    if only or ignore:
-        here, there = _full_names(baseline), _full_names(other)
-        for pattern in only:
-            if not any(fnmatchcase(name, pattern) for name in (*here, *there)):
-                raise ValueError(f"only={pattern!r} matches no signal on either side")
-        first = {place: first[place] for place in _wanted(here, only, ignore)}
-        second = {place: second[place] for place in _wanted(there, only, ignore)}
-    return Pairs((baseline, other), *_paired(first, second))
+    pairing = Pairing(baseline, other, match, only, ignore)
+    for _ in pairing.couples():
+        pass
+    return pairing.pairs()
 
 
-def _full_names(looks: Looks) -> list[str]:
+def _full_names(looks: Looks, places: range) -> list[str]:
     """The texts that patterns are matched with: path and label, or the label alone."""
-    both = zip(looks.column("path"), looks.column("label"))
+    both = zip(looks.column("path", places), looks.column("label", places))
     return [f"{path}/{label}" if path else label for path, label in both]
 
 
-def _wanted(names: Sequence[str], only: Sequence[str], ignore: Sequence[str]) -> Iterator[int]:
-    for place, name in enumerate(names):
-        if only and not any(fnmatchcase(name, pattern) for pattern in only):
-            continue
-        if not any(fnmatchcase(name, pattern) for pattern in ignore):
-            yield place
-
-
-_Key = tuple[Any, ...]
-_Keys = dict[int, _Key]  # of places, in their order
-
 # Begins a key that has the label in the place of empty texts. It meets no value of a field.
 _LABEL = object()
+_AGAIN = object()  # likewise, a key that stands there for the second time or later
 
 
-def _keys(looks: Looks, fields: tuple[str, ...]) -> _Keys:
+def _keys(looks: Looks, fields: tuple[str, ...], places: range) -> list[_Key]:
     """The values of the fields. Where all texts among them are empty the label takes their place."""
-    columns = [looks.column(field) for field in fields]
-    rows: Iterator[_Key] = zip(*columns)
+    columns = [looks.column(field, places) for field in fields]
+    rows: list[_Key] = list(zip(*columns))
     texts = [column for field, column in zip(fields, columns) if field in _TEXTS]
-    if not texts:
-        return dict(enumerate(rows))
+    if not texts or all(texts[0]):
+        return rows
     numbers = [place for place, field in enumerate(fields) if field not in _TEXTS]
-    labels = looks.column("label")
-    keys = {}
-    for place, (row, has_text) in enumerate(zip(rows, map(any, zip(*texts)))):
+    labels = looks.column("label", places)
+    for place, has_text in enumerate(map(any, zip(*texts))):
         if not has_text:
-            row = (_LABEL, labels[place], *(row[number] for number in numbers))
-        keys[place] = row
-    return keys
+            row = rows[place]
+            rows[place] = (_LABEL, labels[place], *(row[number] for number in numbers))
+    return rows
 
 
-def _paired(baseline: _Keys, other: _Keys) -> tuple[list[Pair], list[str]]:
-    here = {key: place for place, key in baseline.items()}
-    there = {key: place for place, key in other.items()}
-    warnings: list[str] = []
-    if len(here) == len(baseline) and len(there) == len(other):
-        partners = {place: there[key] for place, key in baseline.items() if key in there}
-    else:
-        partners = _partners_in_order(baseline, other, warnings)
-    taken = set(partners.values())
-    pairs: list[Pair] = [(place, partners.get(place)) for place in baseline]
-    pairs += [(None, place) for place in other if place not in taken]
-    return pairs, warnings
+def _numbered(keys: Iterable[_Key], counts: dict[_Key, int]) -> Iterator[_Key]:
+    """The keys, told apart where they stand several times; `counts` has how often they did so far."""
+    for key in keys:
+        count = counts.get(key, 0)
+        counts[key] = count + 1
+        yield (_AGAIN, key, count) if count else key
 
 
-def _partners_in_order(baseline: _Keys, other: _Keys, warnings: list[str]) -> dict[int, int]:
-    """The partners where keys stand several times, with a warning for each such key."""
-    here, there = _groups(baseline), _groups(other)
-    partners: dict[int, int] = {}
+def _warnings(baseline: list[_Key], other: list[_Key]) -> Iterator[str]:
+    """One for each key that stands several times on a side."""
+    if len(set(baseline)) == len(baseline) and len(set(other)) == len(other):
+        return
+    here, there = Counter(baseline), Counter(other)
     for key in dict.fromkeys([*here, *there]):
-        first, second = here.get(key, []), there.get(key, [])
-        partners.update(zip(first, second))
-        if len(first) > 1 or len(second) > 1:
-            warnings.append(_warning(key, len(first), len(second)))
-    return partners
-
-
-def _groups(keys: _Keys) -> dict[_Key, list[int]]:
-    """The places of each key, in their order."""
-    groups: dict[_Key, list[int]] = {}
-    for place, key in keys.items():
-        groups.setdefault(key, []).append(place)
-    return groups
+        if here[key] > 1 or there[key] > 1:
+            yield _warning(key, here[key], there[key])
 
 
 def _warning(key: _Key, here: int, there: int) -> str:
