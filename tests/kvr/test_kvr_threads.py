@@ -143,7 +143,8 @@ def test_a_process_forked_in_a_function_can_unwind(two):
 
 
 INTERRUPTED = """
-import kvr, numpy, sys
+import kvr, numpy, signal, sys
+signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell's background jobs ignore it
 store = kvr.Store()
 run = store.new_run("a")
 time = numpy.arange(2000.0)

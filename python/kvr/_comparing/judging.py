@@ -12,6 +12,7 @@ from operator import itemgetter
 from typing import NamedTuple
 
 from kvr import _kvr
+from kvr._base.dates import EPOCH_SOURCE
 from kvr._base.progress import Progress, reporter
 from kvr._base.settings import Sync, Tolerance
 from kvr._comparing.pairing import Couple, Pairing, Pairs
@@ -117,6 +118,7 @@ class _Judging:
             report(alone + len(judged_here) + self._native.done)
 
         looks = self._found.looks
+        self._found.dated = [source == EPOCH_SOURCE for source in looks[0].column("time_source")]
         tell()
         for (here, there), rules in sorted(self._unread, key=itemgetter(0)):
             self._native.add(here, _given(looks[0], here), _given(looks[1], there), rules)

@@ -2,9 +2,10 @@
 
 from __future__ import annotations
 
-from collections import Counter
+from collections import Counter, deque
 from collections.abc import Iterable, Iterator, Sequence
 from fnmatch import fnmatchcase
+from itertools import zip_longest
 from operator import itemgetter
 from typing import Any, NamedTuple, Optional, Union
 
@@ -24,6 +25,7 @@ _FIELDS = (*_TEXTS, "port", "channel")
 
 
 _Key = tuple[Any, ...]
+_Waiting = dict[_Key, Union[int, "deque[int]"]]  # places of signals
 Pair = tuple[Optional[int], Optional[int]]
 Couple = tuple[int, int]  # a pair of which both sides are there
 
@@ -65,7 +67,7 @@ def patterns_of(name: str, patterns: str | Iterable[str]) -> tuple[str, ...]:
 
 
 class Pairing:
-    """Pairs two runs' signals while those of the other run are read. Those of the baseline are known.
+    """Pairs two runs' signals while they are read.
 
     Signals of equal keys are paired in their order. Raises ValueError for unknown words.
     """
@@ -81,37 +83,37 @@ class Pairing:
         self.looks = baseline, other
         self._fields = fields_of(match)
         self._only, self._ignore = only, ignore
-        self._places, self._keys = self._wanted_keys(baseline, range(len(baseline)))
-        # Of those without a partner so far, the place at which each key stands.
-        self._open = dict(zip(self._keys, self._places))
-        self._again: dict[_Key, int] | None = None
-        if len(self._open) < len(self._keys):
-            self._again = {}
-            self._open = dict(zip(_numbered(self._keys, {}), self._places))
-        self._other_keys: list[_Key] = []
+        self._keys: tuple[list[_Key], list[_Key]] = [], []
+        # Signals that wait for a partner; of equal keys those of one side alone do.
+        self._waiting: tuple[_Waiting, _Waiting] = {}, {}
         self._couples: list[Couple] = []
-        self._extras: list[int] = []
 
     def couples(self) -> Iterator[Sequence[Couple]]:
-        """The pairs with both sides, as signals of the other run become known."""
-        for places in self.looks[1].arriving():
-            yield self._more(places)
+        """The pairs with both sides, as signals become known."""
+        baseline, other = self._waiting
+        # In turn, so that the first pairs are known when few signals are.
+        for arrived in zip_longest(*(looks.arriving() for looks in self.looks), fillvalue=range(0)):
+            found = [(here, there) for there, here in self._meet(0, arrived[0], baseline, other)]
+            found += self._meet(1, arrived[1], other, baseline)
+            self._couples += found
+            yield found
 
-    def _more(self, arrived: range) -> list[Couple]:
-        places, keys = self._wanted_keys(self.looks[1], arrived)
-        self._other_keys += keys
-        if self._again is not None:
-            keys = list(_numbered(keys, self._again))
-        take = self._open.pop
-        couples: list[Couple] = []
-        for there, key in zip(places, keys):
-            here = take(key, None)
-            if here is None:
-                self._extras.append(there)
+    def _meet(
+        self, side: int, arrived: range, waiting: _Waiting, partners: _Waiting
+    ) -> Iterator[tuple[int, int]]:
+        """The partners of signals that have arrived, and these; the others are put with those waiting."""
+        places, keys = self._wanted_keys(self.looks[side], arrived)
+        self._keys[side].extend(keys)
+        for place, key in zip(places, keys):
+            partner = partners.pop(key, None)
+            if partner is None:
+                _queue(waiting, key, place)
+            elif isinstance(partner, int):
+                yield partner, place
             else:
-                couples.append((here, there))
-        self._couples += couples
-        return couples
+                yield partner.popleft(), place
+                if partner:
+                    partners[key] = partner
 
     def pairs(self) -> Pairs:
         """All pairs, once all signals are known. Raises ValueError for an idle pattern of `only`."""
@@ -120,10 +122,11 @@ class Pairing:
             for pattern in self._only:
                 if not any(fnmatchcase(name, pattern) for name in names):
                     raise ValueError(f"only={pattern!r} matches no signal on either side")
-        pairs: list[Pair] = [*self._couples, *((here, None) for here in self._open.values())]
+        missing, extra = map(_places_in, self._waiting)
+        pairs: list[Pair] = [*self._couples, *((here, None) for here in missing)]
         pairs.sort(key=itemgetter(0))
-        pairs += [(None, there) for there in self._extras]
-        return Pairs(self.looks, pairs, list(_warnings(self._keys, self._other_keys)))
+        pairs += [(None, there) for there in sorted(extra)]
+        return Pairs(self.looks, pairs, list(_warnings(*self._keys)))
 
     def _wanted_keys(self, looks: Looks, places: range) -> tuple[Sequence[int], list[_Key]]:
         """The places that patterns leave, and their keys."""
@@ -162,7 +165,6 @@ def _full_names(looks: Looks, places: range) -> list[str]:
 
 # Begins a key that has the label in the place of empty texts. It meets no value of a field.
 _LABEL = object()
-_AGAIN = object()  # likewise, a key that stands there for the second time or later
 
 
 def _keys(looks: Looks, fields: tuple[str, ...], places: range) -> list[_Key]:
@@ -181,12 +183,22 @@ def _keys(looks: Looks, fields: tuple[str, ...], places: range) -> list[_Key]:
     return rows
 
 
-def _numbered(keys: Iterable[_Key], counts: dict[_Key, int]) -> Iterator[_Key]:
-    """The keys, told apart where they stand several times; `counts` has how often they did so far."""
-    for key in keys:
-        count = counts.get(key, 0)
-        counts[key] = count + 1
-        yield (_AGAIN, key, count) if count else key
+def _queue(waiting: _Waiting, key: _Key, place: int) -> None:
+    """Put a place behind those that wait under its key: nearly always there is none."""
+    before = waiting.setdefault(key, place)
+    if isinstance(before, int):
+        if before != place:
+            waiting[key] = deque((before, place))
+    else:
+        before.append(place)
+
+
+def _places_in(waiting: _Waiting) -> Iterator[int]:
+    for places in waiting.values():
+        if isinstance(places, int):
+            yield places
+        else:
+            yield from places
 
 
 def _warnings(baseline: list[_Key], other: list[_Key]) -> Iterator[str]:

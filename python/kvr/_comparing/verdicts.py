@@ -6,7 +6,6 @@ from collections.abc import Sequence
 from typing import Any, overload
 
 from kvr import _kvr
-from kvr._base.dates import EPOCH_SOURCE
 from kvr._comparing.verdict import Identity, Rules, Settings, Verdict, finished
 from kvr._comparing.pairing import Pair
 from kvr._reading.runs import Look, Looks
@@ -17,13 +16,14 @@ class Found:
 
     native    the verdicts of pairs that the extension judged, at the places of their baseline signals
     fields    of the other ones, likewise
+    dated     whether the times of each baseline signal are dates; once all are known
     settings  that each baseline signal was judged with; None if it was not
     """
 
     def __init__(self, looks: tuple[Looks, Looks], native: _kvr.PairJudging) -> None:
         self.looks = looks
         self.native = native
-        self.dated = [source == EPOCH_SOURCE for source in looks[0].column("time_source")]
+        self.dated: list[bool] = []
         self.settings: list[Settings | None] = [None] * len(looks[0])
         self.fields: dict[int, dict[str, Any]] = {}
 

@@ -34,8 +34,8 @@ class StoreLooks(Looks):
         self._others: dict[int, Look] = {}
         self.held = _kvr.SignalRecords(vormel.Object)
         self._bytes = 0  # of the series of the others
-        settings = _Settings(repository)
-        self._settings = [settings.of(number) for number in numbers] if wants_settings else []
+        self._source = _Settings(repository) if wants_settings else None
+        self._settings: list[tuple[Tolerance, Sync]] = []
 
     def arriving(self) -> Iterator[range]:
         first, count = 0, len(self._numbers)
@@ -45,10 +45,13 @@ class StoreLooks(Looks):
                 self._read_to(end)
             yield range(first, end)
             first = end
-        self._repository = None  # a result keeps the looks, and must not keep an object of the host
+        # A result keeps the looks, and must not keep an object of the host.
+        self._repository = self._source = None
 
     def _read_to(self, end: int) -> None:
         held, read = self.held, self._repository.getSignal
+        if self._source is not None:
+            self._settings += map(self._source.of, self._numbers[len(held) : end])
         while len(held) < end:
             try:
                 record = held.read_to(read, self._numbers, end, _KEPT - self._bytes)

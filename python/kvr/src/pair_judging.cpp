@@ -112,12 +112,13 @@ void PairJudging::withoutLock(const Call& call) {
 void PairJudging::submit() {
   Batch* const batch = submitted_.emplace_back(std::move(batch_)).get();
   crew_->give([batch](const Crew::Poll& poll) { batch->judge(poll); });
-  if (crew_->unfinished() < most_) return;
-  withoutLock([&](const Crew::Poll& poll) {
-    if (crew_->helpOne(poll)) return;
-    while (!crew_->waitForFewer(most_, kPatience))
-      if (poll()) throw compare::Stopped();
-  });
+  if (crew_->unfinished() >= most_) {
+    withoutLock([&](const Crew::Poll& poll) {
+      if (crew_->helpOne(poll)) return;
+      while (!crew_->waitForFewer(most_, kPatience))
+        if (poll()) throw compare::Stopped();
+    });
+  }
   collect();
 }
 
