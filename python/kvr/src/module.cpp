@@ -74,6 +74,7 @@ PYBIND11_MODULE(_kvr, module) {
   namespace py = pybind11;
   using namespace kvr::python;
 
+  module.attr("__version__") = KVR_VERSION;
   defineSignalRecords(module);
   defineRules(module);
   defineJudging(module);

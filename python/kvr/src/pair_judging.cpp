@@ -24,7 +24,7 @@ constexpr std::chrono::milliseconds kPatience(20);
 
 compare::Series PairJudging::Batch::held(const SignalRecords* records, std::size_t place) {
   if (records == nullptr) throw py::type_error("a place, and no records that it is in");
-  const SignalRecords::HeldSeries& held = records->series(place);
+  const HeldSeries& held = records->series(place);
   // The records may let go of them meanwhile.
   arrays.push_back(held.times);
   arrays.push_back(held.values);
