@@ -128,6 +128,39 @@ def test_records_of_the_store_are_saved_as_their_fields_are(filled, path, tmp_pa
     assert (tmp_path / "again.kvr").read_bytes() == path.read_bytes()
 
 
+def test_loaded_signals_are_drawn_as_the_file_says(store, path):
+    """The store gives each new signal a colour and a dash of its own."""
+    run = store.new_run("Monday")
+    for number in range(40):
+        signal = run.add(str(number), [1.0], time=[0.0])
+        signal.color, signal.dash, signal.visible = "#000000", "-", number % 2 == 0
+    run.save(path)
+    store.clear()
+    (loaded,) = store.load(path)
+    assert {(signal.color, signal.dash) for signal in loaded} == {((0.0, 0.0, 0.0), "-")}
+    assert [signal.visible for signal in loaded] == [True, False] * 20
+
+
+def test_falling_times_of_a_file_are_named_for_each_signal(path, store):
+    writer = kvr._kvr.RecordingWriter(str(path), False, 0)
+    settings = {"tolerance": kvr.Tolerance().to_fields(), "sync": kvr.Sync().to_fields()}
+    writer.add_run({"name": "", "version": "", "created": 0, "instance": None, **settings})
+    texts = dict.fromkeys(("path", "model", "source", "root_source", "time_source", "sid"), "")
+    rest = {"unit": None, "channel": (), "color": (0, 0, 0), "dash": "-", "visible": True}
+    for label, port, times in (
+        ("good", 0, [0.0, 1.0]),
+        ("bad", 0, [1.0, 0.0]),
+        ("q", -1, [0.0] * 2),
+    ):
+        fields = {"label": label, "port": port, "tolerance": None, "sync": None, **texts, **rest}
+        writer.add_signal(fields, np.array(times), np.array([1.0, 2.0]), (2,), b"")
+    writer.commit()
+    with pytest.raises(kvr.FormatError, match="time falls at time") as caught:
+        store.load(path)
+    assert caught.value.where == "signal 'bad'"
+    assert len(store) == 0
+
+
 def test_runs_of_a_file_are_saved_as_the_same_bytes(filled, path, tmp_path):
     filled.save(path)
     with kvr.open(path) as recording:
