@@ -4,6 +4,8 @@ from typing import Any
 import numpy as np
 from numpy.typing import NDArray
 
+__version__: str
+
 class Stopped(Exception): ...
 
 class Stop:

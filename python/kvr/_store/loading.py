@@ -127,7 +127,7 @@ class _Adder:
     def add(self, run: Run, signal: FileSignal, parent: Signal | None) -> Signal:
         facts, (times, values) = signal._facts(), signal._series()
         above = 0 if parent is None else parent.id
-        metadata = signal._held_metadata()
+        metadata = adding.host_metadata(signal._held_metadata())
         try:
             self._use(times)
             samples = adding.sample_array(values, times.size)

@@ -201,7 +201,7 @@ class Run(RunReader[Signal]):
         samples = adding.sample_array(values, times.size)
         port = adding.int32("port", port, least=0)
         channels = tuple(adding.channel_numbers(channel))
-        metadata = adding.metadata_with_unit(metadata, unit)
+        metadata = adding.host_metadata(adding.metadata_with_unit(metadata, unit))
         if parent is not None and not isinstance(parent, Signal):
             raise TypeError(f"parent must be a kvr.Signal, not {parent!r}")
         above = 0
@@ -410,9 +410,9 @@ def run_numbers(repository: Any) -> list[int]:
 
 def run_of_number(number: int) -> Run:
     """The run of an id. Raises NotFound."""
-    number = adding.int32("id", number)
+    number = adding.whole_number("id", number)
     host = _host.connect()
-    if not host.isValidRunID(number):
+    if not adding.fits_int32(number) or not host.isValidRunID(number):
         raise NotFound(f"no run has the id {number}")
     return Run(host, number)
 

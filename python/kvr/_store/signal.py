@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import re
-from collections.abc import Sequence
+from collections.abc import Iterable, Sequence
 from functools import partial
 from typing import TYPE_CHECKING, Any
 
@@ -163,7 +163,9 @@ class Signal(SignalReader):
 
     @metadata.setter
     def metadata(self, value: Any) -> None:
-        self._repository().setMetaData(self._id, value)
+        from kvr._reading.adding import host_metadata
+
+        self._repository().setMetaData(self._id, host_metadata(value))
 
     def _everything(self) -> Everything:
         return self._everything_in(self._repository())
@@ -190,7 +192,10 @@ class Signal(SignalReader):
 
     @property
     def color(self) -> Color:
-        """Red, green and blue from 0 to 1. Settable, also as "#rrggbb"; else ValueError."""
+        """Red, green and blue from 0 to 1. Settable, also as "#rrggbb"; else ValueError.
+
+        What is neither a text nor numbers is a TypeError.
+        """
         return _color_of(self._record(self._repository()))
 
     @color.setter
@@ -210,12 +215,14 @@ class Signal(SignalReader):
 
     @property
     def visible(self) -> bool:
-        """Whether displays show it; a new signal is hidden. Settable."""
+        """Whether displays show it; a new signal is hidden. Settable; a TypeError for texts."""
         return bool(self._repository().getVisibility(self._id))
 
     @visible.setter
     def visible(self, value: bool) -> None:
-        self._repository().setVisibility(self._id, bool(value))
+        from kvr._reading.adding import truth
+
+        self._repository().setVisibility(self._id, truth("visible", value))
 
     # ---- How it is compared ----
 
@@ -364,13 +371,23 @@ def _group_of(repository: Any, signal: int, column: str) -> str:
 _HEX_COLOR = re.compile(r"#([0-9a-fA-F]{2})([0-9a-fA-F]{2})([0-9a-fA-F]{2})")
 
 
+def _part_of_color(part: Any) -> float:
+    if not isinstance(part, (int, float, np.number, np.bool_)) or isinstance(
+        part, np.complexfloating
+    ):
+        raise TypeError(f"color must be '#rrggbb' or three numbers, not one with {part!r:.80}")
+    return float(part)
+
+
 def as_color(value: str | Sequence[float]) -> Color:
     if isinstance(value, str):
         match = _HEX_COLOR.fullmatch(value)
         if match is None:
-            raise ValueError(f"color must be '#rrggbb' or three numbers, not {value!r}")
+            raise ValueError(f"color must be '#rrggbb' or three numbers, not {value!r:.80}")
         value = [int(part, 16) / 255 for part in match.groups()]
-    parts = [float(part) for part in value]
+    if not isinstance(value, Iterable):
+        raise TypeError(f"color must be '#rrggbb' or three numbers, not {value!r}")
+    parts = [_part_of_color(part) for part in value]
     if len(parts) != 3 or not all(0 <= part <= 1 for part in parts):
         raise ValueError(f"color must be three numbers from 0 to 1, not {value!r}")
     red, green, blue = parts
