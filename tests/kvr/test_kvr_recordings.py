@@ -431,6 +431,53 @@ def test_failed_load_leaves_the_store_empty(filled, path):
     assert len(filled) == 0
 
 
+def run_sql(path, sql):
+    database = sqlite3.connect(path)
+    database.executescript(sql)
+    database.close()
+
+
+@pytest.mark.parametrize(
+    ("sql", "what"),
+    [
+        ("PRAGMA user_version=2", "has format 2 of recording files; this program reads up to 1"),
+        ("PRAGMA application_id=1", "is no recording file"),
+        ("CREATE VIEW more AS SELECT 1", "has other tables than a recording file"),
+    ],
+)
+def test_newer_foreign_and_crafted_files_are_format_errors(filled, path, sql, what):
+    filled.save(path)
+    run_sql(path, sql)
+    for use in (kvr.open, filled.load, lambda at: filled.save(at, append=True)):
+        with pytest.raises(kvr.FormatError) as caught:
+            use(path)
+        error = caught.value
+        assert (error.path, error.what, error.where) == (str(path), what, "")
+    assert run_kvr("verify", path) == (2, "", f"kvr: {path}: {what}\n")
+
+
+@pytest.mark.skipif(not LONG, reason="waits 10 seconds")
+def test_second_writer_says_who_holds_the_file(filled, path):
+    filled.save(path)
+    program = f"""
+import sqlite3, sys
+database = sqlite3.connect({str(path)!r}, isolation_level=None)
+database.execute("BEGIN IMMEDIATE")
+print(flush=True)
+sys.stdin.read()
+"""
+    with subprocess.Popen(
+        [sys.executable, "-c", program], stdin=subprocess.PIPE, stdout=subprocess.PIPE
+    ) as holder:
+        holder.stdout.readline()
+        with pytest.raises(
+            BlockingIOError, match=rf"process {holder.pid} \(.*\) is writing"
+        ) as caught:
+            filled.save(path, append=True)
+        assert caught.value.filename == str(path)
+        holder.stdin.close()
+
+
 def test_full_disk_is_an_os_error_that_names_the_file(filled, path):
     program = f"""
 import kvr, resource, signal
