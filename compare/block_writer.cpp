@@ -7,7 +7,7 @@ BlockWriter::BlockWriter(InstantBlock& block, const TwoSides& sides)
   block_.count = 0;
   block_.times = block_.ownTimes.data();
   for (Places* places : {&block_.baseline, &block_.other}) {
-    places->isRun = false;
+    places->form = Places::Form::kListed;
     places->isHeld = !sides_.isLinear;
   }
 }

@@ -26,8 +26,8 @@ Comparison::Comparison(const Series& baseline, const Series& other, const Settin
       span_(commonSpan(baseline_, other_)),
       sides_{baseline_, other_, span_, options_, settings.sync.InterpMethod == 1},
       rule_(settings.tolerance),
-      baselineValues_(baseline.values, components_),
-      otherValues_(other.values, components_),
+      baselineValues_(baseline, components_),
+      otherValues_(other, components_),
       secondLook_(baseline, baseline_, rule_, sides_.isLinear,
                   isComplex(baseline) || isComplex(other), options.timeTolerance, mostScanned),
       judge_(rule_, isComplex(baseline) || isComplex(other), secondLook_, summary_, aligned),
@@ -98,8 +98,8 @@ void Comparison::visitInstants() {
                         block.times + first,
                         components,
                         components_,
-                        baselineValues_.read(block.baseline, first, count, components),
-                        otherValues_.read(block.other, first, count, components)};
+                        baselineValues_.read(block, block.baseline, first, count, components),
+                        otherValues_.read(block, block.other, first, count, components)};
       if (rule_.isFunction()) {
         collected_.add(chunk);
       } else {

@@ -59,8 +59,7 @@ class Grid : public InstantSource {
         generator_(std::move(generator)),
         ahead_(kBlock + 1),
         i_(sides.span.baseline.begin),
-        j_(sides.span.other.begin),
-        placer_(sides.isLinear) {}
+        j_(sides.span.other.begin) {}
 
   bool next(InstantBlock& block) override {
     while (generate()) {
@@ -92,7 +91,6 @@ class Grid : public InstantSource {
   bool isComplete_ = false;
   std::size_t i_;  // baseline samples passed
   std::size_t j_;  // other samples passed
-  Placer placer_;
 };
 
 // Generates times ahead if all were used; false if there are none left.
@@ -141,10 +139,10 @@ bool Grid<Generator>::merge(InstantBlock& block, const Cursor& f, const Cursor& 
     return false;
   }
   block.times = times;
-  i_ += passSamples(f, times, block.count, UpTo::kAt, block.baseline.left.data());
-  j_ += passSamples(g, times, block.count, UpTo::kAt, block.other.left.data());
-  placer_.place(block, f, block.baseline);
-  placer_.place(block, g, block.other);
+  i_ += passSamples(f, times, block.count, block.baseline.passed.data());
+  j_ += passSamples(g, times, block.count, block.other.passed.data());
+  block.baseline.lieIn(f, !sides_.isLinear, block.count);
+  block.other.lieIn(g, !sides_.isLinear, block.count);
   first_ += block.count;
   return true;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -12,15 +13,42 @@
 
 namespace kvr::compare {
 
-// Where one side has its values at the instants of a block. The value at instant k is that of
-// sample left[k] if it is right[k] too, else it lies between the two, `weight[k]` of the way to the
-// right.
+// The window of one side for a block.
+struct Cursor {
+  std::size_t base = 0;  // sample at which the window starts
+  const double* window = nullptr;
+  std::size_t length = 0;    // times in the window, infinity past the end of the side
+  std::size_t position = 0;  // in the window: samples passed
+
+  // The samples that were not passed.
+  const double* ahead() const { return window + position; }
+};
+
+// Where one side has its values at the instants of a block, in one of three forms.
 struct Places {
-  bool isRun = false;  // sample firstOfRun + k at instant k; nothing below is set
+  enum class Form {
+    kRun,     // sample firstOfRun + k at instant k
+    kPassed,  // passed[k] samples of the window are at or before instant k
+    kListed   // sample left[k] if it is right[k] too or values are held, else weight[k] of the way
+              // from left[k] to right[k]
+  };
+  Form form = Form::kRun;
+  bool isHeld = false;  // the value is that of the last sample; right and weight are not set
+
   std::size_t firstOfRun = 0;
-  bool isHeld = false;  // sample left[k] at instant k; right and weight are not set
+
+  Cursor side;
+  Buffer<std::uint32_t> passed{kBlock};  // at least 1, less than side.length - kLookAhead
+
   Buffer<std::size_t> left{kBlock}, right{kBlock};
   Buffer<double> weight{kBlock};
+
+  // Takes the form kPassed for `count` instants whose `passed` are set; those that bad times have
+  // led before the first sample are raised to 1.
+  void lieIn(const Cursor& window, bool held, std::size_t count);
+
+  // Turns the form kPassed into kListed for the `count` instants of a block.
+  void list(const double* instants, std::size_t count);
 };
 
 struct InstantBlock {

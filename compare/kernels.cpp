@@ -2,45 +2,26 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 #include <limits>
 
-#define KVR_INLINE [[gnu::always_inline]] inline
+#include "compare/counting.h"
+#include "compare/lanes.h"
+#include "compare/sampling.h"
 
 namespace kvr::compare {
 namespace {
 
-// What fills a register of so many bytes: doubles, and masks that have all bits of a lane or none.
-struct In16Bytes {
-  using Vector = double __attribute__((vector_size(16)));
-  using Mask = std::int64_t __attribute__((vector_size(16)));
-};
-struct In32Bytes {
-  using Vector = double __attribute__((vector_size(32)));
-  using Mask = std::int64_t __attribute__((vector_size(32)));
-};
-struct In64Bytes {
-  using Vector = double __attribute__((vector_size(64)));
-  using Mask = std::int64_t __attribute__((vector_size(64)));
-};
-
 // The loops for registers of one width.
 template <class Width>
-struct Wide {
-  using Vector = typename Width::Vector;
-  using Mask = typename Width::Mask;
+struct Wide : Lanes<Width> {
+  using typename Lanes<Width>::Vector;
+  using typename Lanes<Width>::Mask;
+  using Lanes<Width>::any;
+  using Lanes<Width>::fill;
+  using Lanes<Width>::kEach;
+  using Lanes<Width>::load;
 
-  static constexpr std::size_t kEach = sizeof(Vector) / sizeof(double);
   static constexpr std::size_t kVectors = kLanes / kEach;
-
-  KVR_INLINE static void load(Vector& to, const double* from) { std::memcpy(&to, from, sizeof to); }
-  KVR_INLINE static void fill(Vector& to, double value) { to = Vector{} + value; }
-  KVR_INLINE static bool any(const Mask& mask) {
-    std::int64_t all = 0;
-    for (std::size_t s = 0; s < kEach; ++s) all |= mask[s];
-    return all != 0;
-  }
 
   // What is kept of each lane while differences are looked at.
   struct Look {
@@ -172,74 +153,39 @@ struct Wide {
     if (i < count) takeRest(look, from, i, count - i);
     return look.facts(count, sums);
   }
-
-  KVR_INLINE static void findWeights(const double* t, const double* before, const double* after,
-                                     std::size_t count, double* weight) {
-    std::size_t i = 0;
-    for (; i + kEach <= count; i += kEach) {
-      Vector at;
-      Vector from;
-      Vector to;
-      load(at, t + i);
-      load(from, before + i);
-      load(to, after + i);
-      const Vector quotient = (at - from) / (to - from);
-      std::memcpy(weight + i, &quotient, sizeof quotient);
-    }
-    for (; i < count; ++i) weight[i] = (t[i] - before[i]) / (after[i] - before[i]);
-  }
-
-  KVR_INLINE static void interpolate(double* left, const double* right, const double* weight,
-                                     std::size_t count) {
-    const Mask magnitude = Mask{} + std::numeric_limits<std::int64_t>::max();
-    Vector greatest;
-    Vector none;
-    fill(greatest, std::numeric_limits<double>::max());
-    fill(none, std::numeric_limits<double>::quiet_NaN());
-    std::size_t i = 0;
-    for (; i + kEach <= count; i += kEach) {
-      Vector a;
-      Vector b;
-      Vector w;
-      load(a, left + i);
-      load(b, right + i);
-      load(w, weight + i);
-      const Vector size = (Vector)((Mask)b & magnitude);
-      const Vector onLine = a + (b - a) * w;
-      const Vector bounded = size <= greatest ? onLine : none;
-      const Vector value = a == b ? a : bounded;
-      std::memcpy(left + i, &value, sizeof value);
-    }
-    for (; i < count; ++i) left[i] = between(left[i], right[i], weight[i]);
-  }
 };
 
 // NOLINTBEGIN(bugprone-macro-parentheses): the argument is a type.
 
 // The kernels for registers of a width, compiled for the machines of `target`.
-#define KVR_KERNELS(width, target)                                                               \
-  target Order orderOf##width(const double* times, std::size_t count) {                          \
-    return Wide<width>::orderOf(times, count);                                                   \
-  }                                                                                              \
-  target Facts measureDifferences##width(const DifferenceArrays& from, std::size_t count,        \
-                                         double quotient, LaneSums& sums) {                      \
-    return Wide<width>::measure(from, count, quotient, sums);                                    \
-  }                                                                                              \
-  target Facts measureValues##width(const ValueArrays& from, std::size_t count, double quotient, \
-                                    LaneSums& sums) {                                            \
-    return Wide<width>::measure(from, count, quotient, sums);                                    \
-  }                                                                                              \
-  target void findWeights##width(const double* t, const double* before, const double* after,     \
-                                 std::size_t count, double* weight) {                            \
-    Wide<width>::findWeights(t, before, after, count, weight);                                   \
-  }                                                                                              \
-  target void interpolate##width(double* left, const double* right, const double* weight,        \
-                                 std::size_t count) {                                            \
-    Wide<width>::interpolate(left, right, weight, count);                                        \
-  }                                                                                              \
-  constexpr Kernels kKernels##width = {orderOf##width, measureDifferences##width,                \
-                                       measureValues##width, findWeights##width,                 \
-                                       interpolate##width};
+#define KVR_KERNELS(width, target)                                                                 \
+  target Order orderOf##width(const double* times, std::size_t count) {                            \
+    return Wide<width>::orderOf(times, count);                                                     \
+  }                                                                                                \
+  target Facts measureDifferences##width(const DifferenceArrays& from, std::size_t count,          \
+                                         double quotient, LaneSums& sums) {                        \
+    return Wide<width>::measure(from, count, quotient, sums);                                      \
+  }                                                                                                \
+  target Facts measureValues##width(const ValueArrays& from, std::size_t count, double quotient,   \
+                                    LaneSums& sums) {                                              \
+    return Wide<width>::measure(from, count, quotient, sums);                                      \
+  }                                                                                                \
+  target void linearAt##width(const SideWindow& side, const double* times,                         \
+                              const std::uint32_t* passed, std::size_t count, double* values) {    \
+    Sampling<width>::linearAt(side, times, passed, count, values);                                 \
+  }                                                                                                \
+  target void heldAt##width(const double* samples, const std::uint32_t* passed, std::size_t count, \
+                            double* values) {                                                      \
+    Sampling<width>::heldAt(samples, passed, count, values);                                       \
+  }                                                                                                \
+  target std::size_t countUpTo##width(const double* samples, std::size_t from, std::size_t most,   \
+                                      const double* times, std::size_t count,                      \
+                                      std::uint32_t* passed) {                                     \
+    return Counting<width>::countUpTo(samples, from, most, times, count, passed);                  \
+  }                                                                                                \
+  constexpr Kernels kKernels##width = {orderOf##width,       measureDifferences##width,            \
+                                       measureValues##width, countUpTo##width,                     \
+                                       linearAt##width,      heldAt##width};
 
 // NOLINTEND(bugprone-macro-parentheses)
 

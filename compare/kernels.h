@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace kvr::compare {
@@ -47,6 +48,15 @@ struct ValueArrays {
   double relative;
 };
 
+// Samples of one side, the times and the values.
+struct SideWindow {
+  const double* times;
+  const double* values;
+};
+
+// So many samples past those that are used must be readable.
+inline constexpr std::size_t kLookAhead = 16;
+
 struct Kernels {
   // Whether all of the times are greater than the one before, or some equal, or some not even that.
   Order (*orderOf)(const double* times, std::size_t count);
@@ -58,12 +68,20 @@ struct Kernels {
   Facts (*measureValues)(const ValueArrays& from, std::size_t count, double quotient,
                          LaneSums& sums);
 
-  // weight[i] = (t[i] - before[i]) / (after[i] - before[i])
-  void (*findWeights)(const double* t, const double* before, const double* after, std::size_t count,
-                      double* weight);
+  // Fills passed[k] with the number of samples at or before times[k]. The first `from` are known to
+  // be, none after the first `most` is counted, kLookAhead more can be read. Neither list falls.
+  // Returns the last number, `from` if there is none.
+  std::size_t (*countUpTo)(const double* samples, std::size_t from, std::size_t most,
+                           const double* times, std::size_t count, std::uint32_t* passed);
 
-  // left[i] = between(left[i], right[i], weight[i])
-  void (*interpolate)(double* left, const double* right, const double* weight, std::size_t count);
+  // The value of a side at each of `count` times, of which passed[k] samples of the window are at
+  // or before times[k]: at least one, and kLookAhead more can be read. `linearAt` fills values[k]
+  // with the sample before if it stands at that time, else with between(the sample before, the one
+  // after, (times[k] - time before) / (time after - time before)); `heldAt` with the sample before.
+  void (*linearAt)(const SideWindow& side, const double* times, const std::uint32_t* passed,
+                   std::size_t count, double* values);
+  void (*heldAt)(const double* samples, const std::uint32_t* passed, std::size_t count,
+                 double* values);
 };
 
 // The value `weight` of the way on a straight line from `a` to `b`: exactly `a` if they are equal,

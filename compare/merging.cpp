@@ -12,9 +12,10 @@ std::size_t leftOf(std::size_t passed, SampleRange range) {
 
 Cursor cursorAt(Times& times, std::size_t passed, std::size_t steps, bool& isStrict) {
   const std::size_t before = passed > 0 ? 1 : 0;
-  const TimeWindow window = times.window(passed - before, before + steps + 2);
+  const std::size_t length = before + steps + 2 + kLookAhead;
+  const TimeWindow window = times.window(passed - before, length);
   isStrict = isStrict && window.isStrict;
-  return {passed - before, window.times, before};
+  return {passed - before, window.times, length, before};
 }
 
 namespace {
@@ -57,47 +58,12 @@ std::size_t mergeTimes(const double* f, std::size_t countF, const double* g, std
   return a[kStretches - 1];
 }
 
-namespace {
-
-// Each time waits for the one before, so that four stretches of them are walked side by side.
-template <class IsPassed>
-std::size_t pass(const Cursor& side, const double* times, std::size_t count, std::size_t* passed,
-                 const IsPassed& isPassed) {
-  constexpr std::size_t kStretches = 4;
-  const double* const samples = side.ahead();
-  const std::size_t length = count / kStretches;
-  std::size_t p[kStretches] = {};
-  for (std::size_t s = 1; s < kStretches; ++s) {
-    const double time = times[s * length];
-    const double* const end =
-        std::partition_point(samples + p[s - 1], samples + kBlock,
-                             [&](double sample) { return isPassed(sample, time); });
-    p[s] = static_cast<std::size_t>(end - samples);
-  }
-  // Most times pass two samples or fewer, which takes no branch that depends on them. The window
-  // ends with a sample that none passes, but nothing read goes beyond it, should the times change.
-  const auto step = [=](std::size_t k, std::size_t& sample) {
-    sample += isPassed(samples[sample], times[k]) ? 1 : 0;
-    sample += isPassed(samples[sample], times[k]) ? 1 : 0;
-    while (sample < kBlock && isPassed(samples[sample], times[k])) ++sample;
-    sample = std::min(sample, kBlock);
-    passed[k] = side.position + sample;
-  };
-  for (std::size_t k = 0; k < length; ++k) {
-    for (std::size_t s = 0; s < kStretches; ++s) step(s * length + k, p[s]);
-  }
-  std::size_t& last = p[kStretches - 1];
-  for (std::size_t k = kStretches * length; k < count; ++k) step(k, last);
-  return last;
-}
-
-}  // namespace
-
-std::size_t passSamples(const Cursor& side, const double* times, std::size_t count, UpTo upTo,
-                        std::size_t* passed) {
-  if (upTo == UpTo::kAt)
-    return pass(side, times, count, passed, [](double sample, double t) { return sample <= t; });
-  return pass(side, times, count, passed, [](double sample, double t) { return sample < t; });
+std::size_t passSamples(const Cursor& side, const double* times, std::size_t count,
+                        std::uint32_t* passed) {
+  const std::size_t most = side.position + kBlock;
+  const std::size_t end =
+      kernels().countUpTo(side.window, side.position, most, times, count, passed);
+  return end - side.position;
 }
 
 bool pairUp(InstantBlock& block, const TwoSides& sides, std::size_t& i, std::size_t& j) {
@@ -106,32 +72,12 @@ bool pairUp(InstantBlock& block, const TwoSides& sides, std::size_t& i, std::siz
   if (count == 0 || !sides.baseline.sharesRun(i, count, sides.other, j)) return false;
   block.count = count;
   block.times = sides.baseline.data() + i;
-  block.baseline.isRun = block.other.isRun = true;
+  block.baseline.form = block.other.form = Places::Form::kRun;
   block.baseline.firstOfRun = i;
   block.other.firstOfRun = j;
   i += count;
   j += count;
   return true;
-}
-
-void Placer::place(const InstantBlock& block, const Cursor& side, Places& places) {
-  places.isRun = false;
-  places.isHeld = !isLinear_;
-  const double* const times = block.times;
-  const double* const window = side.window;
-  std::size_t* const left = places.left.data();
-  if (places.isHeld) {
-    for (std::size_t k = 0; k < block.count; ++k) left[k] += side.base - 1;
-    return;
-  }
-  for (std::size_t k = 0; k < block.count; ++k) {
-    const std::size_t passed = left[k];
-    before_[k] = window[passed - 1];
-    after_[k] = window[passed];
-    places.right[k] = side.base + passed - (before_[k] == times[k] ? 1 : 0);
-    left[k] = side.base + passed - 1;
-  }
-  kernels().findWeights(times, before_.data(), after_.data(), block.count, places.weight.data());
 }
 
 }  // namespace kvr::compare

@@ -10,18 +10,9 @@
 
 namespace kvr::compare {
 
-// The window of one side for a block.
-struct Cursor {
-  std::size_t base;  // sample at which the window starts
-  const double* window;
-  std::size_t position;  // in the window: samples passed
-
-  // The samples that were not passed; infinity past the end of the side.
-  const double* ahead() const { return window + position; }
-};
-
-// A window of `steps` samples from sample `passed` on, one more, and the one before if there is
-// one. `isStrict` becomes false if a time stands twice in it. Throws Incomparable kBadTime.
+// A window of `steps` samples from sample `passed` on, two and kLookAhead more, and the one before
+// if there is one. `isStrict` becomes false if a time stands twice in it. Throws Incomparable
+// kBadTime.
 Cursor cursorAt(Times& times, std::size_t passed, std::size_t steps, bool& isStrict);
 
 // Merges the first `steps` times of `f` and `g`, of which they have `countF` and `countG`; of equal
@@ -31,17 +22,11 @@ Cursor cursorAt(Times& times, std::size_t passed, std::size_t steps, bool& isStr
 std::size_t mergeTimes(const double* f, std::size_t countF, const double* g, std::size_t countG,
                        std::size_t steps, double* times, std::uint32_t* taken);
 
-// Whether a sample at a time counts as passed when that time comes.
-enum class UpTo {
-  kBefore,
-  kAt
-};
-
-// Finds how many samples of the window are before each of the `count` times, or also at it; those
-// before the position count too. The times never fall and are less than that kBlock samples ahead.
-// Returns how many samples are passed from the position on, which the last time tells.
-std::size_t passSamples(const Cursor& side, const double* times, std::size_t count, UpTo upTo,
-                        std::size_t* passed);
+// Finds how many samples of the window are at or before each of the `count` times; those before the
+// position count too. The times never fall and are less than that kBlock samples ahead. Returns how
+// many samples are passed from the position on, which the last time tells.
+std::size_t passSamples(const Cursor& side, const double* times, std::size_t count,
+                        std::uint32_t* passed);
 
 // How many samples lie before `passed` in the range.
 std::size_t leftOf(std::size_t passed, SampleRange range);
@@ -49,18 +34,5 @@ std::size_t leftOf(std::size_t passed, SampleRange range);
 // Takes the samples from `i` and `j` on that stand at the same times in both sides, if all do for a
 // whole block, and passes them.
 bool pairUp(InstantBlock& block, const TwoSides& sides, std::size_t& i, std::size_t& j);
-
-// Finds the values of a side at the instants of a block that lie between or at its samples.
-class Placer {
- public:
-  explicit Placer(bool isLinear) : isLinear_(isLinear), before_(kBlock), after_(kBlock) {}
-
-  // `places.left` has how many samples of the window are at or before each instant, at least one.
-  void place(const InstantBlock& block, const Cursor& side, Places& places);
-
- private:
-  bool isLinear_;
-  Buffer<double> before_, after_;  // times of a side round each instant
-};
 
 }  // namespace kvr::compare

@@ -6,12 +6,13 @@
 #include <vector>
 
 #include "compare/buffer.h"
+#include "compare/kernels.h"
 #include "compare/numbers.h"
 
 namespace kvr::compare {
 
-// Longest window: a block, the sample before it and two after it.
-inline constexpr std::size_t kWindow = kBlock + 3;
+// Longest window: a block, the sample before it, two after it, and those that kernels may read.
+inline constexpr std::size_t kWindow = kBlock + 3 + kLookAhead;
 
 // Raises Stopped if the caller asks for it.
 void pollStop(const Options& options);

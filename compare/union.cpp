@@ -19,11 +19,7 @@ namespace {
 class Union : public InstantSource {
  public:
   explicit Union(const TwoSides& sides)
-      : sides_(sides),
-        i_(sides.span.baseline.begin),
-        j_(sides.span.other.begin),
-        passed_(kBlock),
-        placer_(sides.isLinear) {}
+      : sides_(sides), i_(sides.span.baseline.begin), j_(sides.span.other.begin) {}
 
   bool next(InstantBlock& block) override;
 
@@ -33,10 +29,8 @@ class Union : public InstantSource {
   void walk(InstantBlock& block);
 
   TwoSides sides_;
-  std::size_t i_;                 // baseline samples passed
-  std::size_t j_;                 // other samples passed
-  Buffer<std::uint32_t> passed_;  // at each instant, in the window of the baseline
-  Placer placer_;
+  std::size_t i_;  // baseline samples passed
+  std::size_t j_;  // other samples passed
 };
 
 bool Union::next(InstantBlock& block) {
@@ -60,14 +54,15 @@ bool Union::next(InstantBlock& block) {
 
 void Union::merge(InstantBlock& block, const Cursor& f, const Cursor& g, std::size_t steps) {
   double* const times = block.ownTimes.data();
-  const std::size_t a =
-      mergeTimes(f.ahead(), steps, g.ahead(), steps, steps, times, passed_.data());
+  std::uint32_t* const passedF = block.baseline.passed.data();
+  std::uint32_t* const passedG = block.other.passed.data();
+  const std::size_t a = mergeTimes(f.ahead(), steps, g.ahead(), steps, steps, times, passedF);
   times[steps] = std::min(f.ahead()[a], g.ahead()[steps - a]);
-  std::size_t* const passedF = block.baseline.left.data();
-  std::size_t* const passedG = block.other.left.data();
-  for (std::size_t k = 0; k < steps; ++k) {
-    passedF[k] = f.position + passed_[k];
-    passedG[k] = g.position + (k + 1 - passed_[k]);
+  const auto before = static_cast<std::uint32_t>(f.position);
+  const auto both = static_cast<std::uint32_t>(f.position + g.position + 1);
+  for (std::uint32_t k = 0; k < steps; ++k) {
+    passedF[k] += before;
+    passedG[k] = both + k - passedF[k];
   }
   block.count = steps;
   if (kernels().orderOf(times, steps + 1) != Order::kRises) dropRepeated(block, steps);
@@ -79,8 +74,8 @@ void Union::merge(InstantBlock& block, const Cursor& f, const Cursor& g, std::si
   if (times[0] < sides_.span.start || times[block.count - 1] > sides_.span.end) {
     throw Incomparable{Reason::kBadTime, {}};
   }
-  placer_.place(block, f, block.baseline);
-  placer_.place(block, g, block.other);
+  block.baseline.lieIn(f, !sides_.isLinear, block.count);
+  block.other.lieIn(g, !sides_.isLinear, block.count);
 }
 
 // Keeps the last of each run of equal times; the time after the last step is known.
@@ -89,8 +84,8 @@ void Union::dropRepeated(InstantBlock& block, std::size_t steps) {
   std::size_t count = 0;
   for (std::size_t k = 0; k < steps; ++k) {
     times[count] = times[k];
-    block.baseline.left[count] = block.baseline.left[k];
-    block.other.left[count] = block.other.left[k];
+    block.baseline.passed[count] = block.baseline.passed[k];
+    block.other.passed[count] = block.other.passed[k];
     count += times[k] != times[k + 1] ? 1 : 0;
   }
   block.count = count;

@@ -1,5 +1,6 @@
 #include "compare/values.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -12,18 +13,20 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
 
-ValueReader::ValueReader(const Numbers& numbers, std::size_t components)
-    : numbers_(numbers),
+ValueReader::ValueReader(const Series& series, std::size_t components)
+    : numbers_(series.values),
+      samples_(series.samples),
       components_(components),
+      window_(kWindow),
       left_(kBlock),
       right_(kBlock),
-      leftImaginary_(numbers.imaginary == nullptr ? 0 : kBlock),
-      rightImaginary_(numbers.imaginary == nullptr ? 0 : kBlock) {}
+      leftImaginary_(numbers_.imaginary == nullptr ? 0 : kBlock),
+      rightImaginary_(numbers_.imaginary == nullptr ? 0 : kBlock) {}
 
 const double* ValueReader::part(Part part, const Places& places, std::size_t first,
                                 std::size_t count, Components components, Buffer<double>& left,
                                 Buffer<double>& right) {
-  if (places.isRun) {
+  if (places.form == Places::Form::kRun) {
     const std::size_t sample = places.firstOfRun + first;
     const double* const data = inPlace(numbers_, components_, part);
     const bool isOneStretch = components.count == components_ || count == 1;
@@ -38,17 +41,43 @@ const double* ValueReader::part(Part part, const Places& places, std::size_t fir
   return left.data();
 }
 
-SideValues ValueReader::read(const Places& places, std::size_t first, std::size_t count,
-                             Components components) {
+// The values of the samples in a window; 0 past the end of the side.
+const double* ValueReader::window(const Cursor& side) {
+  const double* const data = inPlace(numbers_, 1);
+  if (data != nullptr && side.base + side.length <= samples_) return data + side.base;
+  const std::size_t there = std::min(side.length, samples_ - side.base);
+  copyRun(numbers_, Part::kReal, side.base, there, {0, 1}, window_.data());
+  std::fill(window_.data() + there, window_.data() + side.length, 0.0);
+  return window_.data();
+}
+
+SideValues ValueReader::sample(const InstantBlock& block, const Places& places) {
+  const Cursor& side = places.side;
+  const double* const values = window(side);
+  const std::size_t last = places.passed[block.count - 1];
+  if (values != window_.data()) prefetch(values + last, last);  // as many again
+  if (places.isHeld) {
+    kernels().heldAt(values, places.passed.data(), block.count, left_.data());
+  } else {
+    kernels().linearAt({side.window, values}, block.times, places.passed.data(), block.count,
+                       left_.data());
+  }
+  return {left_.data(), nullptr};
+}
+
+SideValues ValueReader::read(const InstantBlock& block, Places& places, std::size_t first,
+                             std::size_t count, Components components) {
+  const bool isPlain = components_ == 1 && numbers_.imaginary == nullptr;
+  if (isPlain && places.form == Places::Form::kPassed) return sample(block, places);
+  places.list(block.times, block.count);
   SideValues values{part(Part::kReal, places, first, count, components, left_, right_), nullptr};
   if (numbers_.imaginary != nullptr) {
     values.imaginary =
         part(Part::kImaginary, places, first, count, components, leftImaginary_, rightImaginary_);
   }
-  if (places.isRun || places.isHeld) return values;
-  const double* const weight = places.weight.data() + first;
+  if (places.form == Places::Form::kRun || places.isHeld) return values;
   if (numbers_.imaginary == nullptr) {
-    interpolate(weight, count, components.count);
+    interpolate(places.weight.data() + first, count, components.count);
   } else {
     interpolateComplex(places, first, count, components.count);
   }
@@ -58,10 +87,6 @@ SideValues ValueReader::read(const Places& places, std::size_t first, std::size_
 void ValueReader::interpolate(const double* weight, std::size_t count, std::size_t components) {
   double* const left = left_.data();
   const double* const right = right_.data();
-  if (components == 1) {
-    kernels().interpolate(left, right, weight, count);
-    return;
-  }
   for (std::size_t k = 0; k < count; ++k) {
     for (std::size_t i = k * components; i < (k + 1) * components; ++i) {
       left[i] = between(left[i], right[i], weight[k]);

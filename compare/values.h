@@ -36,21 +36,26 @@ struct Chunk {
 // Reads the values of one side, in place where they lie as a C array of double.
 class ValueReader {
  public:
-  ValueReader(const Numbers& numbers, std::size_t components);
+  ValueReader(const Series& series, std::size_t components);
 
-  // Instants `first` to `first + count - 1` of a block. Valid until the next call.
-  SideValues read(const Places& places, std::size_t first, std::size_t count,
+  // Instants `first` to `first + count - 1` of a block: all of them if a sample is one real number.
+  // Valid until the next call.
+  SideValues read(const InstantBlock& block, Places& places, std::size_t first, std::size_t count,
                   Components components);
 
  private:
   const double* part(Part part, const Places& places, std::size_t first, std::size_t count,
                      Components components, Buffer<double>& left, Buffer<double>& right);
+  const double* window(const Cursor& side);
+  SideValues sample(const InstantBlock& block, const Places& places);
   void interpolate(const double* weight, std::size_t count, std::size_t components);
   void interpolateComplex(const Places& places, std::size_t first, std::size_t count,
                           std::size_t components);
 
   Numbers numbers_;
+  std::size_t samples_;
   std::size_t components_;
+  Buffer<double> window_;
   Buffer<double> left_, right_;
   Buffer<double> leftImaginary_, rightImaginary_;  // of complex numbers only
 };

@@ -4,6 +4,8 @@ from typing import Any
 import numpy as np
 from numpy.typing import NDArray
 
+__version__: str
+
 class Stopped(Exception): ...
 
 class Stop:
@@ -104,6 +106,14 @@ class RecordingWriter:
         shape: tuple[int, ...],
         metadata: bytes,
     ) -> int: ...
+    def add_record(
+        self,
+        record: dict[str, Any],
+        series_type: type,
+        settings: dict[str, Any],
+        metadata: bytes,
+    ) -> int | None:
+        """Adds a record of getSignal; None, and nothing is added, if it is not plain."""
     def set_parent(self, signal: int, parent: int) -> None: ...
     def commit(self) -> None: ...
     def close(self) -> None: ...

@@ -150,39 +150,5 @@ TEST(Kernels, find_a_tie_and_a_fall_wherever_they_stand) {
       });
 }
 
-TEST(Kernels, find_weights_as_one_by_one) {
-  forEveryWidthLengthAndOffset(
-      [](const Kernels& kernels, models::Random& random, std::size_t count, std::size_t offset) {
-        const auto t = someValues(random, count + offset, false);
-        const auto before = someValues(random, count + offset, false);
-        const auto after = someValues(random, count + offset, false);
-        std::vector<double> weight(count);
-        kernels.findWeights(t.data() + offset, before.data() + offset, after.data() + offset, count,
-                            weight.data());
-        for (std::size_t i = 0; i < count; ++i) {
-          const double expected =
-              (t[i + offset] - before[i + offset]) / (after[i + offset] - before[i + offset]);
-          EXPECT_TRUE(weight[i] == expected || (std::isnan(weight[i]) && std::isnan(expected)));
-        }
-      });
-}
-
-TEST(Kernels, interpolate_as_one_by_one) {
-  forEveryWidthLengthAndOffset(
-      [](const Kernels& kernels, models::Random& random, std::size_t count, std::size_t offset) {
-        std::vector<double> left = someValues(random, count + offset, true);
-        std::vector<double> right = someValues(random, count + offset, true);
-        for (std::size_t i = 0; i < right.size(); i += 3) right[i] = left[i];
-        const std::vector<double> weight(count, 0.3);
-        const std::vector<double> before = left;
-        kernels.interpolate(left.data() + offset, right.data() + offset, weight.data(), count);
-        for (std::size_t i = offset; i < left.size(); ++i) {
-          const double expected = between(before[i], right[i], 0.3);
-          EXPECT_TRUE(left[i] == expected || (std::isnan(left[i]) && std::isnan(expected)))
-              << before[i] << " to " << right[i];
-        }
-      });
-}
-
 }  // namespace
 }  // namespace kvr::compare::test

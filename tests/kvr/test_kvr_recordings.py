@@ -18,6 +18,9 @@ import kvr
 import numpy as np
 import pytest
 import vormel
+from kvr._files import formats
+from kvr._files.sqlite.writing import save_recording
+from kvr._store.signal import Signal
 
 LONG = bool(os.environ.get("KVR_LONG_TESTS"))
 ROOT = Path(__file__).parents[2]
@@ -111,6 +114,24 @@ def test_loaded_runs_are_what_was_saved_and_save_to_the_same_bytes(filled, path,
         for mine, its in zip(loaded, recording.runs):
             assert_same_run(mine, its)
     filled.save(tmp_path / "again.kvr")
+    assert (tmp_path / "again.kvr").read_bytes() == path.read_bytes()
+
+
+def test_records_of_the_store_are_saved_as_their_fields_are(filled, path, tmp_path, monkeypatch):
+    """The writer takes plain records as they are, everything else field by field."""
+    filled.save(path)
+    everything_in = Signal._everything_in
+    monkeypatch.setattr(
+        Signal, "_everything_in", lambda *both: everything_in(*both)._replace(record=None)
+    )
+    filled.save(tmp_path / "again.kvr")
+    assert (tmp_path / "again.kvr").read_bytes() == path.read_bytes()
+
+
+def test_runs_of_a_file_are_saved_as_the_same_bytes(filled, path, tmp_path):
+    filled.save(path)
+    with kvr.open(path) as recording:
+        formats.save(tmp_path / "again.kvr", list(recording.runs), append=False)
     assert (tmp_path / "again.kvr").read_bytes() == path.read_bytes()
 
 
@@ -245,6 +266,17 @@ def test_place_that_cannot_be_written_is_an_error_of_the_system(filled, tmp_path
     with pytest.raises(IsADirectoryError, match=r"Is a directory: '.*taken\.kvr'"):
         filled.save(tmp_path / "taken.kvr", append=append)
     assert [entry.name for entry in tmp_path.iterdir()] == ["taken.kvr"]
+
+
+def test_signal_that_is_removed_while_its_run_is_saved_is_gone(store, path):
+    run = store.new_run("Monday")
+    first, second = (run.add(label, [1.0, 2.0], time=[0.0, 1.0]) for label in ("a", "b"))
+    store.save(path)
+    before = path.read_bytes()
+    with pytest.raises(kvr.Gone, match=f"^signal {second.id} was removed$"):
+        save_recording(str(path), [run], False, lambda done: second.remove())
+    assert path.read_bytes() == before
+    assert os.listdir(path.parent) == ["drive.kvr"]
 
 
 def test_appending_makes_a_file_that_is_not_there(filled, path):

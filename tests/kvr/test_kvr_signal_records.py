@@ -115,6 +115,67 @@ def test_samples_are_held_if_wanted_until_they_are_dropped(run):
     assert records.bytes == 0
 
 
+# ---- Saved as they are ----
+
+SETTINGS = {"unit": None, "visible": False, "tolerance": None, "sync": None}
+
+
+@pytest.fixture
+def writer(tmp_path):
+    writer = _kvr.RecordingWriter(str(tmp_path / "a.kvr"), False, 0)
+    settings = {"tolerance": kvr.Tolerance().to_fields(), "sync": kvr.Sync().to_fields()}
+    writer.add_run({"name": "", "version": "", "created": 0, "instance": None, **settings})
+    yield writer
+    writer.close()
+
+
+def signals_of(writer, tmp_path):
+    writer.commit()
+    with kvr.open(tmp_path / "a.kvr") as recording:
+        return [(signal.label, signal.values.tolist()) for signal in recording.runs[0]]
+
+
+def test_writer_takes_records_of_native_vectors(run, writer, tmp_path):
+    for name, values in PLAIN.items():
+        run.add(name, values, time=TIME)
+    for number, signal in enumerate(run.signals, start=1):
+        assert writer.add_record(record_of(signal), vormel.Object, SETTINGS, b"") == number
+    expected = [(name, np.asarray(values).tolist()) for name, values in PLAIN.items()]
+    assert signals_of(writer, tmp_path) == expected
+
+
+def test_writer_adds_nothing_for_other_records(run, writer, tmp_path):
+    for name, values in OTHERS.items():
+        run.add(name, values, time=TIME)
+    run.add("one", [1.0], time=[0.0])
+    for signal in run.signals:
+        assert writer.add_record(record_of(signal), vormel.Object, SETTINGS, b"") is None
+    assert signals_of(writer, tmp_path) == []
+
+
+@pytest.mark.parametrize(
+    ("key", "value"),
+    [
+        ("LineColor", np.zeros((1, 3), np.float32)),
+        ("LineColor", np.zeros((1, 2))),
+        ("LineColor", (0.0, 0.0, 0.0)),
+        ("LineDashed", 1),
+        ("SignalLabel", "\ud800"),
+        ("PortIndex", 1 << 31),
+        ("PortIndex", 1 << 70),
+        ("Channel", np.array([1 << 31])),
+        ("DataValues", {}),
+    ],
+)
+def test_writer_adds_nothing_for_a_record_with_another_field(run, writer, tmp_path, key, value):
+    run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
+    record = dict(record_of(run["speed"]))
+    assert writer.add_record({**record, key: value}, vormel.Object, SETTINGS, b"") is None
+    del record[key]
+    assert writer.add_record(record, vormel.Object, SETTINGS, b"") is None
+    assert signals_of(writer, tmp_path) == []
+
+
 def rules():
     tolerance, sync = kvr.Tolerance(), kvr.Sync().to_dict()
     sync |= {"SyncMethod": 0, "InterpMethod": 0}

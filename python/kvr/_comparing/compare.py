@@ -12,13 +12,14 @@ import numpy.typing as npt
 from kvr import _kvr
 from kvr._base.names import listed
 from kvr._base.progress import Progress, reporter
-from kvr._base.settings import Sync, Tolerance
+from kvr._base.settings import Sync, Tolerance, number
 from kvr._comparing.comparison import Comparison, SideInfo
 from kvr._comparing.judging import Choose, judged
 from kvr._comparing.pairing import Match, Pairs, fields_of, pair, patterns_of
 from kvr._comparing.sides import A_DATE, side_of_arrays
 from kvr._comparing.verdict import Rules, Settings, Verdict, judge
 from kvr._files.opening import OpenRun, RunOrPath, open_run
+from kvr._reading.adding import truth, whole_number
 
 COVERAGES = ("baseline", "common")
 
@@ -120,7 +121,7 @@ def plan_of(
         "overrides": {"tolerance": tolerance, "sync": sync},
         "only": patterns_of("only", only),
         "ignore": patterns_of("ignore", ignore),
-        "strict": bool(strict),
+        "strict": truth("strict", strict),
     }
 
 
@@ -254,7 +255,7 @@ def rules_of(coverage: str, time_tolerance: float) -> Rules:
     """The options that apply to all pairs. Raises ValueError."""
     if coverage not in COVERAGES:
         raise ValueError(f"coverage must be {listed(COVERAGES, 'or')}, not {coverage!r}")
-    width = float(time_tolerance)
+    width = number("time_tolerance", time_tolerance)
     if math.isnan(width) or width < 0:
         raise ValueError(f"time_tolerance must be 0 or more, not {time_tolerance!r}")
     return Rules(coverage, width)
@@ -263,8 +264,7 @@ def rules_of(coverage: str, time_tolerance: float) -> Rules:
 def _thread_count(threads: int | None) -> int:
     if threads is None:
         return max(len(os.sched_getaffinity(0)), 1)
-    if isinstance(threads, bool) or not isinstance(threads, int):
-        raise TypeError(f"threads must be a whole number, not {threads!r}")
+    threads = whole_number("threads", threads)
     if threads < 1:
         raise ValueError(f"threads must be 1 or more, not {threads}")
     return threads

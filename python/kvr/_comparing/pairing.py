@@ -11,14 +11,14 @@ from kvr._base.names import listed
 from kvr._reading.runs import Looks
 
 Match = Union[str, Sequence[str]]
-_MATCHES = {
+MATCHES = {
     "path": ("path", "port", "channel"),
     "name": ("label",),
     "source": ("source",),
     "sid": ("sid",),
 }
 _TEXTS = ("label", "path", "model", "source", "root_source", "time_source", "sid")
-_FIELDS = (*_TEXTS, "port", "channel")
+FIELDS = (*_TEXTS, "port", "channel")
 
 
 Pair = tuple[Optional[int], Optional[int]]
@@ -38,21 +38,25 @@ class Pairs(NamedTuple):
 def fields_of(match: Match) -> tuple[str, ...]:
     """The fields that make the key. Raises ValueError for unknown words."""
     if isinstance(match, str):
-        if match not in _MATCHES:
+        if match not in MATCHES:
             raise ValueError(
-                f"match must be {listed(_MATCHES, 'or')}, or a tuple of fields, not {match!r}"
+                f"match must be {listed(MATCHES, 'or')}, or a tuple of fields, not {match!r}"
             )
-        return _MATCHES[match]
+        return MATCHES[match]
+    if not isinstance(match, Iterable):
+        raise TypeError(f"match must be a word or a tuple of fields, not {match!r:.80}")
     fields = tuple(match)
-    unknown = [field for field in fields if field not in _FIELDS]
+    unknown = [field for field in fields if field not in FIELDS]
     if unknown or not fields:
         what = f"has no field {unknown[0]!r}" if unknown else "needs a field"
-        raise ValueError(f"match {what}; a field is {listed(_FIELDS, 'or')}")
+        raise ValueError(f"match {what}; a field is {listed(FIELDS, 'or')}")
     return fields
 
 
 def patterns_of(name: str, patterns: str | Iterable[str]) -> tuple[str, ...]:
     """One or several shell patterns as a tuple. Raises TypeError for what is no text."""
+    if not isinstance(patterns, Iterable):
+        raise TypeError(f"{name} takes shell patterns, not {patterns!r:.80}")
     found = (patterns,) if isinstance(patterns, str) else tuple(patterns)
     for pattern in found:
         if not isinstance(pattern, str):

@@ -33,6 +33,14 @@ class Found:
             for place, finding in enumerate(self.findings)
         ]
 
+    def labels(self) -> list[str]:
+        """The label of each pair: that of the baseline signal, else of the other."""
+        baseline, other = (looks.column("label") for looks in self.looks)
+        return [
+            baseline[here] if here is not None else other[there]  # type: ignore[index]
+            for here, there in self.pairs
+        ]
+
     def _lone_status(self, place: int) -> str:
         fields = self.fields.get(place)
         if fields is not None:
@@ -83,6 +91,7 @@ class Verdicts(Sequence[Verdict]):
         self._runs = runs
         self._rules = rules
         self._made: dict[int, Verdict] = {}
+        self._places: dict[str, list[int]] | None = None
         self.statuses = found.statuses()
 
     def __len__(self) -> int:
@@ -99,11 +108,22 @@ class Verdicts(Sequence[Verdict]):
     def __getitem__(self, key: int | slice) -> Verdict | list[Verdict]:
         if isinstance(key, slice):
             return [self[place] for place in range(*key.indices(len(self)))]
-        place = range(len(self))[key]
+        try:
+            place = range(len(self))[key]
+        except IndexError:
+            raise IndexError(f"there are {len(self)} verdicts, none at position {key}") from None
         made = self._made.get(place)
         if made is None:
             made = self._made[place] = self._found.verdict(place, self._runs, self._rules)
         return made
+
+    def labels(self) -> dict[str, list[int]]:
+        """Where the verdicts of each label stand, without making objects."""
+        if self._places is None:
+            self._places = {}
+            for place, label in enumerate(self._found.labels()):
+                self._places.setdefault(label, []).append(place)
+        return self._places
 
     def __repr__(self) -> str:
         return f"<{len(self)} verdicts>"

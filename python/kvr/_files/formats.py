@@ -216,7 +216,14 @@ def save(
     `progress` is told how many of the signals are written.
     """
     path = os.fspath(path)
-    chosen = format_of(path, None)
+    write = require_writable(path, format_of(path, None))
+    write(path, runs, append, reporter(progress, sum(map(len, runs))))
+
+
+def require_writable(path: str, chosen: Format) -> Save:
+    """What writes files of the format. Raises ValueError if nothing does."""
     if chosen.save is None:
-        raise ValueError(f"{path}: files of format {chosen.name!r} can only be read")
-    chosen.save(path, runs, append, reporter(progress, sum(map(len, runs))))
+        raise ValueError(
+            f"{path}: files of format {chosen.name!r} can only be read; name one with another ending"
+        )
+    return chosen.save

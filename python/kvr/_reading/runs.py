@@ -2,10 +2,11 @@
 
 from __future__ import annotations
 
+import operator
 import os
 import re
 from abc import ABC, abstractmethod
-from collections.abc import Iterable, Iterator, Sequence
+from collections.abc import Callable, Iterable, Iterator, Sequence
 from datetime import datetime
 from typing import TYPE_CHECKING, Any, Generic, NamedTuple, TypeVar, overload
 
@@ -14,7 +15,8 @@ from kvr._base.errors import Ambiguous, NotFound
 from kvr._base.names import joined, near_misses, quoted
 from kvr._base.settings import Sync, Tolerance
 from kvr._reading import frames, plots
-from kvr._reading.signals import Facts, Series, Signal, SignalReader, matching
+from kvr._reading.adding import whole_number
+from kvr._reading.signals import Everything, Facts, Series, Signal, SignalReader, matching
 
 if TYPE_CHECKING:
     import pandas  # type: ignore[import]
@@ -133,6 +135,10 @@ class RunReader(ABC, Generic[Signal]):
         Without `wants_settings` the settings of the looks are not asked for.
         """
         return Looks([Look(signal, signal._facts()) for signal in self.signals])
+
+    def _everything_of(self) -> Callable[[Signal], Everything]:
+        """A function that reads all of a signal of the run, for reading one after the other."""
+        return lambda signal: signal._everything()
 
     def __len__(self) -> int:
         return len(self.signals)
@@ -254,6 +260,17 @@ class RunReader(ABC, Generic[Signal]):
 AnyRun = TypeVar("AnyRun", bound=RunReader[Any])
 
 
+def require_place(key: Any, count: int, owner: str) -> None:
+    """Raises IndexError for a position that `owner` with `count` runs has not, TypeError for none."""
+    if isinstance(key, slice):
+        return
+    if not hasattr(key, "__index__"):
+        raise TypeError(f"runs are looked up by name or position, not by {key!r:.80}")
+    if not -count <= operator.index(key) < count:
+        runs = "1 run" if count == 1 else f"{count} runs"
+        raise IndexError(f"{owner} has {runs}, none at position {key}")
+
+
 def run_named(runs: Sequence[AnyRun], name: str, owner: str, place: str = "") -> AnyRun:
     """The run of this name. Raises NotFound; Ambiguous if several share it.
 
@@ -271,7 +288,8 @@ def run_named(runs: Sequence[AnyRun], name: str, owner: str, place: str = "") ->
 
 
 def run_numbered(runs: Iterable[AnyRun], number: int) -> AnyRun:
-    """The run of this id. Raises NotFound."""
+    """The run of this id. Raises NotFound, TypeError for what is no whole number."""
+    number = whole_number("id", number)
     found = next((run for run in runs if run.id == number), None)
     if found is None:
         raise NotFound(f"no run has the id {number}")

@@ -129,7 +129,7 @@ class Batch {
   compare::Series seriesOf(const py::object& given, const SignalRecords* records) {
     if (PyLong_CheckExact(given.ptr())) {
       if (records == nullptr) throw py::type_error("a place, and no records that it is in");
-      const SignalRecords::HeldSeries& held = records->series(given.cast<std::size_t>());
+      const HeldSeries& held = records->series(given.cast<std::size_t>());
       // The records may let go of them meanwhile.
       arrays_.push_back(held.times);
       arrays_.push_back(held.values);

@@ -72,6 +72,7 @@ PYBIND11_MODULE(_kvr, module) {
   namespace py = pybind11;
   using namespace kvr::python;
 
+  module.attr("__version__") = KVR_VERSION;
   defineSignalRecords(module);
   defineJudging(module);
   module.def("date_text", &kvr::compare::dateText, py::arg("seconds"));

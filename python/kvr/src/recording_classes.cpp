@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "python/kvr/src/recordable.h"
 #include "python/kvr/src/recording_errors.h"
 #include "python/kvr/src/recording_fields.h"
 #include "recording/recording.h"
@@ -168,6 +169,18 @@ class RecordingWriter {
     return with([&](Writer& writer) { return writer.addSignal(signal, clock, samples, kept); });
   }
 
+  // None, and nothing is added, for a record that recordableIn() does not take.
+  std::optional<std::int64_t> addRecord(const py::dict& record, const py::type& seriesType,
+                                        const py::dict& settings, const py::bytes& metadata) {
+    auto found = recordableIn(record, seriesType);
+    if (!found) return std::nullopt;
+    setSettings(found->signal, settings);
+    const auto kept = asBytes(metadata);
+    return with([&](Writer& writer) {
+      return writer.addSignal(found->signal, found->times, found->values, kept);
+    });
+  }
+
   void setParent(std::int64_t signal, std::int64_t parent) {
     with([&](Writer& writer) { writer.setParent(signal, parent); });
   }
@@ -237,6 +250,7 @@ void defineRecordingClasses(py::module_& module) {
            py::arg("expected_bytes"))
       .def("add_run", &RecordingWriter::addRun)
       .def("add_signal", &RecordingWriter::addSignal)
+      .def("add_record", &RecordingWriter::addRecord)
       .def("set_parent", &RecordingWriter::setParent)
       .def("commit", &RecordingWriter::commit)
       .def("close", &RecordingWriter::close);

@@ -103,16 +103,22 @@ recording::Run runOf(const py::dict& given) {
   return run;
 }
 
+void setSettings(Signal& signal, const py::dict& given) {
+  signal.unit = given["unit"].cast<std::optional<std::string>>();
+  signal.visible = given["visible"].cast<bool>();
+  const py::object tolerance = given["tolerance"];
+  const py::object sync = given["sync"];
+  if (!tolerance.is_none()) signal.tolerance = toleranceOf(tolerance);
+  if (!sync.is_none()) signal.sync = syncOf(sync);
+}
+
 Signal signalOf(const py::dict& given) {
   Signal signal;
   for (const auto& [name, text] : signalTexts) signal.*text = given[name].cast<std::string>();
-  signal.unit = given["unit"].cast<std::optional<std::string>>();
   signal.port = given["port"].cast<std::int32_t>();
   signal.channel = given["channel"].cast<std::vector<std::int32_t>>();
   signal.color = given["color"].cast<std::array<double, 3>>();
-  signal.visible = given["visible"].cast<bool>();
-  if (!given["tolerance"].is_none()) signal.tolerance = toleranceOf(given["tolerance"]);
-  if (!given["sync"].is_none()) signal.sync = syncOf(given["sync"]);
+  setSettings(signal, given);
   return signal;
 }
 

@@ -13,6 +13,9 @@ namespace kvr::python {
 recording::Run runOf(const pybind11::dict& given);
 recording::Signal signalOf(const pybind11::dict& given);
 
+// The unit, the visibility and the settings alone, from such a dictionary.
+void setSettings(recording::Signal& signal, const pybind11::dict& given);
+
 // And back.
 pybind11::dict dictOf(const recording::RunEntry& run);
 pybind11::dict dictOf(const recording::SignalEntry& signal);

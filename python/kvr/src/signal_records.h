@@ -2,15 +2,13 @@
 // plain vectors of numbers. Without an object of Python for each signal.
 #pragma once
 
-#include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
-#include <array>
 #include <cstddef>
 #include <string>
 #include <vector>
 
-#include "compare/compare.h"
+#include "python/kvr/src/store_record.h"
 
 namespace kvr::python {
 
@@ -21,8 +19,7 @@ class SignalRecords {
   explicit SignalRecords(pybind11::type seriesType) : seriesType_(std::move(seriesType)) {}
 
   // Adds a record as getSignal of the store returns it, with its samples if fewer than `mostBytes`
-  // are held so far. Returns false, and adds nothing, unless its names and numbers have their usual
-  // types and its times and values are vectors of equally many native numbers.
+  // are held so far. Returns false, and adds nothing, unless factsIn() and seriesIn() take it.
   bool add(const pybind11::dict& record, std::ptrdiff_t mostBytes);
 
   // Adds a signal that `add` did not take: its place has no names and no samples.
@@ -46,25 +43,15 @@ class SignalRecords {
   // Lets go of all samples.
   void dropSeries();
 
-  // The samples of a signal; the arrays keep alive what it points to. Fails with std::out_of_range.
-  struct HeldSeries {
-    compare::Series series;
-    pybind11::object times, values;
-  };
+  // The samples of a signal. Fails with std::out_of_range.
   const HeldSeries& series(std::size_t place) const;
 
  private:
-  static constexpr std::size_t kFields = 10;  // of Facts
-  using Fields = std::array<pybind11::object, kFields>;
-
   struct Entry {
-    Fields fields;
+    Facts facts;
     HeldSeries held;
     bool hasSeries = false;
   };
-
-  bool readFields(const pybind11::dict& record, Fields& fields) const;
-  bool readSeries(const pybind11::dict& record, HeldSeries& held) const;
 
   pybind11::type seriesType_;
   std::vector<Entry> entries_;

@@ -14,6 +14,7 @@ from kvr._base.dates import EPOCH
 from kvr._base.errors import FormatError
 from kvr._base.settings import INTERPOLATIONS, METHODS, Sync, Tolerance
 from kvr._files.recording import FileRun, FileRuns, FileSignal, Recording
+from kvr._reading.runs import require_place
 from kvr._reading.signals import Array, Color, Extent, Facts, Series, read_only
 
 _CHUNK = 256  # signals that are read at a time
@@ -92,6 +93,7 @@ class _Runs(_Lazy, FileRuns):
     def __getitem__(self, key: Any) -> Any:
         if isinstance(key, str):
             return FileRuns.__getitem__(self, key)
+        require_place(key, len(self), "the file")
         return _Lazy.__getitem__(self, key)
 
     @property
@@ -102,12 +104,13 @@ class _Runs(_Lazy, FileRuns):
 class RecordingRun(FileRun):
     """A run of a recording file."""
 
-    __slots__ = ("_recording", "_number", "_row", "_tolerance", "_sync")
+    __slots__ = ("_recording", "_number", "_row", "_tolerance", "_sync", "_places")
 
     def __init__(self, recording: RecordingFile, number: int) -> None:
         self._recording = recording
         self._number = number
         self._row: dict[str, Any] | None = None
+        self._places: dict[str, list[int]] | None = None  # of the signals of each label
         self._tolerance: Tolerance | None = None
         self._sync: Sync | None = None
 
@@ -178,6 +181,13 @@ class RecordingRun(FileRun):
     @property
     def signals(self) -> Sequence[FileSignal]:
         return _Signals(self)
+
+    def _labelled(self, label: str) -> list[FileSignal]:
+        if self._places is None:
+            self._places = {}
+            for place, signal in enumerate(self.signals):
+                self._places.setdefault(signal.label, []).append(place)
+        return [self.signals[place] for place in self._places.get(label, ())]
 
     def __len__(self) -> int:
         count: int = self._fields()["signals"]
