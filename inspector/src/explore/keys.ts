@@ -53,4 +53,8 @@ export const KEYS: readonly (readonly [string, readonly (readonly [string, strin
     ["Delete", "hide"],
     ["drag", "to another plot"],
   ]],
+  ["On the border of a pane", [
+    ["← →, Shift+← →", "move the border"],
+    ["Enter", "the usual width"],
+  ]],
 ];
