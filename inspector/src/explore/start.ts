@@ -25,7 +25,7 @@ export function startInspector(root: HTMLElement): void {
   const address = new Address(globalThis.window);
   const mode = new Atom<Mode>("signals");
   const plots = new PlotPane(session);
-  const signals = new SignalsPane(session, () => plots.focus());
+  const signals = new SignalsPane(session, () => plots.focus(), () => details.focus());
   const comparing = new ComparePane(session, address);
   const details = new DetailsPane(
     session, plots,
