@@ -1,6 +1,10 @@
 // The inspector: what the page is when a server sent it.
 
 import "../styles/explore.css";
+import "../styles/signals.css";
+import "../styles/plot_pane.css";
+import "../styles/details.css";
+import "../styles/compare.css";
 import { ServerSource } from "../data/server";
 import { button, element, fill } from "../dom";
 import { keysHelp } from "../report/help";
