@@ -46,7 +46,7 @@ def test_a_comparison_is_judged_again_when_a_tolerance_changes(
 ) -> None:
     assert compared(inspector)["speed"] == "out"
     store.runs["Monday"]["speed"].tolerance = kvr.Tolerance(relative=0.03)
-    inspector.sees(lambda: statuses(inspector.page)["speed"] == "within", "the new verdict")
+    inspector.sees(lambda: statuses(inspector.page).get("speed") == "within", "the new verdict")
 
 
 def test_a_comparison_that_is_closed_is_gone(inspector: Inspector) -> None:
