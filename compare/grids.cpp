@@ -139,8 +139,8 @@ bool Grid<Generator>::merge(InstantBlock& block, const Cursor& f, const Cursor& 
     return false;
   }
   block.times = times;
-  i_ += passSamples(f, times, block.count, UpTo::kAt, block.baseline.passed.data());
-  j_ += passSamples(g, times, block.count, UpTo::kAt, block.other.passed.data());
+  i_ += passSamples(f, times, block.count, block.baseline.passed.data());
+  j_ += passSamples(g, times, block.count, block.other.passed.data());
   block.baseline.lieIn(f, !sides_.isLinear, block.count);
   block.other.lieIn(g, !sides_.isLinear, block.count);
   first_ += block.count;

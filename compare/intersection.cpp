@@ -50,8 +50,8 @@ class Intersection : public InstantSource {
   std::size_t j_;  // other samples passed
 };
 
-// Finds for each sample of the baseline how many of the other are before it: the next one is its
-// partner, or there is none. Samples that the other's window does not reach come next.
+// Finds for each sample of the baseline how many of the other are at or before it: the last of
+// these is its partner, or there is none. Samples that the other's window does not reach come next.
 void Intersection::match(InstantBlock& block, const Cursor& f, const Cursor& g) {
   const double* const timesF = f.ahead();
   const double* const timesG = g.ahead();
@@ -66,15 +66,14 @@ void Intersection::match(InstantBlock& block, const Cursor& f, const Cursor& g) 
   double* const instants = block.ownTimes.data();
   std::uint32_t* const samplesF = block.baseline.passed.data();
   std::uint32_t* const samplesG = block.other.passed.data();
-  const std::size_t passed = passSamples(g, timesF, reached, UpTo::kBefore, samplesG);
-  const std::size_t end = g.position + leftOf(j_, inG_);
+  const std::size_t passed = passSamples(g, timesF, reached, samplesG);
   std::size_t count = 0;
   for (std::size_t k = 0; k < reached; ++k) {
-    const std::uint32_t partner = samplesG[k];  // in the window
+    const std::uint32_t partner = std::max<std::uint32_t>(samplesG[k], 1);
     instants[count] = timesF[k];
     samplesF[count] = static_cast<std::uint32_t>(f.position + k + 1);
-    samplesG[count] = partner + 1;
-    count += partner < end && g.window[partner] == timesF[k] ? 1 : 0;
+    samplesG[count] = partner;
+    count += g.window[partner - 1] == timesF[k] ? 1 : 0;
   }
   block.count = count;
   block.times = instants;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "compare/counting.h"
 #include "compare/lanes.h"
 #include "compare/sampling.h"
 
@@ -177,8 +178,14 @@ struct Wide : Lanes<Width> {
                             double* values) {                                                      \
     Sampling<width>::heldAt(samples, passed, count, values);                                       \
   }                                                                                                \
-  constexpr Kernels kKernels##width = {orderOf##width, measureDifferences##width,                  \
-                                       measureValues##width, linearAt##width, heldAt##width};
+  target std::size_t countUpTo##width(const double* samples, std::size_t from, std::size_t most,   \
+                                      const double* times, std::size_t count,                      \
+                                      std::uint32_t* passed) {                                     \
+    return Counting<width>::countUpTo(samples, from, most, times, count, passed);                  \
+  }                                                                                                \
+  constexpr Kernels kKernels##width = {orderOf##width,       measureDifferences##width,            \
+                                       measureValues##width, countUpTo##width,                     \
+                                       linearAt##width,      heldAt##width};
 
 // NOLINTEND(bugprone-macro-parentheses)
 

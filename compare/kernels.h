@@ -68,6 +68,12 @@ struct Kernels {
   Facts (*measureValues)(const ValueArrays& from, std::size_t count, double quotient,
                          LaneSums& sums);
 
+  // Fills passed[k] with the number of samples at or before times[k]. The first `from` are known to
+  // be, none after the first `most` is counted, kLookAhead more can be read. Neither list falls.
+  // Returns the last number, `from` if there is none.
+  std::size_t (*countUpTo)(const double* samples, std::size_t from, std::size_t most,
+                           const double* times, std::size_t count, std::uint32_t* passed);
+
   // The value of a side at each of `count` times, of which passed[k] samples of the window are at
   // or before times[k]: at least one, and kLookAhead more can be read. `linearAt` fills values[k]
   // with the sample before if it stands at that time, else with between(the sample before, the one

@@ -58,47 +58,12 @@ std::size_t mergeTimes(const double* f, std::size_t countF, const double* g, std
   return a[kStretches - 1];
 }
 
-namespace {
-
-// Each time waits for the one before, so that four stretches of them are walked side by side.
-template <class IsPassed>
-std::size_t pass(const Cursor& side, const double* times, std::size_t count, std::uint32_t* passed,
-                 const IsPassed& isPassed) {
-  constexpr std::size_t kStretches = 4;
-  const double* const samples = side.ahead();
-  const std::size_t length = count / kStretches;
-  std::size_t p[kStretches] = {};
-  for (std::size_t s = 1; s < kStretches; ++s) {
-    const double time = times[s * length];
-    const double* const end =
-        std::partition_point(samples + p[s - 1], samples + kBlock,
-                             [&](double sample) { return isPassed(sample, time); });
-    p[s] = static_cast<std::size_t>(end - samples);
-  }
-  // Most times pass two samples or fewer, which takes no branch that depends on them. The window
-  // ends with a sample that none passes, but nothing read goes beyond it, should the times change.
-  const auto step = [=](std::size_t k, std::size_t& sample) {
-    sample += isPassed(samples[sample], times[k]) ? 1 : 0;
-    sample += isPassed(samples[sample], times[k]) ? 1 : 0;
-    while (sample < kBlock && isPassed(samples[sample], times[k])) ++sample;
-    sample = std::min(sample, kBlock);
-    passed[k] = static_cast<std::uint32_t>(side.position + sample);
-  };
-  for (std::size_t k = 0; k < length; ++k) {
-    for (std::size_t s = 0; s < kStretches; ++s) step(s * length + k, p[s]);
-  }
-  std::size_t& last = p[kStretches - 1];
-  for (std::size_t k = kStretches * length; k < count; ++k) step(k, last);
-  return last;
-}
-
-}  // namespace
-
-std::size_t passSamples(const Cursor& side, const double* times, std::size_t count, UpTo upTo,
+std::size_t passSamples(const Cursor& side, const double* times, std::size_t count,
                         std::uint32_t* passed) {
-  if (upTo == UpTo::kAt)
-    return pass(side, times, count, passed, [](double sample, double t) { return sample <= t; });
-  return pass(side, times, count, passed, [](double sample, double t) { return sample < t; });
+  const std::size_t most = side.position + kBlock;
+  const std::size_t end =
+      kernels().countUpTo(side.window, side.position, most, times, count, passed);
+  return end - side.position;
 }
 
 bool pairUp(InstantBlock& block, const TwoSides& sides, std::size_t& i, std::size_t& j) {

@@ -22,16 +22,10 @@ Cursor cursorAt(Times& times, std::size_t passed, std::size_t steps, bool& isStr
 std::size_t mergeTimes(const double* f, std::size_t countF, const double* g, std::size_t countG,
                        std::size_t steps, double* times, std::uint32_t* taken);
 
-// Whether a sample at a time counts as passed when that time comes.
-enum class UpTo {
-  kBefore,
-  kAt
-};
-
-// Finds how many samples of the window are before each of the `count` times, or also at it; those
-// before the position count too. The times never fall and are less than that kBlock samples ahead.
-// Returns how many samples are passed from the position on, which the last time tells.
-std::size_t passSamples(const Cursor& side, const double* times, std::size_t count, UpTo upTo,
+// Finds how many samples of the window are at or before each of the `count` times; those before the
+// position count too. The times never fall and are less than that kBlock samples ahead. Returns how
+// many samples are passed from the position on, which the last time tells.
+std::size_t passSamples(const Cursor& side, const double* times, std::size_t count,
                         std::uint32_t* passed);
 
 // How many samples lie before `passed` in the range.

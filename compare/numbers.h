@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 #include "compare/compare.h"
 
@@ -22,6 +23,16 @@ double numberAt(const Numbers& numbers, std::size_t sample, std::size_t componen
 // The real numbers themselves if they are doubles that lie as in a C array of samples with
 // `components` numbers each, else null.
 const double* inPlace(const Numbers& numbers, std::size_t components, Part part = Part::kReal);
+
+// Tells the processor that `count` doubles will be read next. They need not exist. Sources of
+// instants turn from one array to another with every block, and what the processor predicts by
+// itself ends with each of them.
+inline void prefetch(const double* from, std::size_t count) {
+  const auto begin = reinterpret_cast<std::uintptr_t>(from);
+  for (std::uintptr_t line = begin; line < begin + count * sizeof(double); line += 64) {
+    __builtin_prefetch(reinterpret_cast<const void*>(line), 0, 2);
+  }
+}
 
 // A range of the components of a sample.
 struct Components {

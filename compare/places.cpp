@@ -8,6 +8,7 @@ void Places::lieIn(const Cursor& window, bool held, std::size_t count) {
   form = Form::kPassed;
   isHeld = held;
   side = window;
+  if (side.position > 0) return;
   std::uint32_t* const numbers = passed.data();
   for (std::size_t k = 0; k < count; ++k) numbers[k] = std::max<std::uint32_t>(numbers[k], 1);
 }

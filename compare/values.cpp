@@ -54,6 +54,8 @@ const double* ValueReader::window(const Cursor& side) {
 SideValues ValueReader::sample(const InstantBlock& block, const Places& places) {
   const Cursor& side = places.side;
   const double* const values = window(side);
+  const std::size_t last = places.passed[block.count - 1];
+  if (values != window_.data()) prefetch(values + last, last);  // as many again
   if (places.isHeld) {
     kernels().heldAt(values, places.passed.data(), block.count, left_.data());
   } else {

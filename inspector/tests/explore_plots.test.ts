@@ -175,10 +175,12 @@ test("a reading is shown in few digits, with every digit behind it", () => {
   assert.equal(legendText({ ...row, cursor: null }, false).text, "–");
 });
 
-test("a date under the pointer is told as finely as two cursors are apart", () => {
+test("a date under the pointer is told as finely as the plots show it", () => {
   const time = Date.UTC(2024, 4, 1, 12, 30, 15) / 1000 + 0.25;
-  assert.equal(cursorText(time, 400 * 86400, true), "2024-05-01");
-  assert.equal(cursorText(time, -5000, true), "2024-05-01 12:30:15");
+  const day = 86400;
+  assert.equal(cursorText(time, 10 * 365 * day, true), "2024-05-01");
+  assert.equal(cursorText(time, 60 * day, true), "2024-05-01 12:30:00");
+  assert.equal(cursorText(time, 3600, true), "2024-05-01 12:30:15");
   assert.equal(cursorText(time, 0.5, true), "2024-05-01 12:30:15.25");
   assert.equal(cursorText(1 / 3, 0.5, false), "0.333333");
 });

@@ -108,3 +108,15 @@ def test_a_run_is_compared_from_its_details(inspector: Inspector) -> None:
     baseline = Select(page.one("#compare-baseline")).first_selected_option.text
     other = Select(page.one("#compare-other")).first_selected_option.text
     assert (baseline, other) == ("Tuesday", "Monday")
+
+
+def test_keys_go_from_the_signals_to_a_comparison_and_back(inspector: Inspector) -> None:
+    """The first list of runs took the focus, and with it the letters that are keys."""
+    page = inspector.page
+    page.press("c")
+    assert page.one(".compare-pane").is_displayed()
+    page.press(Keys.ENTER)
+    inspector.sees(lambda: statuses(page), "the table of pairs")
+    page.press("s")
+    assert page.one("main.explore").is_displayed()
+    assert not page.one(".compare-pane").is_displayed()

@@ -94,3 +94,20 @@ def test_a_signal_that_the_program_shows_is_ticked_here(
     store.runs["Tuesday"]["gear"].visible = True
     inspector.sees(lambda: inspector.ticks()["gear"] == "true", "the tick")
     inspector.sees(lambda: inspector.plots() == [["gear"]], "the plot")
+
+
+def test_signals_of_a_group_say_first_which_run_they_are_of(inspector: Inspector) -> None:
+    """A narrow list cut the run off behind the path, and the signals of two runs looked the same."""
+    page = inspector.page
+    Select(page.one("select[aria-label='Group by']")).select_by_value("label")
+    page.type("input[type=search]", "speed")
+    assert page.texts(".tree-where") == ["Monday · car/speed", "Tuesday · car/speed"]
+
+
+def test_the_foot_of_the_list_counts_one_signal_as_one(
+    inspector: Inspector, store: kvr.Store
+) -> None:
+    assert inspector.page.text(".signals .found") == "10 signals"
+    store.clear()
+    store.new_run("Monday").add("speed", [1.0], [0.0])
+    inspector.sees(lambda: inspector.page.text(".signals .found") == "1 signal", "the count")

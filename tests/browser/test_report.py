@@ -12,6 +12,7 @@ import kvr
 import numpy as np
 import pytest
 from browser_page import Page
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
 SAMPLES = 20_000
@@ -220,6 +221,14 @@ def test_a_table_of_many_rows_draws_those_that_are_seen(page: Page, tmp_path: Pa
     page.press(Keys.END)
     page.wait(lambda: "signal 2999" in labels(page), "the last row")
     assert len(page.all(".table-row")) < 100
+
+
+def test_the_table_is_as_wide_as_its_border_is_dragged(report: Page) -> None:
+    border, pairs = report.one("[role=separator]"), report.one(".pairs")
+    before = pairs.size["width"]
+    ActionChains(report.driver).click_and_hold(border).move_by_offset(-80, 0).release().perform()
+    report.settle()
+    assert pairs.size["width"] == pytest.approx(before - 80, abs=1)
 
 
 # ---- The plots ----

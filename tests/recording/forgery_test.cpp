@@ -209,7 +209,8 @@ void repeatId(std::string& image, std::size_t page, std::size_t pageSize) {
 TEST_F(ForgeryTest, IdThatStandsTwiceIsRefused) {
   const std::string image = readFile(path());
   const auto pageSize = static_cast<std::size_t>(static_cast<unsigned char>(image[16])) << 8;
-  for (const char* table : {"run", "signal", "tolerance", "sync", "hierarchy", "time_base"}) {
+  for (const char* table :
+       {"run", "signal", "tolerance", "sync", "hierarchy", "time_base", "piece"}) {
     const auto place = std::ranges::find(schema, table, &SchemaEntry::name) - schema.begin();
     std::string forged = image;
     repeatId(forged, static_cast<std::size_t>(place) + 2, pageSize);

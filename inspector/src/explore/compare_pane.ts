@@ -16,6 +16,7 @@ export class ComparePane {
   private readonly failure = element("p", "banner-line error", { role: "alert", hidden: true });
   private readonly busy = element("span", "muted", { role: "status" });
   private readonly nothing = element("p", "notice", {}, "Choose two runs. The baseline decides which signals and values must be there, and its tolerances are in force.");
+  private readonly submit = element("button", "tool primary", { type: "submit", title: "Compare these runs (Enter)" }, "Compare");
   private readonly end: HTMLButtonElement;
   private readonly found: ComparisonView;
 
@@ -26,8 +27,7 @@ export class ComparePane {
       "form", "compare-form", { "aria-label": "What to compare" },
       labelled("baseline", this.baseline), labelled("other", this.other),
       ...this.options.elements,
-      element("span", "compare-buttons", {},
-        element("button", "tool primary", { type: "submit", title: "Compare these runs (Enter)" }, "Compare"), this.end, this.busy),
+      element("span", "compare-buttons", {}, this.submit, this.end, this.busy),
     );
     form.addEventListener("submit", (event) => {
       event.preventDefault();
@@ -51,8 +51,9 @@ export class ComparePane {
     this.other.focus();
   }
 
+  /** Puts the focus where Enter compares, and where letters are still keys. */
   focus(): void {
-    this.baseline.focus();
+    this.submit.focus();
   }
 
   /** Lists the keys of the comparison; false if none is shown. */

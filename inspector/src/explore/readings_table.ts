@@ -23,6 +23,8 @@ export interface Readings {
   cursor: number | null;
   pin: number | null;
   isDate: boolean;
+  /** How much time the plots show: times are told no finer than it needs. */
+  width: number;
   rows: CurveReading[];
 }
 
@@ -40,15 +42,15 @@ export function changeText(from: Value | null, to: Value | null): string {
   return shortNumber(to - from, 10);
 }
 
-/** A time under the pointer: of a date no more than what `span`, the time between two of them, can tell. */
-export function cursorText(time: number, span: number, isDate: boolean): string {
+/** A time under the pointer: of a date no more than can be told where the plots show so much time. */
+export function cursorText(time: number, shown: number, isDate: boolean): string {
   if (!isDate) return timeText(time, false);
-  const [, step] = DATE_STEPS.find(([least]) => Math.abs(span) >= least) ?? [0, 0];
+  const [, step] = DATE_STEPS.find(([least]) => shown >= least) ?? [0, 0];
   return dateText(step === 0 ? time : Math.floor(time / step) * step);
 }
 
-/** From so many seconds between two times on, their texts stop at this step. */
-const DATE_STEPS: readonly [number, number][] = [[100 * 86400, 86400], [100, 1]];
+/** From so many seconds on, their texts stop at this step. */
+const DATE_STEPS: readonly [number, number][] = [[1000 * 86400, 86400], [1000 * 60, 60], [1000, 1]];
 
 /** The samples that only one of two cursors has passed: how many samples lie between them. */
 export function samplesBetween(from: Reading | null, to: Reading | null): number | null {
@@ -59,15 +61,15 @@ export class ReadingsTable {
   readonly element = element("section", "pinned", { hidden: true, "aria-label": "Values at two cursors" });
 
   show(readings: Readings): void {
-    const { cursor, pin, isDate, rows } = readings;
+    const { cursor, pin, isDate, width, rows } = readings;
     this.element.hidden = pin === null;
     if (pin === null) return;
     const at = cursor ?? pin;
     const span = at - pin;
     const head = element("tr", "", {},
       element("th", "", { scope: "col" }, "signal"),
-      element("th", "number", { scope: "col" }, `pinned at ${cursorText(pin, span, isDate)}`),
-      element("th", "number", { scope: "col" }, `at ${cursorText(at, span, isDate)}`),
+      element("th", "number", { scope: "col" }, `pinned at ${cursorText(pin, width, isDate)}`),
+      element("th", "number", { scope: "col" }, `at ${cursorText(at, width, isDate)}`),
       element("th", "number", { scope: "col" }, `change over ${durationText(span, isDate)}`),
       element("th", "number", { scope: "col" }, "samples"));
     fill(this.element, element("table", "", {}, element("thead", "", {}, head), element("tbody", "", {}, ...rows.map((row) => rowOf(row, isDate)))));

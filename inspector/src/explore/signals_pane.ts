@@ -3,7 +3,7 @@
 import { button, element } from "../dom";
 import { Atom } from "../state/atom";
 import { SearchTexts } from "../table/rows";
-import { countText } from "../text/numbers";
+import { countText, counted } from "../text/numbers";
 import { shownShort } from "../text/shown";
 import type { Session } from "./session";
 import type { StoreView } from "./store_view";
@@ -150,7 +150,7 @@ export class SignalsPane {
       total === 0 ? "The store has no signals." : "No signal has this in its names.",
     );
     this.count.textContent = found === null
-      ? `${countText(total)} signals` : `${countText(found.length)} of ${countText(total)} signals`;
+      ? counted(total, "signal") : `${countText(found.length)} of ${counted(total, "signal")}`;
   }
 
   /** Made before the first letter is typed, and again when names have changed. */
@@ -218,7 +218,7 @@ export class SignalsPane {
     const path = by === "path" ? "" : view.signals.path[place]!;
     const isOneRun = view.state.runs.length < 2;
     const run = by === "run" || isOneRun ? "" : (view.run(view.signals.run[place]!)?.name ?? "");
-    return [path, run].filter((text) => text !== "").map((text) => shownShort(text, MOST_OF_NAME)).join(" · ");
+    return [run, path].filter((text) => text !== "").map((text) => shownShort(text, MOST_OF_NAME)).join(" · ");
   }
 
   private isChosen(row: TreeRow): boolean {

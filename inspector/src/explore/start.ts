@@ -4,6 +4,7 @@ import "../styles/explore.css";
 import { ServerSource } from "../data/server";
 import { button, element, fill } from "../dom";
 import { keysHelp } from "../report/help";
+import { Separator } from "../report/separator";
 import { Address } from "../state/address";
 import { Atom } from "../state/atom";
 import { bindKeys } from "../state/keys";
@@ -34,7 +35,13 @@ export function startInspector(root: HTMLElement): void {
     },
     () => signals.tree.element.focus(),
   );
-  const explore = element("main", "explore", {}, signals.element, plots.element, details.element);
+  const separators = [
+    new Separator({ label: "Width of the signals", pane: signals.element, isLeft: false, property: "--signals-width" }),
+    new Separator({ label: "Width of the details", pane: details.element, isLeft: true, property: "--details-width" }),
+  ];
+  const explore = element("main", "explore", {},
+    signals.element, separators[0]!.element, plots.element, separators[1]!.element, details.element);
+  for (const separator of separators) separator.restore();
   // A comparison that is shown has a help of its own.
   const showHelp = (): void => {
     if (mode.get() !== "comparison" || !comparing.showHelp()) help.showModal();
