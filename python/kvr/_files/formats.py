@@ -147,7 +147,11 @@ def format_of(path: str, name: str | None) -> Format:
     if name is not None:
         raise ValueError(f"format must be {names}, not {name!r}")
     broken = "".join(f"; the format {failure}" for failure in others.failures.values())
-    raise FormatError(path, f"its ending is of no known format; name the format, {names}{broken}")
+    raise FormatError(
+        path,
+        f"its ending is of no known format; name the format, {names}, or give the file its "
+        f"ending{broken}",
+    )
 
 
 def known_endings() -> tuple[str, ...]:
