@@ -64,10 +64,10 @@ def test_finding_a_verdict_makes_no_other(pair, monkeypatch):
     made = []
     make = verdicts.Found.verdict
     monkeypatch.setattr(
-        verdicts.Found, "verdict", lambda self, place, *rest: made.append(place) or make(self, place, *rest)
+        verdicts.Found, "verdict", lambda self, pair, *rest: made.append(pair) or make(self, pair, *rest)
     )  # fmt: skip
     assert found["a"].status == "out"
-    assert made == [0]
+    assert made == [(0, 0)]
     with pytest.raises(kvr.Ambiguous, match="2 verdicts are on 'b', at one and two"):
         found["b"]
     with pytest.raises(kvr.NotFound, match="no verdict is on 'c'; there is 'a' and 'b'"):

@@ -38,7 +38,7 @@ class Look(NamedTuple):
 class Looks(Sequence[Look]):
     """A look at each signal of a run, in their order.
 
-    held  the samples that the extension holds, else None: see `samples`
+    held  what the extension holds of them, None if it holds nothing
     """
 
     held: Any = None
@@ -60,13 +60,14 @@ class Looks(Sequence[Look]):
     def __getitem__(self, place: int | slice) -> Look | Sequence[Look]:
         return self._looks[place]
 
-    def column(self, field: str) -> list[Any]:
-        """A field of the facts of all signals."""
-        return [getattr(look.facts, field) for look in self._looks]
+    def arriving(self) -> Iterator[range]:
+        """The places of the signals as they become known; for the others there is no look yet."""
+        yield range(len(self))
 
-    def samples(self) -> list[int]:
-        """How many samples of each signal are in `held`, at the same place; -1 for none."""
-        return [-1] * len(self)
+    def column(self, field: str, places: range | None = None) -> list[Any]:
+        """A field of the facts of the signals at these places, which follow each other, or of all."""
+        looks = self._looks if places is None else self._looks[places.start : places.stop]
+        return [getattr(look.facts, field) for look in looks]
 
     def settings(self, place: int) -> tuple[Tolerance, Sync]:
         """The tolerance and the synchronisation options in force for a signal."""
@@ -129,10 +130,11 @@ class RunReader(ABC, Generic[Signal]):
     def sync(self) -> Sync:
         ...
 
-    def _looks(self, wants_settings: bool = True) -> Looks:
+    def _looks(self, wants_settings: bool = True, reads: bool = True) -> Looks:
         """A look at each signal, in their order; in fewer steps than signal by signal.
 
-        Without `wants_settings` the settings of the looks are not asked for.
+        Without `wants_settings` the settings of the looks are not asked for. Without `reads` signals
+        may be read later, by `Looks.arriving`.
         """
         return Looks([Look(signal, signal._facts()) for signal in self.signals])
 

@@ -135,12 +135,16 @@ class Run(RunReader[Signal]):
         numbers = self._signal_numbers(self._repository())
         return tuple(Signal(self._host, number) for number in numbers)
 
-    def _looks(self, wants_settings: bool = True) -> Looks:
+    def _looks(self, wants_settings: bool = True, reads: bool = True) -> Looks:
         from kvr._store.looks import StoreLooks
 
         repository = self._repository()
         numbers = self._signal_numbers(repository)
-        return StoreLooks(self._host, repository, numbers, wants_settings)
+        looks = StoreLooks(self._host, repository, numbers, wants_settings)
+        if reads:
+            for _ in looks.arriving():
+                pass
+        return looks
 
     def _everything_of(self) -> Callable[[Signal], Everything]:
         repository = self._repository()

@@ -29,14 +29,30 @@ bool SignalRecords::add(const py::dict& record, std::ptrdiff_t mostBytes) {
   return true;
 }
 
-py::list SignalRecords::column(const std::string& field) const {
+py::object SignalRecords::readTo(const py::object& read, const py::list& numbers, std::size_t end,
+                                 std::ptrdiff_t mostBytes) {
+  if (end > numbers.size()) throw std::out_of_range("fewer signals are numbered");
+  while (entries_.size() < end) {
+    PyObject* const number = PyList_GetItem(numbers.ptr(), static_cast<Py_ssize_t>(size()));
+    if (number == nullptr) throw py::error_already_set();
+    auto record = py::reinterpret_steal<py::object>(PyObject_CallOneArg(read.ptr(), number));
+    if (!record) throw py::error_already_set();
+    if (!py::isinstance<py::dict>(record) ||
+        !add(py::reinterpret_borrow<py::dict>(record), mostBytes))
+      return record;
+  }
+  return py::none();
+}
+
+py::list SignalRecords::column(const std::string& field, std::size_t first, std::size_t end) const {
   const auto* const found = std::find(Facts::names.begin(), Facts::names.end(), field);
   if (found == Facts::names.end()) throw std::invalid_argument("no field " + field);
   const auto index = static_cast<std::size_t>(found - Facts::names.begin());
-  py::list values(entries_.size());
-  for (std::size_t place = 0; place < entries_.size(); ++place) {
+  if (first > end || end > entries_.size()) throw std::out_of_range("there are no such places");
+  py::list values(end - first);
+  for (std::size_t place = first; place < end; ++place) {
     const py::object& value = entries_[place].facts.values[index];
-    values[place] = value ? value : py::object(py::none());
+    values[place - first] = value ? value : py::object(py::none());
   }
   return values;
 }
@@ -47,16 +63,6 @@ py::tuple SignalRecords::facts(std::size_t place) const {
   for (std::size_t i = 0; i < values.size(); ++i)
     facts[i] = values[i] ? values[i] : py::object(py::none());
   return facts;
-}
-
-py::list SignalRecords::samples() const {
-  py::list counts(entries_.size());
-  for (std::size_t place = 0; place < entries_.size(); ++place) {
-    const Entry& entry = entries_[place];
-    const auto samples = static_cast<std::ptrdiff_t>(entry.held.series.samples);
-    counts[place] = py::int_(entry.hasSeries ? samples : -1);
-  }
-  return counts;
 }
 
 void SignalRecords::dropSeries() {
@@ -83,9 +89,11 @@ void defineSignalRecords(py::module_& module) {
       .def("__len__", &SignalRecords::size)
       .def("add", &SignalRecords::add, py::arg("record"), py::arg("most_bytes"))
       .def("add_nothing", &SignalRecords::addNothing)
-      .def("column", &SignalRecords::column, py::arg("field"))
+      .def("read_to", &SignalRecords::readTo, py::arg("read"), py::arg("numbers"), py::arg("end"),
+           py::arg("most_bytes"))
+      .def("column", &SignalRecords::column, py::arg("field"), py::arg("first"), py::arg("end"))
       .def("facts", &SignalRecords::facts, py::arg("place"))
-      .def("samples", &SignalRecords::samples)
+      .def("holds", &SignalRecords::holds, py::arg("place"))
       .def("drop_series", &SignalRecords::dropSeries)
       .def_property_readonly("bytes", &SignalRecords::bytes);
 }

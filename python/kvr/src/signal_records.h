@@ -22,20 +22,27 @@ class SignalRecords {
   // are held so far. Returns false, and adds nothing, unless factsIn() and seriesIn() take it.
   bool add(const pybind11::dict& record, std::ptrdiff_t mostBytes);
 
+  // Adds the records that `read` returns of `numbers`, from the place after the last one up to
+  // `end`. Stops at one that `add` does not take, and returns it; None at the end. Raises what
+  // `read` raises; the records before stay.
+  pybind11::object readTo(const pybind11::object& read, const pybind11::list& numbers,
+                          std::size_t end, std::ptrdiff_t mostBytes);
+
   // Adds a signal that `add` did not take: its place has no names and no samples.
   void addNothing() { entries_.emplace_back(); }
 
   std::size_t size() const { return entries_.size(); }
 
-  // A name or number of all signals under the name that the package's Facts have; None for a signal
-  // without names. Fails with std::invalid_argument for another field.
-  pybind11::list column(const std::string& field) const;
+  // A name or number of the signals from place `first` to before `end` under the name that the
+  // package's Facts have; None for a signal without names. Fails with std::invalid_argument for
+  // another field, with std::out_of_range for places that are not there.
+  pybind11::list column(const std::string& field, std::size_t first, std::size_t end) const;
 
   // The fields of Facts in their order. Fails with std::out_of_range.
   pybind11::tuple facts(std::size_t place) const;
 
-  // How many samples are held of each signal; -1 for none that `series` returns.
-  pybind11::list samples() const;
+  // Whether the samples of a signal are held. Fails with std::out_of_range.
+  bool holds(std::size_t place) const { return entries_.at(place).hasSeries; }
 
   // The bytes of all samples that are held.
   std::size_t bytes() const { return bytes_; }
