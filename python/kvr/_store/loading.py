@@ -26,6 +26,8 @@ def load(source: str | os.PathLike[str] | Recording, runs: Iterable[str] | str |
         with open_recording(source) as recording:
             return load(recording, runs)
     names = [runs] if isinstance(runs, str) else runs
+    if names is not None and not isinstance(names, Iterable):
+        raise TypeError(f"runs of a file are chosen by name; {names!r:.80} is not a text")
     chosen = list(source.runs) if names is None else [_run_named(source, name) for name in names]
     return load_runs(chosen, source.path)
 
