@@ -50,7 +50,11 @@ void PairJudging::Batch::judge(const Crew::Poll& poll) {
 
 PairJudging::PairJudging(SignalRecords* baseline, SignalRecords* other, std::size_t signals,
                          std::size_t threads)
-    : baseline_(baseline), other_(other), found_(signals), most_(threads * kAhead) {
+    : baseline_(baseline),
+      other_(other),
+      found_(signals),
+      // Alone, the calling thread judges what it has just read, which the caches still hold.
+      most_(threads == 1 ? 1 : threads * kAhead) {
   if (threads == 0) throw std::invalid_argument("one thread at least judges");
   crew_ = std::make_unique<Crew>(threads - 1);
 }
