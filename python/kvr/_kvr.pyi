@@ -33,6 +33,7 @@ class SignalRecords:
     column      a field of Facts of signals that follow each other, None where there are no names
     facts       the fields of Facts of one signal
     holds       whether the samples of a signal are held
+    drop        lets go of the samples of a signal
     bytes       of all samples that are held
     """
 
@@ -50,12 +51,15 @@ class SignalRecords:
     def column(self, field: str, first: int, end: int) -> list[Any]: ...
     def facts(self, place: int) -> tuple[Any, ...]: ...
     def holds(self, place: int) -> bool: ...
+    def drop(self, place: int) -> None: ...
     def drop_series(self) -> None: ...
     @property
     def bytes(self) -> int: ...
 
 class PairJudging:
     """Judges pairs in several threads, of which the calling one is one, while that goes on reading.
+
+    Lets go of the samples of records once they are judged.
 
     add       takes a pair: its baseline signal's place, and each side as a Side or as its place
     add_held  as add for pairs of places; returns those of which samples are not held
@@ -121,7 +125,12 @@ class SignalRow:
     visible: bool
     time_base: int
     metadata_bytes: int
+    samples: int
+    is_text: bool
+    own_settings: tuple[bool, bool]  # a tolerance, synchronisation options
     def fields(self) -> dict[str, Any]: ...
+    def facts(self) -> tuple[Any, ...]:
+        """The fields of Facts; quicker than `fields`."""
 
 class RecordingReader:
     def __init__(self, path: str) -> None: ...

@@ -249,7 +249,8 @@ def test_pairs_of_places_are_judged_as_one_by_one(run):
         pass
     assert judging.statuses() == ["within", "out", None]
     assert judging.fields(2, False) is None
-    by_one = judged([(1, 1, 0)], records, records)
+    again, _ = records_of(run)
+    by_one = judged([(1, 1, 0)], again, again)
     assert judging.fields(1, False) == by_one.fields(1, False)
 
 
@@ -326,3 +327,22 @@ def test_plain_and_other_signals_get_the_verdicts_of_their_arrays(store):
         )
         for field in ("status", "instants", "judged", "out", "worst", "rms", "intervals"):
             assert getattr(verdict, field) == getattr(alone, field), name
+
+
+def test_samples_are_let_go_as_soon_as_they_are_judged(run):
+    """Before, a comparison held the samples of whole runs to its end."""
+    for number in range(3):
+        run.add(str(number), [1.0, 2.0], time=[0.0, 1.0])
+    (here, _), (there, _) = records_of(run), records_of(run)
+    judging = _kvr.PairJudging(here, there, 3, 1)
+    judging.add_held([(0, 1), (2, 2)], rules())
+    while judging.wait():
+        pass
+    assert [here.holds(place) for place in range(3)] == [False, True, False]
+    assert [there.holds(place) for place in range(3)] == [True, False, False]
+    assert (here.bytes, there.bytes) == (32, 32)
+    here.drop(1)
+    here.drop(1)
+    assert here.bytes == 0
+    with pytest.raises(IndexError):
+        here.drop(3)

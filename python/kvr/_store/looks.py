@@ -15,7 +15,7 @@ from kvr._reading.signals import Facts, Series
 from kvr._store.signal import Signal, _facts_of
 from kvr._store.values import series_of
 
-_AT_ONCE = 128  # signals
+_FIRST, _AT_ONCE = 8, 128  # signals that are read before someone looks at them
 _KEPT = 256 << 20  # bytes of series that are held; those beyond are read again when needed
 
 
@@ -38,9 +38,9 @@ class StoreLooks(Looks):
         self._settings: list[tuple[Tolerance, Sync]] = []
 
     def arriving(self) -> Iterator[range]:
-        first, count = 0, len(self._numbers)
+        first, count, step = 0, len(self._numbers), _FIRST
         while first < count:
-            end = min(first + _AT_ONCE, count)
+            end, step = min(first + step, count), min(step * 2, _AT_ONCE)
             if len(self.held) < end:
                 self._read_to(end)
             yield range(first, end)

@@ -22,16 +22,17 @@ constexpr std::chrono::milliseconds kPatience(20);
 
 // ---- A batch ----
 
-compare::Series PairJudging::Batch::held(const SignalRecords* records, std::size_t place) {
+compare::Series PairJudging::Batch::held(SignalRecords* records, std::size_t place) {
   if (records == nullptr) throw py::type_error("a place, and no records that it is in");
   const HeldSeries& held = records->series(place);
   // The records may let go of them meanwhile.
   arrays.push_back(held.times);
   arrays.push_back(held.values);
+  places.emplace_back(records, place);
   return held.series;
 }
 
-compare::Series PairJudging::Batch::given(const SignalRecords* records, const py::object& side) {
+compare::Series PairJudging::Batch::given(SignalRecords* records, const py::object& side) {
   if (PyLong_CheckExact(side.ptr())) return held(records, side.cast<std::size_t>());
   const auto tuple = side.cast<py::tuple>();
   arrays.push_back(tuple);
@@ -47,9 +48,13 @@ void PairJudging::Batch::judge(const Crew::Poll& poll) {
 
 // ---- Taking pairs ----
 
-PairJudging::PairJudging(const SignalRecords* baseline, const SignalRecords* other,
-                         std::size_t signals, std::size_t threads)
-    : baseline_(baseline), other_(other), found_(signals), most_(threads * kAhead) {
+PairJudging::PairJudging(SignalRecords* baseline, SignalRecords* other, std::size_t signals,
+                         std::size_t threads)
+    : baseline_(baseline),
+      other_(other),
+      found_(signals),
+      // Alone, the calling thread judges what it has just read, which the caches still hold.
+      most_(threads == 1 ? 1 : threads * kAhead) {
   if (threads == 0) throw std::invalid_argument("one thread at least judges");
   crew_ = std::make_unique<Crew>(threads - 1);
 }
@@ -149,6 +154,7 @@ void PairJudging::collect() {
       found_[batch->pairs[i].place] =
           Found{std::move(batch->verdicts[i]), std::move(batch->pairs[i].rules)};
     done_ += batch->pairs.size();
+    for (const auto& [records, place] : batch->places) records->drop(place);
   }
 }
 
@@ -185,7 +191,7 @@ py::object PairJudging::fields(std::size_t place, bool isDated) const {
 
 void definePairJudging(py::module_& module) {
   py::class_<PairJudging>(module, "PairJudging")
-      .def(py::init<const SignalRecords*, const SignalRecords*, std::size_t, std::size_t>(),
+      .def(py::init<SignalRecords*, SignalRecords*, std::size_t, std::size_t>(),
            py::arg("baseline").none(true), py::arg("other").none(true), py::arg("signals"),
            py::arg("threads"), py::keep_alive<1, 2>(), py::keep_alive<1, 3>())
       .def("add", &PairJudging::add, py::arg("place"), py::arg("baseline"), py::arg("other"),

@@ -9,6 +9,7 @@
 #include <list>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "compare/compare.h"
@@ -26,8 +27,9 @@ namespace kvr::python {
 // Ctrl-C makes of it.
 class PairJudging {
  public:
-  // `baseline` and `other` hold the samples of pairs that are given as places; they may be null.
-  PairJudging(const SignalRecords* baseline, const SignalRecords* other, std::size_t signals,
+  // `baseline` and `other` hold the samples of pairs that are given as places, and let go of them
+  // once they are judged; they may be null.
+  PairJudging(SignalRecords* baseline, SignalRecords* other, std::size_t signals,
               std::size_t threads);
   PairJudging(const PairJudging&) = delete;
   PairJudging& operator=(const PairJudging&) = delete;
@@ -69,12 +71,13 @@ class PairJudging {
     std::vector<Pair> pairs;
     std::deque<Side> sides;
     std::vector<pybind11::object> arrays;
+    std::vector<std::pair<SignalRecords*, std::size_t>> places;
     std::size_t samples = 0;
     std::vector<compare::Verdict> verdicts;
     std::atomic<bool> isDone = false;
 
-    compare::Series held(const SignalRecords* records, std::size_t place);
-    compare::Series given(const SignalRecords* records, const pybind11::object& side);
+    compare::Series held(SignalRecords* records, std::size_t place);
+    compare::Series given(SignalRecords* records, const pybind11::object& side);
     void judge(const Crew::Poll& poll);
   };
 
@@ -91,8 +94,8 @@ class PairJudging {
   template <class Call>
   void withoutLock(const Call& call);
 
-  const SignalRecords* baseline_;
-  const SignalRecords* other_;
+  SignalRecords* baseline_;
+  SignalRecords* other_;
   std::vector<std::optional<Found>> found_;
   std::size_t done_ = 0;
   std::size_t most_;  // batches that are judged or wait

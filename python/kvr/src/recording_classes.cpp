@@ -240,7 +240,17 @@ void defineRecordingClasses(py::module_& module) {
       .def_readonly("port", &SignalEntry::port)
       .def_readonly("dash", &SignalEntry::dash)
       .def_readonly("visible", &SignalEntry::visible)
+      .def("facts", &factsOf)
       .def_readonly("time_base", &SignalEntry::timeBase)
+      .def_readonly("samples", &SignalEntry::samples)
+      .def_property_readonly(
+          "is_text",
+          [](const SignalEntry& signal) { return signal.valueClass == ValueClass::kText; })
+      .def_property_readonly("own_settings",
+                             [](const SignalEntry& signal) {
+                               return py::make_tuple(signal.tolerance.has_value(),
+                                                     signal.sync.has_value());
+                             })
       .def_readonly("metadata_bytes", &SignalEntry::metadataBytes);
   py::class_<RecordingReader>(module, "RecordingReader")
       .def(py::init<std::string>(), py::arg("path"))

@@ -65,6 +65,15 @@ py::tuple SignalRecords::facts(std::size_t place) const {
   return facts;
 }
 
+void SignalRecords::drop(std::size_t place) {
+  Entry& entry = entries_.at(place);
+  if (!entry.hasSeries) return;
+  entry.hasSeries = false;
+  bytes_ -= bytesOf(entry.held);
+  // It goes when the entry is in order: what lets go of an array may come back to this object.
+  const HeldSeries dropped = std::exchange(entry.held, HeldSeries());
+}
+
 void SignalRecords::dropSeries() {
   // They go when all entries are in order: what lets go of an array may come back to this object.
   std::vector<HeldSeries> dropped;
@@ -94,6 +103,7 @@ void defineSignalRecords(py::module_& module) {
       .def("column", &SignalRecords::column, py::arg("field"), py::arg("first"), py::arg("end"))
       .def("facts", &SignalRecords::facts, py::arg("place"))
       .def("holds", &SignalRecords::holds, py::arg("place"))
+      .def("drop", &SignalRecords::drop, py::arg("place"))
       .def("drop_series", &SignalRecords::dropSeries)
       .def_property_readonly("bytes", &SignalRecords::bytes);
 }

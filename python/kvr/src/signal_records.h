@@ -47,6 +47,9 @@ class SignalRecords {
   // The bytes of all samples that are held.
   std::size_t bytes() const { return bytes_; }
 
+  // Lets go of the samples of a signal, if they are held. Fails with std::out_of_range.
+  void drop(std::size_t place);
+
   // Lets go of all samples.
   void dropSeries();
 

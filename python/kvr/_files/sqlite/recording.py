@@ -4,7 +4,6 @@ from __future__ import annotations
 
 from collections.abc import Iterator, Sequence
 from datetime import datetime, timedelta
-from operator import itemgetter
 from typing import Any, overload
 
 import numpy as np
@@ -18,7 +17,6 @@ from kvr._reading.runs import require_place
 from kvr._reading.signals import Array, Color, Extent, Facts, Series, read_only
 
 _CHUNK = 256  # signals that are read at a time
-_FACTS = itemgetter(*Facts._fields[1:])
 
 
 class RecordingFile(Recording):
@@ -292,7 +290,7 @@ class RecordingSignal(FileSignal):
         return self._row.sid
 
     def _facts(self) -> Facts:
-        return Facts(self._run.id, *_FACTS(self._fields()))
+        return Facts(*self._row.facts())
 
     @property
     def unit(self) -> str | None:
@@ -313,18 +311,16 @@ class RecordingSignal(FileSignal):
 
     @property
     def tolerance(self) -> Tolerance:
-        own = self._fields()["tolerance"]
-        if own is None:
+        if not self._row.own_settings[0]:
             return self._run._lent_tolerance()
-        made: Tolerance = Tolerance._make(own)
+        made: Tolerance = Tolerance._make(self._fields()["tolerance"])
         return made
 
     @property
     def sync(self) -> Sync:
-        own = self._fields()["sync"]
-        if own is None:
+        if not self._row.own_settings[1]:
             return self._run._lent_sync()
-        return self._run._sync_of(own, self._place(), inherited=False)
+        return self._run._sync_of(self._fields()["sync"], self._place(), inherited=False)
 
     # ---- Hierarchy ----
 
@@ -377,13 +373,12 @@ class RecordingSignal(FileSignal):
         )
 
     def _series(self) -> Series:
-        fields = self._fields()
-        reader = self._reader()
-        times = self._run._recording._times_of(self._row, fields["samples"])
-        if fields["class"] == "text":
-            values = self._texts((fields["samples"], *fields["shape"]))
+        row, samples = self._row, self._row.samples
+        times = self._run._recording._times_of(row, samples)
+        if row.is_text:
+            values = self._texts((samples, *self._fields()["shape"]))
         else:
-            values = reader.values(self._row, 0, fields["samples"])
+            values = self._reader().values(row, 0, samples)
         return Series(times, read_only(values))
 
     def _texts(self, shape: tuple[int, ...]) -> Array:
