@@ -271,6 +271,16 @@ def test_run_of_a_file_is_saved_as_one_of_the_store(filled, path, tmp_path):
             ]
 
 
+def test_run_that_is_saved_twice_keeps_its_hierarchy_in_both_copies(store, path):
+    run = store.new_run("Monday")
+    whole = run.add("whole", [1.0], time=[0.0])
+    run.add("part", [1.0], time=[0.0], parent=whole)
+    store.save(path, runs=[run, run])
+    with kvr.open(path) as recording:
+        for copy in recording.runs:
+            assert copy["part"].parent == copy["whole"]
+
+
 def test_option_that_the_format_does_not_have_is_told(filled, path, tmp_path):
     filled.save(path)
     (tmp_path / "one.csv").write_text("time;a\n0;1\n")

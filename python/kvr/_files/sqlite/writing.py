@@ -62,10 +62,11 @@ def _write(
     content: Sequence[_RunAndSignals],
     tell: Callable[[int], object],
 ) -> None:
-    numbers: dict[Any, int] = {}
-    parts: list[tuple[int, Any]] = []
+    numbers: dict[Any, int] = {}  # of all runs
+    parts: list[tuple[int, Any, dict[Any, int]]] = []
     done = 0
     for run, signals in content:
+        own: dict[Any, int] = {}  # a run may be among the runs twice
         try:
             writer.add_run(_run_fields(run))
         except ValueError as error:
@@ -78,14 +79,16 @@ def _write(
             except (ValueError, NoValues) as error:
                 place = f"{path}: signal {text.shown(repr(signal.label), 80)}"
                 raise type(error)(f"{place}: {error}") from error
-            numbers[signal._key()] = number
+            own[signal._key()] = number
             if found.parent is not None:
-                parts.append((number, found.parent._key()))
+                parts.append((number, found.parent._key(), own))
             done += 1
             tell(done)
-    for number, parent in parts:
-        if parent in numbers:
-            writer.set_parent(number, numbers[parent])
+        numbers.update(own)
+    for number, parent, own in parts:
+        above = own.get(parent, numbers.get(parent))
+        if above is not None:
+            writer.set_parent(number, above)
 
 
 def _run_fields(run: RunReader[Any]) -> dict[str, Any]:
