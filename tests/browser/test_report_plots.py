@@ -2,11 +2,14 @@
 
 from __future__ import annotations
 
+from pathlib import Path
 from typing import Any
 
+import kvr
+import numpy as np
 import pytest
 from browser_page import Page
-from report_page import TIME, chosen, plot_area, reading, times
+from report_page import TIME, chosen, plot_area, reading, shown, times
 from selenium.webdriver.common.keys import Keys
 
 pytestmark = pytest.mark.usefixtures("empty_store")
@@ -113,3 +116,24 @@ def test_no_key_is_taken_from_an_input_field(report: Page) -> None:
     report.press("jnw0?")
     assert report.one(".filter").get_attribute("value") == "jnw0?"
     assert chosen(report) == "lost"
+
+
+def test_a_date_at_the_cursor_is_told_as_finely_as_the_plots_show_it(
+    page: Page, tmp_path: Path
+) -> None:
+    """The worst sample, of 1 September, was pinned "at 2015-08-31 05:46:40", and the change cut off."""
+    store = kvr.Store()
+    days = np.arange("1985-01", "2016-07", dtype="datetime64[M]").astype("datetime64[s]")
+    values = np.arange(len(days), dtype=float)
+    store.new_run("June").add("spending", values, days)
+    values[days == np.datetime64("2015-09-01")] += 5
+    store.new_run("July").add("spending", values, days)
+    kvr.compare(*store.runs).to_html(tmp_path / "report.html")
+    shown(page, tmp_path / "report.html")
+    page.mouse(plot_area(page)).move(0.5)
+    page.wait(lambda: page.texts(".readings thead th")[0] != "cursor", "the cursor")
+    heads = page.texts(".readings thead th")
+    assert heads[1] == "pinned at 2015-09-01"
+    assert page.run(
+        "const e = document.querySelector('.readings'); return e.scrollWidth <= e.clientWidth"
+    )

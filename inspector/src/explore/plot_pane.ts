@@ -244,7 +244,7 @@ export class PlotPane {
 
   private showReadings(cursor: number | null, pin: number | null, rows: CurveReading[]): void {
     const { isDate } = this.drawn;
-    this.table.show({ cursor, pin, isDate, width: width(this.plots.times), rows });
+    this.table.show({ cursor, pin, isDate, resolution: width(this.plots.times) / this.plots.columns, rows });
     const texts = new Map(rows.map((row) => [row.curve, legendText(row, isDate)]));
     for (const legend of this.legends) legend.showValues(texts);
   }
