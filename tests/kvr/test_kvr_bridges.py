@@ -285,3 +285,18 @@ def test_many_instants_out_are_one_artist(run):
     other.add("a", np.ones(5000), time=np.arange(5000))
     axes = kvr.compare(run, other)["a"].plot(new_axes())
     assert len(axes.lines) + len(axes.collections) == 3
+
+
+def test_times_of_another_program_that_fall_are_put_in_order(run, add_foreign):
+    add_foreign(run, vormel.timeseries([1.0, 2.0, 3.0], [5.0, 1.0, 5.0]), label="a")
+    frame = run.to_dataframe()
+    assert frame.index.tolist() == [1.0, 5.0, 5.0]
+    assert frame["a"].tolist() == [2.0, 1.0, 3.0]
+
+
+def test_signals_of_one_name_and_path_are_told_apart_by_their_ids(run):
+    for _ in range(3):
+        run.add("a", [1, 2], time=[0, 1], path="p")
+    names = ["p/a", "p/a (2)", "p/a (3)"]
+    assert list(run.to_dataframe().columns) == names
+    assert list(run.to_xarray()) == names

@@ -78,17 +78,22 @@ def test_given_fields_replace_stored_ones_of_another_kind(store, folder, capsys)
     assert verdict["sync"]["interp"] == "linear"  # kept
 
 
-@pytest.mark.parametrize(("jobs", "threads"), [(["--jobs", "3"], 3), (["--jobs", "1"], 1)])
+@pytest.mark.parametrize(
+    ("jobs", "threads"), [(["--jobs", "3"], 3), (["--jobs", "1"], 1), ([], None)]
+)
 def test_jobs_are_the_threads_of_a_comparison(folder, capsys, monkeypatch, jobs, threads):
-    from kvr._comparing import judging
+    from kvr._command import compare
 
-    pools = []
-    executor = judging.ThreadPoolExecutor
-    monkeypatch.setattr(
-        judging, "ThreadPoolExecutor", lambda count, *rest: pools.append(count) or executor(count, *rest)
-    )  # fmt: skip
+    asked = []
+    judge = compare.compare_runs
+
+    def asking(*sides, **options):
+        asked.append(options["threads"])
+        return judge(*sides, **options)
+
+    monkeypatch.setattr(compare, "compare_runs", asking)
     assert main(["compare", "base.csv", "base.csv", *jobs]) == 0
-    assert pools == [threads]
+    assert asked == [threads]
 
 
 def test_complex_numbers_stand_as_real_and_imaginary_part(store, folder, capsys):

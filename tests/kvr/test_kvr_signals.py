@@ -343,6 +343,18 @@ def test_first_axis_of_several_that_fit_is_taken(run, add_foreign):
     np.testing.assert_array_equal(signal.values, data)
 
 
+@pytest.mark.parametrize(
+    ("time_dim", "transposed"), [(0, False), (1, False), (2, True), (3, False)]
+)
+def test_time_dimension_of_the_record_decides_before_the_lengths(
+    run, add_foreign, time_dim, transposed
+):
+    data = np.arange(25.0).reshape(5, 5)
+    held = vormel.timeseries(data, column(0, 1, 2, 3, 4))
+    signal = add_foreign(run, held, time_dim=time_dim)
+    np.testing.assert_array_equal(signal.values, data.T if transposed else data)
+
+
 def test_rows_of_characters_are_texts(run, add_foreign):
     data = vormel.array(np.array([["a", "b"], ["c", "d"], ["e", "f"]]), "char")
     signal = add_foreign(run, vormel.timeseries(data, column(0, 1, 2)))
