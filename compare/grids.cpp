@@ -10,6 +10,7 @@
 #include "compare/instants.h"
 #include "compare/kernels.h"
 #include "compare/merging.h"
+#include "compare/reason.h"
 
 namespace kvr::compare {
 namespace {
@@ -69,8 +70,8 @@ class Grid : public InstantSource {
     while (generate()) {
       pollStop(sides_.options);
       bool isStrict = true;
-      const Cursor f = cursorAt(sides_.baseline, i_, kBlock, isStrict);
-      const Cursor g = cursorAt(sides_.other, j_, kBlock, isStrict);
+      const Cursor f = cursorAt(sides_.baseline, i_, isStrict);
+      const Cursor g = cursorAt(sides_.other, j_, isStrict);
       if (sides_.isLinear && !isStrict) {
         walk(block);
         return true;
@@ -131,15 +132,17 @@ void Grid<Generator>::dropRepeated() {
 // Takes the times for which both windows reach far enough, at least one; else passes samples.
 template <class Generator>
 bool Grid<Generator>::merge(InstantBlock& block, const Cursor& f, const Cursor& g) {
-  const double reachF = f.ahead()[kBlock];
-  const double reachG = g.ahead()[kBlock];
+  const double reachF = f.ahead()[f.reach()];
+  const double reachG = g.ahead()[g.reach()];
   const double* const times = ahead_.data() + first_;
   const double* const stop = ahead_.data() + end_;
   const double* const end = std::lower_bound(times, stop, std::min(reachF, reachG));
   block.count = static_cast<std::size_t>(end - times);
   if (block.count == 0) {
-    if (reachF <= *times) i_ += kBlock;
-    if (reachG <= *times) j_ += kBlock;
+    if (reachF <= *times) i_ += f.reach();
+    if (reachG <= *times) j_ += g.reach();
+    // Only times that became NaN are reached by no time.
+    if (!(reachF <= *times || reachG <= *times)) throw Incomparable{Reason::kBadTime, {}};
     return false;
   }
   block.times = times;

@@ -21,8 +21,10 @@ struct Cursor {
   std::size_t position = 0;  // in the window: samples passed
   std::size_t samples = 0;   // of the whole side
 
-  // The samples that were not passed.
+  // The samples that were not passed, and how many of them can be: the next one stands in the
+  // window too.
   const double* ahead() const { return window + position; }
+  std::size_t reach() const { return length - kLookAhead - 2 - position; }
 };
 
 // Where one side has its values at the instants of a block, in one of three forms.

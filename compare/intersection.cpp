@@ -30,8 +30,8 @@ class Intersection : public InstantSource {
       if (isExact_ && pairUp(block, sides_, i_, j_)) return true;
       bool isStrict = isExact_;
       if (isStrict) {
-        const Cursor f = cursorAt(sides_.baseline, i_, kBlock, isStrict);
-        const Cursor g = cursorAt(sides_.other, j_, kBlock, isStrict);
+        const Cursor f = cursorAt(sides_.baseline, i_, isStrict);
+        const Cursor g = cursorAt(sides_.other, j_, isStrict);
         if (isStrict) match(block, f, g);
       }
       if (!isStrict) walk(block);
@@ -58,10 +58,10 @@ void Intersection::match(InstantBlock& block, const Cursor& f, const Cursor& g) 
   const double* const timesG = g.ahead();
   const double* const stop = timesF + std::min(leftOf(i_, inF_), kBlock);
   const auto reached =
-      static_cast<std::size_t>(std::lower_bound(timesF, stop, timesG[kBlock]) - timesF);
+      static_cast<std::size_t>(std::lower_bound(timesF, stop, timesG[g.reach()]) - timesF);
   block.count = 0;
   if (reached == 0) {
-    j_ += kBlock;
+    j_ += g.reach();
     return;
   }
   double* const instants = block.ownTimes.data();

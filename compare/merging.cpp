@@ -10,6 +10,10 @@ std::size_t leftOf(std::size_t passed, SampleRange range) {
   return range.end > passed ? range.end - passed : 0;
 }
 
+Cursor cursorAt(Times& times, std::size_t passed, bool& isStrict) {
+  return cursorAt(times, passed, std::min(kBlock, times.count() - passed), isStrict);
+}
+
 Cursor cursorAt(Times& times, std::size_t passed, std::size_t steps, bool& isStrict) {
   const std::size_t before = passed > 0 ? 1 : 0;
   const std::size_t length = before + steps + 2 + kLookAhead;
@@ -60,7 +64,7 @@ std::size_t mergeTimes(const double* f, std::size_t countF, const double* g, std
 
 std::size_t passSamples(const Cursor& side, const double* times, std::size_t count,
                         std::uint32_t* passed) {
-  const std::size_t most = side.position + kBlock;
+  const std::size_t most = side.position + side.reach();
   const std::size_t end =
       kernels().countUpTo(side.window, side.position, most, times, count, passed);
   return end - side.position;

@@ -14,6 +14,8 @@ namespace kvr::compare {
 // if there is one. `isStrict` becomes false if a time stands twice in it. Throws Incomparable
 // kBadTime.
 Cursor cursorAt(Times& times, std::size_t passed, std::size_t steps, bool& isStrict);
+// The same for a block, or for all that is left of the side.
+Cursor cursorAt(Times& times, std::size_t passed, bool& isStrict);
 
 // Merges the first `steps` times of `f` and `g`, of which they have `countF` and `countG`; of equal
 // ones those of `f` come first. Both can be read one further, where they must be greater than all
@@ -23,8 +25,8 @@ std::size_t mergeTimes(const double* f, std::size_t countF, const double* g, std
                        std::size_t steps, double* times, std::uint32_t* taken);
 
 // Finds how many samples of the window are at or before each of the `count` times; those before the
-// position count too. The times never fall and are less than that kBlock samples ahead. Returns how
-// many samples are passed from the position on, which the last time tells.
+// position count too. The times never fall and are less than that of sample reach() ahead. Returns
+// how many samples are passed from the position on, which the last time tells.
 std::size_t passSamples(const Cursor& side, const double* times, std::size_t count,
                         std::uint32_t* passed);
 

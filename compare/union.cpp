@@ -57,6 +57,10 @@ void Union::merge(InstantBlock& block, const Cursor& f, const Cursor& g, std::si
   std::uint32_t* const passedF = block.baseline.passed.data();
   std::uint32_t* const passedG = block.other.passed.data();
   const std::size_t a = mergeTimes(f.ahead(), steps, g.ahead(), steps, steps, times, passedF);
+  // Only times that changed lead behind the end of a side.
+  if (i_ + a > f.samples || j_ + (steps - a) > g.samples) {
+    throw Incomparable{Reason::kBadTime, {}};
+  }
   times[steps] = std::min(f.ahead()[a], g.ahead()[steps - a]);
   const auto before = static_cast<std::uint32_t>(f.position);
   const auto both = static_cast<std::uint32_t>(f.position + g.position + 1);

@@ -137,6 +137,27 @@ TEST(ChangingTimes, to_NaN_do_not_keep_the_comparison_going) {
   }
 }
 
+// The grid and the union stop at what seems to be no number, or no sample.
+TEST(ChangingTimes, of_many_samples_to_infinity_or_NaN_end_the_comparison) {
+  for (const Given& given : everyMethod()) {
+    for (const double last : {kInfinity, kNaN}) {
+      for (int when = 1; when <= 6; ++when) {
+        for (const std::size_t from : {0U, 20U, 500U, 1020U}) {
+          FencedSeries baseline(700, 2, 1, Against::kEnd);
+          FencedSeries other(1400, 1, 1, Against::kEnd);
+          compareWhile(baseline, other, given, [&, calls = 0]() mutable {
+            if (++calls != when) return;
+            for (FencedSeries* series : {&baseline, &other}) {
+              const std::span<double> times = series->times.all();
+              for (std::size_t i = from; i < times.size(); ++i) times[i] = last;
+            }
+          });
+        }
+      }
+    }
+  }
+}
+
 TEST(ChangingTimes, anywhere_and_to_anything_stay_within_the_arrays) {
   models::Random random(9);
   for (const Against side : {Against::kBegin, Against::kEnd}) {
