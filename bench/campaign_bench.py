@@ -125,8 +125,11 @@ def two_workers(folder: Path) -> dict[str, float]:
         place.mkdir()
         with cluster(place, workers) as client:
             run(large, client=client)  # the workers have imported what they need
-            spent = min(run(large, client=client)[0] for _ in range(3))
-            cases[f"pair_cluster_{workers}"] = spent
+            spent = []
+            for _ in range(3):
+                os.utime(large[0][0])  # workers keep what they opened for some seconds
+                spent.append(run(large, client=client)[0])
+            cases[f"pair_cluster_{workers}"] = min(spent)
     return cases
 
 

@@ -18,7 +18,7 @@ struct Counting : Lanes<Width> {
   using Lanes<Width>::load;
   using Lanes<Width>::pick;
 
-  static constexpr std::size_t kStretches = 4;
+  static constexpr std::size_t kStretches = 6;
 
   KVR_INLINE static std::size_t countUpTo(const double* samples, std::size_t from, std::size_t most,
                                           const double* times, std::size_t count,
@@ -35,9 +35,9 @@ struct Counting : Lanes<Width> {
       }
     }
     std::size_t& last = p[length > 0 ? kStretches - 1 : 0];
-    for (std::size_t i = kStretches * length; i < count; ++i) {
-      passed[i] = countOne(samples, most, times[i], last);
-    }
+    std::size_t i = kStretches * length;
+    for (; i + kEach <= count; i += kEach) countGroup(samples, most, times + i, passed + i, last);
+    for (; i < count; ++i) passed[i] = countOne(samples, most, times[i], last);
     return last;
   }
 

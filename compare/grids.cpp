@@ -2,6 +2,7 @@
 // found among the samples of either side; only where a time stands twice in a side and values are
 // interpolated are they walked one by one.
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <utility>
 
@@ -21,9 +22,12 @@ class UniformTimes {
   UniformTimes(const CommonSpan& span, double interval) : start_(span.start), interval_(interval) {}
 
   void fill(double* times, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-      times[i] = start_ + (k_ + static_cast<double>(i)) * interval_;
-    }
+    // Copies, so that writing times cannot change them: the loop becomes vector code.
+    const double start = start_;
+    const double interval = interval_;
+    const double k = k_;
+    const auto end = static_cast<std::int32_t>(count);
+    for (std::int32_t i = 0; i < end; ++i) times[i] = start + (k + i) * interval;
     k_ += static_cast<double>(count);
   }
 

@@ -19,6 +19,7 @@ struct Cursor {
   const double* window = nullptr;
   std::size_t length = 0;    // times in the window, infinity past the end of the side
   std::size_t position = 0;  // in the window: samples passed
+  std::size_t samples = 0;   // of the whole side
 
   // The samples that were not passed.
   const double* ahead() const { return window + position; }

@@ -9,6 +9,7 @@
 #include "compare/block_writer.h"
 #include "compare/instants.h"
 #include "compare/merging.h"
+#include "compare/reason.h"
 
 namespace kvr::compare {
 namespace {
@@ -102,6 +103,8 @@ void Intersection::walk(InstantBlock& block) {
       g.passTo(tg);
     }
   }
+  // Only times that became NaN are passed by no time.
+  if (f.next() == i_ && g.next() == j_) throw Incomparable{Reason::kBadTime, {}};
   i_ = f.next();
   j_ = g.next();
 }

@@ -15,7 +15,7 @@ Cursor cursorAt(Times& times, std::size_t passed, std::size_t steps, bool& isStr
   const std::size_t length = before + steps + 2 + kLookAhead;
   const TimeWindow window = times.window(passed - before, length);
   isStrict = isStrict && window.isStrict;
-  return {passed - before, window.times, length, before};
+  return {passed - before, window.times, length, before, times.count()};
 }
 
 namespace {

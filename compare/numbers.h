@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 
 #include "compare/compare.h"
 
@@ -24,14 +23,11 @@ double numberAt(const Numbers& numbers, std::size_t sample, std::size_t componen
 // `components` numbers each, else null.
 const double* inPlace(const Numbers& numbers, std::size_t components, Part part = Part::kReal);
 
-// Tells the processor that `count` doubles will be read next. They need not exist. Sources of
-// instants turn from one array to another with every block, and what the processor predicts by
-// itself ends with each of them.
+// Tells the processor that these doubles will be read next. Sources of instants turn from one array
+// to another with every block, and what the processor predicts by itself ends each time.
 inline void prefetch(const double* from, std::size_t count) {
-  const auto begin = reinterpret_cast<std::uintptr_t>(from);
-  for (std::uintptr_t line = begin; line < begin + count * sizeof(double); line += 64) {
-    __builtin_prefetch(reinterpret_cast<const void*>(line), 0, 2);
-  }
+  constexpr std::size_t kPerLine = 64 / sizeof(double);
+  for (std::size_t i = 0; i < count; i += kPerLine) __builtin_prefetch(from + i, 0, 2);
 }
 
 // A range of the components of a sample.

@@ -21,7 +21,8 @@ void Places::list(const double* instants, std::size_t count) {
     left[k] = side.base + at - 1;
     if (isHeld) continue;
     const double before = side.window[at - 1];
-    right[k] = left[k] + (before == instants[k] ? 0 : 1);
+    // The last sample has none behind it, and needs none unless its time has changed.
+    right[k] = std::min(left[k] + (before == instants[k] ? 0 : 1), side.samples - 1);
     weight[k] = (instants[k] - before) / (side.window[at] - before);
   }
 }

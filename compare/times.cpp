@@ -43,7 +43,7 @@ TimeWindow Times::window(std::size_t from, std::size_t length) {
   if (end > checked_) {
     // The last time that is known already is the first to compare with.
     const std::size_t known = checked_ > from ? checked_ - 1 - from : 0;
-    if (data_ != nullptr) prefetch(data_ + end, end - checked_);
+    if (data_ != nullptr) prefetch(data_ + end, std::min(end - checked_, count_ - end));
     const Order order = kernels().orderOf(times + known, there - known);
     const bool joins = from < checked_ || at(from - 1) < times[0];
     const bool isTied = from >= checked_ && at(from - 1) == times[0];

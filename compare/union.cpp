@@ -104,6 +104,8 @@ void Union::walk(InstantBlock& block) {
     const Location baseline = f.passTo(t);
     writer.add(t, baseline, g.passTo(t));
   }
+  // Only times that became NaN are passed by no time.
+  if (f.next() == i_ && g.next() == j_) throw Incomparable{Reason::kBadTime, {}};
   i_ = f.next();
   j_ = g.next();
 }

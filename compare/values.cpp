@@ -13,9 +13,8 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 }  // namespace
 
-ValueReader::ValueReader(const Series& series, std::size_t components)
-    : numbers_(series.values),
-      samples_(series.samples),
+ValueReader::ValueReader(const Numbers& numbers, std::size_t components)
+    : numbers_(numbers),
       components_(components),
       window_(kWindow),
       left_(kBlock),
@@ -44,8 +43,8 @@ const double* ValueReader::part(Part part, const Places& places, std::size_t fir
 // The values of the samples in a window; 0 past the end of the side.
 const double* ValueReader::window(const Cursor& side) {
   const double* const data = inPlace(numbers_, 1);
-  if (data != nullptr && side.base + side.length <= samples_) return data + side.base;
-  const std::size_t there = std::min(side.length, samples_ - side.base);
+  if (data != nullptr && side.base + side.length <= side.samples) return data + side.base;
+  const std::size_t there = std::min(side.length, side.samples - side.base);
   copyRun(numbers_, Part::kReal, side.base, there, {0, 1}, window_.data());
   std::fill(window_.data() + there, window_.data() + side.length, 0.0);
   return window_.data();
@@ -54,8 +53,11 @@ const double* ValueReader::window(const Cursor& side) {
 SideValues ValueReader::sample(const InstantBlock& block, const Places& places) {
   const Cursor& side = places.side;
   const double* const values = window(side);
-  const std::size_t last = places.passed[block.count - 1];
-  if (values != window_.data()) prefetch(values + last, last);  // as many again
+  if (values != window_.data()) {
+    // As many again will be used by the next block.
+    const std::size_t used = places.passed[block.count - 1];
+    prefetch(values + used, std::min(used, side.samples - side.base - used));
+  }
   if (places.isHeld) {
     kernels().heldAt(values, places.passed.data(), block.count, left_.data());
   } else {

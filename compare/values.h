@@ -36,7 +36,7 @@ struct Chunk {
 // Reads the values of one side, in place where they lie as a C array of double.
 class ValueReader {
  public:
-  ValueReader(const Series& series, std::size_t components);
+  ValueReader(const Numbers& numbers, std::size_t components);
 
   // Instants `first` to `first + count - 1` of a block: all of them if a sample is one real number.
   // Valid until the next call.
@@ -53,7 +53,6 @@ class ValueReader {
                           std::size_t components);
 
   Numbers numbers_;
-  std::size_t samples_;
   std::size_t components_;
   Buffer<double> window_;
   Buffer<double> left_, right_;

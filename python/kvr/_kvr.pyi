@@ -113,6 +113,16 @@ class SignalRow:
     id: int
     run: int
     label: str
+    path: str
+    model: str
+    source: str
+    root_source: str
+    time_source: str
+    sid: str
+    unit: str | None
+    port: int
+    dash: str
+    visible: bool
     time_base: int
     metadata_bytes: int
     samples: int

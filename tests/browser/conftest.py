@@ -4,11 +4,14 @@ from __future__ import annotations
 
 import os
 from collections.abc import Iterator
+from pathlib import Path
+from typing import Any
 
 import kvr
 import pytest
 from browser_page import PATIENCE, Page
 from inspector_page import Inspector, emptied, fill
+from report_page import chosen, make_runs, shown
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 
@@ -66,3 +69,36 @@ def inspector(page: Page, store: kvr.Store) -> Iterator[Inspector]:
         made.open(view.url)
         yield made
         page.driver.get("about:blank")
+
+
+# ---- Reports ----
+
+
+@pytest.fixture
+def empty_store() -> Iterator[None]:
+    """Runs of one test do not stand in the store of the next."""
+    kvr.Store().clear()
+    yield
+    kvr.Store().clear()
+    kvr.functions.clear()
+
+
+@pytest.fixture
+def runs(empty_store: None) -> tuple[Any, Any]:
+    return make_runs()
+
+
+@pytest.fixture
+def report(page: Page, runs: tuple[Any, Any], tmp_path: Path) -> Page:
+    """The page with the report of both runs, shown."""
+    kvr.compare(*runs, tolerance=kvr.Tolerance(absolute=0.5)).to_html(tmp_path / "report.html")
+    return shown(page, tmp_path / "report.html")
+
+
+@pytest.fixture
+def speed(report: Page) -> Page:
+    """The report with "speed" chosen."""
+    report.press("j")
+    report.wait(lambda: chosen(report) == "speed" and len(report.all(".plot")) == 2, "speed")
+    report.settle()
+    return report

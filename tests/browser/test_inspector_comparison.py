@@ -46,7 +46,7 @@ def test_a_comparison_is_judged_again_when_a_tolerance_changes(
 ) -> None:
     assert compared(inspector)["speed"] == "out"
     store.runs["Monday"]["speed"].tolerance = kvr.Tolerance(relative=0.03)
-    inspector.sees(lambda: statuses(inspector.page)["speed"] == "within", "the new verdict")
+    inspector.sees(lambda: statuses(inspector.page).get("speed") == "within", "the new verdict")
 
 
 def test_a_comparison_that_is_closed_is_gone(inspector: Inspector) -> None:
@@ -120,3 +120,33 @@ def test_keys_go_from_the_signals_to_a_comparison_and_back(inspector: Inspector)
     page.press("s")
     assert page.one("main.explore").is_displayed()
     assert not page.one(".compare-pane").is_displayed()
+
+
+def test_a_run_is_not_compared_with_itself(inspector: Inspector, store: kvr.Store) -> None:
+    """With one run alone "Compare" said that all pairs passed."""
+    page = inspector.page
+    page.press("c")
+    Select(page.one("#compare-other")).select_by_visible_text("Monday")
+    assert not page.one(".compare-form [type=submit]").is_enabled()
+    assert page.text(".compare-pane > .notice").startswith("Choose two different runs")
+    Select(page.one("#compare-other")).select_by_visible_text("Tuesday")
+    assert page.one(".compare-form [type=submit]").is_enabled()
+    store.runs["Tuesday"].remove()
+    inspector.sees(
+        lambda: page.text(".compare-pane > .notice").startswith("There is only one run."),
+        "what is missing",
+    )
+    assert not page.one(".compare-form [type=submit]").is_enabled()
+
+
+def test_a_narrow_window_scrolls_to_a_pair_of_full_height(inspector: Inspector) -> None:
+    page = inspector.page
+    page.set_size(800, 700)
+    compared(inspector)
+    page.wait(lambda: len(page.all(".pair .plot")) == 2, "the plots of the pair")
+    fits = "const e = document.querySelector('.pair'); return e.scrollHeight <= e.clientHeight + 1"
+    inspector.sees(lambda: page.run(fits), "all of the pair")
+    pane = page.one(".compare-pane")
+    page.run("arguments[0].scrollTop = 1e6", pane)
+    bottom = page.run("return document.querySelector('.pair').getBoundingClientRect().bottom")
+    assert bottom <= page.run("return innerHeight") + 1

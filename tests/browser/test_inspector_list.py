@@ -111,3 +111,15 @@ def test_the_foot_of_the_list_counts_one_signal_as_one(
     store.clear()
     store.new_run("Monday").add("speed", [1.0], [0.0])
     inspector.sees(lambda: inspector.page.text(".signals .found") == "1 signal", "the count")
+
+
+def test_enter_on_a_chosen_row_goes_on_to_its_details(inspector: Inspector) -> None:
+    """In the list "d" is a letter to search for: no key led from a signal to its fields."""
+    page = inspector.page
+    focus_list(page)
+    page.press("to", Keys.ENTER)
+    focused = "return document.querySelector(arguments[0]).contains(document.activeElement)"
+    assert page.text(".details h2") == "torque"
+    assert page.run(focused, ".tree")
+    page.press(Keys.ENTER)
+    assert page.run(focused, ".details-pane")

@@ -122,5 +122,5 @@ def test_the_table_of_a_comparison_is_as_wide_as_its_border_is_dragged(
         "the narrower plots",
     )
     store.runs["Monday"].tolerance = kvr.Tolerance(relative=0.03)
-    inspector.sees(lambda: statuses(page)["speed"] == "within", "the new verdicts")
+    inspector.sees(lambda: statuses(page).get("speed") == "within", "the new verdicts")
     assert width(inspector, ".pairs") == pytest.approx(table + 150, abs=1)

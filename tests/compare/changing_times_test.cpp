@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <array>
 #include <cmath>
 #include <functional>
 #include <stdexcept>
@@ -47,16 +48,23 @@ class FencedNumbers {
 };
 
 struct FencedSeries {
-  FencedSeries(std::size_t count, double step, Against side)
-      : times(count, side), values(count, side) {
-    for (std::size_t i = 0; i < count; ++i) {
-      times.all()[i] = step * static_cast<double>(i);
+  FencedSeries(std::size_t count, double step, std::size_t components, Against side)
+      : times(count, side), values(count * components, side), shape{components} {
+    for (std::size_t i = 0; i < count; ++i) times.all()[i] = step * static_cast<double>(i);
+    for (std::size_t i = 0; i < values.all().size(); ++i) {
       values.all()[i] = static_cast<double>(i % 7);
     }
   }
-  Series view() { return seriesOf(times.all(), values.all()); }
+  Series view() {
+    Series series = seriesOf(times.all(), values.all());
+    series.samples = times.all().size();
+    series.values.sampleStride = static_cast<std::ptrdiff_t>(shape[0] * sizeof(double));
+    series.shape = shape;
+    return series;
+  }
 
   FencedNumbers times, values;
+  std::array<std::size_t, 1> shape;
 };
 
 std::vector<Given> everyMethod() {
@@ -87,11 +95,44 @@ void compareWhile(FencedSeries& baseline, FencedSeries& other, Given given,
 
 TEST(ChangingTimes, of_the_first_sample_do_not_lead_before_it) {
   for (const Given& given : everyMethod()) {
-    for (const bool changesBaseline : {false, true}) {
-      FencedSeries baseline(100, 1, Against::kBegin);
-      FencedSeries other(100, 1, Against::kBegin);
-      FencedSeries& changed = changesBaseline ? baseline : other;
-      compareWhile(baseline, other, given, [&] { changed.times.all()[0] = 0.875; });
+    for (const std::size_t components : {1U, 3U}) {
+      for (const bool changesBaseline : {false, true}) {
+        FencedSeries baseline(100, 1, components, Against::kBegin);
+        FencedSeries other(100, 1, components, Against::kBegin);
+        FencedSeries& changed = changesBaseline ? baseline : other;
+        compareWhile(baseline, other, given, [&] { changed.times.all()[0] = 0.875; });
+      }
+    }
+  }
+}
+
+TEST(ChangingTimes, of_the_last_sample_do_not_lead_behind_it) {
+  for (const Given& given : everyMethod()) {
+    for (const std::size_t components : {1U, 3U}) {
+      for (const bool changesBaseline : {false, true}) {
+        FencedSeries baseline(100, 1, components, Against::kEnd);
+        FencedSeries other(100, 1, components, Against::kEnd);
+        FencedSeries& changed = changesBaseline ? baseline : other;
+        compareWhile(baseline, other, given, [&] { changed.times.all()[99] = 98.125; });
+      }
+    }
+  }
+}
+
+// Times of the baseline stand twice, so that all are looked at one by one.
+TEST(ChangingTimes, to_NaN_do_not_keep_the_comparison_going) {
+  for (const Given& given : everyMethod()) {
+    for (const std::size_t place : {40U, 300U, 1000U}) {
+      for (int when = 1; when <= 8; ++when) {
+        FencedSeries baseline(1030, 1, 1, Against::kEnd);
+        FencedSeries other(1030, 1.25, 1, Against::kEnd);
+        for (std::size_t i = 1; i < 1030; i += 3) {
+          baseline.times.all()[i] = baseline.times.all()[i - 1];
+        }
+        compareWhile(baseline, other, given, [&, calls = 0]() mutable {
+          if (++calls == when) baseline.times.all()[place] = other.times.all()[place] = kNaN;
+        });
+      }
     }
   }
 }
@@ -101,8 +142,9 @@ TEST(ChangingTimes, anywhere_and_to_anything_stay_within_the_arrays) {
   for (const Against side : {Against::kBegin, Against::kEnd}) {
     for (const std::size_t count : {1U, 2U, 30U, 1024U, 1030U, 2500U}) {
       for (const Given& given : everyMethod()) {
-        FencedSeries baseline(count, 1, side);
-        FencedSeries other(count, 1.25, side);
+        const std::size_t components = 1 + 2 * (random.next() % 2);
+        FencedSeries baseline(count, 1, components, side);
+        FencedSeries other(count, 1.25, components, side);
         compareWhile(baseline, other, given, [&] {
           for (FencedSeries* series : {&baseline, &other}) {
             const auto place = random.next() % count;

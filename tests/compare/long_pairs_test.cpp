@@ -20,6 +20,7 @@ enum class Pattern {
   kPartlyEqual,  // long stretches are equal, others are not
   kWithEvents,   // some times stand twice, in one side or in both
   kManyForOne,   // the other has a sample where the baseline has fifty
+  kUneven,       // now close together, now far apart; gaps and infinities among the values
 };
 
 struct LongPair {
@@ -31,8 +32,25 @@ void append(plain::Side& side, double time, models::Random& random) {
   side.samples.push_back({static_cast<double>(random.below(4))});
 }
 
+LongPair unevenPair(models::Random& random) {
+  LongPair pair;
+  for (plain::Side* side : {&pair.baseline, &pair.other}) {
+    double t = 0;
+    double longest = 1;
+    for (std::size_t i = 0; i < kSamples; ++i) {
+      if (random.percent(2)) longest = random.oneOf<double>({1, 4, 40, 400});
+      append(*side, t, random);
+      if (random.percent(5))
+        side->samples.back()[0] = random.oneOf<double>({kNaN, kInfinity, 1e308});
+      t += 0.125 * (1 + random.below(static_cast<int>(longest)));
+    }
+  }
+  return pair;
+}
+
 LongPair longPair(Pattern pattern, std::uint64_t seed) {
   models::Random random(seed);
+  if (pattern == Pattern::kUneven) return unevenPair(random);
   LongPair pair;
   for (std::size_t i = 0; i < kSamples; ++i) {
     const auto t = static_cast<double>(i);
@@ -56,6 +74,8 @@ LongPair longPair(Pattern pattern, std::uint64_t seed) {
       case Pattern::kManyForOne:
         if (i % 50 == 0) append(pair.other, random.below(2) == 0 ? t : between, random);
         break;
+      case Pattern::kUneven:
+        break;  // made above
     }
   }
   return pair;
@@ -99,6 +119,26 @@ TEST_P(LongPairs, get_the_verdict_of_the_plain_model_by_every_method) {
   EXPECT_GT(instants, 8 * kSamples);
 }
 
+TEST_P(LongPairs, get_the_same_verdict_wherever_the_numbers_lie) {
+  const LongPair pair = longPair(GetParam(), 9);
+  const Layout singles{.numericClass = NumericClass::kSingle, .isReversed = true, .gap = 3};
+  const Layout unaligned{.gap = 1, .offset = 5};
+  const OwnedSeries baseline(pair.baseline, unaligned, singles);
+  const OwnedSeries other(pair.other, unaligned, singles);
+  plain::Side kept = pair.baseline;
+  plain::Side keptOther = pair.other;
+  for (plain::Side* side : {&kept, &keptOther}) {
+    for (plain::Sample& sample : side->samples) {
+      sample[0] = test::kept(sample[0].real(), NumericClass::kSingle);
+    }
+  }
+  for (Given given : everyMethod()) {
+    given.absolute(1).common();
+    const Verdict found = compare(baseline.view, other.view, given.settings, given.options);
+    EXPECT_EQ(differenceOf(judged(kept, keptOther, given), found), "");
+  }
+}
+
 TEST_P(LongPairs, without_a_common_time_share_no_instant) {
   LongPair pair = longPair(GetParam(), 8);
   for (double& t : pair.other.times) t += 0.0625;
@@ -110,7 +150,7 @@ TEST_P(LongPairs, without_a_common_time_share_no_instant) {
 INSTANTIATE_TEST_SUITE_P(Patterns, LongPairs,
                          testing::Values(Pattern::kEveryOther, Pattern::kInterleaved,
                                          Pattern::kPartlyEqual, Pattern::kWithEvents,
-                                         Pattern::kManyForOne));
+                                         Pattern::kManyForOne, Pattern::kUneven));
 
 // The generator goes on where the times of the grid collapse into few doubles.
 TEST(LongGrid, with_steps_below_the_resolution_of_the_times_has_each_time_once) {

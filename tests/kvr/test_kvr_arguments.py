@@ -194,3 +194,25 @@ def test_unknown_group_names_near_misses(store, run):
 def test_store_takes_no_state_of_its_own(store):
     with pytest.raises(AttributeError):
         store.name = "mine"
+
+
+# ---- Files ----
+
+
+def test_runs_and_paths_of_another_type_are_told(store, run, tmp_path):
+    path = tmp_path / "week.kvr"
+    store.save(path)
+    for call, text in (
+        (lambda: store.save(path, runs=3), "runs are runs or names of runs, not 3"),
+        (lambda: store.save(path, append="no"), "append must be True or False, not 'no'"),
+        (lambda: store.load(path, runs=3), "runs of a file are chosen by name; 3 is not a text"),
+        (lambda: store.save(b"x.kvr"), "path must be a text or a path, not b'x.kvr'"),
+        (lambda: store.save(None), "path must be a text or a path, not None"),
+        (lambda: kvr.open(3), "path must be a text or a path, not 3"),
+        (lambda: kvr.compare(store, run), r"not <Store of .*; name one of its runs, as .runs\[0\]"),
+        (lambda: kvr.compare(run, kvr.open(path)), "name one of its runs"),
+        (lambda: kvr.compare(run, 3), "a side is a run or a path, not 3$"),
+    ):
+        with pytest.raises(TypeError, match=text):
+            call()
+    assert len(kvr.open(path)) == len(store) == 1

@@ -101,3 +101,18 @@ def test_finding_signals_of_a_file_reads_their_labels_once(store, pair, tmp_path
         with pytest.raises(kvr.Ambiguous):
             run["b"]
         assert "c" not in run
+
+
+def test_sources_say_whose_the_settings_are(pair):
+    pair[0]["a"].sync = kvr.Sync(interp="linear")
+    sources = [
+        (verdict.tolerance_source, verdict.sync_source)
+        for options in ({}, {"tolerance": kvr.Tolerance(1)}, {"sync": kvr.Sync("intersection")})
+        for verdict in kvr.compare(*pair, **options)[:2]
+    ]
+    assert sources == [
+        ("run", "own"), ("run", "run"),
+        ("override", "own"), ("override", "run"),
+        ("run", "override"), ("run", "override"),
+    ]  # fmt: skip
+    assert kvr.compare(*pair, sync=kvr.Sync("intersection"))["a"].sync.interp == "zoh"

@@ -128,6 +128,39 @@ def test_records_of_the_store_are_saved_as_their_fields_are(filled, path, tmp_pa
     assert (tmp_path / "again.kvr").read_bytes() == path.read_bytes()
 
 
+def test_loaded_signals_are_drawn_as_the_file_says(store, path):
+    """The store gives each new signal a colour and a dash of its own."""
+    run = store.new_run("Monday")
+    for number in range(40):
+        signal = run.add(str(number), [1.0], time=[0.0])
+        signal.color, signal.dash, signal.visible = "#000000", "-", number % 2 == 0
+    run.save(path)
+    store.clear()
+    (loaded,) = store.load(path)
+    assert {(signal.color, signal.dash) for signal in loaded} == {((0.0, 0.0, 0.0), "-")}
+    assert [signal.visible for signal in loaded] == [True, False] * 20
+
+
+def test_falling_times_of_a_file_are_named_for_each_signal(path, store):
+    writer = kvr._kvr.RecordingWriter(str(path), False, 0)
+    settings = {"tolerance": kvr.Tolerance().to_fields(), "sync": kvr.Sync().to_fields()}
+    writer.add_run({"name": "", "version": "", "created": 0, "instance": None, **settings})
+    texts = dict.fromkeys(("path", "model", "source", "root_source", "time_source", "sid"), "")
+    rest = {"unit": None, "channel": (), "color": (0, 0, 0), "dash": "-", "visible": True}
+    for label, port, times in (
+        ("good", 0, [0.0, 1.0]),
+        ("bad", 0, [1.0, 0.0]),
+        ("q", -1, [0.0] * 2),
+    ):
+        fields = {"label": label, "port": port, "tolerance": None, "sync": None, **texts, **rest}
+        writer.add_signal(fields, np.array(times), np.array([1.0, 2.0]), (2,), b"")
+    writer.commit()
+    with pytest.raises(kvr.FormatError, match="time falls at time") as caught:
+        store.load(path)
+    assert caught.value.where == "signal 'bad'"
+    assert len(store) == 0
+
+
 def test_runs_of_a_file_are_saved_as_the_same_bytes(filled, path, tmp_path):
     filled.save(path)
     with kvr.open(path) as recording:
@@ -396,6 +429,53 @@ def test_failed_load_leaves_the_store_empty(filled, path):
     assert (caught.value.path, caught.value.where) == (str(path), "signal 6")
     assert caught.value.what == "the row has changed since it was written: its sum differs"
     assert len(filled) == 0
+
+
+def run_sql(path, sql):
+    database = sqlite3.connect(path)
+    database.executescript(sql)
+    database.close()
+
+
+@pytest.mark.parametrize(
+    ("sql", "what"),
+    [
+        ("PRAGMA user_version=2", "has format 2 of recording files; this program reads up to 1"),
+        ("PRAGMA application_id=1", "is no recording file"),
+        ("CREATE VIEW more AS SELECT 1", "has other tables than a recording file"),
+    ],
+)
+def test_newer_foreign_and_crafted_files_are_format_errors(filled, path, sql, what):
+    filled.save(path)
+    run_sql(path, sql)
+    for use in (kvr.open, filled.load, lambda at: filled.save(at, append=True)):
+        with pytest.raises(kvr.FormatError) as caught:
+            use(path)
+        error = caught.value
+        assert (error.path, error.what, error.where) == (str(path), what, "")
+    assert run_kvr("verify", path) == (2, "", f"kvr: {path}: {what}\n")
+
+
+@pytest.mark.skipif(not LONG, reason="waits 10 seconds")
+def test_second_writer_says_who_holds_the_file(filled, path):
+    filled.save(path)
+    program = f"""
+import sqlite3, sys
+database = sqlite3.connect({str(path)!r}, isolation_level=None)
+database.execute("BEGIN IMMEDIATE")
+print(flush=True)
+sys.stdin.read()
+"""
+    with subprocess.Popen(
+        [sys.executable, "-c", program], stdin=subprocess.PIPE, stdout=subprocess.PIPE
+    ) as holder:
+        holder.stdout.readline()
+        with pytest.raises(
+            BlockingIOError, match=rf"process {holder.pid} \(.*\) is writing"
+        ) as caught:
+            filled.save(path, append=True)
+        assert caught.value.filename == str(path)
+        holder.stdin.close()
 
 
 def test_full_disk_is_an_os_error_that_names_the_file(filled, path):

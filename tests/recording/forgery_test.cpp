@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include "recording/layout.h"
 #include "recording/rows.h"
 #include "tests/recording/sample.h"
+#include "tests/support/child_process.h"
 #include "tests/support/scratch_directory.h"
 
 namespace kvr::test {
@@ -141,6 +143,35 @@ TEST_P(LieTest, IsRefused) {
   sign(GetParam().table, GetParam().key);
   EXPECT_EQ(kindOf(), Kind::kDamaged);
   EXPECT_FALSE(verify(path()).empty());
+}
+
+// MiB at the peak of this process.
+long peakMemory() {
+  rusage used{};
+  getrusage(RUSAGE_SELF, &used);
+  return used.ru_maxrss / 1024;
+}
+
+// Nobody takes the memory that a row promises before it is known to be there.
+TEST_P(LieTest, TakesNoMemory) {
+  run(GetParam().sql);
+  sign(GetParam().table, GetParam().key);
+  const std::string grown = inProcess([&] {
+    const long before = peakMemory();
+    for (void (*const read)(const std::string&) :
+         {+[](const std::string& at) { contentOf(at); }, +[](const std::string& at) { verify(at); },
+          +[](const std::string& at) {
+            Writer writer = Writer::append(at);
+            addRun(writer, "more", 0, 3);
+          }}) {
+      try {
+        read(path());
+      } catch (const FormatError&) {
+      }
+    }
+    return std::to_string(peakMemory() - before);
+  });
+  EXPECT_LT(std::stol(grown), 32) << "MiB";
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -34,8 +34,8 @@ export class SignalsPane {
   private closedInSearch = new Set<string>();
   private texts: { of: readonly unknown[]; searched: SearchTexts } | null = null;
 
-  /** `leave` is told that Escape was pressed in the list. */
-  constructor(private readonly session: Session, private readonly leave: () => void) {
+  /** `leave` is told that Escape was pressed in the list, `enter` that Enter was pressed on what is chosen. */
+  constructor(private readonly session: Session, private readonly leave: () => void, private readonly enter: () => void) {
     for (const [value, text] of COLUMNS) this.column.append(element("option", "", { value }, `by ${text}`));
     this.order = button("", "tool order", "", () =>
       session.grouping.update(({ by, descending }) => ({ by, descending: !descending })));
@@ -85,6 +85,7 @@ export class SignalsPane {
         this.showRows();
       },
       onLeave: this.leave,
+      onEnter: this.enter,
     });
   }
 

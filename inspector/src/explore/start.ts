@@ -1,6 +1,10 @@
 // The inspector: what the page is when a server sent it.
 
 import "../styles/explore.css";
+import "../styles/signals.css";
+import "../styles/plot_pane.css";
+import "../styles/details.css";
+import "../styles/compare.css";
 import { ServerSource } from "../data/server";
 import { button, element, fill } from "../dom";
 import { keysHelp } from "../report/help";
@@ -25,7 +29,7 @@ export function startInspector(root: HTMLElement): void {
   const address = new Address(globalThis.window);
   const mode = new Atom<Mode>("signals");
   const plots = new PlotPane(session);
-  const signals = new SignalsPane(session, () => plots.focus());
+  const signals = new SignalsPane(session, () => plots.focus(), () => details.focus());
   const comparing = new ComparePane(session, address);
   const details = new DetailsPane(
     session, plots,

@@ -140,6 +140,8 @@ def _pairs(options: argparse.Namespace) -> list[FilePair]:
     if not all(folders):
         raise ValueError("name two folders, or a table of pairs with --pairs")
     for folder in folders:
+        if not os.path.exists(folder):
+            raise ValueError(f"{folder}: there is no such folder; check the name")
         if not os.path.isdir(folder):
             raise ValueError(f"{folder}: is not a folder; to compare two files use kvr compare")
     return list(from_folders(*folders, known_endings()))

@@ -107,7 +107,7 @@ class _Version(argparse.Action):
     """Prints the version, which is read when it is asked for."""
 
     def __call__(self, parser: argparse.ArgumentParser, *_: object) -> NoReturn:
-        from kvr import __version__
+        from kvr._kvr import __version__
 
         print(f"kvr {__version__}")
         parser.exit()

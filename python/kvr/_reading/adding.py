@@ -251,13 +251,16 @@ def _texts(samples: Array) -> Array:
     return texts
 
 
-def host_series(samples: Array, times: Array) -> Any:
-    """The host's time series: one column for (n,), else as it is, time first."""
+def host_series(samples: Array, times: Any) -> Any:
+    """The host's time series: one column for (n,), else as it is, time first.
+
+    `times` are one column, of NumPy or of the host.
+    """
     import vormel  # here, so that comparing files does not start the host
 
     column = samples.reshape(-1, 1) if samples.ndim == 1 else samples
     data = vormel.array(column, "cell") if column.dtype == object else column
-    return vormel.timeseries(data, times.reshape(-1, 1))
+    return vormel.timeseries(data, times)
 
 
 def metadata_with_unit(metadata: Any, unit: str | None) -> Any:

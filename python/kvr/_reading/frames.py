@@ -64,14 +64,26 @@ def frame_of_seconds(run: RunReader[Any]) -> pandas.DataFrame:
             columns[column] = values
             if unit:
                 units[column] = unit
-    frames = [
-        pandas.DataFrame(columns, index=_events(pandas, time)) for time, columns in bases.values()
-    ]
-    # The second level tells samples of the same time apart; it has done its work by now.
-    frame = pandas.concat(frames, axis=1).sort_index()[list(names)] if names else pandas.DataFrame()
-    frame.index = frame.index.droplevel(1) if names else pandas.Index([], name="time")
+    frame = _joined(pandas, list(bases.values()))
+    if len(bases) > 1:
+        frame = frame[list(names)]
     if units:
         frame.attrs["units"] = units
+    return frame
+
+
+def _joined(pandas: Any, bases: list[tuple[Array, dict[str, Array]]]) -> pandas.DataFrame:
+    """One frame of the columns over each vector of times, in the order of all the times."""
+    if not bases:
+        return pandas.DataFrame(index=pandas.Index([], name="time"))
+    if len(bases) == 1:
+        ((time, columns),) = bases
+        frame = pandas.DataFrame(columns, index=pandas.Index(time, name="time"))
+        return frame if frame.index.is_monotonic_increasing else frame.sort_index(kind="stable")
+    frames = [pandas.DataFrame(columns, index=_events(pandas, time)) for time, columns in bases]
+    # The second level tells samples of the same time apart; it has done its work by now.
+    frame = pandas.concat(frames, axis=1).sort_index()
+    frame.index = frame.index.droplevel(1)
     return frame
 
 

@@ -18,7 +18,7 @@ from kvr._base.settings import Sync, Tolerance
 from kvr._reading import adding
 from kvr._files import formats
 from kvr._reading.runs import Looks, RunReader
-from kvr._reading.signals import Everything
+from kvr._reading.signals import Everything, Facts
 from kvr._store import host as _host
 from kvr._store.signal import Signal
 
@@ -204,7 +204,7 @@ class Run(RunReader[Signal]):
         time_source = adding.source_of_time(time_source, dates)
         samples = adding.sample_array(values, times.size)
         port = adding.int32("port", port, least=0)
-        channels = adding.channel_numbers(channel)
+        channels = tuple(adding.channel_numbers(channel))
         metadata = adding.host_metadata(adding.metadata_with_unit(metadata, unit))
         if parent is not None and not isinstance(parent, Signal):
             raise TypeError(f"parent must be a kvr.Signal, not {parent!r}")
@@ -212,12 +212,28 @@ class Run(RunReader[Signal]):
         if parent is not None:
             parent._repository()  # raises Gone
             above = parent.id
+        facts = Facts(
+            self._id, label, path, model, source, root_source, time_source, port, channels, sid
+        )
+        return self._put(self._repository(), facts, times.reshape(-1, 1), samples, metadata, above)
+
+    def _put(
+        self,
+        repository: Any,
+        facts: Facts,
+        times: Any,
+        samples: npt.NDArray[Any],
+        metadata: Any,
+        above: int,
+    ) -> Signal:
+        """Add a signal whose parts are checked; `times` are a column. Raises OSError as `add`."""
         series = adding.host_series(samples, times)
         sample_dims = list(samples.shape[1:]) or [1]
+        _, label, path, model, source, root_source, time_source, port, channel, sid = facts
         try:
-            number = self._repository().add(
+            number = repository.add(
                 None, self._id, root_source, time_source, source, series, path, model, label,
-                1, sample_dims, port, channels, sid, metadata, above, source,
+                1, sample_dims, port, list(channel), sid, metadata, above, source,
             )  # fmt: skip
         except vormel.Error as error:
             if _host.is_scratch_failure(error):

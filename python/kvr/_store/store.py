@@ -215,11 +215,13 @@ class Store:
         from kvr._files import formats
 
         chosen = [runs] if isinstance(runs, (str, Run)) else self.runs if runs is None else runs
+        if not isinstance(chosen, Iterable):
+            raise TypeError(f"runs are runs or names of runs, not {chosen!r:.80}")
         found = [self.runs[run] if isinstance(run, str) else run for run in chosen]
         for run in found:
             if not isinstance(run, RunReader):
                 raise TypeError(f"runs are runs or names of runs, not {run!r}")
-        formats.save(path, found, append)
+        formats.save(path, found, adding.truth("append", append))
 
     def view(self, *, port: int = 0, browser: bool = True) -> View:
         """Show the store in the inspector: serve it on this machine, and open the browser.

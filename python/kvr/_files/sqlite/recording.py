@@ -232,10 +232,6 @@ class RecordingSignal(FileSignal):
             self._known = self._row.fields()
         return self._known
 
-    def _text(self, name: str) -> str:
-        text: str = self._fields()[name]
-        return text
-
     def _reader(self) -> _kvr.RecordingReader:
         return self._run._recording._reader
 
@@ -262,28 +258,27 @@ class RecordingSignal(FileSignal):
 
     @property
     def path(self) -> str:
-        return self._text("path")
+        return self._row.path
 
     @property
     def model(self) -> str:
-        return self._text("model")
+        return self._row.model
 
     @property
     def source(self) -> str:
-        return self._text("source")
+        return self._row.source
 
     @property
     def root_source(self) -> str:
-        return self._text("root_source")
+        return self._row.root_source
 
     @property
     def time_source(self) -> str:
-        return self._text("time_source")
+        return self._row.time_source
 
     @property
     def port(self) -> int:
-        port: int = self._fields()["port"]
-        return port
+        return self._row.port
 
     @property
     def channel(self) -> tuple[int, ...]:
@@ -292,15 +287,14 @@ class RecordingSignal(FileSignal):
 
     @property
     def sid(self) -> str:
-        return self._text("sid")
+        return self._row.sid
 
     def _facts(self) -> Facts:
         return Facts(*self._row.facts())
 
     @property
     def unit(self) -> str | None:
-        unit: str | None = self._fields()["unit"]
-        return unit
+        return self._row.unit
 
     @property
     def color(self) -> Color:
@@ -309,12 +303,11 @@ class RecordingSignal(FileSignal):
 
     @property
     def dash(self) -> str:
-        return self._text("dash")
+        return self._row.dash
 
     @property
     def visible(self) -> bool:
-        visible: bool = self._fields()["visible"]
-        return visible
+        return self._row.visible
 
     @property
     def tolerance(self) -> Tolerance:
