@@ -8,7 +8,10 @@ result, with the workers' start: other load on the machine shows.
     pairs_1, pairs_2      pairs of 20 ms, by 1 or 2 processes
     beyond_pool           a pair of 5 ms, by 1 process: what it takes beyond its comparison
     beyond_cluster        the same by one worker of a cluster
-    pair_1, pair_2        one pair of 1e4 signals of 1,000 samples, by 1 or 2 processes
+    pair_1, pair_2        one pair of 1e4 signals of 1,000 samples, by 1 or 2 processes; starting a
+                          process takes as long as half of the comparison
+    pair_cluster_1, pair_cluster_2
+                          the same by 1 or 2 workers of a cluster, which are there already
     tiny                  a pair of a few bytes, by 2 processes, with a results file
     tiny_memory           of the caller meanwhile, at most, in bytes
     again                 the same campaign started again when it is finished
@@ -116,7 +119,18 @@ def two_workers(folder: Path) -> dict[str, float]:
     pairs = [pair_that_takes(folder, 0.02)] * sized(200, 1000)
     cases = {f"pairs_{jobs}": run(pairs, jobs=jobs)[0] for jobs in (1, 2)}
     large = [recordings(folder, "large", sized(10_000, 10_000), 1000)]
-    return cases | {f"pair_{jobs}": run(large, jobs=jobs)[0] for jobs in (1, 2)}
+    cases |= {f"pair_{jobs}": run(large, jobs=jobs)[0] for jobs in (1, 2)}
+    for workers in (1, 2):
+        place = folder / f"cluster {workers}"
+        place.mkdir()
+        with cluster(place, workers) as client:
+            run(large, client=client)  # the workers have imported what they need
+            spent = []
+            for _ in range(3):
+                os.utime(large[0][0])  # workers keep what they opened for some seconds
+                spent.append(run(large, client=client)[0])
+            cases[f"pair_cluster_{workers}"] = min(spent)
+    return cases
 
 
 def beyond(folder: Path) -> dict[str, float]:

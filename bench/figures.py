@@ -261,6 +261,8 @@ def campaign_rows(full):
                 case("pairs_2"), case("pairs_1"), rounds=1)  # fmt: skip
     yield ratio("campaign of one pair, 2 processes", "1e4 signals", 1 / 1.7, "",
                 case("pair_2"), case("pair_1"), rounds=1)  # fmt: skip
+    yield ratio("campaign of one pair, 2 workers there", "1e4 signals", 1 / 1.7, "",
+                case("pair_cluster_2"), case("pair_cluster_1"), rounds=1)  # fmt: skip
     for where in ("pool", "cluster"):
         yield value(f"campaign, {where}, beyond comparing", "of 5 ms", 1e6, "",
                     case(f"beyond_{where}"), rounds=1)  # fmt: skip

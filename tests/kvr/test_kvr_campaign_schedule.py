@@ -135,6 +135,28 @@ def test_parts_of_a_pair_share_what_is_opened_and_paired(run_on, tmp_path, monke
     assert len(opened) == 6
 
 
+@pytest.mark.parametrize(("count", "jobs"), [(1, 4), (2, 8), (3, 3)])
+def test_fewer_pairs_than_workers_are_cut_into_smaller_parts(
+    run_on, tmp_path, monkeypatch, count, jobs
+):
+    """Otherwise a pair of less than two seconds kept one worker busy, and the others idle."""
+    pairs = []
+    for pair in range(count):
+        made = kvr.Store().new_run("Monday")
+        for number in range(8):
+            made.add(f"s{number}", [1.0, 2.0], time=[0.0, 1.0])
+        made.save(tmp_path / f"{pair}.kvr")
+        pairs.append((str(tmp_path / f"{pair}.kvr"), str(tmp_path / f"{pair}.kvr")))
+    # Each takes a second.
+    weight = 2 * os.path.getsize(pairs[0][0]) + schedule._OPENING
+    monkeypatch.setattr(schedule, "_FIRST_RATE", float(weight))
+    runner = InProcess()
+    runner.width = 3
+    found = run_on(runner, pairs)
+    assert [result.counts["within"] for result in found] == [8] * count
+    assert sum(map(len, runner.batches)) == jobs
+
+
 def test_what_is_kept_open_is_let_go_after_some_seconds(monkeypatch):
     gone = threading.Event()
     monkeypatch.setattr(kept, "_SECONDS", 0.01)

@@ -12,6 +12,7 @@ from collections import deque
 from collections.abc import Iterator
 from dataclasses import dataclass, field, replace
 from glob import escape
+from itertools import chain, islice
 from typing import Any, NamedTuple, Protocol, Union
 
 from kvr._campaign.pairs import FilePair, SeenFile
@@ -23,6 +24,7 @@ RETRIES = 3
 _BATCH_SECONDS = 0.3, 4.0  # at least, at most
 _BATCH_COST = 0.004  # seconds that a batch takes the caller and the scheduler, which have but one
 _PART_SECONDS = 2.0
+_SMALL_PART_SECONDS = 0.3  # each worker of a part opens both files and pairs their signals again
 _MOST_PAIRS = 256  # of a batch
 _MOST_PARTS = 64
 _KNOWN = 100  # known results handed on together
@@ -133,12 +135,18 @@ class Schedule:
         self._ahead = 0  # the weight of what waits
         self._seconds = 0.0
         self._weight = 0
+        self._part_seconds = _PART_SECONDS
 
     def run(self, plan: Iterator[Union[Planned, Settled]]) -> Iterator[Found]:
         """Results as they come, in groups that became known together.
 
         What the plan has settled is handed on as it is.
         """
+        # Fewer pairs than workers are cut into smaller parts, so that none has nothing to do.
+        first = list(islice(plan, self._runner.width))
+        if len(first) < self._runner.width:
+            self._part_seconds = _SMALL_PART_SECONDS
+        plan = chain(first, plan)
         more = True
         while more or self._open:
             known: Found = []
@@ -185,7 +193,7 @@ class Schedule:
     def _parts(self, planned: Planned, weight: int) -> int:
         if not all(is_read_by_signal(file.path) for file in planned.files):
             return 1
-        wanted = int(weight / (_PART_SECONDS * self._rate())) + 1
+        wanted = int(weight / (self._part_seconds * self._rate())) + 1
         return min(wanted, self._runner.width * 4, _MOST_PARTS)
 
     def _next_batch(self) -> Batch | None:
