@@ -300,3 +300,11 @@ def test_signals_of_one_name_and_path_are_told_apart_by_their_ids(run):
     names = ["p/a", "p/a (2)", "p/a (3)"]
     assert list(run.to_dataframe().columns) == names
     assert list(run.to_xarray()) == names
+
+
+def test_sides_that_look_the_same_are_drawn_in_two_colours(run):
+    signal = run.add("a", [1.0, 2.0], time=[0.0, 1.0])
+    other = run.copy()
+    signal.color = other["a"].color = "#ff0000"
+    baseline, second = kvr.compare(run, other)["a"].plot(new_axes()).lines
+    assert baseline.get_color() != second.get_color()

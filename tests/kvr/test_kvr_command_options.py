@@ -173,3 +173,13 @@ def test_convert_takes_the_named_run_and_adds_to_a_file(store, folder, capsys):
     assert main(["convert", "week.kvr", "out.kvr", "--quiet"]) == 0
     assert names() == ["Monday", "Tuesday"]
     assert capsys.readouterr() == ("", "")
+
+
+def test_run_without_a_name_is_named_by_nothing_after_the_sign(store, folder, capsys):
+    for name in ("", "Monday"):
+        store.new_run(name).add("a", [1.0], time=[0.0])
+    store.save("week.kvr")
+    code, found = compared(capsys, "week.kvr#", "week.kvr#Monday")
+    assert (code, found["baseline"]["run"], found["other"]["run"]) == (0, "", "Monday")
+    assert main(["compare", "base.csv#", "base.csv"]) == 2
+    assert capsys.readouterr().err == "kvr: base.csv: no run is named ''; there is 'base'\n"

@@ -187,3 +187,12 @@ def test_functions_are_a_mapping_of_callables():
         kvr.functions["f"] = 1
     with pytest.raises(TypeError, match="must be a text"):
         kvr.functions[1] = max
+
+
+def test_copied_settings_know_whether_they_were_inherited(signal):
+    inherited = signal.tolerance, signal.sync
+    signal.tolerance = kvr.Tolerance(1)
+    for one in (*inherited, signal.tolerance, kvr.Tolerance.function("f")):
+        for twin in (copy.deepcopy(one), pickle.loads(pickle.dumps(one))):
+            assert (twin, twin.inherited) == (one, one.inherited)
+    assert [one.inherited for one in inherited] == [True, True]
