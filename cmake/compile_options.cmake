@@ -39,6 +39,8 @@ endif()
 if(KVRNTOB_CCACHE)
   find_program(CCACHE ccache)
   if(CCACHE)
-    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+    # What a precompiled header was made of is compared, not when it was made.
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
   endif()
 endif()

@@ -1,6 +1,13 @@
 find_package(GTest REQUIRED)
 enable_testing()
 
+# GoogleTest's headers, parsed once for all tests: they are half of what most of these compile.
+file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/kvr_test_headers.cpp CONTENT "int main() {}\n")
+add_executable(kvr_test_headers EXCLUDE_FROM_ALL ${PROJECT_BINARY_DIR}/kvr_test_headers.cpp)
+target_compile_options(kvr_test_headers PRIVATE -O0)
+target_link_libraries(kvr_test_headers PRIVATE GTest::gmock GTest::gtest)
+target_precompile_headers(kvr_test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
+
 # kvr_add_test(name [OWN_PROCESSES] [HOST_ONLY | STANDALONE] [OWN_MAIN] sources...)
 # One test program, linked with the module's logic and the embedded host; with HOST_ONLY without the
 # logic, with STANDALONE without both. With OWN_PROCESSES each of its tests runs in a process of its
@@ -11,6 +18,7 @@ function(kvr_add_test name)
   # What is tested is optimized in full; the tests themselves compile in half the time this way.
   target_compile_options(${name} PRIVATE -O0)
   target_link_libraries(${name} PRIVATE GTest::gmock GTest::gtest)
+  target_precompile_headers(${name} REUSE_FROM kvr_test_headers)
   if(NOT ARG_OWN_MAIN)
     target_link_libraries(${name} PRIVATE GTest::gtest_main)
   endif()

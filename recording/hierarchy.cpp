@@ -19,7 +19,9 @@ namespace {
 Hierarchy::Hierarchy(const Connection& connection, const Contents& contents) {
   if (contents.hierarchy > contents.signals)
     failWith("has more rows than there are signals", "table hierarchy");
-  Statement rows = connection.prepare("SELECT signal,parent,sum FROM hierarchy ORDER BY signal");
+  Statement rows = connection.prepare(
+      "SELECT signal,parent,sum FROM hierarchy WHERE signal<=?1 ORDER BY signal");
+  rows.bind(1, contents.signals);
   RowBytes bytes;
   for (std::int64_t i = 0; i < contents.hierarchy; ++i) {
     if (!rows.step()) failWith("lacks rows", "table hierarchy");

@@ -13,7 +13,8 @@
 
 namespace kvr::recording {
 
-// The table of a file, read at once: 32 bytes a link, fewer than the signal's row has.
+// The table of a file, read at once: 32 bytes a link, fewer than the signal's row has. Links of
+// signals behind the last one of the contents, which a writer added meanwhile, are left out.
 class Hierarchy {
  public:
   // Throws FormatError for rows that are damaged or missing, and for cycles.

@@ -221,7 +221,8 @@ class KVR_RECORDING_EXPORT Writer {
                          std::span<const std::byte> metadata = {});
 
   // Makes a signal part of another one. std::invalid_argument: an id that is not in the file, a
-  // signal that has a parent, a cycle.
+  // signal that was in the file before, because readers may have it open; one that has a parent; a
+  // cycle.
   void setParent(std::int64_t signal, std::int64_t parent);
 
   // Makes everything that was added take effect: when it returns, the file is complete and synced.

@@ -23,6 +23,8 @@ EntryReader::EntryReader(const Connection& connection, const Contents& contents,
 
 namespace {
 
+constexpr std::int64_t mostReserved = 4096;  // more must be there before memory is taken for them
+
 void requireRange(std::int64_t first, std::int64_t count, std::int64_t last, const char* what) {
   if (first < 1 || count < 0 || count > last || first > last - count + 1)
     throw std::invalid_argument(std::string("there are no ") + what + " with these ids");
@@ -46,6 +48,7 @@ std::vector<SignalEntry> EntryReader::signals(std::int64_t first, std::int64_t c
   selectSignals_.bind(1, first);
   selectSignals_.bind(2, first + count);
   std::vector<SignalEntry> found;
+  found.reserve(static_cast<std::size_t>(std::min(count, mostReserved)));
   for (std::int64_t id = first; id < first + count; ++id) found.push_back(readSignal(id));
   return found;
 }

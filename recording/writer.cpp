@@ -73,7 +73,8 @@ class Writer::Impl {
   // The statements, and what they have counted.
   struct Rows {
     Rows(const Connection& connection, const Contents& found)
-        : contents(found),
+        : signalsBefore(found.signals),
+          contents(found),
           pieces(connection, found.pieces),
           times(connection, found.timeBases),
           settings(connection, found.tolerances, found.syncs),
@@ -85,6 +86,7 @@ class Writer::Impl {
           hierarchy(found.hierarchy == 0 ? NewHierarchy()
                                          : NewHierarchy(Hierarchy(connection, found))) {}
 
+    std::int64_t signalsBefore;
     Contents contents;
     PieceWriter pieces;
     KnownTimes times;
@@ -212,6 +214,8 @@ void Writer::Impl::setParent(std::int64_t signal, std::int64_t parent) {
   for (const std::int64_t id : {signal, parent})
     if (id < 1 || id > rows().contents.signals)
       throw std::invalid_argument("there is no signal " + std::to_string(id));
+  if (signal <= rows().signalsBefore)
+    throw std::invalid_argument("the signal was in the file before");
   rows().hierarchy.requireFree(signal, parent);
   guarded([&](Rows& to) {
     to.link.integer(signal).integer(parent).write();

@@ -7,7 +7,7 @@ import { Latest } from "../src/explore/latest";
 import {
   MOST_SIGNALS, commonUnit, contentsOf, curveColor, drawnSignals, extentOfSignals, namesOf,
 } from "../src/explore/plot_contents";
-import { changeText, cursorText, legendText, samplesBetween } from "../src/explore/readings_table";
+import { changeText, legendText, samplesBetween } from "../src/explore/readings_table";
 import { storeOf } from "./store_example";
 
 const names = (...given: Parameters<typeof storeOf>): string[] =>
@@ -173,14 +173,6 @@ test("a reading is shown in few digits, with every digit behind it", () => {
   const row = { curve: "1", name: "speed", run: "", unit: null, cursor: reading(3, 0.1 + 0.2), pin: null };
   assert.deepEqual(legendText(row, false), { text: "0.3", hint: "0.30000000000000004, sample 3 at 0.3" });
   assert.equal(legendText({ ...row, cursor: null }, false).text, "–");
-});
-
-test("a date under the pointer is told as finely as two cursors are apart", () => {
-  const time = Date.UTC(2024, 4, 1, 12, 30, 15) / 1000 + 0.25;
-  assert.equal(cursorText(time, 400 * 86400, true), "2024-05-01");
-  assert.equal(cursorText(time, -5000, true), "2024-05-01 12:30:15");
-  assert.equal(cursorText(time, 0.5, true), "2024-05-01 12:30:15.25");
-  assert.equal(cursorText(1 / 3, 0.5, false), "0.333333");
 });
 
 test("between two cursors the values and samples are subtracted, where both are there", () => {

@@ -1,6 +1,6 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
-import { dateText, durationText, exactTimeText, timeText } from "../src/text/dates";
+import { cursorDate, dateText, durationText, exactTimeText, timeText } from "../src/text/dates";
 import { countText, counted, exactNumber, exactValue, shortNumber } from "../src/text/numbers";
 import { shown, shownShort } from "../src/text/shown";
 
@@ -53,4 +53,14 @@ test("control characters and marks of direction are shown, never obeyed", () => 
 test("a long text is cut before it is shown", () => {
   assert.equal(shownShort("x".repeat(1e6), 5), "xxxx…");
   assert.equal(shownShort("12345", 5), "12345");
+});
+
+test("a date under the pointer is told as finely as a pixel of the plots", () => {
+  const time = Date.UTC(2024, 4, 1, 12, 30, 15) / 1000 + 0.25;
+  assert.equal(cursorDate(time, 10 * 86400), "2024-05-01");
+  assert.equal(cursorDate(time, 3600), "2024-05-01 12:30:00");
+  assert.equal(cursorDate(time, 3), "2024-05-01 12:30:15");
+  assert.equal(cursorDate(time, 0.001), "2024-05-01 12:30:15.25");
+  // The instant of a sample is its own, not the one before it.
+  assert.equal(cursorDate(Date.UTC(2015, 8, 1) / 1000, 18 * 86400), "2015-09-01");
 });

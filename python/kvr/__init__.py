@@ -41,6 +41,7 @@ if TYPE_CHECKING:
     from kvr._store.store import Store as Store
     from kvr._comparing.verdict import Verdict as Verdict
     from kvr._base.view import View as View
+    from kvr._kvr import __version__ as __version__
 
 # Public name, module that defines it.
 _HOMES = {
@@ -72,6 +73,7 @@ _HOMES = {
 }
 
 __all__ = list(_HOMES)  # noqa: PLE0604  names, all of them
+_HOMES["__version__"] = "_kvr"
 
 
 if not TYPE_CHECKING:  # or every misspelt name would pass as one of these

@@ -4,6 +4,8 @@ from typing import Any
 import numpy as np
 from numpy.typing import NDArray
 
+__version__: str
+
 class Stopped(Exception): ...
 
 class Stop:
@@ -20,20 +22,18 @@ class Rules:
         time_tolerance: float,
     ) -> None: ...
 
-class Finding:
-    @property
-    def status(self) -> str: ...
-    def fields(self) -> dict[str, Any]: ...
-
 class SignalRecords:
     """The signals of a run of the store: their names, and their samples if these are plain vectors.
 
     add         takes a record of getSignal, its samples if fewer bytes are held than these; False if
                 it is not plain
     add_nothing leaves a place without names and samples
-    column      a field of Facts of all signals, None where there are no names
+    read_to     adds the records that a function returns of numbers, up to a place; a record that is
+                not plain ends it and is returned, else None
+    column      a field of Facts of signals that follow each other, None where there are no names
     facts       the fields of Facts of one signal
-    samples     how many samples are held of each, -1 for none
+    holds       whether the samples of a signal are held
+    drop        lets go of the samples of a signal
     bytes       of all samples that are held
     """
 
@@ -41,19 +41,57 @@ class SignalRecords:
     def __len__(self) -> int: ...
     def add(self, record: dict[str, Any], most_bytes: int) -> bool: ...
     def add_nothing(self) -> None: ...
-    def column(self, field: str) -> list[Any]: ...
+    def read_to(
+        self,
+        read: Callable[[int], dict[str, Any]],
+        numbers: list[int],
+        end: int,
+        most_bytes: int,
+    ) -> dict[str, Any] | None: ...
+    def column(self, field: str, first: int, end: int) -> list[Any]: ...
     def facts(self, place: int) -> tuple[Any, ...]: ...
-    def samples(self) -> list[int]: ...
+    def holds(self, place: int) -> bool: ...
+    def drop(self, place: int) -> None: ...
     def drop_series(self) -> None: ...
     @property
     def bytes(self) -> int: ...
 
-def judge_all(
-    tasks: Sequence[tuple[int | tuple[Any, ...], int | tuple[Any, ...], Rules, bool]],
-    baseline: SignalRecords | None,
-    other: SignalRecords | None,
-    stop: Stop,
-) -> list[Finding]: ...
+class PairJudging:
+    """Judges pairs in several threads, of which the calling one is one, while that goes on reading.
+
+    Lets go of the samples of records once they are judged.
+
+    add       takes a pair: its baseline signal's place, and each side as a Side or as its place
+    add_held  as add for pairs of places; returns those of which samples are not held
+    wait      until more verdicts are there; False if all are
+    done      how many there are
+    close     ends what is being judged, and lets go of all samples; the verdicts stay
+    statuses  of each baseline signal, None without a verdict
+    fields    of the verdict at a place, None without
+    """
+
+    def __init__(
+        self,
+        baseline: SignalRecords | None,
+        other: SignalRecords | None,
+        signals: int,
+        threads: int,
+    ) -> None: ...
+    def add(
+        self,
+        place: int,
+        baseline: int | tuple[Any, ...],
+        other: int | tuple[Any, ...],
+        rules: Rules,
+    ) -> None: ...
+    def add_held(self, pairs: list[tuple[int, int]], rules: Rules) -> list[tuple[int, int]]: ...
+    def wait(self) -> bool: ...
+    def close(self) -> None: ...
+    def statuses(self) -> list[str | None]: ...
+    def fields(self, place: int, dated: bool) -> dict[str, Any] | None: ...
+    @property
+    def done(self) -> int: ...
+
 def judge(
     baseline: tuple[Any, ...],
     other: tuple[Any, ...],
@@ -75,9 +113,24 @@ class SignalRow:
     id: int
     run: int
     label: str
+    path: str
+    model: str
+    source: str
+    root_source: str
+    time_source: str
+    sid: str
+    unit: str | None
+    port: int
+    dash: str
+    visible: bool
     time_base: int
     metadata_bytes: int
+    samples: int
+    is_text: bool
+    own_settings: tuple[bool, bool]  # a tolerance, synchronisation options
     def fields(self) -> dict[str, Any]: ...
+    def facts(self) -> tuple[Any, ...]:
+        """The fields of Facts; quicker than `fields`."""
 
 class RecordingReader:
     def __init__(self, path: str) -> None: ...
@@ -104,6 +157,14 @@ class RecordingWriter:
         shape: tuple[int, ...],
         metadata: bytes,
     ) -> int: ...
+    def add_record(
+        self,
+        record: dict[str, Any],
+        series_type: type,
+        settings: dict[str, Any],
+        metadata: bytes,
+    ) -> int | None:
+        """Adds a record of getSignal; None, and nothing is added, if it is not plain."""
     def set_parent(self, signal: int, parent: int) -> None: ...
     def commit(self) -> None: ...
     def close(self) -> None: ...

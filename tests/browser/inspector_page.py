@@ -10,7 +10,7 @@ from typing import Any
 
 import kvr
 import numpy as np
-from conftest import Page
+from browser_page import Page
 from selenium.common.exceptions import StaleElementReferenceException
 from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
@@ -188,6 +188,25 @@ def emptied() -> Iterator[kvr.Store]:
     store.clear()
     yield store
     store.clear()
+
+
+def focus_list(page: Page) -> None:
+    page.focus(".tree")
+
+
+def statuses(page: Page) -> dict[str, str]:
+    """Status by label, as the table of pairs shows them."""
+    rows = page.run(
+        "return [...document.querySelectorAll('.pairs .table-row')].map("
+        "(row) => [...row.querySelectorAll('.table-cell')].map((cell) => cell.textContent))"
+    )
+    return {row[4]: row[0].split(" ")[-1] for row in rows}
+
+
+def compared(inspector: Inspector) -> dict[str, str]:
+    inspector.page.press(Keys.ESCAPE, "c")
+    inspector.press_button("Compare", ".compare-form")
+    return inspector.sees(lambda: statuses(inspector.page), "the table of pairs")
 
 
 class Wire:

@@ -2,105 +2,23 @@
 
 from __future__ import annotations
 
-import math
 import re
 import zlib
 from pathlib import Path
 from typing import Any
 
 import kvr
-import numpy as np
 import pytest
-from conftest import Page
+from browser_page import Page
+from report_page import chosen, labels, plot_area, shown, times
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.keys import Keys
 
-SAMPLES = 20_000
-STEPS = np.arange(SAMPLES)
-TIME = STEPS * 0.01
 HOSTILE = [
     "<img src=x onerror=alert(1)>", "</script><script>alert(1)</script>", "{{constructor.constructor('alert(1)')()}}",
     "${alert(1)}", "\u202egnp.exe", "שלום עולם", "a\tb\nc\x1b[31m", "'\"><svg onload=alert(1)>", "x" * 1_000_000,
 ]  # fmt: skip
-
-
-@pytest.fixture(autouse=True)
-def empty_store():
-    """Runs of one test do not stand in the store of the next."""
-    kvr.Store().clear()
-    yield
-    kvr.Store().clear()
-    kvr.functions.clear()
-
-
-@pytest.fixture
-def runs() -> tuple[Any, Any]:
-    """Signals of every status; "speed" is out in three stretches, the worst one at 120."""
-    store = kvr.Store()
-    baseline, other = store.new_run("Monday"), store.new_run("Tuesday")
-    rng = np.random.default_rng(7)
-    wave = np.sin(TIME) * 10 + rng.normal(size=SAMPLES) * 0.1
-    changed = wave.copy()
-    changed[1000:1100] += 2.0
-    changed[12_000] += 5.0
-    changed[15_000:15_010] -= 1.0
-    baseline.add("speed", wave, time=TIME, path="car/engine", unit="m/s")
-    other.add("speed", changed, time=TIME, path="car/engine")
-    gaps = np.where((STEPS // 500) % 4 == 1, np.nan, wave)
-    for run in (baseline, other):
-        run.add("gaps", gaps, time=TIME, path="car/wheel")
-        run.add("events", [0.0, 1.0, 5.0, 2.0], time=[0.0, 1.0, 1.0, 2.0], path="car/wheel")
-        run.add("constant", [3.0, 3.0], time=[0.0, 1.0], path="car/clock")
-        run.add("text", ["a", "b"], time=[0.0, 1.0], path="car/clock")
-    baseline.add("alone", wave, time=TIME, path="car/old")
-    other.add("new", wave, time=TIME, path="car/new")
-    baseline.add("lost", [1.0, 2.0, 3.0], time=[0.0, 1.0, 2.0])
-    other.add("lost", [1.0, math.nan, 3.0], time=[0.0, 1.0, 2.0])
-    return baseline, other
-
-
-@pytest.fixture
-def report(page: Page, runs: tuple[Any, Any], tmp_path: Path) -> Page:
-    """The page with the report of both runs, shown."""
-    kvr.compare(*runs, tolerance=kvr.Tolerance(absolute=0.5)).to_html(tmp_path / "report.html")
-    return shown(page, tmp_path / "report.html")
-
-
-def shown(page: Page, path: Path, fragment: str = "") -> Page:
-    page.open(path.as_uri() + fragment)
-    page.one(".table-row[aria-selected=true]")
-    page.settle()
-    return page
-
-
-def labels(page: Page) -> list[str]:
-    return page.texts(".table-row .table-cell:nth-child(5)")
-
-
-def chosen(page: Page) -> str:
-    return str(page.texts(".pair-heading h2 bdi")[0])
-
-
-def times(page: Page) -> tuple[float, float]:
-    """The window of time in the address, once it stands there."""
-
-    def look() -> Any:
-        fields = dict(re.findall(r"(\w+)=([^&]*)", page.fragment()))
-        return "from" in fields and (float(fields["from"]), float(fields["to"]))
-
-    found: tuple[float, float] = page.wait(look, "a window in the address")
-    return found
-
-
-def plot_area(page: Page) -> Any:
-    return page.wait(lambda: page.all(".plot .u-over"), "a plot")[0]
-
-
-def reading(page: Page, where: str, name: str) -> tuple[float, float]:
-    """Value and time of a sample in the table of readings, at the "cursor" or the "pin"."""
-    row = f".readings [data-reading={name}]"
-    (value,) = page.texts(f"{row} .at-{where}.value")
-    (time,) = page.texts(f"{row} .at-{where}.time")
-    return float(value), float(time)
+pytestmark = pytest.mark.usefixtures("empty_store")
 
 
 # ---- Opening ----
@@ -222,119 +140,12 @@ def test_a_table_of_many_rows_draws_those_that_are_seen(page: Page, tmp_path: Pa
     assert len(page.all(".table-row")) < 100
 
 
-# ---- The plots ----
-
-
-@pytest.fixture
-def speed(report: Page) -> Page:
-    """The report with "speed" chosen."""
-    report.press("j")
-    report.wait(lambda: chosen(report) == "speed" and len(report.all(".plot")) == 2, "speed")
+def test_the_table_is_as_wide_as_its_border_is_dragged(report: Page) -> None:
+    border, pairs = report.one("[role=separator]"), report.one(".pairs")
+    before = pairs.size["width"]
+    ActionChains(report.driver).click_and_hold(border).move_by_offset(-80, 0).release().perform()
     report.settle()
-    return report
-
-
-def test_a_drag_zooms_and_a_double_click_shows_everything(speed: Page) -> None:
-    mouse = speed.mouse(plot_area(speed))
-    mouse.drag(0.25, 0.5)
-    first, last = times(speed)
-    assert (first, last) == (pytest.approx(50, abs=0.5), pytest.approx(100, abs=0.5))
-    mouse.double_click()
-    speed.wait(lambda: "from=" not in speed.fragment(), "the whole")
-
-
-def test_a_drag_with_shift_pans(speed: Page) -> None:
-    mouse = speed.mouse(plot_area(speed))
-    mouse.drag(0.25, 0.5)
-    first, last = times(speed)
-    mouse.drag(0.75, 0.25, Keys.SHIFT)
-    speed.wait(lambda: times(speed)[0] != first, "another window")
-    panned = times(speed)
-    assert panned[0] - first == pytest.approx(25, abs=1)
-    assert panned[1] - panned[0] == pytest.approx(last - first)
-
-
-def test_the_wheel_zooms_at_the_cursor(speed: Page) -> None:
-    speed.mouse(plot_area(speed)).wheel(0.25, -500)
-    first, last = times(speed)
-    assert last - first < 150
-    assert (50 - first) / (last - first) == pytest.approx(0.25, abs=0.02)
-
-
-def test_keys_zoom_and_pan(speed: Page) -> None:
-    speed.focus(".plots")
-    speed.press("+")
-    first, last = times(speed)
-    assert last - first == pytest.approx(TIME[-1] / 1.5)
-    speed.press(Keys.ARROW_RIGHT)
-    speed.wait(lambda: times(speed)[0] > first, "a later window")
-    speed.press(Keys.HOME)
-    speed.wait(lambda: "from=" not in speed.fragment(), "the whole")
-
-
-def test_the_cursor_reads_real_samples(speed: Page, runs: Any) -> None:
-    """Whatever stands at the cursor is a sample of the recordings, to the last digit."""
-    mouse = speed.mouse(plot_area(speed))
-    for place in (0.1, 0.503, 0.9):
-        mouse.move(place)
-        for name, run in (("baseline", runs[0]), ("other", runs[1])):
-            value, time = reading(speed, "cursor", name)
-            sample = round(time / 0.01)
-            assert (TIME[sample], run["speed"].values[sample]) == (time, value)
-
-
-def test_the_worst_value_is_pinned_at_first(speed: Page, runs: Any) -> None:
-    assert reading(speed, "pin", "baseline") == (runs[0]["speed"].values[12_000], 120)
-    assert reading(speed, "pin", "other") == (runs[1]["speed"].values[12_000], 120)
-    assert reading(speed, "pin", "difference")[0] == pytest.approx(5)
-    assert reading(speed, "pin", "tolerance") == (0.5, 120)
-
-
-def test_a_click_pins_and_escape_removes_the_cursors(speed: Page) -> None:
-    speed.mouse(plot_area(speed)).click(0.5)
-    _, time = reading(speed, "pin", "baseline")
-    assert time == pytest.approx(100, abs=1)
-    speed.focus(".plots")
-    speed.press(Keys.ESCAPE)
-    assert set(speed.texts(".readings .value")) == {""}
-
-
-def test_brackets_move_the_cursor_from_sample_to_sample(speed: Page) -> None:
-    speed.press("w")
-    speed.focus(".plots")
-    speed.press("[")
-    before = reading(speed, "cursor", "baseline")[1]
-    seen = []
-    for _ in range(3):
-        speed.press("]")
-        seen.append(reading(speed, "cursor", "baseline")[1])
-    assert before < seen[0] < seen[1] < seen[2]
-
-
-def test_jumps_show_the_worst_value_and_each_stretch(speed: Page) -> None:
-    speed.press("w")
-    first, last = times(speed)
-    assert first < 120 < last and last - first < 20
-    speed.click(".pair-tools button:nth-child(4)")  # all of the time
-    seen = []
-    for _ in range(3):
-        before = speed.fragment()
-        speed.press("n")
-        speed.wait(lambda: speed.fragment() != before, "another window")
-        seen.append(times(speed))
-    for (first, last), (begin, end) in zip(seen, ((10, 10.99), (120, 120), (150, 150.09))):
-        assert first < begin <= end < last
-    before = speed.fragment()
-    speed.press("p")
-    speed.wait(lambda: speed.fragment() != before, "the stretch before")
-    assert times(speed) == pytest.approx(seen[1])
-
-
-def test_no_key_is_taken_from_an_input_field(report: Page) -> None:
-    report.press("/")
-    report.press("jnw0?")
-    assert report.one(".filter").get_attribute("value") == "jnw0?"
-    assert chosen(report) == "lost"
+    assert pairs.size["width"] == pytest.approx(before - 80, abs=1)
 
 
 # ---- The address ----

@@ -13,7 +13,7 @@ from pathlib import Path
 
 import kvr
 import pytest
-from conftest import Page
+from browser_page import Page
 
 pytest.importorskip("starlette")
 pytest.importorskip("uvicorn")

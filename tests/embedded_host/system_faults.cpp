@@ -76,6 +76,14 @@ int ftruncate(int file, off_t size) noexcept {
   return fails(SystemCall::Truncate) ? -1 : static_cast<int>(syscall(SYS_ftruncate, file, size));
 }
 
+int fsync(int file) {
+  return fails(SystemCall::Sync) ? -1 : static_cast<int>(syscall(SYS_fsync, file));
+}
+
+int fdatasync(int file) {
+  return fails(SystemCall::Sync) ? -1 : static_cast<int>(syscall(SYS_fdatasync, file));
+}
+
 int fstat(int file, struct stat* status) noexcept {
   return fails(SystemCall::Status) ? -1 : static_cast<int>(syscall(SYS_fstat, file, status));
 }

@@ -13,6 +13,7 @@ enum class SystemCall : std::uint8_t {
   Read,
   Write,
   Truncate,
+  Sync,
   SqliteMemory  // for a test's allocator, which asks isFaultDue
 };
 

@@ -8,6 +8,7 @@ import hypothesis
 import kvr
 import pytest
 import vormel
+from viewing import Window
 from vormel.Dravik.kvr import SignalRepository
 
 # The same examples at every run: a change fails for what it did. The long forms look for more.
@@ -71,3 +72,56 @@ def run_python():
         return done.stdout
 
     return run
+
+
+# ---- The inspector's server ----
+
+
+@pytest.fixture(scope="module")
+def admitted():
+    """A window of a server that all tests of a file ask."""
+    with kvr.Store().view(browser=False) as view:
+        yield Window(view.url)
+
+
+@pytest.fixture
+def window(admitted):
+    """The same, without a comparison at the end of the test."""
+    yield admitted
+    admitted.send("DELETE", "/api/comparison")
+
+
+@pytest.fixture
+def view(store):
+    """A server of the test's own."""
+    with store.view(browser=False) as view:
+        yield view
+
+
+@pytest.fixture
+def own_window(view):
+    return Window(view.url)
+
+
+@pytest.fixture
+def other_window(view):
+    return Window(view.url)
+
+
+@pytest.fixture
+def short_pauses(monkeypatch):
+    """Servers look at the store more often than people need."""
+    monkeypatch.setattr("kvr._view.inspection._PAUSE", 0.05)
+
+
+@pytest.fixture
+def speed(run):
+    return run.add("speed", [4.5, 7.0, 9.5], time=[0.0, 0.1, 0.2], path="car/engine", unit="m/s")
+
+
+@pytest.fixture
+def pair(store, run, speed):
+    """The run and another one whose signal ends differently."""
+    other = store.new_run("Tuesday")
+    other.add("speed", [4.5, 7.0, 9.9], time=[0.0, 0.1, 0.2], path="car/engine")
+    return run, other

@@ -4,13 +4,18 @@ import kvr
 import numpy as np
 import pandas
 import pytest
+import vormel
 
 DAYS = np.array(["2020-01-01", "2020-01-02"], "datetime64[s]")
 
 
+def new_axes():
+    return pytest.importorskip("matplotlib.figure").Figure().subplots()
+
+
 @pytest.fixture
 def axes():
-    return pytest.importorskip("matplotlib.figure").Figure().subplots()
+    return new_axes()
 
 
 # ---- To other packages ----
@@ -235,3 +240,63 @@ def test_missing_package_is_named(run_python, package, call, purpose):
     )
     hint = f"which is not installed: try 'apt install python3-{package}'"
     assert printed == f"{purpose} needs {package}, {hint}\n"
+
+
+# ---- Records of other programs ----
+
+
+def test_times_that_fit_no_samples_are_told_with_the_signal(run, add_foreign):
+    run.add("good", [1.0, 2.0], time=[0.0, 1.0])
+    odd = add_foreign(run, vormel.timeseries([1.0, 2.0], [0.0, 1.0, 2.0]), label="odd")
+    text = "'odd' has 2 samples at 3 times; only .time and .values can show it"
+    for call in (run.to_dataframe, run.to_xarray, run.plot, odd.to_series, odd.plot):
+        with pytest.raises(ValueError, match=text):
+            call()
+    assert len(odd.values) == 2
+
+
+def test_dash_that_no_plot_knows_is_drawn_as_a_line(run):
+    signal = run.add("a", [1.0, 2.0], time=[0.0, 1.0])
+    signal.dash = "waves"
+    assert signal.plot(new_axes()).lines[0].get_linestyle() == "-"
+    verdict = kvr.compare(run, run.copy())["a"]
+    assert len(verdict.plot(new_axes()).lines) == 2
+
+
+def test_frame_keeps_the_order_of_the_signals_over_two_time_bases(run):
+    for label, times in (("a", [0, 1]), ("b", [0, 2]), ("c", [0, 1]), ("d", [0, 2])):
+        run.add(label, [1, 2], time=times)
+    frame = run.to_dataframe()
+    assert list(frame.columns) == ["a", "b", "c", "d"]
+    assert frame.index.tolist() == [0, 1, 2]
+    assert frame["c"].tolist()[:2] == [1, 2]
+    assert frame["d"].dropna().tolist() == [1, 2]
+    assert run.to_dataframe()["a"].dtype == float
+    same = run.copy()
+    for label in ("b", "d"):
+        same[label].remove()
+    assert same.to_dataframe().dtypes.tolist() == ["int64", "int64"]
+
+
+def test_many_instants_out_are_one_artist(run):
+    run.add("a", np.zeros(5000), time=np.arange(5000))
+    other = run.copy()
+    other["a"].remove()
+    other.add("a", np.ones(5000), time=np.arange(5000))
+    axes = kvr.compare(run, other)["a"].plot(new_axes())
+    assert len(axes.lines) + len(axes.collections) == 3
+
+
+def test_times_of_another_program_that_fall_are_put_in_order(run, add_foreign):
+    add_foreign(run, vormel.timeseries([1.0, 2.0, 3.0], [5.0, 1.0, 5.0]), label="a")
+    frame = run.to_dataframe()
+    assert frame.index.tolist() == [1.0, 5.0, 5.0]
+    assert frame["a"].tolist() == [2.0, 1.0, 3.0]
+
+
+def test_signals_of_one_name_and_path_are_told_apart_by_their_ids(run):
+    for _ in range(3):
+        run.add("a", [1, 2], time=[0, 1], path="p")
+    names = ["p/a", "p/a (2)", "p/a (3)"]
+    assert list(run.to_dataframe().columns) == names
+    assert list(run.to_xarray()) == names

@@ -134,6 +134,7 @@ def test_wrong_arguments_are_exit_2(folders, tmp_path):
         ((folders[0],), "name two folders"),
         ((folders[0], folders[1], "--pairs", "x"), "name two folders or --pairs, not both"),
         ((folders[0], folders[1] / "a.csv"), "is not a folder"),
+        ((folders[0], tmp_path / "none"), "none: there is no such folder; check the name"),
     ]:
         code, out, err = campaign(*arguments)
         assert (code, out) == (2, "") and error in err and err.count("\n") == 1

@@ -63,7 +63,7 @@ def without_files(cluster, folder):
 
 def with_another_version(cluster, folder):
     preload = folder.parent / "older.py"
-    preload.write_text("import vormel\nvormel.__version__ = '0.0.1'\n")
+    preload.write_text("from kvr import _kvr\n_kvr.__version__ = '0.0.1'\n")
     cluster.add_worker("--preload", str(preload))
     return "its program is version 0.0.1/.*, the campaign's is "
 

@@ -166,7 +166,7 @@ def test_folder_ending_and_run_that_are_not_there(files):
         (".", "kvr: .: is a folder; name a file in it\n"),
         (
             "x.xyz",
-            "kvr: x.xyz: its ending is of no known format; name the format, 'recording', 'csv', 'hdf5' or 'ngspice'\n",
+            "kvr: x.xyz: its ending is of no known format; name the format, 'recording', 'csv', 'hdf5' or 'ngspice', or give the file its ending\n",
         ),
         ("base.csv#monday", "kvr: base.csv: no run is named 'monday'; there is 'base'\n"),
         ("none.csv#x", "kvr: none.csv#x: there is no such file; check the name\n"),

@@ -373,7 +373,7 @@ def test_file_without_permission_is_an_os_error(tmp_path):
         (
             "name,a\nx,1\ny,2\n",
             "has no time column: neither one named 'time', 't' or 'date', nor a first column of "
-            "numbers or dates; name it with the option time",
+            "numbers or dates; call it 'time', or name it with the option time",
         ),
         (
             "time,a\n0,1\n1\n2,3\n",

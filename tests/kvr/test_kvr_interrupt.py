@@ -79,3 +79,31 @@ def test_ctrl_c_leaves_no_results_behind(tmp_path):
     options = ("--sync", "uniform:1e-9", "--json", "r.json")
     assert interrupted_command(tmp_path, *options, after=2.0)[0] == 130
     assert os.listdir(tmp_path) == ["a.csv"]
+
+
+# Its worker tells when it starts, and takes a second to begin.
+STARTING = """
+import sys, time
+if __name__ == "__mp_main__":
+    print("starting", flush=True)
+    time.sleep(1.0)
+import kvr
+if __name__ == "__main__":
+    try:
+        for result in kvr.campaign([("a.csv", "a.csv")], jobs=1):
+            print("finished", flush=True)
+    except KeyboardInterrupt:
+        print("interrupted", flush=True)
+"""
+
+
+def test_a_worker_that_is_starting_leaves_ctrl_c_to_its_parent(tmp_path):
+    (tmp_path / "a.csv").write_text("time,a\n0,0\n2,1\n")
+    (tmp_path / "compared.py").write_text(STARTING)
+    with subprocess.Popen(
+        [sys.executable, "compared.py"], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+        cwd=tmp_path, start_new_session=True,
+    ) as process:  # fmt: skip
+        assert process.stdout.readline() == "starting\n"
+        os.killpg(process.pid, signal.SIGINT)  # as the terminal does
+        assert process.communicate() == ("interrupted\n", "")

@@ -1,7 +1,9 @@
 """The typed map as a mapping, measured by CPython's own tests of mappings."""
 
 import collections.abc
+import copy
 import math
+import pickle
 
 import kvr
 import numpy as np
@@ -287,3 +289,18 @@ def test_any_values_come_back_as_the_host_gives_them():
     assert made["dict"] == {"a": 1}
     assert made.setdefault("new", None) is None
     assert made.setdefault("text", "u") == "t"
+
+
+def test_position_of_another_type_is_a_type_error():
+    for wrong in ("0", 0.0, None):
+        with pytest.raises(TypeError, match="cannot be interpreted as an integer"):
+            kvr.Map(a=1).item_at(wrong)
+
+
+def test_copy_with_its_values_is_a_map_of_its_own():
+    held = kvr.Map({2.5: [1.0, 2.0], 1.5: {"unit": "m"}}, key_type="double")
+    for twin in (copy.deepcopy(held), pickle.loads(pickle.dumps(held))):
+        assert (twin, twin.key_type, twin.value_type) == (held, "double", "any")
+        assert list(twin) == [2.5, 1.5]
+        twin[3.5] = 1
+        assert len(held) == 2

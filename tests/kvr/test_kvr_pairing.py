@@ -2,6 +2,7 @@
 
 import hypothesis
 import kvr
+import numpy as np
 import pytest
 from hypothesis import strategies as st
 
@@ -123,3 +124,36 @@ def test_each_signal_stands_in_one_verdict(first, second, match):
     assert comparison.counts["within"] == expected
     for run in runs:
         run.remove()
+
+
+# ---- Pairing while signals are read ----
+
+
+def paired_plainly(here, there):
+    """For each of the labels `here` the place of its partner; the i-th goes with the i-th."""
+    free = {label: [j for j, other in enumerate(there) if other == label] for label in here}
+    return [free[label].pop(0) if free[label] else None for label in here]
+
+
+@pytest.mark.parametrize("seed", range(4))
+def test_many_signals_in_any_order_are_paired_as_few_at_once(store, seed):
+    """More than are read at a time, some of them several times, some on one side only."""
+    random = np.random.default_rng(seed)
+    sides = [[str(label) for label in random.integers(0, 400, 300 + 150 * i)] for i in (0, 1)]
+    runs = [store.new_run("baseline"), store.new_run("other")]
+    for run, labels in zip(runs, sides):
+        for place, label in enumerate(labels):
+            run.add(label, [float(place), 0.0], time=[0.0, 1.0])
+    found = kvr.compare(*runs, match="name", threads=2)
+    partners = paired_plainly(*sides)
+    ids = [[signal.id for signal in run.signals] for run in runs]
+    told = [(v.baseline and v.baseline.id, v.other and v.other.id) for v in found]
+    assert told[:300] == [
+        (ids[0][i], None if j is None else ids[1][j]) for i, j in enumerate(partners)
+    ]
+    extras = [j for j in range(450) if j not in partners]
+    assert told[300:] == [(None, ids[1][j]) for j in extras]
+    for verdict in found[:300]:
+        if verdict.other is not None:
+            difference = abs(verdict.baseline.values[0] - verdict.other.values[0])
+            assert verdict.max_difference == difference

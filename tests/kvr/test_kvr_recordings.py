@@ -18,6 +18,9 @@ import kvr
 import numpy as np
 import pytest
 import vormel
+from kvr._files import formats
+from kvr._files.sqlite.writing import save_recording
+from kvr._store.signal import Signal
 
 LONG = bool(os.environ.get("KVR_LONG_TESTS"))
 ROOT = Path(__file__).parents[2]
@@ -111,6 +114,57 @@ def test_loaded_runs_are_what_was_saved_and_save_to_the_same_bytes(filled, path,
         for mine, its in zip(loaded, recording.runs):
             assert_same_run(mine, its)
     filled.save(tmp_path / "again.kvr")
+    assert (tmp_path / "again.kvr").read_bytes() == path.read_bytes()
+
+
+def test_records_of_the_store_are_saved_as_their_fields_are(filled, path, tmp_path, monkeypatch):
+    """The writer takes plain records as they are, everything else field by field."""
+    filled.save(path)
+    everything_in = Signal._everything_in
+    monkeypatch.setattr(
+        Signal, "_everything_in", lambda *both: everything_in(*both)._replace(record=None)
+    )
+    filled.save(tmp_path / "again.kvr")
+    assert (tmp_path / "again.kvr").read_bytes() == path.read_bytes()
+
+
+def test_loaded_signals_are_drawn_as_the_file_says(store, path):
+    """The store gives each new signal a colour and a dash of its own."""
+    run = store.new_run("Monday")
+    for number in range(40):
+        signal = run.add(str(number), [1.0], time=[0.0])
+        signal.color, signal.dash, signal.visible = "#000000", "-", number % 2 == 0
+    run.save(path)
+    store.clear()
+    (loaded,) = store.load(path)
+    assert {(signal.color, signal.dash) for signal in loaded} == {((0.0, 0.0, 0.0), "-")}
+    assert [signal.visible for signal in loaded] == [True, False] * 20
+
+
+def test_falling_times_of_a_file_are_named_for_each_signal(path, store):
+    writer = kvr._kvr.RecordingWriter(str(path), False, 0)
+    settings = {"tolerance": kvr.Tolerance().to_fields(), "sync": kvr.Sync().to_fields()}
+    writer.add_run({"name": "", "version": "", "created": 0, "instance": None, **settings})
+    texts = dict.fromkeys(("path", "model", "source", "root_source", "time_source", "sid"), "")
+    rest = {"unit": None, "channel": (), "color": (0, 0, 0), "dash": "-", "visible": True}
+    for label, port, times in (
+        ("good", 0, [0.0, 1.0]),
+        ("bad", 0, [1.0, 0.0]),
+        ("q", -1, [0.0] * 2),
+    ):
+        fields = {"label": label, "port": port, "tolerance": None, "sync": None, **texts, **rest}
+        writer.add_signal(fields, np.array(times), np.array([1.0, 2.0]), (2,), b"")
+    writer.commit()
+    with pytest.raises(kvr.FormatError, match="time falls at time") as caught:
+        store.load(path)
+    assert caught.value.where == "signal 'bad'"
+    assert len(store) == 0
+
+
+def test_runs_of_a_file_are_saved_as_the_same_bytes(filled, path, tmp_path):
+    filled.save(path)
+    with kvr.open(path) as recording:
+        formats.save(tmp_path / "again.kvr", list(recording.runs), append=False)
     assert (tmp_path / "again.kvr").read_bytes() == path.read_bytes()
 
 
@@ -217,6 +271,16 @@ def test_run_of_a_file_is_saved_as_one_of_the_store(filled, path, tmp_path):
             ]
 
 
+def test_run_that_is_saved_twice_keeps_its_hierarchy_in_both_copies(store, path):
+    run = store.new_run("Monday")
+    whole = run.add("whole", [1.0], time=[0.0])
+    run.add("part", [1.0], time=[0.0], parent=whole)
+    store.save(path, runs=[run, run])
+    with kvr.open(path) as recording:
+        for copy in recording.runs:
+            assert copy["part"].parent == copy["whole"]
+
+
 def test_option_that_the_format_does_not_have_is_told(filled, path, tmp_path):
     filled.save(path)
     (tmp_path / "one.csv").write_text("time;a\n0;1\n")
@@ -245,6 +309,17 @@ def test_place_that_cannot_be_written_is_an_error_of_the_system(filled, tmp_path
     with pytest.raises(IsADirectoryError, match=r"Is a directory: '.*taken\.kvr'"):
         filled.save(tmp_path / "taken.kvr", append=append)
     assert [entry.name for entry in tmp_path.iterdir()] == ["taken.kvr"]
+
+
+def test_signal_that_is_removed_while_its_run_is_saved_is_gone(store, path):
+    run = store.new_run("Monday")
+    first, second = (run.add(label, [1.0, 2.0], time=[0.0, 1.0]) for label in ("a", "b"))
+    store.save(path)
+    before = path.read_bytes()
+    with pytest.raises(kvr.Gone, match=f"^signal {second.id} was removed$"):
+        save_recording(str(path), [run], False, lambda done: second.remove())
+    assert path.read_bytes() == before
+    assert os.listdir(path.parent) == ["drive.kvr"]
 
 
 def test_appending_makes_a_file_that_is_not_there(filled, path):
@@ -364,6 +439,53 @@ def test_failed_load_leaves_the_store_empty(filled, path):
     assert (caught.value.path, caught.value.where) == (str(path), "signal 6")
     assert caught.value.what == "the row has changed since it was written: its sum differs"
     assert len(filled) == 0
+
+
+def run_sql(path, sql):
+    database = sqlite3.connect(path)
+    database.executescript(sql)
+    database.close()
+
+
+@pytest.mark.parametrize(
+    ("sql", "what"),
+    [
+        ("PRAGMA user_version=2", "has format 2 of recording files; this program reads up to 1"),
+        ("PRAGMA application_id=1", "is no recording file"),
+        ("CREATE VIEW more AS SELECT 1", "has other tables than a recording file"),
+    ],
+)
+def test_newer_foreign_and_crafted_files_are_format_errors(filled, path, sql, what):
+    filled.save(path)
+    run_sql(path, sql)
+    for use in (kvr.open, filled.load, lambda at: filled.save(at, append=True)):
+        with pytest.raises(kvr.FormatError) as caught:
+            use(path)
+        error = caught.value
+        assert (error.path, error.what, error.where) == (str(path), what, "")
+    assert run_kvr("verify", path) == (2, "", f"kvr: {path}: {what}\n")
+
+
+@pytest.mark.skipif(not LONG, reason="waits 10 seconds")
+def test_second_writer_says_who_holds_the_file(filled, path):
+    filled.save(path)
+    program = f"""
+import sqlite3, sys
+database = sqlite3.connect({str(path)!r}, isolation_level=None)
+database.execute("BEGIN IMMEDIATE")
+print(flush=True)
+sys.stdin.read()
+"""
+    with subprocess.Popen(
+        [sys.executable, "-c", program], stdin=subprocess.PIPE, stdout=subprocess.PIPE
+    ) as holder:
+        holder.stdout.readline()
+        with pytest.raises(
+            BlockingIOError, match=rf"process {holder.pid} \(.*\) is writing"
+        ) as caught:
+            filled.save(path, append=True)
+        assert caught.value.filename == str(path)
+        holder.stdin.close()
 
 
 def test_full_disk_is_an_os_error_that_names_the_file(filled, path):

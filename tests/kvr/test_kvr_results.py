@@ -157,6 +157,9 @@ def test_frame_has_a_row_a_verdict(comparison):
     assert len(frame) == len(comparison)
     assert frame["status"].tolist() == [verdict.status for verdict in comparison]
     assert frame.set_index("label").loc["out", "worst_difference"] == 1.0
+    # Plain facts alone: a list of intervals has no cell.
+    assert "intervals_total" in frame.columns
+    assert not {"worst", "intervals"} & set(frame.columns)
 
 
 def test_html_escapes_names(comparison):

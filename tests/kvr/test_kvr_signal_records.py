@@ -39,7 +39,7 @@ def test_vectors_of_native_numbers_are_taken(run, name):
     run.add(name, PLAIN[name], time=TIME)
     records, taken = records_of(run)
     assert taken == [True]
-    assert records.samples() == [3]
+    assert records.holds(0)
     assert records.bytes == 3 * (8 + np.asarray(PLAIN[name]).itemsize)
 
 
@@ -84,7 +84,9 @@ def test_names_are_those_of_the_signal(run):
     assert taken == [True, True]
     expected = [tuple(getattr(signal._facts(), name) for name in FACTS) for signal in run.signals]
     assert [records.facts(place) for place in (0, 1)] == expected
-    assert [records.column(name) for name in FACTS] == [list(values) for values in zip(*expected)]
+    assert [records.column(name, 0, 2) for name in FACTS] == [
+        list(values) for values in zip(*expected)
+    ]
     for value, known in zip(records.facts(0), expected[0]):
         assert type(value) is type(known)
 
@@ -93,12 +95,16 @@ def test_unknown_fields_and_places_are_refused():
     records = _kvr.SignalRecords(vormel.Object)
     records.add_nothing()
     assert records.facts(0) == (None,) * len(FACTS)
-    assert records.column("label") == [None]
-    assert records.samples() == [-1]
+    assert records.column("label", 0, 1) == [None]
+    assert not records.holds(0)
     with pytest.raises(ValueError, match="^no field labels$"):
-        records.column("labels")
-    with pytest.raises(IndexError):
-        records.facts(1)
+        records.column("labels", 0, 1)
+    for first, end in ((0, 2), (1, 0)):
+        with pytest.raises(IndexError):
+            records.column("label", first, end)
+    for look in (records.facts, records.holds):
+        with pytest.raises(IndexError):
+            look(1)
 
 
 def test_samples_are_held_if_wanted_until_they_are_dropped(run):
@@ -106,13 +112,102 @@ def test_samples_are_held_if_wanted_until_they_are_dropped(run):
     records = _kvr.SignalRecords(vormel.Object)
     record = record_of(run["speed"])
     assert records.add(record, 0)
-    assert records.samples() == [-1]
+    assert not records.holds(0)
     assert records.add(record, MUCH)
-    assert records.samples() == [-1, 2]
+    assert [records.holds(place) for place in (0, 1)] == [False, True]
     assert records.bytes == 32
     records.drop_series()
-    assert records.samples() == [-1, -1]
+    assert not records.holds(1)
     assert records.bytes == 0
+
+
+def test_records_are_read_up_to_one_that_is_not_plain(run):
+    for number, values in enumerate(([1.0, 2.0], [3.0, 4.0], [1j, 2.0], [5.0, 6.0])):
+        run.add(str(number), values, time=[0.0, 1.0])
+    found = {signal.id: record_of(signal) for signal in run.signals}
+    numbers = list(found)
+    records = _kvr.SignalRecords(vormel.Object)
+    assert records.read_to(found.__getitem__, numbers, 1, MUCH) is None
+    assert len(records) == 1
+    assert records.read_to(found.__getitem__, numbers, 4, MUCH)["SignalLabel"] == "2"
+    assert records.column("label", 1, 2) == ["1"]
+    records.add_nothing()
+    assert records.read_to(found.__getitem__, numbers, 4, MUCH) is None
+    assert [records.holds(place) for place in range(4)] == [True, True, False, True]
+
+
+def test_what_reading_raises_leaves_the_records_before(run):
+    run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
+    record = record_of(run["speed"])
+    records = _kvr.SignalRecords(vormel.Object)
+    with pytest.raises(KeyError):
+        records.read_to({1: record}.__getitem__, [1, 2], 2, MUCH)
+    assert len(records) == 1
+    for numbers in ([1], []):
+        with pytest.raises(IndexError, match="fewer signals"):
+            records.read_to({1: record}.__getitem__, numbers, 2, MUCH)
+    assert records.read_to(lambda number: 5, [1, 2], 2, MUCH) == 5
+
+
+# ---- Saved as they are ----
+
+SETTINGS = {"unit": None, "visible": False, "tolerance": None, "sync": None}
+
+
+@pytest.fixture
+def writer(tmp_path):
+    writer = _kvr.RecordingWriter(str(tmp_path / "a.kvr"), False, 0)
+    settings = {"tolerance": kvr.Tolerance().to_fields(), "sync": kvr.Sync().to_fields()}
+    writer.add_run({"name": "", "version": "", "created": 0, "instance": None, **settings})
+    yield writer
+    writer.close()
+
+
+def signals_of(writer, tmp_path):
+    writer.commit()
+    with kvr.open(tmp_path / "a.kvr") as recording:
+        return [(signal.label, signal.values.tolist()) for signal in recording.runs[0]]
+
+
+def test_writer_takes_records_of_native_vectors(run, writer, tmp_path):
+    for name, values in PLAIN.items():
+        run.add(name, values, time=TIME)
+    for number, signal in enumerate(run.signals, start=1):
+        assert writer.add_record(record_of(signal), vormel.Object, SETTINGS, b"") == number
+    expected = [(name, np.asarray(values).tolist()) for name, values in PLAIN.items()]
+    assert signals_of(writer, tmp_path) == expected
+
+
+def test_writer_adds_nothing_for_other_records(run, writer, tmp_path):
+    for name, values in OTHERS.items():
+        run.add(name, values, time=TIME)
+    run.add("one", [1.0], time=[0.0])
+    for signal in run.signals:
+        assert writer.add_record(record_of(signal), vormel.Object, SETTINGS, b"") is None
+    assert signals_of(writer, tmp_path) == []
+
+
+@pytest.mark.parametrize(
+    ("key", "value"),
+    [
+        ("LineColor", np.zeros((1, 3), np.float32)),
+        ("LineColor", np.zeros((1, 2))),
+        ("LineColor", (0.0, 0.0, 0.0)),
+        ("LineDashed", 1),
+        ("SignalLabel", "\ud800"),
+        ("PortIndex", 1 << 31),
+        ("PortIndex", 1 << 70),
+        ("Channel", np.array([1 << 31])),
+        ("DataValues", {}),
+    ],
+)
+def test_writer_adds_nothing_for_a_record_with_another_field(run, writer, tmp_path, key, value):
+    run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
+    record = dict(record_of(run["speed"]))
+    assert writer.add_record({**record, key: value}, vormel.Object, SETTINGS, b"") is None
+    del record[key]
+    assert writer.add_record(record, vormel.Object, SETTINGS, b"") is None
+    assert signals_of(writer, tmp_path) == []
 
 
 def rules():
@@ -121,29 +216,70 @@ def rules():
     return _kvr.Rules(tolerance.to_dict(), sync, 0, True, 0.0)
 
 
-def test_places_are_judged_as_the_arrays_there(run):
+def judged(pairs, baseline, other, threads=1):
+    """The judging that was told these pairs, each (place, one side, other side)."""
+    judging = _kvr.PairJudging(baseline, other, 3, threads)
+    for pair in pairs:
+        judging.add(*pair, rules())
+    while judging.wait():
+        pass
+    return judging
+
+
+@pytest.mark.parametrize("threads", [1, 2, 5])
+def test_places_are_judged_as_the_arrays_there(run, threads):
     run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
     run.add("other", [1.0, 2.5], time=[0.0, 1.0])
     records, _ = records_of(run)
     side = (0, 0, np.array([0.0, 1.0]), np.array([1.0, 2.5]), ())
-    tasks = [(0, 0, rules(), False), (0, 1, rules(), False), (0, side, rules(), False)]
-    by_place = _kvr.judge_all(tasks, records, records, _kvr.Stop())
-    assert [finding.status for finding in by_place] == ["within", "out", "out"]
-    assert by_place[1].fields() == by_place[2].fields()
+    judging = judged([(0, 0, 0), (1, 0, 1), (2, 0, side)], records, records, threads)
+    assert judging.statuses() == ["within", "out", "out"]
+    assert judging.fields(1, False) == judging.fields(2, False)
+    assert judging.done == 3
+
+
+def test_pairs_of_places_are_judged_as_one_by_one(run):
+    for number in range(3):
+        run.add(str(number), [1.0, 2.0 + number], time=[0.0, 1.0])
+    records, _ = records_of(run)
+    judging = _kvr.PairJudging(records, records, 3, 2)
+    records.add_nothing()
+    assert judging.add_held([(0, 0), (1, 0), (2, 3), (3, 2)], rules()) == [(2, 3), (3, 2)]
+    while judging.wait():
+        pass
+    assert judging.statuses() == ["within", "out", None]
+    assert judging.fields(2, False) is None
+    again, _ = records_of(run)
+    by_one = judged([(1, 1, 0)], again, again)
+    assert judging.fields(1, False) == by_one.fields(1, False)
 
 
 def test_places_without_samples_are_refused(run):
     run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
     records, _ = records_of(run)
-    task = (0, 0, rules(), False)
     with pytest.raises(TypeError, match="no records"):
-        _kvr.judge_all([task], records, None, _kvr.Stop())
+        judged([(0, 0, 0)], records, None)
     for place in (1, -1):
         with pytest.raises((IndexError, RuntimeError)):
-            _kvr.judge_all([(place, 0, rules(), False)], records, records, _kvr.Stop())
+            judged([(0, place, 0)], records, records)
+    with pytest.raises(IndexError, match="no such baseline signal"):
+        judged([(3, 0, 0)], records, records)
+    with pytest.raises(ValueError, match="one thread at least"):
+        _kvr.PairJudging(records, records, 3, 0)
     records.drop_series()
     with pytest.raises(IndexError, match="signal 0 are not held"):
-        _kvr.judge_all([task], records, records, _kvr.Stop())
+        judged([(0, 0, 0)], records, records)
+
+
+def test_verdicts_stay_when_the_judging_is_closed(run):
+    run.add("speed", [1.0, 2.0], time=[0.0, 1.0])
+    records, _ = records_of(run)
+    judging = judged([(0, 0, 0)], records, records)
+    judging.close()
+    assert judging.statuses() == ["within", None, None]
+    with pytest.raises(ValueError, match="has ended"):
+        judging.add(0, 0, 0, rules())
+    assert not judging.wait()
 
 
 def test_a_comparison_lets_go_of_the_samples(store):
@@ -191,3 +327,22 @@ def test_plain_and_other_signals_get_the_verdicts_of_their_arrays(store):
         )
         for field in ("status", "instants", "judged", "out", "worst", "rms", "intervals"):
             assert getattr(verdict, field) == getattr(alone, field), name
+
+
+def test_samples_are_let_go_as_soon_as_they_are_judged(run):
+    """Before, a comparison held the samples of whole runs to its end."""
+    for number in range(3):
+        run.add(str(number), [1.0, 2.0], time=[0.0, 1.0])
+    (here, _), (there, _) = records_of(run), records_of(run)
+    judging = _kvr.PairJudging(here, there, 3, 1)
+    judging.add_held([(0, 1), (2, 2)], rules())
+    while judging.wait():
+        pass
+    assert [here.holds(place) for place in range(3)] == [False, True, False]
+    assert [there.holds(place) for place in range(3)] == [True, False, False]
+    assert (here.bytes, there.bytes) == (32, 32)
+    here.drop(1)
+    here.drop(1)
+    assert here.bytes == 0
+    with pytest.raises(IndexError):
+        here.drop(3)

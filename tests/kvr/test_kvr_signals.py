@@ -190,7 +190,7 @@ REFUSED = [
     (dict(values=[1.0] * 3, time=[0, 2, 1]), r"time falls at time\[2\]: 1 comes after 2"),
     (dict(values=[1.0], time=[[0.0]]), r"time must be a vector, not of shape \(1, 1\)"),
     (dict(values=[1.0], time=0.0), "time must be a vector"),
-    (dict(values=1.0, time=[0.0]), "values must have time as their first axis"),
+    (dict(values=1.0, time=[0.0]), "values must be an array with time as its first axis"),
     (dict(values=[1.0], time=[True]), "time must be real numbers or dates"),
     (dict(values=[1.0], time=[1j]), "time must be real numbers or dates"),
     (dict(values=[1.0], time=["a"]), "time must be real numbers or dates"),
@@ -208,7 +208,6 @@ REFUSED = [
     (dict(values=["a", 1], time=[0, 1]), r"values\[1\] is not a text, as others are: 1"),
     (dict(values=[1.0, None], time=[0, 1]), r"values\[1\] is not a number: None"),
     (dict(values=["a", "b\0"], time=[0, 1]), r"values\[1\] has a NUL at position 1"),
-    (dict(values=[[1, 2], [3]], time=[0, 1]), "inhomogeneous"),
     (dict(values=np.ma.masked_array([1.0], [True]), time=[0.0]), "values has masked elements"),
     (dict(label="a\0b"), "label has a NUL at position 1"),
     (dict(path="\0"), "path has a NUL at position 0"),
@@ -342,6 +341,18 @@ def test_first_axis_of_several_that_fit_is_taken(run, add_foreign):
     data = np.arange(25.0).reshape(5, 5)
     signal = add_foreign(run, vormel.timeseries(data, column(0, 1, 2, 3, 4)))
     np.testing.assert_array_equal(signal.values, data)
+
+
+@pytest.mark.parametrize(
+    ("time_dim", "transposed"), [(0, False), (1, False), (2, True), (3, False)]
+)
+def test_time_dimension_of_the_record_decides_before_the_lengths(
+    run, add_foreign, time_dim, transposed
+):
+    data = np.arange(25.0).reshape(5, 5)
+    held = vormel.timeseries(data, column(0, 1, 2, 3, 4))
+    signal = add_foreign(run, held, time_dim=time_dim)
+    np.testing.assert_array_equal(signal.values, data.T if transposed else data)
 
 
 def test_rows_of_characters_are_texts(run, add_foreign):

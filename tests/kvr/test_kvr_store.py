@@ -91,7 +91,7 @@ def test_unknown_ids_are_not_found(store, run):
     for wrong in ("1", 1.0, True):
         with pytest.raises(TypeError):
             store.runs.by_id(wrong)
-    with pytest.raises(ValueError):
+    with pytest.raises(kvr.NotFound, match="no signal has the id 1099511627776"):
         store.signal(2**40)
 
 

@@ -4,11 +4,11 @@ import http.client
 import json
 import socket
 import struct
+import threading
 import time
 import urllib.parse
 
 import numpy as np
-
 
 PATIENCE = 20.0  # seconds
 
@@ -178,3 +178,36 @@ def raw(window, data, most=1 << 20):
         except (TimeoutError, ConnectionResetError):
             pass
         return answer
+
+
+def until(is_so):
+    """Wait until it is so."""
+    end = time.monotonic() + PATIENCE
+    while not is_so():
+        assert time.monotonic() < end
+        time.sleep(0.01)
+
+
+def in_threads(*actions):
+    """Run them at once; what they raised."""
+    failures = []
+
+    def run(action):
+        try:
+            action()
+        except BaseException as error:
+            failures.append(error)
+
+    threads = [threading.Thread(target=run, args=(action,)) for action in actions]
+    for thread in threads:
+        thread.start()
+    for thread in threads:
+        thread.join(120)
+    assert not any(thread.is_alive() for thread in threads)
+    return failures
+
+
+def compare(window, pair, **options):
+    first, second = pair
+    body = {"baseline": first.id, "other": second.id, "options": options}
+    return window.send("PUT", "/api/comparison", body)

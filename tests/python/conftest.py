@@ -15,8 +15,14 @@ hypothesis.settings.register_profile("same", derandomize=True)
 hypothesis.settings.load_profile("default" if os.environ.get("KVR_LONG_TESTS") else "same")
 
 
+@pytest.fixture(autouse=True, scope="module")
+def garbage_of_other_files_is_collected():
+    """Tests of other folders may leave cycles with host arrays, which would go in the middle of a test."""
+    gc.collect()
+
+
 @pytest.fixture(autouse=True)
-def live_arrays_return_to_their_number(request):
+def live_arrays_return_to_their_number(request, garbage_of_other_files_is_collected):
     """Every test ends with as many host arrays alive as it began with."""
     before = vormel.live_arrays()
     yield

@@ -1,6 +1,10 @@
 """Host arrays and objects live as long as Python needs them, and no longer."""
 
 import gc
+import os
+import subprocess
+import sys
+from pathlib import Path
 
 import numpy as np
 import pytest
@@ -146,3 +150,24 @@ def test_objects_are_released(cls):
     for _ in range(1000):
         cls()
     assert vormel.live_arrays() == before
+
+
+def test_garbage_of_another_folder_is_not_counted_for_a_test_of_this_one(tmp_path):
+    """Tests that ran after those of the package kvr ended with fewer arrays than they began with."""
+    (tmp_path / "test_garbage.py").write_text(
+        "import vormel\n\n\ndef test_leaves_a_cycle():\n"
+        "    cycle = [vormel.array(1.5)]\n    cycle.append(cycle)\n"
+    )
+    (tmp_path / "collecting.py").write_text(
+        "import gc\n\n\ndef pytest_runtest_call(item):\n"
+        "    if 'test_page_is' in item.name:\n        gc.collect()\n"
+    )
+    page = Path(__file__).with_name("test_methods_page.py")
+    command = [
+        sys.executable, "-m", "pytest", "-q", "-p", "collecting", "-p", "no:cacheprovider",
+        tmp_path / "test_garbage.py", f"{page}::test_page_is_what_the_tables_say",
+    ]  # fmt: skip
+    environment = {**os.environ, "PYTHONPATH": f"{tmp_path}:{os.environ.get('PYTHONPATH', '')}"}
+    done = subprocess.run(command, capture_output=True, text=True, env=environment)
+    assert done.returncode == 0, done.stdout + done.stderr
+    assert "2 passed" in done.stdout

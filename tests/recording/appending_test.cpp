@@ -85,6 +85,29 @@ TEST_F(AppendingTest, OpenReaderGoesOnShowingWhatWasThere) {
   EXPECT_THROW(reader.runs(3, 1), std::invalid_argument);
 }
 
+TEST_F(AppendingTest, OpenReaderGoesOnShowingTheHierarchyThatWasThere) {
+  const Reader reader(path());
+  Writer writer = Writer::append(path());
+  addRun(writer, "more", 0, 3);
+  writer.setParent(5, 1);
+  writer.commit();
+  EXPECT_EQ(reader.parent(2), 1);
+  EXPECT_EQ(reader.children(1), (std::vector<std::int64_t>{2, 4}));
+  EXPECT_EQ(Reader(path()).children(1), (std::vector<std::int64_t>{2, 4, 5}));
+}
+
+// Open readers rely on it that no parent is added to a signal that they show.
+TEST_F(AppendingTest, SignalOfTheFileGetsNoParent) {
+  Writer writer = Writer::append(path());
+  addRun(writer, "more", 0, 3);
+  EXPECT_THROW(writer.setParent(3, 5), std::invalid_argument);
+  EXPECT_THROW(writer.setParent(3, 1), std::invalid_argument);
+  writer.setParent(5, 3);
+  writer.commit();
+  EXPECT_EQ(Reader(path()).parent(3), std::nullopt);
+  EXPECT_TRUE(verify(path()).empty());
+}
+
 TEST_F(AppendingTest, SecondWriterWaitsForTheFirst) {
   std::optional<Writer> first = Writer::append(path());
   addRun(*first, "first", 0, 3);

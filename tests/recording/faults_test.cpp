@@ -142,9 +142,18 @@ TEST_F(FaultsTest, DiskFails) {
       sweep(append, appended_, stepOf(17), systemPlan(SystemCall::Write, fault, isLasting));
     }
     sweep(append, appended_, stepOf(3), systemPlan(SystemCall::Read, fault, false));
+    sweep(replace, replaced_, 1, systemPlan(SystemCall::Sync, fault, false));
+    sweep(append, appended_, 1, systemPlan(SystemCall::Sync, fault, false));
     sweep(replace, replaced_, 1, systemPlan(SystemCall::Open, fault, false));
     sweep(append, appended_, 1, systemPlan(SystemCall::Open, fault, false));
   }
+}
+
+TEST_F(FaultsTest, FileThatIsNotOnTheDiskReplacesNone) {
+  const SystemPlan plan(SystemCall::Sync, SystemFault::Broken, 1, false);
+  EXPECT_THROW(replace(path()), SystemError);
+  EXPECT_EQ(plan.injected(), 1U);
+  EXPECT_EQ(readFile(path()), image_);
 }
 
 TEST_F(FaultsTest, ReadingWithoutMemory) {
@@ -193,24 +202,27 @@ TEST_F(FaultsTest, FullDiskSaysSo) {
 class KilledTest : public FaultsTest,
                    public ::testing::WithParamInterface<void (*)(const std::string&)> {};
 
-// At every write in turn, or a sample of them.
+// At every write in turn, or a sample of them, and every sync.
 TEST_P(KilledTest, LeavesAWholeFile) {
   const std::string& after = GetParam() == replace ? replaced_ : appended_;
-  for (std::uint64_t first = 1;; first += static_cast<std::uint64_t>(stepOf(11))) {
-    writeFile(path(), image_);
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-      const SystemPlan plan(SystemCall::Write, SystemFault::Killed, first, false);
-      GetParam()(path());
-      _exit(0);
+  for (const SystemCall call : {SystemCall::Write, SystemCall::Sync}) {
+    const int step = call == SystemCall::Write ? stepOf(11) : 1;
+    for (std::uint64_t first = 1;; first += static_cast<std::uint64_t>(step)) {
+      writeFile(path(), image_);
+      const pid_t child = fork();
+      ASSERT_GE(child, 0);
+      if (child == 0) {
+        const SystemPlan plan(call, SystemFault::Killed, first, false);
+        GetParam()(path());
+        _exit(0);
+      }
+      int status = 0;
+      waitpid(child, &status, 0);
+      requireWhole(after, WIFEXITED(status));
+      ASSERT_FALSE(HasFatalFailure()) << "call " << first;
+      if (WIFEXITED(status)) break;
+      ASSERT_EQ(WTERMSIG(status), SIGKILL);
     }
-    int status = 0;
-    waitpid(child, &status, 0);
-    requireWhole(after, WIFEXITED(status));
-    ASSERT_FALSE(HasFatalFailure()) << "write " << first;
-    if (WIFEXITED(status)) break;
-    ASSERT_EQ(WTERMSIG(status), SIGKILL);
   }
   replace(path());
   const fs::directory_iterator files(directory_.path());

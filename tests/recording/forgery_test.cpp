@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include "recording/layout.h"
 #include "recording/rows.h"
 #include "tests/recording/sample.h"
+#include "tests/support/child_process.h"
 #include "tests/support/scratch_directory.h"
 
 namespace kvr::test {
@@ -143,6 +145,35 @@ TEST_P(LieTest, IsRefused) {
   EXPECT_FALSE(verify(path()).empty());
 }
 
+// MiB at the peak of this process.
+long peakMemory() {
+  rusage used{};
+  getrusage(RUSAGE_SELF, &used);
+  return used.ru_maxrss / 1024;
+}
+
+// Nobody takes the memory that a row promises before it is known to be there.
+TEST_P(LieTest, TakesNoMemory) {
+  run(GetParam().sql);
+  sign(GetParam().table, GetParam().key);
+  const std::string grown = inProcess([&] {
+    const long before = peakMemory();
+    for (void (*const read)(const std::string&) :
+         {+[](const std::string& at) { contentOf(at); }, +[](const std::string& at) { verify(at); },
+          +[](const std::string& at) {
+            Writer writer = Writer::append(at);
+            addRun(writer, "more", 0, 3);
+          }}) {
+      try {
+        read(path());
+      } catch (const FormatError&) {
+      }
+    }
+    return std::to_string(peakMemory() - before);
+  });
+  EXPECT_LT(std::stol(grown), 32) << "MiB";
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Sql, LieTest,
     ::testing::Values(
@@ -209,7 +240,8 @@ void repeatId(std::string& image, std::size_t page, std::size_t pageSize) {
 TEST_F(ForgeryTest, IdThatStandsTwiceIsRefused) {
   const std::string image = readFile(path());
   const auto pageSize = static_cast<std::size_t>(static_cast<unsigned char>(image[16])) << 8;
-  for (const char* table : {"run", "signal", "tolerance", "sync", "hierarchy", "time_base"}) {
+  for (const char* table :
+       {"run", "signal", "tolerance", "sync", "hierarchy", "time_base", "piece"}) {
     const auto place = std::ranges::find(schema, table, &SchemaEntry::name) - schema.begin();
     std::string forged = image;
     repeatId(forged, static_cast<std::size_t>(place) + 2, pageSize);

@@ -3,7 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
 
 #include "tests/recording/sample.h"
 #include "tests/support/child_process.h"
@@ -81,6 +85,39 @@ TEST_F(NewFileTest, LeftoverOfAKilledProcessIsRemoved) {
   EXPECT_EQ(names(), std::vector<std::string>{"drive.kvr"});
 }
 
+// At a time that differs from round to round, also after the last write; on a busy machine later.
+TEST_F(NewFileTest, KilledProcessLeavesTheOldFileOrTheNewOne) {
+  const int rounds = std::getenv("KVR_LONG_TESTS") != nullptr ? 500 : 30;
+  writeSample(path());
+  const std::string old = readFile(path());
+  int replaced = 0;
+  int round = 0;
+  for (int latest = 10'000; round < rounds || (replaced == 0 && round < 6 * rounds); ++round) {
+    if (round > 0 && round % rounds == 0) latest *= 4;
+    writeFile(path(), old);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      Writer writer = Writer::create(path());
+      addRun(writer, "new", 0, 100'000);
+      writer.commit();
+      pause();
+    }
+    for (int i = 0; i < 5000 && names().size() == 1 && readFile(path()) == old; ++i) usleep(200);
+    usleep(static_cast<useconds_t>(round * 7919 % latest));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    const bool isNew = readFile(path()) != old;
+    ASSERT_EQ(Reader(path()).runCount(), isNew ? 1 : 2);
+    ASSERT_TRUE(verify(path()).empty());
+    replaced += isNew ? 1 : 0;
+  }
+  EXPECT_GT(replaced, 0) << "every process was killed before it was done";
+  EXPECT_LT(replaced, round) << "no process was killed while it saved";
+  writeSample(path());
+  EXPECT_EQ(names(), std::vector<std::string>{"drive.kvr"});
+}
+
 TEST_F(NewFileTest, UnfinishedFileOfALivingProcessStays) {
   Writer one = Writer::create(path());
   Writer other = Writer::create(path());
@@ -104,6 +141,39 @@ TEST_F(NewFileTest, StaleJournalOfTheOldFileIsRemoved) {
   writeFile(path() + "-journal", std::string(2000, 'x'));
   writeSample(path());
   EXPECT_EQ(names(), std::vector<std::string>{"drive.kvr"});
+}
+
+TEST_F(NewFileTest, FileThatMayOnlyBeReadIsReplacedAndStaysSo) {
+  writeSample(path());
+  chmod(path().c_str(), 0444);
+  chmod(directory_.path().c_str(), 0777);
+  EXPECT_EQ(inProcess(
+                [&]() -> std::string {
+                  // The superuser may write everywhere.
+                  if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) return "superuser";
+                  Writer writer = Writer::create(path());
+                  addRun(writer, "new", 1, 3);
+                  writer.commit();
+                  return Reader(path()).runs(1, 1).front().name;
+                },
+                ChildProcess::Ending::Quick),
+            "new");
+  EXPECT_EQ(modeOf(path()), 0444U);
+  EXPECT_EQ(names(), std::vector<std::string>{"drive.kvr"});
+}
+
+TEST_F(NewFileTest, FolderThatGoesMeanwhileIsASystemError) {
+  const fs::path folder = directory_.path() / "gone";
+  for (auto* const open : {+[](const std::string& at) { return Writer::create(at); },
+                           +[](const std::string& at) { return Writer::append(at); }}) {
+    fs::create_directory(folder);
+    writeSample(folder / "drive.kvr");
+    Writer writer = open(folder / "drive.kvr");
+    addRun(writer, "new", 1, 3);
+    fs::remove_all(folder);
+    EXPECT_THROW(writer.commit(), SystemError);
+    EXPECT_FALSE(fs::exists(folder));
+  }
 }
 
 TEST_F(NewFileTest, FailuresAreSystemErrors) {

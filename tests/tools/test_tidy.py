@@ -10,10 +10,11 @@ import pytest
 
 TIDY = Path(__file__).parents[2] / "tools/tidy.py"
 
-# In place of clang-tidy: notes the source, and finds something in a source with the word "bad".
+# In place of clang-tidy: notes the source and keeps the commands that it is given; finds something
+# in a source with the word "bad".
 STUB = """#!/bin/sh
 case "$1" in --version) echo stub; exit 0 ;; esac
-for source; do :; done
+for source; do [ "$before" != -p ] || cp "$source/compile_commands.json" given.json; before=$source; done
 basename "$source" >>looked_at
 ! grep -H bad "$source"
 """
@@ -105,6 +106,15 @@ def test_a_source_with_findings_is_looked_at_until_it_passes(project):
     assert project.looked_at(passes=False) == ["b.cpp"]
     project.write("b.cpp", "// good\n")
     assert project.looked_at() == ["b.cpp"]
+
+
+def test_clang_is_not_given_a_precompiled_header_of_gcc(project):
+    commands = project.build / "compile_commands.json"
+    plain = commands.read_text()
+    header = f" -Winvalid-pch -include {project.root}/build/tree/all.dir/cmake_pch.hxx"
+    commands.write_text(plain.replace("g++", "g++" + header))
+    assert project.looked_at() == ["a.cpp", "b.cpp"]
+    assert json.loads((project.root / "given.json").read_text()) == json.loads(plain)
 
 
 def test_only_folders_and_files_that_are_named_are_looked_at(project):

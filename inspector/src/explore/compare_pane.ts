@@ -8,6 +8,10 @@ import { shownShort } from "../text/shown";
 import { CompareOptions } from "./compare_options";
 import type { Compared, Session } from "./session";
 
+const CHOOSE = "Choose two runs. The baseline decides which signals and values must be there, and its tolerances are in force.";
+const SAME_RUN = "Choose two different runs: a run agrees with itself.";
+const ONE_RUN = "There is only one run. Start “kvr view” with the files of two runs.";
+
 export class ComparePane {
   readonly element: HTMLElement;
   private readonly baseline = element("select", "tool", { id: "compare-baseline" });
@@ -15,7 +19,8 @@ export class ComparePane {
   private readonly options = new CompareOptions();
   private readonly failure = element("p", "banner-line error", { role: "alert", hidden: true });
   private readonly busy = element("span", "muted", { role: "status" });
-  private readonly nothing = element("p", "notice", {}, "Choose two runs. The baseline decides which signals and values must be there, and its tolerances are in force.");
+  private readonly nothing = element("p", "notice", {}, CHOOSE);
+  private readonly submit = element("button", "tool primary", { type: "submit", title: "Compare these runs (Enter)" }, "Compare");
   private readonly end: HTMLButtonElement;
   private readonly found: ComparisonView;
 
@@ -26,14 +31,14 @@ export class ComparePane {
       "form", "compare-form", { "aria-label": "What to compare" },
       labelled("baseline", this.baseline), labelled("other", this.other),
       ...this.options.elements,
-      element("span", "compare-buttons", {},
-        element("button", "tool primary", { type: "submit", title: "Compare these runs (Enter)" }, "Compare"), this.end, this.busy),
+      element("span", "compare-buttons", {}, this.submit, this.end, this.busy),
     );
     form.addEventListener("submit", (event) => {
       event.preventDefault();
       this.compare();
     });
     this.element = element("section", "compare-pane", { hidden: true }, form, this.failure, this.nothing, this.found.element);
+    for (const select of [this.baseline, this.other]) select.addEventListener("change", () => this.showChoice());
     session.view.watch((view, before) => {
       if (view !== null && view.state.runs !== before?.state.runs) this.showRuns(view.state.runs);
     });
@@ -48,11 +53,20 @@ export class ComparePane {
       const others = [...this.other.options].filter(({ value }) => value !== this.baseline.value);
       this.other.value = others[0]?.value ?? this.baseline.value;
     }
+    this.showChoice();
     this.other.focus();
   }
 
+  /** Puts the focus where Enter compares, and where letters are still keys. */
   focus(): void {
-    this.baseline.focus();
+    (this.submit.disabled ? this.other : this.submit).focus();
+  }
+
+  /** Two different runs can be compared. */
+  private showChoice(): void {
+    const isSame = this.baseline.value === this.other.value;
+    this.submit.disabled = isSame;
+    this.nothing.textContent = !isSame ? CHOOSE : this.baseline.options.length === 1 ? ONE_RUN : SAME_RUN;
   }
 
   /** Lists the keys of the comparison; false if none is shown. */
@@ -75,6 +89,7 @@ export class ComparePane {
       select.value = isThere ? before : String(first?.id ?? "");
     }
     this.followComparison();
+    this.showChoice();
   }
 
   private compare(): void {
@@ -111,6 +126,7 @@ export class ComparePane {
     this.baseline.value = String(comparison.baseline.id);
     this.other.value = String(comparison.other.id);
     this.options.show(comparison.options);
+    this.showChoice();
   }
 }
 

@@ -45,12 +45,16 @@ export const KEYS: readonly (readonly [string, readonly (readonly [string, strin
     ["↑ ↓, letters", "go to a row"],
     ["← →, *", "close and open groups"],
     ["Space", "show or hide in the plots"],
-    ["Enter", "choose: details on the right"],
+    ["Enter", "choose: details on the right; once more: to them"],
     ["Esc", "to the plots"],
   ]],
   ["On the signals of a plot", [
     ["Shift+↑, Shift+↓", "to the plot above or below"],
     ["Delete", "hide"],
     ["drag", "to another plot"],
+  ]],
+  ["On the border of a pane", [
+    ["← →, Shift+← →", "move the border"],
+    ["Enter", "the usual width"],
   ]],
 ];

@@ -17,7 +17,7 @@ import type { LegendEntry } from "./legend";
 import { commonUnit, contentsOf, curveColor, drawnSignals, extentOfSignals, namesOf, signalName } from "./plot_contents";
 import type { Drawn } from "./plot_contents";
 import { ReadingsTable, legendText } from "./readings_table";
-import type { CurveReading, Readings } from "./readings_table";
+import type { CurveReading } from "./readings_table";
 import type { Session } from "./session";
 import type { StoreView } from "./store_view";
 import { seenColor } from "./swatch";
@@ -216,7 +216,7 @@ export class PlotPane {
     this.cursors = { cursor, pin };
     const view = this.session.view.get();
     const at = [cursor ?? pin, pin].filter((time): time is number => time !== null);
-    if (view === null || at.length === 0) return this.showReadings({ cursor, pin, isDate: this.drawn.isDate, rows: [] });
+    if (view === null || at.length === 0) return this.showReadings(cursor, pin, []);
     const rows = this.rows(view);
     if (rows.length === 0) return;
     this.reads.ask(async () => {
@@ -226,7 +226,7 @@ export class PlotPane {
         row.cursor = told[place]?.[0] ?? null;
         row.pin = pin === null ? null : (told[place]?.[1] ?? null);
       });
-      this.showReadings({ cursor, pin, isDate: this.drawn.isDate, rows });
+      this.showReadings(cursor, pin, rows);
     });
   }
 
@@ -242,9 +242,10 @@ export class PlotPane {
     });
   }
 
-  private showReadings(readings: Readings): void {
-    this.table.show(readings);
-    const texts = new Map(readings.rows.map((row) => [row.curve, legendText(row, readings.isDate)]));
+  private showReadings(cursor: number | null, pin: number | null, rows: CurveReading[]): void {
+    const { isDate } = this.drawn;
+    this.table.show({ cursor, pin, isDate, resolution: width(this.plots.times) / this.plots.columns, rows });
+    const texts = new Map(rows.map((row) => [row.curve, legendText(row, isDate)]));
     for (const legend of this.legends) legend.showValues(texts);
   }
 }

@@ -3,7 +3,7 @@
 
 import type { Reading, Value } from "../data/source";
 import { element, fill } from "../dom";
-import { dateText, durationText, exactTimeText, timeText } from "../text/dates";
+import { cursorDate, durationText, exactTimeText, timeText } from "../text/dates";
 import { exactValue, shortNumber } from "../text/numbers";
 import { shownShort } from "../text/shown";
 
@@ -23,6 +23,8 @@ export interface Readings {
   cursor: number | null;
   pin: number | null;
   isDate: boolean;
+  /** The time that a pixel of the plots stands for: a date is told no finer. */
+  resolution: number;
   rows: CurveReading[];
 }
 
@@ -40,16 +42,6 @@ export function changeText(from: Value | null, to: Value | null): string {
   return shortNumber(to - from, 10);
 }
 
-/** A time under the pointer: of a date no more than what `span`, the time between two of them, can tell. */
-export function cursorText(time: number, span: number, isDate: boolean): string {
-  if (!isDate) return timeText(time, false);
-  const [, step] = DATE_STEPS.find(([least]) => Math.abs(span) >= least) ?? [0, 0];
-  return dateText(step === 0 ? time : Math.floor(time / step) * step);
-}
-
-/** From so many seconds between two times on, their texts stop at this step. */
-const DATE_STEPS: readonly [number, number][] = [[100 * 86400, 86400], [100, 1]];
-
 /** The samples that only one of two cursors has passed: how many samples lie between them. */
 export function samplesBetween(from: Reading | null, to: Reading | null): number | null {
   return from === null || to === null ? null : Math.abs(to.index - from.index);
@@ -59,16 +51,16 @@ export class ReadingsTable {
   readonly element = element("section", "pinned", { hidden: true, "aria-label": "Values at two cursors" });
 
   show(readings: Readings): void {
-    const { cursor, pin, isDate, rows } = readings;
+    const { cursor, pin, isDate, resolution, rows } = readings;
     this.element.hidden = pin === null;
     if (pin === null) return;
     const at = cursor ?? pin;
-    const span = at - pin;
+    const timeOf = (time: number): string => (isDate ? cursorDate(time, resolution) : timeText(time, false));
     const head = element("tr", "", {},
       element("th", "", { scope: "col" }, "signal"),
-      element("th", "number", { scope: "col" }, `pinned at ${cursorText(pin, span, isDate)}`),
-      element("th", "number", { scope: "col" }, `at ${cursorText(at, span, isDate)}`),
-      element("th", "number", { scope: "col" }, `change over ${durationText(span, isDate)}`),
+      element("th", "number", { scope: "col" }, `pinned at ${timeOf(pin)}`),
+      element("th", "number", { scope: "col" }, `at ${timeOf(at)}`),
+      element("th", "number", { scope: "col" }, `change over ${durationText(at - pin, isDate)}`),
       element("th", "number", { scope: "col" }, "samples"));
     fill(this.element, element("table", "", {}, element("thead", "", {}, head), element("tbody", "", {}, ...rows.map((row) => rowOf(row, isDate)))));
   }

@@ -3,7 +3,7 @@
 import { button, element } from "../dom";
 import { Atom } from "../state/atom";
 import { SearchTexts } from "../table/rows";
-import { countText } from "../text/numbers";
+import { countText, counted } from "../text/numbers";
 import { shownShort } from "../text/shown";
 import type { Session } from "./session";
 import type { StoreView } from "./store_view";
@@ -34,8 +34,8 @@ export class SignalsPane {
   private closedInSearch = new Set<string>();
   private texts: { of: readonly unknown[]; searched: SearchTexts } | null = null;
 
-  /** `leave` is told that Escape was pressed in the list. */
-  constructor(private readonly session: Session, private readonly leave: () => void) {
+  /** `leave` is told that Escape was pressed in the list, `enter` that Enter was pressed on what is chosen. */
+  constructor(private readonly session: Session, private readonly leave: () => void, private readonly enter: () => void) {
     for (const [value, text] of COLUMNS) this.column.append(element("option", "", { value }, `by ${text}`));
     this.order = button("", "tool order", "", () =>
       session.grouping.update(({ by, descending }) => ({ by, descending: !descending })));
@@ -85,6 +85,7 @@ export class SignalsPane {
         this.showRows();
       },
       onLeave: this.leave,
+      onEnter: this.enter,
     });
   }
 
@@ -150,7 +151,7 @@ export class SignalsPane {
       total === 0 ? "The store has no signals." : "No signal has this in its names.",
     );
     this.count.textContent = found === null
-      ? `${countText(total)} signals` : `${countText(found.length)} of ${countText(total)} signals`;
+      ? counted(total, "signal") : `${countText(found.length)} of ${counted(total, "signal")}`;
   }
 
   /** Made before the first letter is typed, and again when names have changed. */
@@ -218,7 +219,7 @@ export class SignalsPane {
     const path = by === "path" ? "" : view.signals.path[place]!;
     const isOneRun = view.state.runs.length < 2;
     const run = by === "run" || isOneRun ? "" : (view.run(view.signals.run[place]!)?.name ?? "");
-    return [path, run].filter((text) => text !== "").map((text) => shownShort(text, MOST_OF_NAME)).join(" · ");
+    return [run, path].filter((text) => text !== "").map((text) => shownShort(text, MOST_OF_NAME)).join(" · ");
   }
 
   private isChosen(row: TreeRow): boolean {

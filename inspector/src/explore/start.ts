@@ -1,9 +1,14 @@
 // The inspector: what the page is when a server sent it.
 
 import "../styles/explore.css";
+import "../styles/signals.css";
+import "../styles/plot_pane.css";
+import "../styles/details.css";
+import "../styles/compare.css";
 import { ServerSource } from "../data/server";
 import { button, element, fill } from "../dom";
 import { keysHelp } from "../report/help";
+import { Separator } from "../report/separator";
 import { Address } from "../state/address";
 import { Atom } from "../state/atom";
 import { bindKeys } from "../state/keys";
@@ -24,7 +29,7 @@ export function startInspector(root: HTMLElement): void {
   const address = new Address(globalThis.window);
   const mode = new Atom<Mode>("signals");
   const plots = new PlotPane(session);
-  const signals = new SignalsPane(session, () => plots.focus());
+  const signals = new SignalsPane(session, () => plots.focus(), () => details.focus());
   const comparing = new ComparePane(session, address);
   const details = new DetailsPane(
     session, plots,
@@ -34,7 +39,13 @@ export function startInspector(root: HTMLElement): void {
     },
     () => signals.tree.element.focus(),
   );
-  const explore = element("main", "explore", {}, signals.element, plots.element, details.element);
+  const separators = [
+    new Separator({ label: "Width of the signals", pane: signals.element, isLeft: false, property: "--signals-width" }),
+    new Separator({ label: "Width of the details", pane: details.element, isLeft: true, property: "--details-width" }),
+  ];
+  const explore = element("main", "explore", {},
+    signals.element, separators[0]!.element, plots.element, separators[1]!.element, details.element);
+  for (const separator of separators) separator.restore();
   // A comparison that is shown has a help of its own.
   const showHelp = (): void => {
     if (mode.get() !== "comparison" || !comparing.showHelp()) help.showModal();

@@ -2,8 +2,9 @@
 // document.
 //
 // Keys, on the focused list: arrows, Page Up and Down, Home and End move the active row; right opens
-// a group, left closes it or goes to it; * opens all groups; the space bar ticks; Enter chooses;
-// letters go to the next row that begins with them; Escape leaves the list.
+// a group, left closes it or goes to it; * opens all groups; the space bar ticks; Enter chooses, and on
+// what is chosen goes on to its details; letters go to the next row that begins with them; Escape
+// leaves the list.
 
 import { element, fill } from "../dom";
 import { Atom } from "../state/atom";
@@ -23,6 +24,8 @@ export interface TreeOptions {
   textOf: (row: TreeRow) => string;
   onTick: (row: TreeRow) => void;
   onChoose: (row: TreeRow) => void;
+  /** Enter on a row that is chosen already. */
+  onEnter: () => void;
   onOpen: (row: TreeRow, isOpen: boolean) => void;
   onOpenAll: () => void;
   onLeave: () => void;
@@ -165,7 +168,11 @@ export class Tree {
       ArrowLeft: () => this.close(row, rank),
       "*": () => this.options.onOpenAll(),
       Escape: () => this.options.onLeave(),
-      Enter: () => row !== undefined && this.options.onChoose(row),
+      Enter: () => {
+        if (row === undefined) return;
+        if (this.options.isChosen(row)) this.options.onEnter();
+        else this.options.onChoose(row);
+      },
       " ": () => row !== undefined && this.options.onTick(row),
     };
     const move = moves[event.key];

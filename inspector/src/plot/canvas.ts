@@ -2,8 +2,11 @@
 
 import type { Curve, Dash, Window } from "../data/source";
 import type { Band, PlotContent, PlotCurve, Shade } from "./content";
+import { lineParts } from "./dense";
+import type { Bar } from "./dense";
 import { Pen, numbersFrom, traceCurve } from "./pen";
 import type { Box, Transform } from "./pen";
+import { Strokes } from "./strokes";
 import { samplesIn } from "./samples";
 import { DENSE, worthDrawing } from "./thin";
 
@@ -18,6 +21,11 @@ export interface Surface {
 
 /** A curve may leave the box by this much, so that its ends are not seen. */
 const BLEED = 20;
+/** Columns of the pattern of dashed bars, and how often the line passes each of them. */
+const TILE_COLUMNS = 50;
+const TILE_PASSES = 3;
+/** Parts of the pattern that a pass begins after the one before: multiples of it spread evenly. */
+const GOLDEN = 0.6180339887;
 
 export function drawContent(surface: Surface, content: PlotContent): void {
   const { context, box } = surface;
@@ -46,17 +54,58 @@ function drawShade({ context, box, transform, ratio }: Surface, shade: Shade): v
 
 function drawCurve(surface: Surface, one: PlotCurve): void {
   const { context, box, transform, ratio } = surface;
-  const path = new Path2D();
-  const pen = new Pen(path, widened(box));
   const { times, values } = one.curve;
-  traceCurve(pen, times, values, drawn(surface, one.curve), transform, one.isStepped, 3 * ratio);
   const width = (one.width ?? 1.5) * ratio;
   context.strokeStyle = one.color;
   context.lineWidth = width;
   context.lineJoin = "round";
   context.lineCap = one.dash === ":" ? "round" : "butt";
-  context.setLineDash(dashPattern(one.dash, width));
-  context.stroke(path);
+  const pattern = dashPattern(one.dash, width);
+  context.setLineDash(pattern);
+  const strokes = new Strokes(context, pattern.length > 0, () => new Path2D());
+  const pen = new Pen(strokes, widened(box));
+  const samples = Uint32Array.from(drawn(surface, one.curve));
+  const { lines, bars } = lineParts(one.curve, samples, transform, one.isStepped, width);
+  for (const line of lines) traceCurve(pen, times, values, line, transform, one.isStepped, 3 * ratio);
+  strokes.end();
+  if (bars.length > 0) drawBars(surface, bars, width, barFill(context, one.color, one.dash, width));
+}
+
+/** As wide and as high as the lines that they replace. */
+function drawBars({ context, box }: Surface, bars: readonly Bar[], width: number, fill: string | CanvasPattern): void {
+  const { top, bottom } = widened(box);
+  const beside = Math.max(0, (width - 1) / 2);
+  context.fillStyle = fill;
+  for (const bar of bars) {
+    const from = clamp(bar.top - width / 2, top, bottom);
+    const to = clamp(bar.bottom + width / 2, top, bottom);
+    context.fillRect(bar.column - beside, from, 1 + 2 * beside, to - from);
+  }
+}
+
+/**
+ * What bars are filled with: the colour, or the strokes of a dashed line that passes each column a few
+ * times, beginning at another place of its pattern each time.
+ */
+function barFill(context: CanvasRenderingContext2D, color: string, dash: Dash, width: number): string | CanvasPattern {
+  const pattern = dashPattern(dash, width);
+  if (pattern.length === 0) return color;
+  const length = pattern.reduce((sum, part) => sum + part, 0);
+  const tile = document.createElement("canvas");
+  tile.width = TILE_COLUMNS;
+  tile.height = Math.max(1, Math.round(length));
+  const pen = tile.getContext("2d");
+  if (pen === null) return color;
+  const cap = dash === ":" ? width / 2 : 0; // dots are round: half a width longer at either end
+  pen.fillStyle = color;
+  pen.scale(1, tile.height / length);
+  for (let pass = 0; pass < TILE_COLUMNS * TILE_PASSES; pass++) {
+    let y = ((pass * GOLDEN) % 1) * length - 2 * length;
+    for (let part = 0; y < length; y += pattern[part]!, part = (part + 1) % pattern.length) {
+      if (part % 2 === 0) pen.fillRect(pass % TILE_COLUMNS, y - cap, 1, pattern[part]! + 2 * cap);
+    }
+  }
+  return context.createPattern(tile, "repeat") ?? color;
 }
 
 /** Lengths of strokes and blanks for a line of this width. */

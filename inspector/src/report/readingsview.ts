@@ -2,7 +2,7 @@
 
 import type { PairCurves, Value } from "../data/source";
 import { element, fill } from "../dom";
-import { durationText, exactTimeText } from "../text/dates";
+import { cursorDate, durationText, exactTimeText } from "../text/dates";
 import { exactValue, shortNumber } from "../text/numbers";
 import type { PairColors } from "./content";
 import { readPair, roundedTime } from "./readings";
@@ -48,7 +48,7 @@ export class ReadingsView {
     const there = pin === null ? null : readPair(curves, pin);
     const isDate = curves.is_date;
     const at = (time: number | null): string =>
-      time === null ? "" : ` at ${exactTimeText(roundedTime(time, resolution), isDate)}`;
+      time === null ? "" : ` at ${isDate ? cursorDate(time, resolution) : exactTimeText(roundedTime(time, resolution), false)}`;
     const change = cursor === null || pin === null ? "" : ` in ${durationText(cursor - pin, isDate)}`;
     fill(
       this.head,

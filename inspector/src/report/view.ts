@@ -12,6 +12,7 @@ import type { Sorting } from "../table/rows";
 import { keysHelp } from "./help";
 import { PairView } from "./pair";
 import { PairsList } from "./pairs";
+import { Separator } from "./separator";
 import { summaryOf } from "./summary";
 
 const ADDRESS_DELAY = 250; // milliseconds; browsers refuse to change the address more often for long
@@ -57,13 +58,15 @@ export class ComparisonView {
     const pairs = new PairsList(comparison);
     this.pairs = pairs;
     this.pair.setComparison(comparison);
+    const border = new Separator({ label: "Width of the table of pairs", pane: pairs.element, isLeft: false, property: "--pairs-width" });
     fill(
       this.element,
       summaryOf(comparison),
-      element("div", "split", {}, pairs.element, this.pair.element),
+      element("div", "split", {}, pairs.element, border.element, this.pair.element),
       button("?", "tool help-button", "Keys (?)", () => this.help.showModal()),
       this.help,
     );
+    border.restore();
     const followed = this.follow(this.address.fields.get(), pairs, true);
     pairs.chosen.watch((index) => void this.choose(index));
     pairs.filter.watch((filter) => this.tell({ filter }));

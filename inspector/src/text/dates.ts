@@ -5,6 +5,8 @@ import { exactNumber, shortNumber } from "./numbers";
 // The years 1 to 9999; beyond them a time is shown as a number.
 const FIRST = -62135596800;
 const LAST = 253402300799;
+const MINUTE = 60;
+const DAY = 86400;
 
 /** Year, month and day, and of the time of day as much as is not zero, to the microsecond. */
 export function dateText(seconds: number): string {
@@ -35,6 +37,12 @@ export function timeText(time: number, isDate: boolean): string {
 /** A time with every digit; a date with the number too where the microsecond does not tell it. */
 export function exactTimeText(time: number, isDate: boolean): string {
   return isDate ? dateText(time) : exactNumber(time);
+}
+
+/** A date under the pointer, where a pixel stands for `resolution` seconds: no more of it than can be told. */
+export function cursorDate(seconds: number, resolution: number): string {
+  const step = [DAY, MINUTE, 1].find((one) => resolution >= one);
+  return dateText(step === undefined ? seconds : Math.floor(seconds / step) * step);
 }
 
 /** A stretch of time: with dates in the largest fitting unit, else a number. */

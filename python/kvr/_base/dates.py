@@ -2,10 +2,12 @@
 
 from __future__ import annotations
 
+import math
 from datetime import datetime, timedelta, timezone
 
 EPOCH_DAY = 719528  # the host's number of 1970-01-01
 EPOCH = datetime(1970, 1, 1, tzinfo=timezone.utc)
+_LAST_DAY = math.nextafter(3652425.0, 0.0)  # the last day number before year 10000
 EPOCH_SOURCE = "seconds since 1970-01-01"  # the time source of signals that came with dates
 
 
@@ -52,4 +54,5 @@ def to_host_day(moment: datetime) -> float:
         raise TypeError(f"a date must be an aware datetime, not {moment!r}")
     if moment.tzinfo is None or moment.utcoffset() is None:
         raise ValueError(f"{moment!r} has no time zone; give an aware datetime, such as in UTC")
-    return EPOCH_DAY + (moment - EPOCH) / timedelta(days=1)
+    # The last instants of year 9999 are nearer to a day number that stands for no date.
+    return min(EPOCH_DAY + (moment - EPOCH) / timedelta(days=1), _LAST_DAY)

@@ -6,6 +6,7 @@ import difflib
 import re
 from collections.abc import Callable, Iterable
 from fnmatch import fnmatchcase
+from itertools import islice
 
 _SHOWN = 5  # names in one message
 _SEARCHED = 10_000  # names among which near misses are looked for
@@ -15,14 +16,19 @@ _LONGEST = 200  # characters of a name that are looked at and shown
 def near_misses(name: str, names: Iterable[str]) -> str:
     """A clause for an error text: the names that look like `name`, or the first that there are."""
     known = list(dict.fromkeys(names))
-    lower = {one.lower(): one for one in known[:_SEARCHED] if len(one) <= _LONGEST}
-    sought = name[:_LONGEST].lower()
-    close = [lower[hit] for hit in difflib.get_close_matches(sought, lower, n=_SHOWN)]
+    close = close_names(name, known)
     if close:
         return f"did you mean {listed(close, 'or')}?"
     if len(known) > _SHOWN:
         return f"there are {listed(known[:_SHOWN], 'and')} and {len(known) - _SHOWN} more"
     return f"there is {listed(known, 'and')}" if known else ""
+
+
+def close_names(name: str, names: Iterable[str]) -> list[str]:
+    """Those of the first names that look like `name`, the closest first."""
+    lower = {one.lower(): one for one in islice(names, _SEARCHED) if len(one) <= _LONGEST}
+    sought = name[:_LONGEST].lower()
+    return [lower[hit] for hit in difflib.get_close_matches(sought, lower, n=_SHOWN)]
 
 
 def listed(names: Iterable[str], conjunction: str) -> str:

@@ -5,16 +5,16 @@ from __future__ import annotations
 import sys
 import time
 from collections.abc import Callable
-from typing import Literal, Union
+from typing import Union
 
-Progress = Union[None, Literal[True], Callable[[int, int], object]]
+Progress = Union[None, bool, Callable[[int, int], object]]
 _WIDTH = 40
 _PAUSE = 0.1  # seconds between two looks of the bar
 
 
 def reporter(progress: Progress, total: int) -> Callable[[int], object]:
-    """A function of how many are done."""
-    if progress is None:
+    """A function of how many are done. False is no progress, as None."""
+    if progress is None or progress is False:
         return lambda done: None
     if progress is True:
         return _bar(total)

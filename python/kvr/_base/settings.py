@@ -90,11 +90,16 @@ def _restore(cls: type[_Settings], fields: dict[str, Any], inherited: bool) -> A
     return cls._make(fields, inherited)
 
 
-def _number(name: str, value: Any) -> float:
+def number(name: str, value: Any) -> float:
+    """The number as a double; a whole number beyond the largest double as infinity."""
     try:
+        if isinstance(value, (str, bytes, bytearray)):  # float() would read them
+            raise TypeError
         return float(value)
+    except OverflowError:
+        return math.inf if value > 0 else -math.inf
     except (TypeError, ValueError):
-        raise TypeError(f"{name} must be a number, not {value!r}") from None
+        raise TypeError(f"{name} must be a number, not {value!r:.80}") from None
 
 
 def _text(name: str, value: Any) -> str:
@@ -147,7 +152,7 @@ class Tolerance(_Settings):
 
     @classmethod
     def _of(cls, kind: int, **numbers: Any) -> Tolerance:
-        given = {name: _number(name, value) for name, value in numbers.items()}
+        given = {name: number(name, value) for name, value in numbers.items()}
         made: Tolerance = cls._make(cls._defaults | given | {"type": kind})
         return made
 
@@ -285,7 +290,7 @@ class Sync(_Settings):
     )
 
     def __new__(cls, method: str = "union", interp: str = "zoh", interval: float = 0.01) -> Sync:
-        return cls._of(method, interp, _number("interval", interval), "", 0)
+        return cls._of(method, interp, number("interval", interval), "", 0)
 
     @classmethod
     def _of(cls, method: str, interp: str, interval: float, name: str, kind: int) -> Sync:

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import stat
 import tempfile
 from contextlib import suppress
 from typing import IO, Any
@@ -20,13 +21,33 @@ def write(text: str, path: str | os.PathLike[str] | None) -> str:
 def write_bytes(data: bytes | memoryview, path: str | os.PathLike[str]) -> None:
     """Write a file beside its place, and put it there when it is complete and on disk.
 
+    A symbolic link stays, its target is written. A device or a pipe is written to directly.
     Raises OSError that names the file; an old file then stays as it was.
     """
-    folder = os.path.dirname(os.path.abspath(os.fspath(path)))
     try:
-        _write_beside(data, folder, path)
+        if is_device(path):
+            with open(path, "wb", buffering=0) as file:
+                _write_all(file, data)
+        else:
+            target = os.path.realpath(path)
+            _write_beside(data, os.path.dirname(target), target)
     except OSError as error:
         raise unwritable(path, error) from error
+
+
+def is_device(path: str | os.PathLike[str]) -> bool:
+    """Whether the path leads to a device, a pipe or a socket, which no file may replace."""
+    try:
+        mode = os.stat(path).st_mode
+    except OSError:
+        return False
+    return not (stat.S_ISREG(mode) or stat.S_ISDIR(mode))
+
+
+def _write_all(file: IO[bytes], data: bytes | memoryview) -> None:
+    left = memoryview(data)
+    while left:
+        left = left[file.write(left) :]
 
 
 def unwritable(path: str | os.PathLike[str], error: OSError) -> OSError:

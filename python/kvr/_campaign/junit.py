@@ -9,7 +9,7 @@ from contextlib import suppress
 from types import TracebackType
 from typing import TextIO
 
-from kvr._base.writing import put_in_place, unwritable
+from kvr._base.writing import is_device, put_in_place, unwritable
 from kvr._campaign.results import Failure, PairResult, Summary
 from kvr._comparing.results import attribute
 
@@ -26,9 +26,12 @@ class JUnitFile:
         self._file: TextIO = sys.stdout
         if path == "-":
             return
-        folder = os.path.dirname(os.path.abspath(path))
         try:
-            handle, self._beside = tempfile.mkstemp(prefix=".kvr-", dir=folder)
+            if is_device(path):
+                handle = os.open(path, os.O_WRONLY)
+            else:
+                folder = os.path.dirname(os.path.realpath(path))
+                handle, self._beside = tempfile.mkstemp(prefix=".kvr-", dir=folder)
         except OSError as error:
             raise unwritable(path, error) from error
         self._file = os.fdopen(handle, "w", encoding="utf-8", errors="replace")
@@ -48,17 +51,18 @@ class JUnitFile:
     ) -> None:
         if kind is None:
             self._file.write("</testsuites>\n")
-        if self._beside is None:
+        if self._path == "-":
             return
         try:
-            if kind is None:
-                put_in_place(self._file, self._beside, self._path)
+            with self._file:
+                if kind is None and self._beside is not None:
+                    put_in_place(self._file, self._beside, os.path.realpath(self._path))
         except OSError as failure:
             raise unwritable(self._path, failure) from failure
         finally:
-            self._file.close()
-            with suppress(OSError):
-                os.unlink(self._beside)
+            if self._beside is not None:
+                with suppress(OSError):
+                    os.unlink(self._beside)
 
 
 def _suite(result: PairResult) -> str:

@@ -8,10 +8,11 @@ import signal
 import threading
 import time
 from collections import deque
-from collections.abc import Callable, Sequence
+from collections.abc import Callable, Iterator, Sequence
 from concurrent.futures import FIRST_COMPLETED, Future, ProcessPoolExecutor, wait
 from concurrent.futures.process import BrokenProcessPool
-from contextlib import suppress
+from contextlib import contextmanager, suppress
+from multiprocessing import resource_tracker
 from typing import Any, TypeVar
 
 from kvr._campaign.schedule import RETRIES, Batch, Ended, WorkerDied
@@ -134,16 +135,29 @@ def _executor() -> ProcessPoolExecutor:
 
 def _submit(executor: ProcessPoolExecutor, call: Callable[..., _T], *arguments: Any) -> Future[_T]:
     try:
-        return executor.submit(call, *arguments)
+        with _interrupts_held():
+            return executor.submit(call, *arguments)
     except BrokenProcessPool as error:  # it died without work; `ended` sees to the rest
         failed: Future[_T] = Future()
         failed.set_exception(error)
         return failed
 
 
+@contextmanager
+def _interrupts_held() -> Iterator[None]:
+    """Keep Ctrl-C from this thread, and from a process that it starts until `_begin` runs there."""
+    resource_tracker.ensure_running()  # its start would let Ctrl-C through again
+    before = signal.pthread_sigmask(signal.SIG_BLOCK, {signal.SIGINT})
+    try:
+        yield
+    finally:
+        signal.pthread_sigmask(signal.SIG_SETMASK, before)
+
+
 def _begin(parent: int) -> None:
     """Runs first in a worker: Ctrl-C is for the parent, and no worker outlives it."""
     signal.signal(signal.SIGINT, signal.SIG_IGN)
+    signal.pthread_sigmask(signal.SIG_UNBLOCK, {signal.SIGINT})
 
     def watch() -> None:
         while os.getppid() == parent:

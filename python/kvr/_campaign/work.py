@@ -55,10 +55,10 @@ class Outcome(NamedTuple):
 def program_version() -> str:
     """What must be the same on every worker for results to be the same."""
     import numpy
-    import vormel
 
-    parts = (getattr(vormel, "__version__", ""), platform.python_version(), numpy.__version__)
-    return "/".join(parts)
+    from kvr import _kvr  # without the host, which comparing files of numbers does not need
+
+    return "/".join((_kvr.__version__, platform.python_version(), numpy.__version__))
 
 
 def run_batch(jobs: Sequence[Job], version: str) -> list[Outcome]:

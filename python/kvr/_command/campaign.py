@@ -30,6 +30,7 @@ from kvr._command.changes import (
     sync,
 )
 from kvr._command.main import DIFFERS, NOTHING_COMPARED, PASSED
+from kvr._command.outputs import is_standard, require_others
 from kvr._command.terminal import colored, table
 from kvr._comparing.compare import require_options
 from kvr._files.formats import known_endings
@@ -70,11 +71,13 @@ def run(options: argparse.Namespace) -> int:
     given = vars(options)
     rules = {name: given[name] for name in _RULES}
     require_options(rules)
+    require_others((options.junit, options.results), [options.pairs] if options.pairs else [])
     pairs = _pairs(options)
     tally = _Tally(len(pairs), progress=sys.stderr.isatty() and not options.quiet)
     with contextlib.ExitStack() as stack:
         stack.enter_context(_warnings_as_lines())
-        junit = stack.enter_context(JUnitFile(options.junit)) if options.junit else None
+        target = "-" if is_standard(options.junit) else options.junit
+        junit = stack.enter_context(JUnitFile(target)) if target else None
         client = stack.enter_context(_client(options.scheduler)) if options.scheduler else None
         reports = ReportFolder(options.html) if options.html else None
         page = CampaignPage(_title(options), _shown_options(given))
@@ -88,7 +91,7 @@ def run(options: argparse.Namespace) -> int:
                 junit.add(result)
         if reports:
             reports.write(page)
-    if not options.quiet and options.junit != "-":
+    if not options.quiet and not is_standard(options.junit):
         tally.print()
     return tally.exit_code()
 
@@ -137,6 +140,8 @@ def _pairs(options: argparse.Namespace) -> list[FilePair]:
     if not all(folders):
         raise ValueError("name two folders, or a table of pairs with --pairs")
     for folder in folders:
+        if not os.path.exists(folder):
+            raise ValueError(f"{folder}: there is no such folder; check the name")
         if not os.path.isdir(folder):
             raise ValueError(f"{folder}: is not a folder; to compare two files use kvr compare")
     return list(from_folders(*folders, known_endings()))

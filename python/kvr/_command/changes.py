@@ -12,6 +12,7 @@ from typing import Any, NamedTuple
 
 from kvr._base.settings import INTERPOLATIONS, METHODS, Sync, Tolerance
 from kvr._comparing.compare import COVERAGES
+from kvr._comparing.pairing import FIELDS, MATCHES
 from kvr._comparing.verdict import Settings
 
 
@@ -99,14 +100,20 @@ def sync(text: str) -> dict[str, Any]:
         )
     if method != "uniform":
         return {"method": method}
-    interval = finite_amount(step)
+    try:
+        interval = finite_amount(step)
+    except ValueError:
+        raise argparse.ArgumentTypeError(f"the step of {text!r} is not a number") from None
     if interval == 0:
         raise argparse.ArgumentTypeError("the step of uniform must be above 0")
     return {"method": method, "interval": interval}
 
 
 def match(text: str) -> str | tuple[str, ...]:
-    return tuple(text.split(",")) if "," in text else text
+    """A word of ``kvr.compare``, or one or more fields."""
+    if "," in text or (text in FIELDS and text not in MATCHES):
+        return tuple(text.split(","))
+    return text
 
 
 def count(text: str) -> int:

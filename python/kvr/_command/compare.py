@@ -10,6 +10,7 @@ from kvr._base.text import shown
 from kvr._base.writing import write
 from kvr._command.changes import Changes, add_comparison_arguments, count
 from kvr._command.main import DIFFERS, NOTHING_COMPARED, PASSED
+from kvr._command.outputs import is_standard, require_others
 from kvr._command.terminal import colored, width
 from kvr._comparing.compare import compare_runs, rules_of
 from kvr._comparing.comparison import Comparison
@@ -17,7 +18,7 @@ from kvr._comparing.pairing import patterns_of
 from kvr._comparing.report import report_of
 from kvr._comparing.results import json_text, junit_text
 from kvr._comparing.table import lines
-from kvr._files.opening import open_run
+from kvr._files.opening import open_run, split_name
 
 _ROWS = 200  # printed at most
 _EPILOG = """\
@@ -42,6 +43,8 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
 
 
 def run(options: argparse.Namespace) -> int:
+    inputs = [split_name(side)[0] for side in (options.baseline, options.other)]
+    require_others((options.json, options.junit, options.html), inputs)
     changes = Changes.of(vars(options))
     comparison = compare_runs(
         open_run(options.baseline),
@@ -72,7 +75,7 @@ def _written(text: Callable[[Comparison], str], comparison: Comparison, path: st
     """Write the text if a path is given; returns whether it went to the standard output."""
     if path is None:
         return False
-    if path == "-":
+    if is_standard(path):
         sys.stdout.write(text(comparison))
         return True
     write(text(comparison), path)
@@ -81,12 +84,14 @@ def _written(text: Callable[[Comparison], str], comparison: Comparison, path: st
 
 def _write_page(comparison: Comparison, path: str | None) -> bool:
     """As `_written`, of the page."""
-    if path == "-":
+    if path is None:
+        return False
+    if is_standard(path):
         sys.stdout.flush()
         sys.stdout.buffer.write(report_of(comparison))
-    elif path is not None:
-        comparison.to_html(path)
-    return path == "-"
+        return True
+    comparison.to_html(path)
+    return False
 
 
 # ---- The table ----
@@ -96,7 +101,7 @@ def _print(comparison: Comparison) -> None:
     verdicts = comparison.worst_first()
     print(shown(comparison.summary(), width()))
     for warning in comparison.warnings:
-        print(f"kvr: warning: {warning}", file=sys.stderr)
+        print(f"kvr: warning: {shown(warning, 1000)}", file=sys.stderr)
     if verdicts:
         header, *rows = lines(verdicts[:_ROWS], width())
         print(header)

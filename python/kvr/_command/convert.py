@@ -7,7 +7,7 @@ import os
 from contextlib import ExitStack
 from typing import Any
 
-from kvr._files.formats import format_of, save
+from kvr._files.formats import format_of, require_writable, save
 from kvr._files.formats import open as open_recording
 from kvr._files.opening import chosen_run, split_name
 from kvr._reading.runs import RunReader
@@ -23,7 +23,8 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
 
 
 def run(options: argparse.Namespace) -> int:
-    format_of(options.output, None)  # refuses an unknown ending before anything is read
+    # Refuses an ending that cannot be written before anything is read.
+    require_writable(options.output, format_of(options.output, None))
     with ExitStack() as opened:
         runs: list[RunReader[Any]] = []
         for given in options.inputs:

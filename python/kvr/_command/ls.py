@@ -42,7 +42,8 @@ def run(options: argparse.Namespace) -> int:
 
 
 def _print_signals(runs: list[RunReader[Any]]) -> None:
-    header = ("signal", "path", "class", "samples", "span", "unit", "settings")
+    """A table; the run stands in it where there are several."""
+    header = ["signal", "path", "class", "samples", "span", "unit", "settings"]
     rows = []
     for one in runs:
         for signal in one.signals:
@@ -54,4 +55,8 @@ def _print_signals(runs: list[RunReader[Any]]) -> None:
                     settings_text(signal),
                 ]
             )  # fmt: skip
-    print("\n".join(table(header, rows, wide=0)))
+    if len(runs) > 1:
+        names = [one.name for one in runs for _ in one.signals]
+        header = ["run", *header]
+        rows = [[name, *row] for name, row in zip(names, rows)]
+    print("\n".join(table(header, rows, wide=header.index("signal"))))

@@ -7,13 +7,13 @@ from __future__ import annotations
 
 import argparse
 import importlib
-import os
 import sys
 import traceback
 from collections.abc import Sequence
 from typing import NoReturn
 
 from kvr._base.error_lines import told
+from kvr._command.outputs import OUTPUT, abandon, prepare_streams, say
 
 PASSED, DIFFERS, NOT_DONE, NOTHING_COMPARED = 0, 1, 2, 3
 _INTERRUPTED = 130
@@ -45,41 +45,72 @@ class _Parser(argparse.ArgumentParser):
 
 def main(arguments: Sequence[str] | None = None) -> int:
     """Run the command and return its exit code."""
+    prepare_streams()
     given = list(sys.argv[1:] if arguments is None else arguments)
     debug = "--debug" in given
     if debug:
         given = [argument for argument in given if argument != "--debug"]
     try:
         return _run(given)
-    except SystemExit as exit:  # of the parser
-        return exit.code if isinstance(exit.code, int) else NOT_DONE
     except BrokenPipeError:
         # Whoever read the output has enough. Nothing must be written at the exit either.
-        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        abandon(sys.stdout)
+        abandon(sys.stderr)
         return NOT_DONE
     except KeyboardInterrupt:
-        if debug:
-            traceback.print_exc()
-        print("kvr: interrupted", file=sys.stderr)
+        say(traceback.format_exc() + "kvr: interrupted" if debug else "kvr: interrupted")
         return _INTERRUPTED
     except Exception as error:
-        if debug:
-            traceback.print_exc()
-        else:
-            print(f"kvr: {told(error)}", file=sys.stderr)
+        say(traceback.format_exc() if debug else f"kvr: {told(error)}")
+        if isinstance(error, OSError) and error.filename == OUTPUT:
+            abandon(sys.stdout)
         return NOT_DONE
 
 
 def _run(given: list[str]) -> int:
+    try:
+        code = _run_command(given)
+    except SystemExit as exit:  # of the parser
+        code = exit.code if isinstance(exit.code, int) else NOT_DONE
+    sys.stdout.flush()
+    return code
+
+
+def _run_command(given: list[str]) -> int:
     name = next((argument for argument in given if not argument.startswith("-")), None)
     parser = _parser(name)
     if not given:
         parser.print_help()
         return NOT_DONE
-    options = parser.parse_args(given)
+    if name == given[0] and name not in _COMMANDS:
+        from kvr._base.names import near_misses
+
+        parser.error(f"there is no command {name!r:.80}; {near_misses(name, _COMMANDS)}")
+    options, unknown = parser.parse_known_args(given)
+    if unknown:
+        _refuse(unknown, options.parser)
     code: int = options.run(options)
-    sys.stdout.flush()
     return code
+
+
+def _refuse(unknown: list[str], parser: argparse.ArgumentParser) -> NoReturn:
+    """Name what the parser of a command does not know, and the option that looks like it."""
+    from kvr._base.names import close_names
+
+    text = f"unrecognized arguments: {' '.join(unknown)}"
+    first = unknown[0].partition("=")[0]
+    close = close_names(first, parser._option_string_actions) if first.startswith("-") else []
+    parser.error(f"{text}; did you mean {' or '.join(close)}?" if close else text)
+
+
+class _Version(argparse.Action):
+    """Prints the version, which is read when it is asked for."""
+
+    def __call__(self, parser: argparse.ArgumentParser, *_: object) -> NoReturn:
+        from kvr._kvr import __version__
+
+        print(f"kvr {__version__}")
+        parser.exit()
 
 
 def _parser(name: str | None) -> argparse.ArgumentParser:
@@ -91,6 +122,7 @@ def _parser(name: str | None) -> argparse.ArgumentParser:
         formatter_class=argparse.RawDescriptionHelpFormatter,
         allow_abbrev=False,
     )
+    parser.add_argument("--version", action=_Version, nargs=0, help="show the version and exit")
     commands = parser.add_subparsers(metavar="COMMAND", required=True)
     for command, meaning in _COMMANDS.items():
         own = commands.add_parser(
@@ -103,5 +135,5 @@ def _parser(name: str | None) -> argparse.ArgumentParser:
         if command == name:
             module = importlib.import_module(f"kvr._command.{command}")
             module.add_arguments(own)
-            own.set_defaults(run=module.run)
+            own.set_defaults(run=module.run, parser=own)
     return parser

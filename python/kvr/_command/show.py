@@ -11,8 +11,9 @@ from kvr._base.dates import EPOCH_SOURCE, time_text
 from kvr._base.errors import Ambiguous, NotFound
 from kvr._base.text import shown
 from kvr._command.facts import plain_signal, span_text
+from kvr._command.outputs import require_others
 from kvr._command.terminal import plot
-from kvr._files.opening import open_run
+from kvr._files.opening import open_run, split_name
 from kvr._reading.runs import RunReader
 from kvr._reading.signals import Array, SignalReader
 
@@ -45,6 +46,7 @@ def _save_picture(signal: SignalReader, options: argparse.Namespace) -> None:
     from kvr._reading.plots import picture_of, require_drawable
     from kvr._base.writing import write_bytes
 
+    require_others([options.plot], [split_name(options.file)[0]])
     try:
         require_drawable(signal)
     except ValueError as error:

@@ -10,7 +10,7 @@ from collections.abc import Sequence
 import numpy as np
 
 from kvr._base.dates import time_text
-from kvr._base.text import shown
+from kvr._base.text import columns, padded, shown
 from kvr._reading.signals import Array
 
 _COLORS = {"red": "31", "green": "32", "yellow": "33", "bold": "1"}
@@ -35,11 +35,11 @@ def colored(text: str, color: str) -> str:
 def table(header: Sequence[str], rows: Sequence[Sequence[str]], wide: int) -> list[str]:
     """Lines no longer than the terminal, for which the column `wide` is cut where needed."""
     fitted = [[shown(cell, 200) for cell in row] for row in [header, *rows]]
-    widths = [max(len(row[place]) for row in fitted) for place in range(len(header))]
+    widths = [max(columns(row[place]) for row in fitted) for place in range(len(header))]
     spare = width() - sum(widths) - 2 * (len(widths) - 1)
     widths[wide] = max(widths[wide] + min(spare, 0), min(widths[wide], 12))
     return [
-        "  ".join(shown(cell, w).ljust(w) for cell, w in zip(row, widths)).rstrip()
+        "  ".join(padded(shown(cell, w), w) for cell, w in zip(row, widths)).rstrip()
         for row in fitted
     ]
 
@@ -55,12 +55,12 @@ def plot(time: Array, values: Array, dated: bool = False) -> list[str]:
         return []
     time, values = time[finite].astype(float), values[finite].astype(float)
     low, high, start, span = values.min(), values.max(), time[0], time[-1] - time[0]
-    columns = np.minimum(((time - start) / (span or 1) * count).astype(int), count - 1)
+    places = np.minimum(((time - start) / (span or 1) * count).astype(int), count - 1)
     scale = (_HEIGHT - 1) / ((high - low) or 1)
     rows = np.rint((values - low) * scale).astype(int)
     grid = np.full((_HEIGHT, count), " ")
-    for column in np.unique(columns):
-        inside = rows[columns == column]
+    for column in np.unique(places):
+        inside = rows[places == column]
         grid[inside.min() : inside.max() + 1, column] = "*"
     lines = ["|" + "".join(row).rstrip() for row in grid[::-1]]
     lines[0] = f"{high:>12.6g} {lines[0]}"

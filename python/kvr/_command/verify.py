@@ -9,7 +9,8 @@ import sys
 from kvr import _kvr
 from kvr._base.progress import reporter
 from kvr._base.text import shown
-from kvr._files.opening import split_name
+from kvr._files.formats import open as open_recording
+from kvr._files.opening import chosen_run, split_name
 
 SOUND, DAMAGED = 0, 1
 _MIB = 1 << 20
@@ -26,7 +27,9 @@ exit codes: 0 sound, 1 damaged, 2 could not be read"""
 
 
 def run(options: argparse.Namespace) -> int:
-    path, _ = split_name(options.file)
+    path, name = split_name(options.file)
+    if os.path.isdir(path):
+        raise ValueError(f"{path}: is a folder; name a file in it")
     total = os.stat(path).st_size // _MIB + 1
     tell = reporter(None if options.quiet else True, total)
     try:
@@ -36,6 +39,9 @@ def run(options: argparse.Namespace) -> int:
     for what, where in problems:
         print(f"kvr: {shown(f'{path}, {where}: {what}' if where else f'{path}: {what}', 1000)}",
               file=sys.stderr)  # fmt: skip
+    if not problems and name is not None:
+        with open_recording(path, "recording") as recording:
+            chosen_run(recording, name)  # or there is no such run
     if not problems and not options.quiet:
         print(f"{shown(path, 400)}: sound")
     return DAMAGED if problems else SOUND

@@ -11,14 +11,15 @@ import numpy.typing as npt
 
 from kvr import _kvr
 from kvr._base.names import listed
-from kvr._base.progress import Progress, reporter
-from kvr._base.settings import Sync, Tolerance
+from kvr._base.progress import Progress
+from kvr._base.settings import Sync, Tolerance, number
 from kvr._comparing.comparison import Comparison, SideInfo
-from kvr._comparing.judging import Choose, judged
-from kvr._comparing.pairing import Match, Pairs, fields_of, pair, patterns_of
+from kvr._comparing.judging import Choose, KnownPairs, judged
+from kvr._comparing.pairing import Match, Pairing, Pairs, fields_of, pair, patterns_of
 from kvr._comparing.sides import A_DATE, side_of_arrays
 from kvr._comparing.verdict import Rules, Settings, Verdict, judge
 from kvr._files.opening import OpenRun, RunOrPath, open_run
+from kvr._reading.adding import truth, whole_number
 
 COVERAGES = ("baseline", "common")
 
@@ -120,7 +121,7 @@ def plan_of(
         "overrides": {"tolerance": tolerance, "sync": sync},
         "only": patterns_of("only", only),
         "ignore": patterns_of("ignore", ignore),
-        "strict": bool(strict),
+        "strict": truth("strict", strict),
     }
 
 
@@ -164,18 +165,12 @@ def pairs_of_part(
 ) -> Pairs:
     """What belongs together, for all parts of a comparison with these options."""
     plan = plan_of(**options)
-    return _paired(baseline, other, plan["match"], plan["only"], plan["ignore"])
+    looks = baseline.run._looks(), other.run._looks(wants_settings=False)
+    return pair(*looks, plan["match"], plan["only"], plan["ignore"])
 
 
 def _opened(side: Union[RunOrPath, OpenRun]) -> OpenRun:
     return side if isinstance(side, OpenRun) else open_run(side)
-
-
-def _paired(
-    baseline: OpenRun, other: OpenRun, match: Match, only: tuple[str, ...], ignore: tuple[str, ...]
-) -> Pairs:
-    looks = baseline.run._looks(), other.run._looks(wants_settings=False)
-    return pair(*looks, match, only, ignore)
 
 
 def compare_runs(
@@ -201,13 +196,15 @@ def compare_runs(
     """
     count = _thread_count(threads)
     matched = fields_of(match)
-    if found is None:
-        found = _paired(baseline, other, match, only, ignore)
     runs = (baseline.run.name, other.run.name)
-    total, (share, shares) = len(found.pairs), part
-    pairs = found.pairs[total * share // shares : total * (share + 1) // shares]
-    report = reporter(progress, len(pairs))
-    verdicts = judged(found.looks, pairs, runs, rules, choose, count, report)
+    if found is None:
+        looks = baseline.run._looks(), other.run._looks(wants_settings=False, reads=False)
+        pairing: Pairing | KnownPairs = Pairing(*looks, match, only, ignore)
+    else:
+        pairing = KnownPairs(found)
+    if part != (0, 1):
+        pairing = KnownPairs(_share_of(pairing, *part))
+    verdicts, found = judged(pairing, runs, rules, choose, count, progress)
     options = {
         "match": match if isinstance(match, str) else list(matched),
         "coverage": rules.coverage,
@@ -217,9 +214,18 @@ def compare_runs(
         "ignore": list(ignore),
         "strict": strict,
     }
-    here, there = map(len, found.looks)
+    here, there = map(len, pairing.looks)
     sides = (SideInfo.of(*baseline, here), SideInfo.of(*other, there))
     return Comparison(verdicts, sides, options, found.warnings)
+
+
+def _share_of(pairing: Pairing | KnownPairs, share: int, shares: int) -> Pairs:
+    for _ in pairing.couples():
+        pass
+    whole = pairing.pairs()
+    total = len(whole.pairs)
+    pairs = whole.pairs[total * share // shares : total * (share + 1) // shares]
+    return whole._replace(pairs=pairs)
 
 
 # ---- Settings ----
@@ -254,7 +260,7 @@ def rules_of(coverage: str, time_tolerance: float) -> Rules:
     """The options that apply to all pairs. Raises ValueError."""
     if coverage not in COVERAGES:
         raise ValueError(f"coverage must be {listed(COVERAGES, 'or')}, not {coverage!r}")
-    width = float(time_tolerance)
+    width = number("time_tolerance", time_tolerance)
     if math.isnan(width) or width < 0:
         raise ValueError(f"time_tolerance must be 0 or more, not {time_tolerance!r}")
     return Rules(coverage, width)
@@ -263,8 +269,7 @@ def rules_of(coverage: str, time_tolerance: float) -> Rules:
 def _thread_count(threads: int | None) -> int:
     if threads is None:
         return max(len(os.sched_getaffinity(0)), 1)
-    if isinstance(threads, bool) or not isinstance(threads, int):
-        raise TypeError(f"threads must be a whole number, not {threads!r}")
+    threads = whole_number("threads", threads)
     if threads < 1:
         raise ValueError(f"threads must be 1 or more, not {threads}")
     return threads

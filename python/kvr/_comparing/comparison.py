@@ -142,15 +142,16 @@ class Comparison(Sequence[Verdict]):
     def __getitem__(self, key: int | str | slice) -> Verdict | list[Verdict]:
         if not isinstance(key, str):
             return self.verdicts[key]
-        found = [verdict for verdict in self.verdicts if verdict.label == key]
+        labels = self.verdicts.labels()
+        found = labels.get(key, [])
         if len(found) == 1:
-            return found[0]
+            return self.verdicts[found[0]]
         if found:
-            places = [verdict.path or "an empty path" for verdict in found[:10]]
+            places = [self.verdicts[place].path or "an empty path" for place in found[:10]]
             raise Ambiguous(
                 f"{len(found)} verdicts are on {key!r}, at {names.joined(places, 'and')}"
             )
-        hint = names.near_misses(key, [verdict.label for verdict in self.verdicts])
+        hint = names.near_misses(key, labels)
         raise NotFound(f"no verdict is on {key!r}; {hint or 'there are none'}")
 
     def to_dict(self) -> dict[str, Any]:

@@ -1,20 +1,21 @@
-"""Judging many pairs in several threads.
+"""Judging the pairs of two runs.
 
-Signals are read in the calling thread, for the store takes calls from one thread at a time; arrays
-are judged in the threads, a few batches ahead. Small pairs share a batch: handing one over costs
-more than judging it.
+Signals are read in the calling thread, for the store takes calls from one thread at a time. Threads
+of the extension judge meanwhile what was read; they do not need the interpreter. The calling thread
+judges too when it has read enough.
 """
 
 from __future__ import annotations
 
-from collections.abc import Callable, Sequence
-from concurrent.futures import FIRST_COMPLETED, Future, ThreadPoolExecutor, wait
-from typing import NamedTuple, Union
+from collections.abc import Callable, Iterator, Sequence
+from operator import itemgetter
+from typing import NamedTuple
 
 from kvr import _kvr
 from kvr._base.dates import EPOCH_SOURCE
+from kvr._base.progress import Progress, reporter
 from kvr._base.settings import Sync, Tolerance
-from kvr._comparing.pairing import Pair
+from kvr._comparing.pairing import Couple, Pairing, Pairs
 from kvr._comparing.sides import Side, side_of_arrays, side_of_signal
 from kvr._comparing.verdict import Rules, Settings, calls_python, judge, native_rules
 from kvr._comparing.verdicts import Found, Verdicts
@@ -22,49 +23,52 @@ from kvr._reading.runs import Looks
 
 Choose = Callable[[Settings], Settings]
 
-_AHEAD = 4  # batches for each thread that are read ahead
-_BATCH_PAIRS = 256
-_BATCH_SAMPLES = 250_000
-
-# A side is one, or the place of a signal whose samples the extension holds.
-_Task = tuple[Union[int, Side], Union[int, Side], _kvr.Rules, bool]
-
 
 def judged(
-    looks: tuple[Looks, Looks],
-    pairs: Sequence[Pair],
+    pairing: Pairing | KnownPairs,
     runs: tuple[str, str],
     rules: Rules,
     choose: Choose,
     threads: int,
-    report: Callable[[int], object],
-) -> Verdicts:
-    """The verdicts in the order of the pairs; `report` is told how many there are by now.
+    progress: Progress = None,
+) -> tuple[Verdicts, Pairs]:
+    """The verdicts in the order of the pairs, and these; progress is told once all are known.
 
     `choose` may see each distinct pair of settings once only. Whatever is raised, KeyboardInterrupt
     too, first ends what the threads are at.
     """
-    stop = _kvr.Stop()
-    found = Found(looks, pairs)
-    with ThreadPoolExecutor(threads, "kvr-compare") as pool:
-        judging = _Judging(pool, threads, found, rules, choose, stop)
-        try:
-            for place, (here, there) in enumerate(pairs):
-                if here is None or there is None:
-                    judging.done += 1
-                else:
-                    judging.take(place, here, there)
-                report(judging.done)
-            while judging.waits():
-                report(judging.done)
-        except BaseException:
-            stop.set()
-            judging.cancel()
-            raise
-    report(judging.done)
+    looks = pairing.looks
+    native = _kvr.PairJudging(looks[0].held, looks[1].held, len(looks[0]), threads)
+    found = Found(looks, native)
+    try:
+        judging = _Judging(found, rules, choose)
+        for couples in pairing.couples():
+            judging.take(couples)
+        pairs = pairing.pairs()
+        judging.finish(reporter(progress, len(pairs.pairs)), pairs)
+    finally:
+        native.close()
     for side in looks:
         side.release()
-    return Verdicts(found, runs, rules)
+    return Verdicts(found, pairs.pairs, runs, rules), pairs
+
+
+class KnownPairs:
+    """Pairs that are known from before, in the place of a Pairing."""
+
+    def __init__(self, pairs: Pairs) -> None:
+        self.looks = pairs.looks
+        self._pairs = pairs
+
+    def couples(self) -> Iterator[Sequence[Couple]]:
+        couples = []
+        for here, there in self._pairs.pairs:
+            if here is not None and there is not None:
+                couples.append((here, there))
+        yield couples
+
+    def pairs(self) -> Pairs:
+        return self._pairs
 
 
 class _Chosen(NamedTuple):
@@ -77,65 +81,72 @@ class _Chosen(NamedTuple):
 
 
 class _Judging:
-    """The batch that is being filled, and the batches that are judged."""
+    """Hands pairs over to the extension, in groups of equal settings."""
 
-    def __init__(
-        self,
-        pool: ThreadPoolExecutor,
-        threads: int,
-        found: Found,
-        rules: Rules,
-        choose: Choose,
-        stop: _kvr.Stop,
-    ) -> None:
-        self._pool = pool
-        self._most = threads * _AHEAD
+    def __init__(self, found: Found, rules: Rules, choose: Choose) -> None:
         self._found = found
+        self._native = found.native
         self._rules = rules
         self._choose = choose
-        self._stop = stop
-        baseline, other = found.looks
-        self._settings_of = baseline.settings
-        self._baseline_samples, self._other_samples = baseline.samples(), other.samples()
-        self._dated = [source == EPOCH_SOURCE for source in baseline.column("time_source")]
         self._chosen: dict[tuple[int, int], _Chosen] = {}
-        self._batch: list[_Task] = []
-        self._members: list[int] = []
-        self._samples = 0
-        self._running: set[Future[list[_kvr.Finding]]] = set()
-        self._waiting: dict[Future[list[_kvr.Finding]], list[int]] = {}
-        self.done = 0
+        self._unread: list[tuple[Couple, _kvr.Rules]] = []
+        self._calling: list[Couple] = []
 
-    def take(self, place: int, here: int, there: int) -> None:
-        """Judge a pair: at once if that calls functions of Python, else in a batch."""
-        chosen = self._choice(self._settings_of(here))
-        dated = self._dated[here]
-        self._found.settings[place] = chosen.settings
-        self._found.dated[place] = dated
+    def take(self, couples: Sequence[Couple]) -> None:
+        """Have pairs judged whose samples are held; keep the others for `finish`."""
+        settings, settings_of = self._found.settings, self._found.looks[0].settings
+        group: list[Couple] = []
+        current: _Chosen | None = None
+        last: object = None
+        for couple in couples:
+            stored = settings_of(couple[0])
+            if current is None or stored is not last:
+                last, chosen = stored, self._choice(stored)
+                if chosen is not current:
+                    self._hand_over(group, current)
+                    group, current = [], chosen
+            settings[couple[0]] = current.settings
+            group.append(couple)
+        self._hand_over(group, current)
+
+    def finish(self, report: Callable[[int], object], pairs: Pairs) -> None:
+        """Judge the other pairs; `report` is told how many are done by now."""
+        alone = sum(here is None or there is None for here, there in pairs.pairs)
+        judged_here = self._found.fields
+
+        def tell() -> None:
+            report(alone + len(judged_here) + self._native.done)
+
         looks = self._found.looks
-        if chosen.calls_python:
-            sides = _side_of(looks[0], here), _side_of(looks[1], there)
-            self._found.fields[place] = judge(
-                *sides, chosen.settings, self._rules, dated, self._stop
-            )
-            self.done += 1
+        self._found.dated = [source == EPOCH_SOURCE for source in looks[0].column("time_source")]
+        tell()
+        for (here, there), rules in sorted(self._unread, key=itemgetter(0)):
+            self._native.add(here, _given(looks[0], here), _given(looks[1], there), rules)
+            tell()
+        for couple in sorted(self._calling):
+            self._call(*couple)
+            tell()
+        while self._native.wait():
+            tell()
+        tell()
+
+    def _hand_over(self, group: list[Couple], chosen: _Chosen | None) -> None:
+        if chosen is None:
             return
-        baseline: int | Side = here
-        other: int | Side = there
-        baseline_samples, other_samples = self._baseline_samples[here], self._other_samples[there]
-        if baseline_samples < 0:
-            baseline = _side_of(looks[0], here)
-            baseline_samples = len(baseline.times)
-        if other_samples < 0:
-            other = _side_of(looks[1], there)
-            other_samples = len(other.times)
-        self._batch.append((baseline, other, chosen.native, dated))
-        self._members.append(place)
-        self._samples += baseline_samples + other_samples
-        if len(self._batch) >= _BATCH_PAIRS or self._samples >= _BATCH_SAMPLES:
-            self._submit()
-            if len(self._running) >= self._most:
-                self._collect()
+        if chosen.calls_python:
+            self._calling += group
+            return
+        for couple in self._native.add_held(group, chosen.native):
+            self._unread.append((couple, chosen.native))
+
+    def _call(self, here: int, there: int) -> None:
+        """Judge a pair whose settings name functions of Python, which run in this thread."""
+        looks, settings = self._found.looks, self._found.settings[here]
+        assert settings is not None
+        sides = _side_of(looks[0], here), _side_of(looks[1], there)
+        dated = self._found.dated[here]
+        fields = judge(*sides, settings, self._rules, dated, _kvr.Stop())
+        self._found.fields[here] = fields
 
     def _choice(self, stored: tuple[Tolerance, Sync]) -> _Chosen:
         """What these settings come to. Most pairs share the records of their run."""
@@ -148,33 +159,10 @@ class _Judging:
             self._chosen[key] = known
         return known
 
-    def waits(self) -> bool:
-        """Wait until more verdicts are there; False if all are."""
-        self._submit()
-        if not self._running:
-            return False
-        self._collect()
-        return True
 
-    def cancel(self) -> None:
-        for future in self._running:
-            future.cancel()
-
-    def _submit(self) -> None:
-        if self._batch:
-            baseline, other = (looks.held for looks in self._found.looks)
-            future = self._pool.submit(_kvr.judge_all, self._batch, baseline, other, self._stop)
-            self._running.add(future)
-            self._waiting[future] = self._members
-            self._batch, self._members, self._samples = [], [], 0
-
-    def _collect(self) -> None:
-        finished, self._running = wait(self._running, return_when=FIRST_COMPLETED)
-        for future in finished:
-            members = self._waiting.pop(future)
-            for place, finding in zip(members, future.result()):
-                self._found.findings[place] = finding
-            self.done += len(members)
+def _given(looks: Looks, place: int) -> int | Side:
+    """A side as the extension takes it: a place if it holds the samples."""
+    return place if looks.held and looks.held.holds(place) else _side_of(looks, place)
 
 
 def _side_of(looks: Looks, place: int) -> Side:

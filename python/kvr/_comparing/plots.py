@@ -10,6 +10,9 @@ from kvr._reading.plots import by_component, looks_of
 
 if TYPE_CHECKING:
     from kvr._comparing.verdict import Verdict
+    from kvr._reading.signals import Array
+
+_MARKS = 200  # instants that are marked by a line each
 
 
 def draw_pair(verdict: Verdict, axes: Any) -> Any:
@@ -32,12 +35,21 @@ def draw_pair(verdict: Verdict, axes: Any) -> Any:
             own = looks if flat.shape[1] == 1 else {}
             axes.plot(instants, flat[:, place], label=label, **own)
     out = by_component(series.out).any(axis=1)
-    for instant in instants[out]:
-        axes.axvline(instant, color="red", alpha=0.2, zorder=0)
+    _mark(axes, instants[out])
     axes.set_title(verdict.label.replace("$", r"\$"))
     axes.set_xlabel("time in UTC" if instants.dtype.kind == "M" else "time")
     axes.legend()
     return axes
+
+
+def _mark(axes: Any, instants: Array) -> None:
+    """A line from the bottom to the top at each instant; of many, one artist, which draws faster."""
+    looks: dict[str, Any] = {"color": "red", "alpha": 0.2, "zorder": 0}
+    if len(instants) > _MARKS:
+        axes.vlines(instants, 0, 1, transform=axes.get_xaxis_transform(), **looks)
+        return
+    for instant in instants:
+        axes.axvline(instant, **looks)
 
 
 def _pair_looks(verdict: Verdict) -> list[dict[str, Any]]:

@@ -6,7 +6,6 @@ import json
 import math
 import re
 from typing import TYPE_CHECKING, Any
-from xml.sax.saxutils import quoteattr
 
 from kvr._base.packages import need
 from kvr._base.settings import Sync, Tolerance
@@ -125,6 +124,9 @@ def _case(verdict: Verdict, fails: bool) -> str:
 
 def attribute(text: str) -> str:
     """The text in quotes; characters that XML cannot hold are replaced, line ends kept as such."""
+    # Imported here, for it imports clients of HTTP and mail: a tenth of the start of a worker.
+    from xml.sax.saxutils import quoteattr
+
     return quoteattr(_NOT_XML.sub("\ufffd", text), {"\n": "&#10;", "\r": "&#13;", "\t": "&#9;"})
 
 

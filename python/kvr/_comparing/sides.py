@@ -7,7 +7,7 @@ from typing import Any, NamedTuple
 import numpy as np
 
 from kvr._base.errors import NoValues
-from kvr._reading.adding import require_unmasked, seconds_since_epoch
+from kvr._reading.adding import array_of, require_unmasked, seconds_since_epoch
 from kvr._reading.signals import Array, SignalReader
 
 # As the library counts them.
@@ -51,12 +51,12 @@ def side_of_arrays(time: Any, values: Any) -> Side:
         return Side(NUMBERS, A_NUMBER, time, values, ())
     require_unmasked("time", time)
     require_unmasked("values", values)
-    samples = _comparable(np.asarray(values))
+    samples = _comparable(array_of("values", values))
     if samples is None:
         return Side(NOT_NUMERIC, A_NUMBER, _NO_TIMES, _NO_VALUES, ())
     if samples.ndim == 0:
         samples = samples.reshape(1)
-    clock, times = _times(np.asarray(time))
+    clock, times = _times(array_of("time", time))
     shape = samples.shape[1:]
     while shape and shape[-1] == 1:
         shape = shape[:-1]

@@ -147,7 +147,11 @@ def format_of(path: str, name: str | None) -> Format:
     if name is not None:
         raise ValueError(f"format must be {names}, not {name!r}")
     broken = "".join(f"; the format {failure}" for failure in others.failures.values())
-    raise FormatError(path, f"its ending is of no known format; name the format, {names}{broken}")
+    raise FormatError(
+        path,
+        f"its ending is of no known format; name the format, {names}, or give the file its "
+        f"ending{broken}",
+    )
 
 
 def known_endings() -> tuple[str, ...]:
@@ -178,9 +182,7 @@ def open(path: str | os.PathLike[str], format: str | None = None, **options: Any
     ...     speed.values, speed.unit
     (array([4.5, 7. ]), 'm/s')
     """
-    path = os.fspath(path)
-    if not isinstance(path, str):
-        raise TypeError(f"path must be a text or a path, not {path!r}")
+    path = _as_text(path)
     mode = os.stat(path).st_mode
     if stat.S_ISDIR(mode):
         raise FormatError(path, "is a folder; name a file in it")
@@ -189,6 +191,15 @@ def open(path: str | os.PathLike[str], format: str | None = None, **options: Any
     chosen = format_of(path, format)
     _require_options(chosen, options)
     return chosen.open(path, **options)
+
+
+def _as_text(path: Any) -> str:
+    """The path as a text. Raises TypeError for bytes and what is no path."""
+    if isinstance(path, (str, os.PathLike)):
+        text = os.fspath(path)
+        if isinstance(text, str):
+            return text
+    raise TypeError(f"path must be a text or a path, not {path!r:.80}")
 
 
 def _require_options(chosen: Format, options: dict[str, Any]) -> None:
@@ -215,8 +226,15 @@ def save(
 
     `progress` is told how many of the signals are written.
     """
-    path = os.fspath(path)
-    chosen = format_of(path, None)
+    path = _as_text(path)
+    write = require_writable(path, format_of(path, None))
+    write(path, runs, append, reporter(progress, sum(map(len, runs))))
+
+
+def require_writable(path: str, chosen: Format) -> Save:
+    """What writes files of the format. Raises ValueError if nothing does."""
     if chosen.save is None:
-        raise ValueError(f"{path}: files of format {chosen.name!r} can only be read")
-    chosen.save(path, runs, append, reporter(progress, sum(map(len, runs))))
+        raise ValueError(
+            f"{path}: files of format {chosen.name!r} can only be read; name one with another ending"
+        )
+    return chosen.save

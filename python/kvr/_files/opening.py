@@ -26,7 +26,8 @@ def open_run(side: RunOrPath) -> OpenRun:
     if isinstance(side, RunReader):
         return OpenRun(side, None)
     if not isinstance(side, (str, os.PathLike)):
-        raise TypeError(f"a side is a run or a path, not {side!r}")
+        hint = "; name one of its runs, as .runs[0]" if hasattr(side, "runs") else ""
+        raise TypeError(f"a side is a run or a path, not {side!r:.80}{hint}")
     path, name = split_name(os.fspath(side))
     return OpenRun(chosen_run(open_recording(path), name), path)
 

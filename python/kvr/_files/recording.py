@@ -10,7 +10,7 @@ from types import TracebackType
 from typing import Any, overload
 
 from kvr._base.settings import Sync, Tolerance
-from kvr._reading.runs import RunReader, run_named, run_numbered
+from kvr._reading.runs import RunReader, require_place, run_named, run_numbered
 from kvr._reading.signals import Color, SignalReader
 
 
@@ -148,7 +148,10 @@ class FileRuns(Sequence[FileRun]):
         ...
 
     def __getitem__(self, key: int | str | slice) -> FileRun | list[FileRun]:
-        return run_named(self._runs, key, "the file") if isinstance(key, str) else self._runs[key]
+        if isinstance(key, str):
+            return run_named(self._runs, key, "the file")
+        require_place(key, len(self), "the file")
+        return self._runs[key]
 
     def __contains__(self, wanted: object) -> bool:
         if isinstance(wanted, str):

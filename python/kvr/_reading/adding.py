@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import operator
 from collections.abc import Iterable, Mapping
-from datetime import datetime, timezone
+from contextlib import suppress
+from datetime import date, datetime, timezone
 from typing import Any, NoReturn
 
 import numpy as np
@@ -33,11 +35,28 @@ def text(name: str, value: Any) -> str:
     return value
 
 
+def whole_number(name: str, value: Any) -> int:
+    """The whole number, as `int`. Raises TypeError."""
+    if not isinstance(value, (bool, np.bool_)):
+        with suppress(TypeError):  # of an array too
+            return operator.index(value)
+    raise TypeError(f"{name} must be a whole number, not {value!r:.80}")
+
+
+def truth(name: str, value: Any) -> bool:
+    """Whether the value, a truth or a number, is true. Raises TypeError for texts and None."""
+    if not isinstance(value, (int, float, np.bool_, np.number)):  # bool("no") is True
+        raise TypeError(f"{name} must be True or False, not {value!r:.80}")
+    return bool(value)
+
+
+def fits_int32(number: int) -> bool:
+    return int(_INT32.min) <= number <= int(_INT32.max)
+
+
 def int32(name: str, value: Any, least: int = _INT32.min) -> int:
     """The whole number. Raises TypeError, or ValueError if it does not fit into an int32."""
-    if isinstance(value, bool) or not hasattr(value, "__index__"):
-        raise TypeError(f"{name} must be a whole number, not {value!r}")
-    number: int = value.__index__()
+    number = whole_number(name, value)
     if not least <= number <= _INT32.max:
         raise ValueError(f"{name} must be from {least} to {_INT32.max}, not {number}")
     return number
@@ -45,8 +64,10 @@ def int32(name: str, value: Any, least: int = _INT32.min) -> int:
 
 def channel_numbers(channel: int | Iterable[int]) -> list[int]:
     """The channel as a list; one number may stand alone."""
-    numbers = channel if isinstance(channel, Iterable) else [channel]
-    return [int32(f"channel[{i}]", number) for i, number in enumerate(numbers)]
+    is_scalar = isinstance(channel, np.ndarray) and channel.ndim == 0
+    if is_scalar or not isinstance(channel, Iterable):
+        return [int32("channel", channel)]
+    return [int32(f"channel[{i}]", number) for i, number in enumerate(channel)]
 
 
 def time_vector(time: Any) -> tuple[Array, bool]:
@@ -54,34 +75,73 @@ def time_vector(time: Any) -> tuple[Array, bool]:
 
     Raises ValueError if they are no vector of real numbers or dates, NaN, or fall.
     """
-    times = np.asarray(time)
+    times = array_of("time", time)
     require_unmasked("time", time)
     if times.ndim != 1:
         raise ValueError(f"time must be a vector, not of shape {times.shape}")
     if times.dtype == object:
-        times = _utc(times)
+        times = _numbers_or_dates(times)
     if times.dtype.kind == "M":
         return _seconds(times), True
+    if times.dtype.kind == "m":
+        raise ValueError("time must be real numbers or dates, not timedeltas; give seconds, as in "
+                         "time / np.timedelta64(1, 's')")  # fmt: skip
     if times.dtype.kind not in "iuf" or times.dtype.newbyteorder("=") not in _STORED:
         raise ValueError(f"time must be real numbers or dates, not of class {times.dtype}")
     _require_rising(times)
     return times, False
 
 
-def _utc(times: Array) -> Array:
-    """Datetime objects as datetime64; naive ones are taken as UTC."""
+def array_of(name: str, value: Any) -> Array:
+    """The value as an array. Raises ValueError for lists of unequal lengths."""
+    try:
+        return np.asarray(value)
+    except ValueError as error:
+        if not isinstance(value, (list, tuple)):
+            raise
+        shapes = [_shape(item) for item in value]
+        odd = next((i for i, shape in enumerate(shapes) if shape != shapes[0]), None)
+        if odd is None:
+            raise ValueError(f"{name} is ragged: {error}") from error
+        raise ValueError(
+            f"{name} is ragged: {name}[{odd}] has the shape {shapes[odd]}, "
+            f"{name}[0] has {shapes[0]}"
+        ) from None
+
+
+def _shape(value: Any) -> tuple[int, ...] | None:
+    """None if the value is ragged itself."""
+    try:
+        return np.shape(value)
+    except ValueError:
+        return None
+
+
+def _numbers_or_dates(times: Array) -> Array:
+    """Objects as numbers, or as datetime64; dates without a zone are taken as UTC."""
+    if times.size and all(_is_number(time) for time in times):
+        return np.array(times.tolist())
     moments = np.empty(times.shape, "datetime64[us]")
-    for i, moment in enumerate(times):
-        if not isinstance(moment, datetime):
-            raise ValueError(f"time[{i}] is neither a number nor a date: {moment!r}")
-        if moment.tzinfo is not None:
-            moment = moment.astimezone(timezone.utc).replace(tzinfo=None)
-        moments[i] = np.datetime64(moment)
+    for i, time in enumerate(times):
+        moments[i] = _moment(i, time)
     return moments
+
+
+def _moment(place: int, value: Any) -> np.datetime64:
+    if not isinstance(value, (date, np.datetime64)):
+        raise ValueError(f"time[{place}] is neither a number nor a date: {value!r:.80}")
+    if value != value:
+        return np.datetime64("NaT")
+    if isinstance(value, datetime) and value.tzinfo is not None:
+        value = value.astimezone(timezone.utc).replace(tzinfo=None)
+    return np.datetime64(value, "us")
 
 
 def seconds_since_epoch(dates: Array) -> Array:
     """datetime64 of any unit as seconds since 1970-01-01; NaT becomes NaN."""
+    if np.datetime_data(dates.dtype)[0] == "as":  # too fine for the arithmetic of NumPy
+        seconds = dates.astype("int64") * (np.datetime_data(dates.dtype)[1] * 1e-18)
+        return np.where(np.isnat(dates), np.nan, seconds)
     whole = dates.astype("datetime64[s]")
     fraction = (dates - whole) / np.timedelta64(1, "s")
     seconds = whole.astype("int64").astype(float) + fraction
@@ -125,7 +185,7 @@ def sample_array(values: Any, count: int) -> Array:
     require_unmasked("values", values)
     samples = values if isinstance(values, np.ndarray) else _from_list(values)
     if samples.ndim == 0:
-        raise ValueError("values must have time as their first axis, not be a single value")
+        raise ValueError(f"values must be an array with time as its first axis, not {values!r:.80}")
     if samples.dtype == object:
         samples = _numbers_in(samples)
     if samples.dtype.kind in "UO":
@@ -138,9 +198,19 @@ def sample_array(values: Any, count: int) -> Array:
 
 
 def _from_list(values: Any) -> Array:
-    samples = np.asarray(values)
+    samples = array_of("values", values)
     if samples.dtype.kind == "U":  # NumPy turns numbers among texts into texts
         return np.asarray(values, dtype=object)
+    if samples.dtype.kind == "f" and samples.size and np.abs(samples).max() >= 1 << 63:
+        return _wide_integers(samples, values)
+    return samples
+
+
+def _wide_integers(samples: Array, values: Any) -> Array:
+    """NumPy makes doubles of integers from 2^63 on in a list; where all fit uint64, these."""
+    objects = np.asarray(values, dtype=object)
+    if all(isinstance(value, (int, np.integer)) and value >= 0 for value in objects.flat):
+        return objects.astype(np.uint64)
     return samples
 
 
@@ -149,9 +219,21 @@ def _numbers_in(objects: Array) -> Array:
     if any(isinstance(value, str) for value in objects.flat):
         return objects
     for place in np.ndindex(objects.shape):
-        if not isinstance(objects[place], (int, float, complex, np.number, np.bool_)):
+        if not _is_number(objects[place]):
             raise ValueError(f"{_place('values', place)} is not a number: {objects[place]!r:.80}")
-    return np.array(objects.tolist()) if objects.size else objects
+    numbers = _from_list(objects.tolist()) if objects.size else objects
+    if numbers.dtype != object or not objects.size:
+        return numbers
+    place = next(place for place in np.ndindex(objects.shape) if _is_too_wide(objects[place]))
+    raise ValueError(f"{_place('values', place)} fits neither int64 nor uint64: {objects[place]}")
+
+
+def _is_number(value: Any) -> bool:
+    return isinstance(value, (int, float, complex, np.number, np.bool_))
+
+
+def _is_too_wide(value: Any) -> bool:
+    return isinstance(value, int) and not -(1 << 63) <= value < 1 << 64
 
 
 def _place(name: str, place: tuple[int, ...]) -> str:
@@ -169,13 +251,16 @@ def _texts(samples: Array) -> Array:
     return texts
 
 
-def host_series(samples: Array, times: Array) -> Any:
-    """The host's time series: one column for (n,), else as it is, time first."""
+def host_series(samples: Array, times: Any) -> Any:
+    """The host's time series: one column for (n,), else as it is, time first.
+
+    `times` are one column, of NumPy or of the host.
+    """
     import vormel  # here, so that comparing files does not start the host
 
     column = samples.reshape(-1, 1) if samples.ndim == 1 else samples
     data = vormel.array(column, "cell") if column.dtype == object else column
-    return vormel.timeseries(data, times.reshape(-1, 1))
+    return vormel.timeseries(data, times)
 
 
 def metadata_with_unit(metadata: Any, unit: str | None) -> Any:
@@ -190,6 +275,18 @@ def metadata_with_unit(metadata: Any, unit: str | None) -> Any:
     if metadata.get("unit", unit) != unit:
         raise ValueError(f"metadata has another unit, {metadata['unit']!r}, than {unit!r}")
     return {**metadata, "unit": unit}
+
+
+def host_metadata(metadata: Any) -> Any:
+    """The metadata as the host keeps them. Raises TypeError for what it cannot keep."""
+    import vormel
+
+    try:
+        return vormel.array(metadata)
+    except vormel.CallError as error:
+        if error.identifier == "Vormel:Busy":
+            raise
+        raise TypeError(f"metadata cannot be kept: {error}") from error
 
 
 def source_of_time(time_source: str, dates: bool) -> str:

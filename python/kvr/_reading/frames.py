@@ -25,6 +25,7 @@ _FAR = 9e9  # seconds
 def series(signal: SignalReader) -> pandas.Series[Any]:
     pandas = need("pandas", "to_series")
     found = signal._series()
+    require_series(signal, found)
     if found.values.ndim != 1:
         raise ValueError(
             f"{signal.label!r} has samples of shape {found.values.shape[1:]}; "
@@ -49,20 +50,40 @@ def dataframe(run: RunReader[Any]) -> pandas.DataFrame:
 def frame_of_seconds(run: RunReader[Any]) -> pandas.DataFrame:
     """The frame of ``to_dataframe``, with dates as seconds since 1970-01-01."""
     pandas = need("pandas", "a table of signals")
-    columns: dict[str, Any] = {}
+    bases: dict[tuple[str, bytes], tuple[Array, dict[str, Array]]] = {}  # columns of equal times
+    names: dict[str, None] = {}
     units = {}
     for name, signal, found in _named(run):
+        key = found.time.dtype.str, found.time.tobytes()
+        _, columns = bases.setdefault(key, (found.time, {}))
+        unit = signal.unit
         for column, values in _components(name, found.values):
-            if column in columns:  # a label that looks like a component of another
+            if column in names:  # a label that looks like a component of another
                 column = f"{column} ({signal.id})"
-            columns[column] = pandas.Series(values, index=_events(pandas, found.time))
-            if signal.unit:
-                units[column] = signal.unit
-    # The second level tells samples of the same time apart; it has done its work by now.
-    frame = pandas.concat(columns, axis=1).sort_index() if columns else pandas.DataFrame()
-    frame.index = frame.index.droplevel(1) if columns else pandas.Index([], name="time")
+            names[column] = None
+            columns[column] = values
+            if unit:
+                units[column] = unit
+    frame = _joined(pandas, list(bases.values()))
+    if len(bases) > 1:
+        frame = frame[list(names)]
     if units:
         frame.attrs["units"] = units
+    return frame
+
+
+def _joined(pandas: Any, bases: list[tuple[Array, dict[str, Array]]]) -> pandas.DataFrame:
+    """One frame of the columns over each vector of times, in the order of all the times."""
+    if not bases:
+        return pandas.DataFrame(index=pandas.Index([], name="time"))
+    if len(bases) == 1:
+        ((time, columns),) = bases
+        frame = pandas.DataFrame(columns, index=pandas.Index(time, name="time"))
+        return frame if frame.index.is_monotonic_increasing else frame.sort_index(kind="stable")
+    frames = [pandas.DataFrame(columns, index=_events(pandas, time)) for time, columns in bases]
+    # The second level tells samples of the same time apart; it has done its work by now.
+    frame = pandas.concat(frames, axis=1).sort_index()
+    frame.index = frame.index.droplevel(1)
     return frame
 
 
@@ -116,6 +137,16 @@ def dates_of(seconds: Array) -> Array:
     return np.asarray(whole.astype("datetime64[s]").astype("datetime64[ns]") + nanoseconds)
 
 
+def require_series(signal: SignalReader, found: Series) -> None:
+    """Raises ValueError for what another program may have added: times that fit no samples."""
+    if found.time.ndim != 1 or len(found.time) != len(found.values):
+        shape = " x ".join(map(str, found.time.shape)) or "no"
+        raise ValueError(
+            f"{signal.label!r} has {len(found.values)} samples at {shape} times; "
+            f"only .time and .values can show it"
+        )
+
+
 def _named(run: RunReader[Any]) -> Iterator[tuple[str, SignalReader, Series]]:
     """The signals under names of their own: labels, with what tells them apart where needed."""
     signals = list(run.signals)
@@ -128,7 +159,9 @@ def _named(run: RunReader[Any]) -> Iterator[tuple[str, SignalReader, Series]]:
         if name in used:
             name = f"{name} ({signal.id})"
         used.add(name)
-        yield name, signal, signal._series()
+        found = signal._series()
+        require_series(signal, found)
+        yield name, signal, found
 
 
 def _components(name: str, values: Array) -> Iterator[tuple[str, Array]]:

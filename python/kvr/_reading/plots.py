@@ -8,11 +8,13 @@ import os
 from typing import TYPE_CHECKING, Any
 
 from kvr._base.packages import need
-from kvr._reading.frames import times_of
+from kvr._reading.frames import require_series, times_of
 
 if TYPE_CHECKING:
     from kvr._reading.runs import RunReader
     from kvr._reading.signals import Array, SignalReader
+
+_DASHES = ("-", "--", ":", "-.")
 
 
 def draw_run(run: RunReader[Any], axes: Any) -> Any:
@@ -32,8 +34,10 @@ def _can_be_drawn(values: Array) -> bool:
 
 
 def require_drawable(signal: SignalReader) -> None:
-    """Raises ValueError for what is not real numbers."""
-    values = signal._series().values
+    """Raises ValueError for what is not real numbers, each at its time."""
+    found = signal._series()
+    require_series(signal, found)
+    values = found.values
     if not _can_be_drawn(values):
         kind = "text" if values.dtype.kind in "UO" else values.dtype.name
         raise ValueError(f"{signal.label!r} holds values of class {kind}, which cannot be drawn")
@@ -63,7 +67,10 @@ def draw(signal: SignalReader, axes: Any) -> Any:
 
 def looks_of(signal: SignalReader) -> dict[str, Any]:
     """Colour and dashes; of a signal that has none, those of the axes."""
-    return {"color": signal.color, "linestyle": signal.dash} if signal._has_color() else {}
+    if not signal._has_color():
+        return {}
+    dash = signal.dash if signal.dash in _DASHES else "-"  # the store keeps any text
+    return {"color": signal.color, "linestyle": dash}
 
 
 def picture_of(signal: SignalReader, path: str) -> bytes:

@@ -2,10 +2,11 @@
 
 from __future__ import annotations
 
+import operator
 import os
 import re
 from abc import ABC, abstractmethod
-from collections.abc import Iterable, Iterator, Sequence
+from collections.abc import Callable, Iterable, Iterator, Sequence
 from datetime import datetime
 from typing import TYPE_CHECKING, Any, Generic, NamedTuple, TypeVar, overload
 
@@ -14,7 +15,8 @@ from kvr._base.errors import Ambiguous, NotFound
 from kvr._base.names import joined, near_misses, quoted
 from kvr._base.settings import Sync, Tolerance
 from kvr._reading import frames, plots
-from kvr._reading.signals import Facts, Series, Signal, SignalReader, matching
+from kvr._reading.adding import whole_number
+from kvr._reading.signals import Everything, Facts, Series, Signal, SignalReader, matching
 
 if TYPE_CHECKING:
     import pandas  # type: ignore[import]
@@ -36,7 +38,7 @@ class Look(NamedTuple):
 class Looks(Sequence[Look]):
     """A look at each signal of a run, in their order.
 
-    held  the samples that the extension holds, else None: see `samples`
+    held  what the extension holds of them, None if it holds nothing
     """
 
     held: Any = None
@@ -58,13 +60,14 @@ class Looks(Sequence[Look]):
     def __getitem__(self, place: int | slice) -> Look | Sequence[Look]:
         return self._looks[place]
 
-    def column(self, field: str) -> list[Any]:
-        """A field of the facts of all signals."""
-        return [getattr(look.facts, field) for look in self._looks]
+    def arriving(self) -> Iterator[range]:
+        """The places of the signals as they become known; for the others there is no look yet."""
+        yield range(len(self))
 
-    def samples(self) -> list[int]:
-        """How many samples of each signal are in `held`, at the same place; -1 for none."""
-        return [-1] * len(self)
+    def column(self, field: str, places: range | None = None) -> list[Any]:
+        """A field of the facts of the signals at these places, which follow each other, or of all."""
+        looks = self._looks if places is None else self._looks[places.start : places.stop]
+        return [getattr(look.facts, field) for look in looks]
 
     def settings(self, place: int) -> tuple[Tolerance, Sync]:
         """The tolerance and the synchronisation options in force for a signal."""
@@ -127,12 +130,17 @@ class RunReader(ABC, Generic[Signal]):
     def sync(self) -> Sync:
         ...
 
-    def _looks(self, wants_settings: bool = True) -> Looks:
+    def _looks(self, wants_settings: bool = True, reads: bool = True) -> Looks:
         """A look at each signal, in their order; in fewer steps than signal by signal.
 
-        Without `wants_settings` the settings of the looks are not asked for.
+        Without `wants_settings` the settings of the looks are not asked for. Without `reads` signals
+        may be read later, by `Looks.arriving`.
         """
         return Looks([Look(signal, signal._facts()) for signal in self.signals])
+
+    def _everything_of(self) -> Callable[[Signal], Everything]:
+        """A function that reads all of a signal of the run, for reading one after the other."""
+        return lambda signal: signal._everything()
 
     def __len__(self) -> int:
         return len(self.signals)
@@ -254,6 +262,17 @@ class RunReader(ABC, Generic[Signal]):
 AnyRun = TypeVar("AnyRun", bound=RunReader[Any])
 
 
+def require_place(key: Any, count: int, owner: str) -> None:
+    """Raises IndexError for a position that `owner` with `count` runs has not, TypeError for none."""
+    if isinstance(key, slice):
+        return
+    if not hasattr(key, "__index__"):
+        raise TypeError(f"runs are looked up by name or position, not by {key!r:.80}")
+    if not -count <= operator.index(key) < count:
+        runs = "1 run" if count == 1 else f"{count} runs"
+        raise IndexError(f"{owner} has {runs}, none at position {key}")
+
+
 def run_named(runs: Sequence[AnyRun], name: str, owner: str, place: str = "") -> AnyRun:
     """The run of this name. Raises NotFound; Ambiguous if several share it.
 
@@ -271,7 +290,8 @@ def run_named(runs: Sequence[AnyRun], name: str, owner: str, place: str = "") ->
 
 
 def run_numbered(runs: Iterable[AnyRun], number: int) -> AnyRun:
-    """The run of this id. Raises NotFound."""
+    """The run of this id. Raises NotFound, TypeError for what is no whole number."""
+    number = whole_number("id", number)
     found = next((run for run in runs if run.id == number), None)
     if found is None:
         raise NotFound(f"no run has the id {number}")

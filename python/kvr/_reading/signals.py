@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import re
 from abc import ABC, abstractmethod
-from collections.abc import Mapping, Sequence
+from collections.abc import Callable, Mapping, Sequence
 from typing import TYPE_CHECKING, Any, NamedTuple, TypeVar
 
 import numpy as np
@@ -64,18 +64,29 @@ class Extent(NamedTuple):
     span: tuple[float, ...]
 
 
-class Everything(NamedTuple):
-    """All of a signal, in one look. Settings are its own, None if it has those of its run."""
+class Content(NamedTuple):
+    """Who a signal is, its samples, and how it is drawn."""
 
     facts: Facts
     series: Series
-    metadata: Any
     color: Color
     dash: str
+
+
+class Everything(NamedTuple):
+    """All of a signal, in one look. Settings are its own, None if it has those of its run.
+
+    content  called for what is not here
+    record   the content as the store keeps it, which the extension may take instead; None of a file
+    """
+
+    metadata: Any
     visible: bool
     tolerance: Tolerance | None
     sync: Sync | None
     parent: Any
+    content: Callable[[], Content]
+    record: dict[str, Any] | None = None
 
 
 class SignalReader(ABC):
@@ -189,12 +200,15 @@ class SignalReader(ABC):
         """Stands for the signal in a dictionary, without keeping what it has read."""
         return self
 
+    def _content(self) -> Content:
+        return Content(self._facts(), self._series(), self.color, self.dash)
+
     def _everything(self) -> Everything:
         tolerance, sync = self.tolerance, self.sync
         return Everything(
-            self._facts(), self._series(), self.metadata, self.color, self.dash, self.visible,
+            self.metadata, self.visible,
             None if tolerance.inherited else tolerance, None if sync.inherited else sync,
-            getattr(self, "parent", None),
+            getattr(self, "parent", None), self._content,
         )  # fmt: skip
 
     def _extent(self) -> Extent:

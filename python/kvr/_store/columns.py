@@ -2,12 +2,13 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterator, Mapping
+from collections.abc import Iterable, Iterator, Mapping
 from typing import Any, Union
 
 import vormel
 
-from kvr._base.names import listed
+from kvr._base.errors import NotFound
+from kvr._base.names import listed, near_misses, quoted
 from kvr._store import host
 from kvr._store.run import Run, run_numbers
 from kvr._store.signal import Signal, _exists
@@ -24,8 +25,8 @@ COLUMNS = (*_KEYWORDS, "run")
 class Column(Mapping[str, "list[Signal]"]):
     """A column: from the name of a group to its signals, in the order in which they were added.
 
-    Names come in the order of their bytes. The store keeps a name whose signals were all removed;
-    its list is empty.
+    Names come in the order of their bytes; any other name raises NotFound, a KeyError. The store
+    keeps a name whose signals were all removed; its list is empty.
 
     >>> run = kvr.Store().new_run("Monday")
     >>> for path in ("car/engine", "car/brake", "car/engine"):
@@ -48,9 +49,15 @@ class Column(Mapping[str, "list[Signal]"]):
     def __getitem__(self, name: str) -> list[Signal]:
         repository = host.connect()
         if not isinstance(name, str) or not _has_group(repository, self._keyword, name):
-            raise KeyError(name)
+            raise _no_group(name, self.names())
         numbers = group_members(repository, self._keyword, name)
         return [Signal(repository, number) for number in numbers]
+
+    def __contains__(self, name: object) -> bool:
+        return isinstance(name, str) and _has_group(host.connect(), self._keyword, name)
+
+    def get(self, name: str, default: Any = None) -> Any:
+        return self[name] if name in self else default
 
     def __iter__(self) -> Iterator[str]:
         return iter(self.names())
@@ -85,7 +92,10 @@ class RunColumn(Mapping[str, "list[Run]"]):
         return list(self._groups())
 
     def __getitem__(self, name: str) -> list[Run]:
-        return self._groups()[name]
+        groups = self._groups()
+        if name not in groups:
+            raise _no_group(name, groups)
+        return groups[name]
 
     def __iter__(self) -> Iterator[str]:
         return iter(self._groups())
@@ -104,7 +114,7 @@ class Columns(Mapping[str, Union[Column, RunColumn]]):
         if name == "run":
             return RunColumn()
         if name not in _KEYWORDS:
-            raise KeyError(f"a column is {listed(COLUMNS, 'or')}, not {name!r}")
+            raise NotFound(f"a column is {listed(COLUMNS, 'or')}, not {name!r:.80}")
         return Column(_KEYWORDS[name])
 
     def __iter__(self) -> Iterator[str]:
@@ -115,6 +125,15 @@ class Columns(Mapping[str, Union[Column, RunColumn]]):
 
     def __repr__(self) -> str:
         return f"<columns {', '.join(COLUMNS)}>"
+
+
+def _no_group(name: object, names: Iterable[str]) -> NotFound:
+    """The error for a name that the column does not have."""
+    if not isinstance(name, str):
+        return NotFound(f"no group is named {name!r:.80}; names are texts")
+    return NotFound(
+        f"no group is named {quoted(name)}; {near_misses(name, names) or 'it is empty'}"
+    )
 
 
 def _has_group(repository: Any, keyword: str, name: str) -> bool:

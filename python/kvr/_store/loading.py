@@ -6,14 +6,19 @@ import os
 from collections.abc import Iterable, Iterator, Sequence
 from typing import Any
 
+import vormel
+
 from kvr._base.errors import FormatError
 from kvr._base.settings import Sync, Tolerance
 from kvr._base.text import shown
 from kvr._files.formats import open as open_recording
 from kvr._files.recording import FileRun, FileSignal, Recording
+from kvr._reading import adding
 from kvr._reading.runs import RunReader, run_named
+from kvr._reading.signals import Array, Facts
+from kvr._store import host as _host
 from kvr._store.run import Run, new_run
-from kvr._store.signal import Signal
+from kvr._store.signal import Signal, as_color
 
 
 def load(source: str | os.PathLike[str] | Recording, runs: Iterable[str] | str | None) -> list[Run]:
@@ -21,6 +26,8 @@ def load(source: str | os.PathLike[str] | Recording, runs: Iterable[str] | str |
         with open_recording(source) as recording:
             return load(recording, runs)
     names = [runs] if isinstance(runs, str) else runs
+    if names is not None and not isinstance(names, Iterable):
+        raise TypeError(f"runs of a file are chosen by name; {names!r:.80} is not a text")
     chosen = list(source.runs) if names is None else [_run_named(source, name) for name in names]
     return load_runs(chosen, source.path)
 
@@ -52,6 +59,10 @@ def _run_named(recording: Recording, name: str) -> FileRun:
 
 def _kept(text: str) -> str:
     """The text as the store can keep it: without NUL, and without the halves of characters."""
+    return text if text.isascii() and "\0" not in text else _mended(text)
+
+
+def _mended(text: str) -> str:
     return text.replace("\0", "").encode("utf-8", "replace").decode()
 
 
@@ -75,6 +86,7 @@ def _fill(sources: Sequence[Any], runs: list[Run], path: str) -> None:
     waits for the others.
     """
     added: dict[Any, Signal] = {}  # by the key of the signal in the file
+    adder = _Adder(path)
     here = {source.id for source in sources}
     fillings = [_Filling(run, source) for run, source in zip(runs, sources)]
     while unfinished := [filling for filling in fillings if filling.waiting is not None]:
@@ -87,7 +99,7 @@ def _fill(sources: Sequence[Any], runs: list[Run], path: str) -> None:
                 if parent is not None and parent._key() not in added:
                     break
                 above = None if parent is None else added[parent._key()]
-                added[signal._key()] = _add(filling.run, signal, above, path)
+                added[signal._key()] = adder.add(filling.run, signal, above)
                 filling.advance()
         if len(added) == before:
             stuck = unfinished[0].waiting
@@ -100,35 +112,67 @@ def _place(signal: FileSignal) -> str:
     return f"signal '{shown(signal.label, 80)}'"
 
 
-def _add(run: Run, signal: FileSignal, parent: Signal | None, path: str) -> Signal:
-    found = signal._series()
-    try:
-        made = run.add(
-            _kept(signal.label),
-            found.values,
-            found.time,
-            path=_kept(signal.path),
-            model=_kept(signal.model),
-            source=_kept(signal.source),
-            root_source=_kept(signal.root_source),
-            time_source=_kept(signal.time_source),
-            port=signal.port,
-            channel=signal.channel,
-            sid=_kept(signal.sid),
-            metadata=signal._held_metadata(),
-            parent=parent,
-        )
-        if signal._keeps_display:
-            made.color, made.dash = signal.color, _kept(signal.dash)
-            made.visible = signal.visible
-    except ValueError as error:
-        raise FormatError(path, f"the store does not take it: {error}", _place(signal)) from error
-    tolerance, sync = signal.tolerance, signal.sync
-    if not tolerance.inherited:
-        made.tolerance = tolerance
-    if not sync.inherited:
-        made.sync = sync
-    return made
+class _Adder:
+    """Adds signals of a file to runs of the store.
+
+    What `Run.add` checks is checked here as far as a file can be wrong. Times that signals share
+    are checked and converted once: a file's arrays are read-only.
+    """
+
+    def __init__(self, path: str) -> None:
+        self._path = path
+        self._repository = _host.connect()
+        self._times: Array | None = None
+        self._are_dates = False
+        self._host_times: Any = None
+
+    def add(self, run: Run, signal: FileSignal, parent: Signal | None) -> Signal:
+        facts, (times, values) = signal._facts(), signal._series()
+        above = 0 if parent is None else parent.id
+        metadata = adding.host_metadata(signal._held_metadata())
+        try:
+            self._use(times)
+            samples = adding.sample_array(values, times.size)
+            kept = _as_the_store_keeps(facts, self._are_dates)
+            made = run._put(self._repository, kept, self._host_times, samples, metadata, above)
+            if signal._keeps_display:
+                self._show(made.id, signal)
+        except ValueError as error:
+            what = f"the store does not take it: {error}"
+            raise FormatError(self._path, what, _place(signal)) from error
+        tolerance, sync = signal.tolerance, signal.sync
+        if not tolerance.inherited:
+            made.tolerance = tolerance
+        if not sync.inherited:
+            made.sync = sync
+        return made
+
+    def _use(self, times: Array) -> None:
+        """Take these times for the next signal. Raises ValueError as `adding.time_vector`."""
+        if times is self._times and not times.flags.writeable:
+            return
+        self._times = None
+        checked, self._are_dates = adding.time_vector(times)
+        self._host_times = vormel.array(checked.reshape(-1, 1))
+        self._times = times
+
+    def _show(self, number: int, signal: FileSignal) -> None:
+        """Set how it is drawn: the store gave it looks of its own. Raises ValueError."""
+        repository = self._repository
+        repository.setLineColor(number, *as_color(signal.color))
+        repository.setLineStyle(number, _kept(signal.dash))
+        if signal.visible:  # no new signal is
+            repository.setVisibility(number, True)
+
+
+def _as_the_store_keeps(facts: Facts, are_dates: bool) -> Facts:
+    """The facts with texts that the store can keep. Raises ValueError for numbers it cannot."""
+    run, label, path, model, source, root_source, time_source, port, channel, sid = facts
+    return Facts(
+        run, _kept(label), _kept(path), _kept(model), _kept(source), _kept(root_source),
+        adding.source_of_time(_kept(time_source), are_dates), adding.int32("port", port, least=0),
+        tuple(adding.channel_numbers(channel)), _kept(sid),
+    )  # fmt: skip
 
 
 def _set_settings(run: Run, source: RunReader[Any]) -> None:

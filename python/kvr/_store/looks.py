@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from collections.abc import Iterator
 from typing import Any, overload
 
 import vormel
@@ -14,43 +15,60 @@ from kvr._reading.signals import Facts, Series
 from kvr._store.signal import Signal, _facts_of
 from kvr._store.values import series_of
 
+_FIRST, _AT_ONCE = 8, 128  # signals that are read before someone looks at them
 _KEPT = 256 << 20  # bytes of series that are held; those beyond are read again when needed
 
 
 class StoreLooks(Looks):
     """The extension holds what is plain, which is nearly all; `_others` are the looks at the rest.
 
-    A record that cannot be read is left to the signal.
+    `arriving` reads the signals. A record that cannot be read is left to the signal.
     """
 
     def __init__(
         self, host: Any, repository: Any, numbers: list[int], wants_settings: bool
     ) -> None:
         self._host = host
+        self._repository = repository
         self._numbers = numbers
         self._others: dict[int, Look] = {}
-        self.held = held = _kvr.SignalRecords(vormel.Object)
+        self.held = _kvr.SignalRecords(vormel.Object)
         self._bytes = 0  # of the series of the others
-        settings = _Settings(repository)
-        self._settings = [settings.of(number) for number in numbers] if wants_settings else []
-        read, add = repository.getSignal, held.add
-        for place, number in enumerate(numbers):
+        self._source = _Settings(repository) if wants_settings else None
+        self._settings: list[tuple[Tolerance, Sync]] = []
+
+    def arriving(self) -> Iterator[range]:
+        first, count, step = 0, len(self._numbers), _FIRST
+        while first < count:
+            end, step = min(first + step, count), min(step * 2, _AT_ONCE)
+            if len(self.held) < end:
+                self._read_to(end)
+            yield range(first, end)
+            first = end
+        # A result keeps the looks, and must not keep an object of the host.
+        self._repository = self._source = None
+
+    def _read_to(self, end: int) -> None:
+        held, read = self.held, self._repository.getSignal
+        if self._source is not None:
+            self._settings += map(self._source.of, self._numbers[len(held) : end])
+        while len(held) < end:
             try:
-                record = read(number)
+                record = held.read_to(read, self._numbers, end, _KEPT - self._bytes)
             except vormel.CallError:
                 raise
             except vormel.Error:
-                signal = Signal(host, number)
-                self._add_other(place, signal, signal._facts())
+                signal = Signal(self._host, self._numbers[len(held)])
+                self._add_other(signal, signal._facts())
                 continue
-            if not add(record, _KEPT - self._bytes):
+            if record is not None:
                 is_wanted = held.bytes + self._bytes < _KEPT
                 series = self._series_in(record) if is_wanted else None
-                self._add_other(place, Signal(host, number), _facts_of(record), series)
+                signal = Signal(self._host, self._numbers[len(held)])
+                self._add_other(signal, _facts_of(record), series)
 
-    def _add_other(
-        self, place: int, signal: Signal, facts: Facts, series: Series | None = None
-    ) -> None:
+    def _add_other(self, signal: Signal, facts: Facts, series: Series | None = None) -> None:
+        place = len(self.held)
         self.held.add_nothing()
         signal._known = facts
         self._others[place] = Look(signal, facts, series, self._settings_at(place))
@@ -88,15 +106,14 @@ class StoreLooks(Looks):
         signal._known = facts = Facts(*self.held.facts(place))
         return Look(signal, facts, None, self._settings_at(place))
 
-    def column(self, field: str) -> list[Any]:
-        values: list[Any] = self.held.column(field)
-        for place, look in self._others.items():
-            values[place] = getattr(look.facts, field)
+    def column(self, field: str, places: range | None = None) -> list[Any]:
+        places = range(len(self)) if places is None else places
+        values: list[Any] = self.held.column(field, places.start, places.stop)
+        if self._others:
+            for place in places:
+                if place in self._others:
+                    values[place - places.start] = getattr(self._others[place].facts, field)
         return values
-
-    def samples(self) -> list[int]:
-        counts: list[int] = self.held.samples()
-        return counts
 
     def settings(self, place: int) -> tuple[Tolerance, Sync]:
         return self._settings[place]

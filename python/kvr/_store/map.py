@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import importlib
 import math
+import operator
 from collections.abc import Callable, Iterable, Iterator, Mapping, MutableMapping
 from typing import Any
 
@@ -107,7 +108,7 @@ class Map(MutableMapping[Any, Any]):
         'b'
         """
         count = len(self)
-        place = index.__index__()
+        place = operator.index(index)
         if not -count <= place < count:
             raise IndexError(f"the map has {count} entries, none at {index}")
         host_place = place % count + 1
@@ -145,6 +146,9 @@ class Map(MutableMapping[Any, Any]):
         return Map(self, key_type=self.key_type, value_type=self.value_type)
 
     __copy__ = copy
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return _made_of, (list(self.items()), self.key_type, self.value_type)
 
     def __or__(self, other: Any) -> Map:
         if not isinstance(other, Mapping):
@@ -204,6 +208,11 @@ class Map(MutableMapping[Any, Any]):
         if found is None or not self._host.isKey(found):
             raise KeyError(key)
         return found
+
+
+def _made_of(items: list[tuple[Any, Any]], key_type: str, value_type: str) -> Map:
+    """A map that was pickled, or copied with its values."""
+    return Map(items, key_type=key_type, value_type=value_type)
 
 
 def _require_type(name: str, given: str, known: tuple[str, ...]) -> None:

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import os
-from collections.abc import Iterable, Mapping
+from collections.abc import Callable, Iterable, Iterator, Mapping
 from datetime import datetime
 from itertools import chain
 from typing import TYPE_CHECKING, Any
@@ -18,6 +18,7 @@ from kvr._base.settings import Sync, Tolerance
 from kvr._reading import adding
 from kvr._files import formats
 from kvr._reading.runs import Looks, RunReader
+from kvr._reading.signals import Everything, Facts
 from kvr._store import host as _host
 from kvr._store.signal import Signal
 
@@ -87,13 +88,16 @@ class Run(RunReader[Signal]):
         a number outside -256 to 65535 reads as None.
         """
         repository = self._repository()
-        signals = self._signal_numbers(repository)
-        carried = (repository.getInstanceID(signal) for signal in signals)
+        carried = self._carried_instances(repository)
         for candidate in chain(tuple(_instances_met), carried, *_USUAL_INSTANCES):
             if self._id in _host.numbers(repository.getAllRunIDs(candidate)):
                 _instances_met[int(candidate)] = None
                 return int(candidate)
         return None
+
+    def _carried_instances(self, repository: Any) -> Iterator[int]:
+        for number in self._signal_numbers(repository):
+            yield repository.getInstanceID(number)
 
     @property
     def version(self) -> str:
@@ -111,15 +115,19 @@ class Run(RunReader[Signal]):
 
     # ---- Its signals ----
 
-    def _signal_numbers(self, repository: Any) -> list[int]:
+    def _signal_count(self, repository: Any) -> int:
         try:
-            first = int(repository.getID(self._id, 1))
+            repository.getID(self._id, 1)
         except vormel.Error as error:
             if _host.is_missing(error, "Run ID", "Index"):
-                return []
+                return 0
             raise
-        count = int(repository.getSignalCount(self._id))
-        return [first] + [int(repository.getID(self._id, i)) for i in range(2, count + 1)]
+        return int(repository.getSignalCount(self._id))
+
+    def _signal_numbers(self, repository: Any) -> list[int]:
+        number_at, run = repository.getID, self._id
+        count = self._signal_count(repository)
+        return [int(number_at(run, place)) for place in range(1, count + 1)]
 
     @property
     def signals(self) -> tuple[Signal, ...]:
@@ -127,15 +135,23 @@ class Run(RunReader[Signal]):
         numbers = self._signal_numbers(self._repository())
         return tuple(Signal(self._host, number) for number in numbers)
 
-    def _looks(self, wants_settings: bool = True) -> Looks:
+    def _looks(self, wants_settings: bool = True, reads: bool = True) -> Looks:
         from kvr._store.looks import StoreLooks
 
         repository = self._repository()
         numbers = self._signal_numbers(repository)
-        return StoreLooks(self._host, repository, numbers, wants_settings)
+        looks = StoreLooks(self._host, repository, numbers, wants_settings)
+        if reads:
+            for _ in looks.arriving():
+                pass
+        return looks
+
+    def _everything_of(self) -> Callable[[Signal], Everything]:
+        repository = self._repository()
+        return lambda signal: signal._everything_in(repository)
 
     def __len__(self) -> int:
-        return len(self._signal_numbers(self._repository()))
+        return self._signal_count(self._repository())
 
     def _labelled(self, label: str) -> list[Signal]:
         from kvr._store.columns import group_members
@@ -188,20 +204,36 @@ class Run(RunReader[Signal]):
         time_source = adding.source_of_time(time_source, dates)
         samples = adding.sample_array(values, times.size)
         port = adding.int32("port", port, least=0)
-        channels = adding.channel_numbers(channel)
-        metadata = adding.metadata_with_unit(metadata, unit)
+        channels = tuple(adding.channel_numbers(channel))
+        metadata = adding.host_metadata(adding.metadata_with_unit(metadata, unit))
         if parent is not None and not isinstance(parent, Signal):
             raise TypeError(f"parent must be a kvr.Signal, not {parent!r}")
         above = 0
         if parent is not None:
             parent._repository()  # raises Gone
             above = parent.id
+        facts = Facts(
+            self._id, label, path, model, source, root_source, time_source, port, channels, sid
+        )
+        return self._put(self._repository(), facts, times.reshape(-1, 1), samples, metadata, above)
+
+    def _put(
+        self,
+        repository: Any,
+        facts: Facts,
+        times: Any,
+        samples: npt.NDArray[Any],
+        metadata: Any,
+        above: int,
+    ) -> Signal:
+        """Add a signal whose parts are checked; `times` are a column. Raises OSError as `add`."""
         series = adding.host_series(samples, times)
         sample_dims = list(samples.shape[1:]) or [1]
+        _, label, path, model, source, root_source, time_source, port, channel, sid = facts
         try:
-            number = self._repository().add(
+            number = repository.add(
                 None, self._id, root_source, time_source, source, series, path, model, label,
-                1, sample_dims, port, channels, sid, metadata, above, source,
+                1, sample_dims, port, list(channel), sid, metadata, above, source,
             )  # fmt: skip
         except vormel.Error as error:
             if _host.is_scratch_failure(error):
@@ -382,9 +414,9 @@ def run_numbers(repository: Any) -> list[int]:
 
 def run_of_number(number: int) -> Run:
     """The run of an id. Raises NotFound."""
-    number = adding.int32("id", number)
+    number = adding.whole_number("id", number)
     host = _host.connect()
-    if not host.isValidRunID(number):
+    if not adding.fits_int32(number) or not host.isValidRunID(number):
         raise NotFound(f"no run has the id {number}")
     return Run(host, number)
 

@@ -3,7 +3,8 @@
 from __future__ import annotations
 
 import re
-from collections.abc import Sequence
+from collections.abc import Iterable, Sequence
+from functools import partial
 from typing import TYPE_CHECKING, Any
 
 import numpy as np
@@ -12,7 +13,7 @@ import vormel
 from kvr._base.errors import Gone, NoValues
 from kvr._base.names import quoted
 from kvr._base.settings import Sync, Tolerance
-from kvr._reading.signals import Color, Everything, Facts, Series, SignalReader
+from kvr._reading.signals import Color, Content, Everything, Facts, Series, SignalReader
 from kvr._store import host as _host
 from kvr._store.values import series_of
 
@@ -162,34 +163,39 @@ class Signal(SignalReader):
 
     @metadata.setter
     def metadata(self, value: Any) -> None:
-        self._repository().setMetaData(self._id, value)
+        from kvr._reading.adding import host_metadata
+
+        self._repository().setMetaData(self._id, host_metadata(value))
 
     def _everything(self) -> Everything:
-        repository = self._repository()
+        return self._everything_in(self._repository())
+
+    def _everything_in(self, repository: Any) -> Everything:
         record = self._record(repository)
-        above = int(repository.getChildrenAndParent(self._id)[2])
+        above = int(record["ParentID"])
         tolerance = sync = None
         if not repository.isToleranceInherited(self._id):
             tolerance = Tolerance._from_store(repository.getTolerance(self._id))
         if not repository.isSyncOptionsInherited(self._id):
             sync = Sync._from_store(repository.getSyncOptions(self._id))
         return Everything(
-            _facts_of(record),
-            series_of(record),
             _metadata_of(record),
-            _color_of(record),
-            str(record["LineDashed"]),
             bool(repository.getVisibility(self._id)),
             tolerance,
             sync,
             Signal(self._host, above) if above and _exists(repository, above) else None,
+            partial(_content_of, record),
+            record,
         )
 
     # ---- How it is drawn ----
 
     @property
     def color(self) -> Color:
-        """Red, green and blue from 0 to 1. Settable, also as "#rrggbb"; else ValueError."""
+        """Red, green and blue from 0 to 1. Settable, also as "#rrggbb"; else ValueError.
+
+        What is neither a text nor numbers is a TypeError.
+        """
         return _color_of(self._record(self._repository()))
 
     @color.setter
@@ -209,12 +215,14 @@ class Signal(SignalReader):
 
     @property
     def visible(self) -> bool:
-        """Whether displays show it; a new signal is hidden. Settable."""
+        """Whether displays show it; a new signal is hidden. Settable; a TypeError for texts."""
         return bool(self._repository().getVisibility(self._id))
 
     @visible.setter
     def visible(self, value: bool) -> None:
-        self._repository().setVisibility(self._id, bool(value))
+        from kvr._reading.adding import truth
+
+        self._repository().setVisibility(self._id, truth("visible", value))
 
     # ---- How it is compared ----
 
@@ -307,6 +315,11 @@ def _metadata_of(record: dict[str, Any]) -> Any:
     return None if nothing else held
 
 
+def _content_of(record: dict[str, Any]) -> Content:
+    dash = str(record["LineDashed"])
+    return Content(_facts_of(record), series_of(record), _color_of(record), dash)
+
+
 def _color_of(record: dict[str, Any]) -> Color:
     red, green, blue = np.ravel(record["LineColor"]).tolist()
     return red, green, blue
@@ -358,13 +371,23 @@ def _group_of(repository: Any, signal: int, column: str) -> str:
 _HEX_COLOR = re.compile(r"#([0-9a-fA-F]{2})([0-9a-fA-F]{2})([0-9a-fA-F]{2})")
 
 
+def _part_of_color(part: Any) -> float:
+    if not isinstance(part, (int, float, np.number, np.bool_)) or isinstance(
+        part, np.complexfloating
+    ):
+        raise TypeError(f"color must be '#rrggbb' or three numbers, not one with {part!r:.80}")
+    return float(part)
+
+
 def as_color(value: str | Sequence[float]) -> Color:
     if isinstance(value, str):
         match = _HEX_COLOR.fullmatch(value)
         if match is None:
-            raise ValueError(f"color must be '#rrggbb' or three numbers, not {value!r}")
+            raise ValueError(f"color must be '#rrggbb' or three numbers, not {value!r:.80}")
         value = [int(part, 16) / 255 for part in match.groups()]
-    parts = [float(part) for part in value]
+    if not isinstance(value, Iterable):
+        raise TypeError(f"color must be '#rrggbb' or three numbers, not {value!r}")
+    parts = [_part_of_color(part) for part in value]
     if len(parts) != 3 or not all(0 <= part <= 1 for part in parts):
         raise ValueError(f"color must be three numbers from 0 to 1, not {value!r}")
     red, green, blue = parts

@@ -14,7 +14,7 @@ import vormel
 from kvr._base import html
 from kvr._base.errors import NotFound
 from kvr._reading import adding
-from kvr._reading.runs import RunReader, run_named
+from kvr._reading.runs import RunReader, require_place, run_named
 from kvr._reading.signals import matching
 from kvr._store import host as _host
 from kvr._store.columns import Columns, group_members
@@ -57,7 +57,9 @@ class Runs(Sequence[Run]):
         if isinstance(key, str):
             return run_named(list(self), key, "the store")
         repository = _host.connect()
-        chosen = run_numbers(repository)[key]
+        numbers = run_numbers(repository)
+        require_place(key, len(numbers), "the store")
+        chosen = numbers[key]
         if isinstance(chosen, list):
             return [Run(repository, number) for number in chosen]
         return Run(repository, chosen)
@@ -100,7 +102,7 @@ class FileMode:
 class Store:
     """The store of the process: every Store is a view of the same one and holds nothing itself.
 
-    Iteration and ``len`` go over the runs.
+    Iteration, ``len`` and ``in`` go over the runs; ``in`` also takes the name of a run.
 
     >>> store = kvr.Store()
     >>> run = store.new_run("Monday", instance=1)
@@ -109,6 +111,8 @@ class Store:
     >>> store.runs["Monday"]["speed"].values
     array([4.5, 7. , 9.5])
     """
+
+    __slots__ = ("__weakref__",)  # it has no state of its own
 
     @property
     def runs(self) -> Runs:
@@ -151,9 +155,9 @@ class Store:
         Traceback (most recent call last):
         kvr.NotFound: no signal has the id 7
         """
-        number = adding.int32("id", number)
+        number = adding.whole_number("id", number)
         repository = _host.connect()
-        if not _exists(repository, number):
+        if not adding.fits_int32(number) or not _exists(repository, number):
             raise NotFound(f"no signal has the id {number}")
         return Signal(repository, number)
 
@@ -211,11 +215,13 @@ class Store:
         from kvr._files import formats
 
         chosen = [runs] if isinstance(runs, (str, Run)) else self.runs if runs is None else runs
+        if not isinstance(chosen, Iterable):
+            raise TypeError(f"runs are runs or names of runs, not {chosen!r:.80}")
         found = [self.runs[run] if isinstance(run, str) else run for run in chosen]
         for run in found:
             if not isinstance(run, RunReader):
                 raise TypeError(f"runs are runs or names of runs, not {run!r}")
-        formats.save(path, found, append)
+        formats.save(path, found, adding.truth("append", append))
 
     def view(self, *, port: int = 0, browser: bool = True) -> View:
         """Show the store in the inspector: serve it on this machine, and open the browser.
@@ -281,6 +287,9 @@ class Store:
 
     def __iter__(self) -> Iterator[Run]:
         return iter(self.runs)
+
+    def __contains__(self, wanted: object) -> bool:
+        return wanted in self.runs
 
     def __eq__(self, other: object) -> bool:
         return isinstance(other, Store)

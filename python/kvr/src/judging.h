@@ -1,5 +1,4 @@
-// Judging pairs, one by one or in batches: the functions judge and judge_all of the extension, and
-// the classes that they take and return.
+// Judging one pair: the function judge of the extension, and what ends it early.
 #pragma once
 
 #include <pybind11/pybind11.h>

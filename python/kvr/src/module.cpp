@@ -15,7 +15,9 @@
 #include "compare/compare.h"
 #include "python/kvr/src/csv_numbers.h"
 #include "python/kvr/src/judging.h"
+#include "python/kvr/src/pair_judging.h"
 #include "python/kvr/src/recording_classes.h"
+#include "python/kvr/src/rules.h"
 #include "python/kvr/src/signal_records.h"
 #include "python/kvr/src/thinned.h"
 
@@ -72,8 +74,11 @@ PYBIND11_MODULE(_kvr, module) {
   namespace py = pybind11;
   using namespace kvr::python;
 
+  module.attr("__version__") = KVR_VERSION;
   defineSignalRecords(module);
+  defineRules(module);
   defineJudging(module);
+  definePairJudging(module);
   module.def("date_text", &kvr::compare::dateText, py::arg("seconds"));
   module.def("describe_alone", &describeAlone, py::arg("missing"));
   defineRecordingClasses(module);

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "python/kvr/src/recordable.h"
 #include "python/kvr/src/recording_errors.h"
 #include "python/kvr/src/recording_fields.h"
 #include "recording/recording.h"
@@ -168,6 +169,18 @@ class RecordingWriter {
     return with([&](Writer& writer) { return writer.addSignal(signal, clock, samples, kept); });
   }
 
+  // None, and nothing is added, for a record that recordableIn() does not take.
+  std::optional<std::int64_t> addRecord(const py::dict& record, const py::type& seriesType,
+                                        const py::dict& settings, const py::bytes& metadata) {
+    auto found = recordableIn(record, seriesType);
+    if (!found) return std::nullopt;
+    setSettings(found->signal, settings);
+    const auto kept = asBytes(metadata);
+    return with([&](Writer& writer) {
+      return writer.addSignal(found->signal, found->times, found->values, kept);
+    });
+  }
+
   void setParent(std::int64_t signal, std::int64_t parent) {
     with([&](Writer& writer) { writer.setParent(signal, parent); });
   }
@@ -217,7 +230,27 @@ void defineRecordingClasses(py::module_& module) {
       .def_readonly("id", &SignalEntry::id)
       .def_readonly("run", &SignalEntry::run)
       .def_readonly("label", &SignalEntry::label)
+      .def_readonly("path", &SignalEntry::path)
+      .def_readonly("model", &SignalEntry::model)
+      .def_readonly("source", &SignalEntry::source)
+      .def_readonly("root_source", &SignalEntry::rootSource)
+      .def_readonly("time_source", &SignalEntry::timeSource)
+      .def_readonly("sid", &SignalEntry::sid)
+      .def_readonly("unit", &SignalEntry::unit)
+      .def_readonly("port", &SignalEntry::port)
+      .def_readonly("dash", &SignalEntry::dash)
+      .def_readonly("visible", &SignalEntry::visible)
+      .def("facts", &factsOf)
       .def_readonly("time_base", &SignalEntry::timeBase)
+      .def_readonly("samples", &SignalEntry::samples)
+      .def_property_readonly(
+          "is_text",
+          [](const SignalEntry& signal) { return signal.valueClass == ValueClass::kText; })
+      .def_property_readonly("own_settings",
+                             [](const SignalEntry& signal) {
+                               return py::make_tuple(signal.tolerance.has_value(),
+                                                     signal.sync.has_value());
+                             })
       .def_readonly("metadata_bytes", &SignalEntry::metadataBytes);
   py::class_<RecordingReader>(module, "RecordingReader")
       .def(py::init<std::string>(), py::arg("path"))
@@ -237,6 +270,7 @@ void defineRecordingClasses(py::module_& module) {
            py::arg("expected_bytes"))
       .def("add_run", &RecordingWriter::addRun)
       .def("add_signal", &RecordingWriter::addSignal)
+      .def("add_record", &RecordingWriter::addRecord)
       .def("set_parent", &RecordingWriter::setParent)
       .def("commit", &RecordingWriter::commit)
       .def("close", &RecordingWriter::close);

@@ -103,16 +103,22 @@ recording::Run runOf(const py::dict& given) {
   return run;
 }
 
+void setSettings(Signal& signal, const py::dict& given) {
+  signal.unit = given["unit"].cast<std::optional<std::string>>();
+  signal.visible = given["visible"].cast<bool>();
+  const py::object tolerance = given["tolerance"];
+  const py::object sync = given["sync"];
+  if (!tolerance.is_none()) signal.tolerance = toleranceOf(tolerance);
+  if (!sync.is_none()) signal.sync = syncOf(sync);
+}
+
 Signal signalOf(const py::dict& given) {
   Signal signal;
   for (const auto& [name, text] : signalTexts) signal.*text = given[name].cast<std::string>();
-  signal.unit = given["unit"].cast<std::optional<std::string>>();
   signal.port = given["port"].cast<std::int32_t>();
   signal.channel = given["channel"].cast<std::vector<std::int32_t>>();
   signal.color = given["color"].cast<std::array<double, 3>>();
-  signal.visible = given["visible"].cast<bool>();
-  if (!given["tolerance"].is_none()) signal.tolerance = toleranceOf(given["tolerance"]);
-  if (!given["sync"].is_none()) signal.sync = syncOf(given["sync"]);
+  setSettings(signal, given);
   return signal;
 }
 
@@ -145,6 +151,12 @@ py::dict dictOf(const recording::SignalEntry& signal) {
   return fields;
 }
 
+py::tuple factsOf(const recording::SignalEntry& signal) {
+  return py::make_tuple(signal.run, signal.label, signal.path, signal.model, signal.source,
+                        signal.rootSource, signal.timeSource, signal.port,
+                        py::tuple(py::cast(signal.channel)), signal.sid);
+}
+
 recording::Samples samplesOf(const py::array& array) {
   recording::Samples samples;
   const auto isKind = [&](const KindOfNumbers& known) {
@@ -165,11 +177,16 @@ recording::Samples samplesOf(const py::array& array) {
 
 py::array arrayFor(ValueClass valueClass, std::uint64_t count,
                    const std::vector<std::uint64_t>& shape) {
-  const KindOfNumbers& kind = kinds[static_cast<std::size_t>(valueClass)];
+  // Made once, for NumPy parses their names; never freed, as its own types.
+  static const auto& types = *new auto([] {
+    std::array<py::dtype, kinds.size()> made;
+    for (std::size_t i = 0; i < kinds.size(); ++i)
+      made[i] = py::dtype(std::string(1, kinds[i].kind) + std::to_string(kinds[i].size));
+    return made;
+  }());
   std::vector<py::ssize_t> extents{static_cast<py::ssize_t>(count)};
   for (const std::uint64_t extent : shape) extents.push_back(static_cast<py::ssize_t>(extent));
-  const std::string name = std::string(1, kind.kind) + std::to_string(kind.size);
-  return {py::dtype(name), extents};
+  return {types.at(static_cast<std::size_t>(valueClass)), extents};
 }
 
 }  // namespace kvr::python

@@ -13,9 +13,15 @@ namespace kvr::python {
 recording::Run runOf(const pybind11::dict& given);
 recording::Signal signalOf(const pybind11::dict& given);
 
+// The unit, the visibility and the settings alone, from such a dictionary.
+void setSettings(recording::Signal& signal, const pybind11::dict& given);
+
 // And back.
 pybind11::dict dictOf(const recording::RunEntry& run);
 pybind11::dict dictOf(const recording::SignalEntry& signal);
+
+// The fields of the package's Facts in their order; quicker than all fields.
+pybind11::tuple factsOf(const recording::SignalEntry& signal);
 
 // A view of a C-contiguous array of numbers, with its first axis as the samples.
 recording::Samples samplesOf(const pybind11::array& array);

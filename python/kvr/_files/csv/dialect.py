@@ -220,7 +220,7 @@ def _find_time(
     raise FormatError(
         path,
         "has no time column: neither one named 'time', 't' or 'date', nor a first column of "
-        "numbers or dates; name it with the option time",
+        "numbers or dates; call it 'time', or name it with the option time",
     )
 
 

@@ -37,9 +37,12 @@ def save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
     frame = frames.frame_of_seconds(run)
     _as_words(frame)
     frame.columns = [_heading(name, unit) for name, unit in zip(frame.columns, _units(run))]
-    frame.index = _written_times(run, frame.index.to_numpy())
+    # As a column: pandas formats an index value by value.
+    times = _written_times(run, frame.index.to_numpy())
+    frame = frame.reset_index(drop=True)
+    frame.insert(0, "time", times, allow_duplicates=True)
     separator = "\t" if re.search(r"\.tsv(\.gz)?$", path, re.IGNORECASE) else ","
-    text = frame.to_csv(sep=separator, index_label="time", lineterminator="\n")
+    text = frame.to_csv(sep=separator, index=False, lineterminator="\n")
     data = text.encode()
     write_bytes(gzip.compress(data, mtime=0) if path.lower().endswith(".gz") else data, path)
 

@@ -4,7 +4,6 @@ from __future__ import annotations
 
 from collections.abc import Iterator, Sequence
 from datetime import datetime, timedelta
-from operator import itemgetter
 from typing import Any, overload
 
 import numpy as np
@@ -14,10 +13,10 @@ from kvr._base.dates import EPOCH
 from kvr._base.errors import FormatError
 from kvr._base.settings import INTERPOLATIONS, METHODS, Sync, Tolerance
 from kvr._files.recording import FileRun, FileRuns, FileSignal, Recording
+from kvr._reading.runs import require_place
 from kvr._reading.signals import Array, Color, Extent, Facts, Series, read_only
 
 _CHUNK = 256  # signals that are read at a time
-_FACTS = itemgetter(*Facts._fields[1:])
 
 
 class RecordingFile(Recording):
@@ -92,6 +91,7 @@ class _Runs(_Lazy, FileRuns):
     def __getitem__(self, key: Any) -> Any:
         if isinstance(key, str):
             return FileRuns.__getitem__(self, key)
+        require_place(key, len(self), "the file")
         return _Lazy.__getitem__(self, key)
 
     @property
@@ -102,12 +102,13 @@ class _Runs(_Lazy, FileRuns):
 class RecordingRun(FileRun):
     """A run of a recording file."""
 
-    __slots__ = ("_recording", "_number", "_row", "_tolerance", "_sync")
+    __slots__ = ("_recording", "_number", "_row", "_tolerance", "_sync", "_places")
 
     def __init__(self, recording: RecordingFile, number: int) -> None:
         self._recording = recording
         self._number = number
         self._row: dict[str, Any] | None = None
+        self._places: dict[str, list[int]] | None = None  # of the signals of each label
         self._tolerance: Tolerance | None = None
         self._sync: Sync | None = None
 
@@ -179,6 +180,13 @@ class RecordingRun(FileRun):
     def signals(self) -> Sequence[FileSignal]:
         return _Signals(self)
 
+    def _labelled(self, label: str) -> list[FileSignal]:
+        if self._places is None:
+            self._places = {}
+            for place, signal in enumerate(self.signals):
+                self._places.setdefault(signal.label, []).append(place)
+        return [self.signals[place] for place in self._places.get(label, ())]
+
     def __len__(self) -> int:
         count: int = self._fields()["signals"]
         return count
@@ -224,10 +232,6 @@ class RecordingSignal(FileSignal):
             self._known = self._row.fields()
         return self._known
 
-    def _text(self, name: str) -> str:
-        text: str = self._fields()[name]
-        return text
-
     def _reader(self) -> _kvr.RecordingReader:
         return self._run._recording._reader
 
@@ -254,28 +258,27 @@ class RecordingSignal(FileSignal):
 
     @property
     def path(self) -> str:
-        return self._text("path")
+        return self._row.path
 
     @property
     def model(self) -> str:
-        return self._text("model")
+        return self._row.model
 
     @property
     def source(self) -> str:
-        return self._text("source")
+        return self._row.source
 
     @property
     def root_source(self) -> str:
-        return self._text("root_source")
+        return self._row.root_source
 
     @property
     def time_source(self) -> str:
-        return self._text("time_source")
+        return self._row.time_source
 
     @property
     def port(self) -> int:
-        port: int = self._fields()["port"]
-        return port
+        return self._row.port
 
     @property
     def channel(self) -> tuple[int, ...]:
@@ -284,15 +287,14 @@ class RecordingSignal(FileSignal):
 
     @property
     def sid(self) -> str:
-        return self._text("sid")
+        return self._row.sid
 
     def _facts(self) -> Facts:
-        return Facts(self._run.id, *_FACTS(self._fields()))
+        return Facts(*self._row.facts())
 
     @property
     def unit(self) -> str | None:
-        unit: str | None = self._fields()["unit"]
-        return unit
+        return self._row.unit
 
     @property
     def color(self) -> Color:
@@ -301,27 +303,24 @@ class RecordingSignal(FileSignal):
 
     @property
     def dash(self) -> str:
-        return self._text("dash")
+        return self._row.dash
 
     @property
     def visible(self) -> bool:
-        visible: bool = self._fields()["visible"]
-        return visible
+        return self._row.visible
 
     @property
     def tolerance(self) -> Tolerance:
-        own = self._fields()["tolerance"]
-        if own is None:
+        if not self._row.own_settings[0]:
             return self._run._lent_tolerance()
-        made: Tolerance = Tolerance._make(own)
+        made: Tolerance = Tolerance._make(self._fields()["tolerance"])
         return made
 
     @property
     def sync(self) -> Sync:
-        own = self._fields()["sync"]
-        if own is None:
+        if not self._row.own_settings[1]:
             return self._run._lent_sync()
-        return self._run._sync_of(own, self._place(), inherited=False)
+        return self._run._sync_of(self._fields()["sync"], self._place(), inherited=False)
 
     # ---- Hierarchy ----
 
@@ -374,13 +373,12 @@ class RecordingSignal(FileSignal):
         )
 
     def _series(self) -> Series:
-        fields = self._fields()
-        reader = self._reader()
-        times = self._run._recording._times_of(self._row, fields["samples"])
-        if fields["class"] == "text":
-            values = self._texts((fields["samples"], *fields["shape"]))
+        row, samples = self._row, self._row.samples
+        times = self._run._recording._times_of(row, samples)
+        if row.is_text:
+            values = self._texts((samples, *self._fields()["shape"]))
         else:
-            values = reader.values(self._row, 0, fields["samples"])
+            values = self._reader().values(row, 0, samples)
         return Series(times, read_only(values))
 
     def _texts(self, shape: tuple[int, ...]) -> Array:

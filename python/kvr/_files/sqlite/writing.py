@@ -14,8 +14,9 @@ from kvr._base import text
 from kvr._base.dates import EPOCH
 from kvr._base.errors import NoValues
 from kvr._reading.runs import RunReader
-from kvr._reading.signals import Array, SignalReader, unit_in
+from kvr._reading.signals import Array, Everything, SignalReader, unit_in
 
+_RunAndSignals = tuple[RunReader[Any], Sequence[SignalReader]]
 _MICROSECOND = timedelta(microseconds=1)
 _KINDS = {np.dtype(name).newbyteorder("=") for name in (
     "bool", "int8", "int16", "int32", "int64", "uint8", "uint16", "uint32", "uint64",
@@ -35,20 +36,21 @@ def save_recording(
     a recording cannot hold, FormatError, OSError; an old file then stays as it was.
     """
     appends = append and os.path.lexists(path)
-    writer = _kvr.RecordingWriter(path, appends, _expected_bytes(runs))
+    content = [(run, run.signals) for run in runs]
+    writer = _kvr.RecordingWriter(path, appends, _expected_bytes(content))
     try:
-        _write(writer, path, runs, tell)
+        _write(writer, path, content, tell)
         writer.commit()
     finally:
         writer.close()
 
 
-def _expected_bytes(runs: Sequence[RunReader[Any]]) -> int:
+def _expected_bytes(content: Sequence[_RunAndSignals]) -> int:
     """About as many bytes as the samples have: all signals are taken to be like the first."""
-    for run in runs:
-        for signal in run.signals:
+    for _, signals in content:
+        for signal in signals:
             try:
-                return int(signal._series().values.nbytes) * sum(map(len, runs))
+                return int(signal._series().values.nbytes) * sum(len(each) for _, each in content)
             except NoValues:
                 return 0
     return 0
@@ -57,31 +59,36 @@ def _expected_bytes(runs: Sequence[RunReader[Any]]) -> int:
 def _write(
     writer: _kvr.RecordingWriter,
     path: str,
-    runs: Sequence[RunReader[Any]],
+    content: Sequence[_RunAndSignals],
     tell: Callable[[int], object],
 ) -> None:
-    numbers: dict[Any, int] = {}
-    parts: list[tuple[int, Any]] = []
+    numbers: dict[Any, int] = {}  # of all runs
+    parts: list[tuple[int, Any, dict[Any, int]]] = []
     done = 0
-    for run in runs:
+    for run, signals in content:
+        own: dict[Any, int] = {}  # a run may be among the runs twice
         try:
             writer.add_run(_run_fields(run))
         except ValueError as error:
             raise ValueError(f"{path}: run {text.shown(repr(run.name), 80)}: {error}") from error
-        for signal in run.signals:
+        everything_of = run._everything_of()
+        for signal in signals:
             try:
-                number, parent = _add(writer, signal)
+                found = everything_of(signal)
+                number = _add(writer, found)
             except (ValueError, NoValues) as error:
                 place = f"{path}: signal {text.shown(repr(signal.label), 80)}"
                 raise type(error)(f"{place}: {error}") from error
-            numbers[signal._key()] = number
-            if parent is not None:
-                parts.append((number, parent._key()))
+            own[signal._key()] = number
+            if found.parent is not None:
+                parts.append((number, found.parent._key(), own))
             done += 1
             tell(done)
-    for number, parent in parts:
-        if parent in numbers:
-            writer.set_parent(number, numbers[parent])
+        numbers.update(own)
+    for number, parent, own in parts:
+        above = own.get(parent, numbers.get(parent))
+        if above is not None:
+            writer.set_parent(number, above)
 
 
 def _run_fields(run: RunReader[Any]) -> dict[str, Any]:
@@ -95,23 +102,26 @@ def _run_fields(run: RunReader[Any]) -> dict[str, Any]:
     }
 
 
-def _add(writer: _kvr.RecordingWriter, signal: SignalReader) -> tuple[int, Any]:
-    """Write a signal; returns its number in the file and its parent."""
-    all_of_it = signal._everything()
-    time, values = all_of_it.series
-    tolerance, sync, metadata = all_of_it.tolerance, all_of_it.sync, all_of_it.metadata
-    fields = {
-        **all_of_it.facts._asdict(),
+def _add(writer: _kvr.RecordingWriter, found: Everything) -> int:
+    """Write a signal; returns its number in the file."""
+    tolerance, sync, metadata = found.tolerance, found.sync, found.metadata
+    settings: dict[str, Any] = {
         "unit": unit_in(metadata),
-        "color": all_of_it.color,
-        "dash": all_of_it.dash,
-        "visible": all_of_it.visible,
+        "visible": found.visible,
         "tolerance": None if tolerance is None else tolerance.to_fields(),
         "sync": None if sync is None else sync.to_fields(),
     }
-    samples, shape = _samples(values)
     held = b"" if metadata is None else _bytes(metadata)
-    return writer.add_signal(fields, _plain(time, "time"), samples, shape, held), all_of_it.parent
+    if found.record is not None:
+        import vormel  # here, so that files of numbers are written without the host
+
+        number = writer.add_record(found.record, vormel.Object, settings, held)
+        if number is not None:
+            return number
+    facts, (time, values), color, dash = found.content()
+    fields = {**facts._asdict(), **settings, "color": color, "dash": dash}
+    samples, shape = _samples(values)
+    return writer.add_signal(fields, _plain(time, "time"), samples, shape, held)
 
 
 def _samples(values: Array) -> tuple[Any, tuple[int, ...]]:
