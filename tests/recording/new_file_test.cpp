@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 
@@ -85,26 +86,33 @@ TEST_F(NewFileTest, LeftoverOfAKilledProcessIsRemoved) {
   EXPECT_EQ(names(), std::vector<std::string>{"drive.kvr"});
 }
 
-// At a time that differs from round to round, also after the last write; on a busy machine later.
+// At times from the start to twice the time that a save takes here, so that some processes are
+// killed while they save and some when they are done.
 TEST_F(NewFileTest, KilledProcessLeavesTheOldFileOrTheNewOne) {
+  const auto save = [&] {
+    Writer writer = Writer::create(path());
+    addRun(writer, "new", 0, 20'000);
+    writer.commit();
+  };
+  const auto start = std::chrono::steady_clock::now();
+  save();
+  const std::chrono::duration<double, std::micro> taken = std::chrono::steady_clock::now() - start;
+  const auto latest = static_cast<useconds_t>(2 * taken.count()) + 1;
   const int rounds = std::getenv("KVR_LONG_TESTS") != nullptr ? 500 : 30;
   writeSample(path());
   const std::string old = readFile(path());
   int replaced = 0;
-  int round = 0;
-  for (int latest = 10'000; round < rounds || (replaced == 0 && round < 6 * rounds); ++round) {
-    if (round > 0 && round % rounds == 0) latest *= 4;
+  for (int round = 1; round <= rounds || (replaced == 0 && round <= 4 * rounds); ++round) {
     writeFile(path(), old);
     const pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-      Writer writer = Writer::create(path());
-      addRun(writer, "new", 0, 100'000);
-      writer.commit();
+      save();
       pause();
     }
-    for (int i = 0; i < 5000 && names().size() == 1 && readFile(path()) == old; ++i) usleep(200);
-    usleep(static_cast<useconds_t>(round * 7919 % latest));
+    // Where the machine is busy, later and later.
+    const int wait = round <= rounds ? round : 4 * round;
+    usleep(static_cast<useconds_t>(static_cast<double>(latest) * wait / rounds));
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
     const bool isNew = readFile(path()) != old;
@@ -113,7 +121,7 @@ TEST_F(NewFileTest, KilledProcessLeavesTheOldFileOrTheNewOne) {
     replaced += isNew ? 1 : 0;
   }
   EXPECT_GT(replaced, 0) << "every process was killed before it was done";
-  EXPECT_LT(replaced, round) << "no process was killed while it saved";
+  EXPECT_LT(replaced, rounds) << "no process was killed while it saved";
   writeSample(path());
   EXPECT_EQ(names(), std::vector<std::string>{"drive.kvr"});
 }
