@@ -16,7 +16,7 @@ result, with the workers' start: other load on the machine shows.
     tiny_memory           of the caller meanwhile, at most, in bytes
     again                 the same campaign started again when it is finished
 
-KVR_BENCH_FULL in the environment makes them as large as the contract's figures.
+KVR_BENCH_FULL in the environment has more pairs, and 1e5 tiny ones.
 """
 
 from __future__ import annotations
