@@ -51,8 +51,8 @@ def test_program_uses_the_store_while_windows_do(store, view, run, speed):
     assert in_threads(program, ask, ask) == []
 
 
-def test_server_waits_while_the_program_is_inside_a_host_function(store, view, own_window, speed):
-    """The host refuses a second thread as busy; the window's request is only answered later."""
+def inside_a_host_function(store):
+    """A thread that is in the store and stays there, and the event that lets it go on."""
     inside, leave = threading.Event(), threading.Event()
 
     def now():
@@ -64,6 +64,12 @@ def test_server_waits_while_the_program_is_inside_a_host_function(store, view, o
     program = threading.Thread(target=lambda: store.new_run("Tuesday"))
     program.start()
     assert inside.wait(PATIENCE)
+    return program, leave
+
+
+def test_server_waits_while_the_program_is_inside_a_host_function(store, view, own_window, speed):
+    """The host refuses a second thread as busy; the window's request is only answered later."""
+    program, leave = inside_a_host_function(store)
     answers = queue.Queue()
     change = {"visible": True}
     asking = threading.Thread(
@@ -82,17 +88,7 @@ def test_server_waits_while_the_program_is_inside_a_host_function(store, view, o
 def test_state_that_meets_a_busy_store_is_whole_all_the_same(store, view, own_window, run):
     """The look at the store used to end where it was refused, and the state lacked the rest."""
     ids = [run.add("a", [1.0], time=[0.0]).id for _ in range(5)]
-    inside, leave = threading.Event(), threading.Event()
-
-    def now():
-        inside.set()
-        assert leave.wait(PATIENCE)
-        return 739000.0
-
-    vormel.functions["now"] = now
-    program = threading.Thread(target=lambda: store.new_run("Tuesday"))
-    program.start()
-    assert inside.wait(PATIENCE)
+    program, leave = inside_a_host_function(store)
     threading.Timer(0.2, leave.set).start()
     assert list(own_window.signals()) == ids
     program.join()
