@@ -101,6 +101,16 @@ def test_metadata_that_cannot_be_kept_are_named(run, signal):
     assert (len(run), signal.metadata) == (1, None)
 
 
+def test_date_that_is_no_date_in_utc_is_refused(run):
+    before = run.created
+    early = datetime(1, 1, 1, tzinfo=timezone(timedelta(hours=14)))
+    late = datetime(9999, 12, 31, 23, tzinfo=timezone(timedelta(hours=-5)))
+    for wrong in (early, late):
+        with pytest.raises(ValueError, match="is before year 1 or after year 9999 in UTC"):
+            run.created = wrong
+    assert run.created == before
+
+
 # ---- Settings, display and dates ----
 
 

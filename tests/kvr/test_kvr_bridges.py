@@ -27,6 +27,18 @@ def test_series_has_dates_and_the_unit(run):
     assert series.attrs == {"unit": "V"}
 
 
+def test_dates_of_whole_milli_and_microseconds_come_back_as_they_were(run):
+    rng = np.random.default_rng(5)
+    milliseconds = np.sort(rng.integers(-2_208_988_800_000, 7_258_118_400_000, 2000))
+    microseconds = np.sort(rng.integers(-2_208_988_800_000_000, 7_258_118_400_000_000, 2000))
+    for label, times in (("ms", milliseconds), ("us", microseconds)):
+        dates = times.astype(f"datetime64[{label}]")
+        signal = run.add(label, np.arange(2000), dates)
+        np.testing.assert_array_equal(signal.to_series().index.to_numpy(), dates)
+    near = np.array([0, 1, 123_456_789], "datetime64[ns]")  # doubles tell nanoseconds apart here
+    np.testing.assert_array_equal(run.add("ns", [1, 2, 3], near).to_series().index.to_numpy(), near)
+
+
 def test_frame_has_dates_if_all_signals_have(run):
     run.add("a", [1.0, 2.0], DAYS, unit="V")
     run.add("b", [3.0], DAYS[1:])
@@ -308,3 +320,20 @@ def test_sides_that_look_the_same_are_drawn_in_two_colours(run):
     signal.color = other["a"].color = "#ff0000"
     baseline, second = kvr.compare(run, other)["a"].plot(new_axes()).lines
     assert baseline.get_color() != second.get_color()
+
+
+def test_refused_column_of_a_frame_is_named(run):
+    frame = pandas.DataFrame({"a": [1.0, 2.0], "b": [object(), object()]}, index=[0.0, 1.0])
+    with pytest.raises(ValueError, match=r"^column 'b': values\[0\] is not a number: <object"):
+        run.add_frame(frame)
+    assert len(run) == 0
+
+
+def test_frame_of_truths_with_gaps_can_be_added_back(run):
+    run.add("ok", [True, False], [0.0, 1.0])
+    run.add("speed", [1.5, 2.5], [0.0, 9.0])
+    ok, speed = run.add_frame(run.to_dataframe())
+    np.testing.assert_array_equal(ok.values, [1, 0, np.nan])
+    np.testing.assert_array_equal(speed.values, [1.5, np.nan, 2.5])
+    (gaps,) = run.add_frame(pandas.DataFrame({"a": [1, None]}, index=[0.0, 1.0], dtype=object))
+    np.testing.assert_array_equal(gaps.values, [1, np.nan])

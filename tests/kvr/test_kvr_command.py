@@ -427,3 +427,21 @@ def test_help_imports_neither_numpy_nor_the_host():
     imported = {line.rsplit("|", 1)[-1].strip() for line in done.stderr.splitlines()}
     assert "argparse" in imported
     assert not {"numpy", "pandas", "vormel", "kvr._kvr"} & imported
+
+
+def test_convert_does_not_write_over_what_it_reads(files):
+    (files / "link.csv").symlink_to("base.csv")
+    before = (files / "base.csv").read_bytes()
+    for output in ("base.csv", "link.csv", "./base.csv"):
+        code, _, err = run_kvr("convert", "alone.csv", "base.csv#base", output, cwd=files)
+        assert (code, err) == (2, f"kvr: {output}: is read or written already; name another file\n")
+    assert (files / "base.csv").read_bytes() == before
+
+
+@pytest.mark.parametrize("ending", ["kvr", "csv", "h5"])
+def test_convert_into_a_folder_that_is_not_there(files, ending):
+    code, _, err = run_kvr("convert", "base.csv", f"none/x.{ending}", cwd=files)
+    assert (code, err) == (
+        2,
+        f"kvr: none/x.{ending}: cannot be written, No such file or directory; name another place\n",
+    )

@@ -404,7 +404,7 @@ def test_file_without_permission_is_an_os_error(tmp_path):
             "time,a\ntrue,1\nfalse,2\n",
             "line 2, column 'time': the time is neither numbers nor dates",
         ),
-        ('time,a\n0,"x\n1,y\n', "a text in quotes does not end; close it, or name the quote"),
+        ('time,a\n0,"x\n1,y\n', "line 2: a text in quotes does not end; close it, or name the"),
         ("# only\n# comments\n", "holds comments alone"),
     ],
 )

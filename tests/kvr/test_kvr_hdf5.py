@@ -275,6 +275,31 @@ def test_frames_and_series_of_pandas_in_fixed_format(path):
 
 
 @pytest.mark.parametrize(
+    "index", [pandas.Index([], dtype=float), pandas.DatetimeIndex([])], ids=["numbers", "dates"]
+)
+def test_frame_and_series_without_rows_have_no_samples(path, index):
+    frame = pandas.DataFrame({"a": [], "b": np.int64([])}, index=index)
+    frame.to_hdf(path, "Monday")
+    frame["b"].to_hdf(path, "Tuesday")
+    assert read(path) == {
+        ("Monday", "", "a"): ([], []),
+        ("Monday", "", "b"): ([], []),
+        ("Tuesday", "", "Tuesday"): ([], []),
+    }
+    with kvr.open(path) as recording:
+        assert recording.runs["Monday"]["b"].values.dtype == np.int64
+
+
+def test_truths_of_pandas_are_logical_and_its_own_attributes_no_metadata(path):
+    pandas.Series([True, False], index=[0.0, 1.0]).to_hdf(path, "ok")
+    with kvr.open(path) as recording:
+        signal = recording.runs["ok"]["ok"]
+        assert signal.values.dtype == bool
+        assert signal.values.tolist() == [True, False]
+        assert signal.metadata is None
+
+
+@pytest.mark.parametrize(
     ("frame", "options", "what"),
     [
         (pandas.DataFrame({"a": SPEED}), {"format": "table"}, "names are pickled: write it with to_hdf"),

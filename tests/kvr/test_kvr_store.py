@@ -339,3 +339,18 @@ def test_run_column_lists_the_runs_of_a_name_by_creation(store):
     assert column["b"] == [runs[0], runs[2]]
     with pytest.raises(KeyError):
         column["c"]
+
+
+@pytest.mark.parametrize("removed", [0, 1])
+def test_names_of_many_groups_are_those_that_the_store_lists(store, monkeypatch, removed):
+    monkeypatch.setattr("kvr._store.columns._COMPARISONS", 10)
+    labels = ["", "Z", "a", "é", "\uffff", "\U0001f600", *(f"s{i}" for i in range(60))]
+    run = store.new_run("many")
+    for label in labels:
+        run.add(label, [1.0], time=[0.0])
+    for signal in run.signals[:removed]:
+        signal.remove()
+    repository = vormel.Dravik.kvr.SignalRepository()
+    listed = [repository.getGroup(i, "GSIGNALNAME", "ASC") for i in range(1, len(labels) + 1)]
+    assert store.columns["label"].names() == listed
+    assert store.columns["label"].names(descending=True) == listed[::-1]

@@ -27,6 +27,14 @@ TEST(BatchEraser, absent_element_is_ignored) {
   EXPECT_EQ(list, (List{2, 5}));
 }
 
+TEST(BatchEraser, one_absent_element_is_ignored) {
+  List list{2, 5};
+  BatchEraser<int32> eraser;
+  eraser.add(list, 3);
+  eraser.apply();
+  EXPECT_EQ(list, (List{2, 5}));
+}
+
 TEST(BatchEraser, repeated_request_has_no_effect) {
   List list{1, 2, 1, 3};
   BatchEraser<int32> eraser;

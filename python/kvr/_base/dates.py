@@ -49,10 +49,17 @@ def _rounded(moment: datetime, step: int) -> datetime:
 
 
 def to_host_day(moment: datetime) -> float:
-    """The day number of an aware datetime. Raises TypeError, ValueError for a naive one."""
+    """The day number of an aware datetime.
+
+    Raises TypeError, ValueError for a naive one and for one that is no date in UTC.
+    """
     if not isinstance(moment, datetime):
         raise TypeError(f"a date must be an aware datetime, not {moment!r}")
     if moment.tzinfo is None or moment.utcoffset() is None:
         raise ValueError(f"{moment!r} has no time zone; give an aware datetime, such as in UTC")
+    try:
+        moment.astimezone(timezone.utc)
+    except OverflowError:
+        raise ValueError(f"{moment!r} is before year 1 or after year 9999 in UTC") from None
     # The last instants of year 9999 are nearer to a day number that stands for no date.
     return min(EPOCH_DAY + (moment - EPOCH) / timedelta(days=1), _LAST_DAY)

@@ -7,6 +7,7 @@ import os
 from contextlib import ExitStack
 from typing import Any
 
+from kvr._command.outputs import require_others
 from kvr._files.formats import format_of, require_writable, save
 from kvr._files.formats import open as open_recording
 from kvr._files.opening import chosen_run, split_name
@@ -25,6 +26,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
 def run(options: argparse.Namespace) -> int:
     # Refuses an ending that cannot be written before anything is read.
     require_writable(options.output, format_of(options.output, None))
+    require_others([options.output], [split_name(given)[0] for given in options.inputs])
     with ExitStack() as opened:
         runs: list[RunReader[Any]] = []
         for given in options.inputs:

@@ -131,10 +131,17 @@ def times_of(signal: SignalReader, time: Array) -> Array:
 
 
 def dates_of(seconds: Array) -> Array:
-    """Seconds since 1970-01-01 as datetime64[ns]; each within 292 years."""
+    """Seconds since 1970-01-01 as datetime64[ns]; each within 292 years.
+
+    A double of today counts in steps of 240 ns: where it stands for a whole microsecond, which
+    most clocks give, the date is that one.
+    """
     whole = np.floor(seconds)
     nanoseconds = np.rint((seconds - whole) * 1e9).astype("timedelta64[ns]")
-    return np.asarray(whole.astype("datetime64[s]").astype("datetime64[ns]") + nanoseconds)
+    dates = whole.astype("datetime64[s]").astype("datetime64[ns]") + nanoseconds
+    microseconds = whole * 1e6 + np.rint((seconds - whole) * 1e6)
+    rounded = microseconds.astype("datetime64[us]").astype("datetime64[ns]")
+    return np.where(microseconds / 1e6 == seconds, rounded, dates)
 
 
 def require_series(signal: SignalReader, found: Series) -> None:

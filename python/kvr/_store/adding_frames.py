@@ -80,7 +80,8 @@ def _values(pandas: Any, column: Any) -> Array:
         return np.asarray(column.to_numpy(dtype=wanted, **filled))
     if types.is_string_dtype(kind) or kind == object:
         cells = column.to_numpy(dtype=object, na_value=None)
-        if any(isinstance(cell, str) for cell in cells):
-            cells = np.array(["" if cell is None else cell for cell in cells], dtype=object)
-        return np.asarray(cells)
+        gap = "" if any(isinstance(cell, str) for cell in cells) else np.nan
+        values = np.empty(len(cells), object)
+        values[:] = [gap if cell is None else cell for cell in cells]
+        return values
     return np.asarray(column)

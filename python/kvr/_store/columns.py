@@ -19,12 +19,14 @@ _KEYWORDS = {
     "label": "GSIGNALNAME",
     "model": "GMODEL",
 }
+_COMPARISONS = 5000  # of names: about as long as reading the facts of one signal takes
 COLUMNS = (*_KEYWORDS, "run")
 
 
 class Column(Mapping[str, "list[Signal]"]):
     """A column: from the name of a group to its signals, in the order in which they were added.
 
+    The store goes through all names to give one, so that many are read from the signals instead.
     Names come in the order of their bytes; any other name raises NotFound, a KeyError. The store
     keeps a name whose signals were all removed; its list is empty.
 
@@ -36,15 +38,24 @@ class Column(Mapping[str, "list[Signal]"]):
     {'car/brake': 1, 'car/engine': 2}
     """
 
-    def __init__(self, keyword: str) -> None:
-        self._keyword = keyword
+    def __init__(self, name: str) -> None:
+        self._field = name
+        self._keyword = _KEYWORDS[name]
 
     def names(self, descending: bool = False) -> list[str]:
         """The names of the groups in the order of their bytes, or the other way round."""
         repository = host.connect()
-        order = "DESC" if descending else "ASC"
         count = repository.getGroupCount(self._keyword)
+        if count * count > _COMPARISONS * repository.getSignalCount():
+            found = self._names_of_signals(repository)
+            if len(found) == count:  # else some groups have lost all their signals
+                return sorted(found, key=str.encode, reverse=descending)
+        order = "DESC" if descending else "ASC"
         return [str(repository.getGroup(i, self._keyword, order)) for i in range(1, count + 1)]
+
+    def _names_of_signals(self, repository: Any) -> set[str]:
+        runs = (Run(repository, number) for number in run_numbers(repository))
+        return {getattr(signal, self._field) for run in runs for signal in run.signals}
 
     def __getitem__(self, name: str) -> list[Signal]:
         repository = host.connect()
@@ -115,7 +126,7 @@ class Columns(Mapping[str, Union[Column, RunColumn]]):
             return RunColumn()
         if name not in _KEYWORDS:
             raise NotFound(f"a column is {listed(COLUMNS, 'or')}, not {name!r:.80}")
-        return Column(_KEYWORDS[name])
+        return Column(name)
 
     def __iter__(self) -> Iterator[str]:
         return iter(COLUMNS)

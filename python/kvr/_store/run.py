@@ -272,9 +272,13 @@ class Run(RunReader[Signal]):
         try:
             for column in columns_of(frame, time, units):
                 place = "/".join(part for part in (path, column.path) if part)
-                added.append(
-                    self.add(column.label, column.values, column.time, path=place, unit=column.unit)
-                )
+                try:
+                    signal = self.add(
+                        column.label, column.values, column.time, path=place, unit=column.unit
+                    )
+                except ValueError as error:
+                    raise ValueError(f"column {column.label[:80]!r}: {error}") from error
+                added.append(signal)
         except BaseException:
             for signal in added:
                 signal.remove()

@@ -14,7 +14,7 @@ from kvr._base.packages import need
 from kvr._base.text import shown
 from kvr._files.csv import text as _csv_text
 from kvr._files.csv.dates import ISO
-from kvr._files.csv.dialect import Dialect, rows_of
+from kvr._files.csv.dialect import COMMA_NUMBER, Dialect, rows_of
 from kvr._reading.adding import seconds_since_epoch
 from kvr._reading.signals import Array, as_texts, read_only
 
@@ -25,7 +25,7 @@ class Columns:
     """The time and the other columns of a file, read at once. Raises FormatError when made.
 
     time     (n,), seconds since 1970-01-01 for dates
-    columns  an array (n,) for each column, None in the place of the time
+    columns  an array (n,) for each column, None in the places of the time
     """
 
     def __init__(self, path: str, dialect: Dialect) -> None:
@@ -38,9 +38,9 @@ class Columns:
         kept = ~_blank_rows(arrays)
         if not kept.all():
             arrays = [array[kept] for array in arrays]
-        self.time = read_only(self._times(arrays[dialect.time]))
+        self.time = read_only(self._times(arrays))
         self.columns = [
-            None if place == dialect.time else read_only(self._column(array, place))
+            None if dialect.is_time(place) else read_only(self._column(array, place))
             for place, array in enumerate(arrays)
         ]
         del self._body
@@ -94,8 +94,16 @@ class Columns:
                     self._path,
                     "a text in quotes does not end; close it, or name the quote with the option "
                     "quote",
+                    self._where_quote_begins(body),
                 ) from error
             raise FormatError(self._path, f"cannot be read: {shown(detail, 200)}") from error
+
+    def _where_quote_begins(self, body: str) -> str:
+        """The line of the last row, which a quote that does not end takes up to the end."""
+        begin = end = self._dialect.data_line
+        for row in rows_of(body, self._dialect.delimiter, self._dialect.quote):
+            begin, end = end + 1, self._dialect.data_line + row.end
+        return f"line {begin}"
 
     # ---- Widths ----
 
@@ -140,6 +148,8 @@ class Columns:
         truths = [cell.lower() for cell in cells]
         if set(truths) <= {"true", "false", ""}:
             return _truths(truths)
+        if self._dialect.decimal == ",":
+            self._require_one_sign(cells, place)
         numbers = [self._number(cell) for cell in cells]
         bad = [row for row, number in enumerate(numbers) if number is None]
         if not bad:
@@ -156,6 +166,19 @@ class Columns:
         texts[:] = ["" if cell != cell else str(cell) for cell in array]
         return as_texts(texts)
 
+    def _require_one_sign(self, cells: Sequence[str], place: int) -> None:
+        """Raises FormatError for 1.234 among decimal commas, which may be 1234."""
+        if not any(COMMA_NUMBER.fullmatch(cell) for cell in cells):
+            return
+        for row, cell in enumerate(cells):
+            if "." in cell and self._dialect.is_number(cell):
+                raise FormatError(
+                    self._path,
+                    f"'{shown(cell, 40)}' has a point, while others of its column have a decimal "
+                    f"comma; write all of them alike, without separators of thousands",
+                    self._where(row, place),
+                )
+
     def _number(self, cell: str) -> float | None:
         """The number of a cell, NaN for one that stands for none, None for what is no number."""
         if not cell or cell.lower() in _NO_NUMBER:
@@ -169,10 +192,11 @@ class Columns:
 
     # ---- Times ----
 
-    def _times(self, array: Array) -> Array:
+    def _times(self, arrays: Sequence[Array]) -> Array:
         place = self._dialect.time
         if self._dialect.dates:
-            return self._dates(array, place)
+            return self._dates(self._moments(arrays), place)
+        array = arrays[place]
         if array.dtype == object:
             array = self._column(array, place)
         if array.dtype.kind not in "iuf":
@@ -181,17 +205,29 @@ class Columns:
             )
         return array
 
-    def _dates(self, array: Array, place: int) -> Array:
+    def _moments(self, arrays: Sequence[Array]) -> list[str]:
+        """The dates, with the times of day that another column may have."""
+        dialect = self._dialect
+        days = self._filled(arrays[dialect.time], dialect.time)
+        if dialect.clock is None:
+            return days
+        clocks = self._filled(arrays[dialect.clock], dialect.clock)
+        return [f"{day} {clock}" for day, clock in zip(days, clocks)]
+
+    def _filled(self, array: Array, place: int) -> list[str]:
         cells = ["" if cell != cell else str(cell).strip() for cell in array]
         for row, cell in enumerate(cells):
             if not cell:
                 raise FormatError(self._path, "the time is missing", self._where(row, place))
+        return cells
+
+    def _dates(self, cells: Sequence[str], place: int) -> Array:
         parsed = [self._parsed(cells, form) for form in self._dialect.dates]
         times = [time for time in parsed if isinstance(time, np.ndarray)]
         if not times:
             row = max(bad for bad in parsed if isinstance(bad, int))
-            found = shown(cells[row], 40)
-            raise FormatError(self._path, f"'{found}' is not a date", self._where(row, place))
+            found = f"'{shown(cells[row], 40)}' {_fault(cells[row], self._dialect.dates)}"
+            raise FormatError(self._path, found, self._where(row, place))
         rising = (time for time in times if not (np.diff(time) < 0).any())
         return next(rising, times[0])
 
@@ -243,6 +279,19 @@ def _blank_rows(arrays: Sequence[Array]) -> Array:
     return blank
 
 
+def _fault(cell: str, formats: Sequence[str]) -> str:
+    """What is wrong with a cell that could not be read as a date."""
+    pandas = need("pandas", "reading dates")
+    for form in formats:
+        try:
+            _iso([cell]) if form == ISO else _formatted([cell], form)
+        except pandas.errors.OutOfBoundsDatetime:
+            return "is a date outside 1677 to 2262; give seconds since 1970-01-01, as numbers"
+        except ValueError:
+            continue
+    return "is not a date"
+
+
 def _truths(words: Sequence[str]) -> Array:
     """Truths; with gaps among them, which truths cannot have, the numbers 1 and 0."""
     if "" not in words:
@@ -262,5 +311,5 @@ def _formatted(cells: Sequence[str], form: str) -> Array:
 
 
 def places_of_signals(dialect: Dialect) -> Iterator[int]:
-    """The places of the columns that are signals: all but the time."""
-    return (place for place in range(len(dialect.labels)) if place != dialect.time)
+    """The places of the columns that are signals: all but those of the time."""
+    return (place for place in range(len(dialect.labels)) if not dialect.is_time(place))

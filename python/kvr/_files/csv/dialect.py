@@ -4,22 +4,26 @@ from __future__ import annotations
 
 import csv
 import re
+from bisect import bisect_left
 from collections import Counter
 from collections.abc import Iterator, Sequence
 from dataclasses import dataclass
+from typing import NoReturn
 
 from kvr._base.errors import FormatError
 from kvr._base.names import near_misses
+from kvr._base.text import shown
 from kvr._files.csv import dates as _dates_in_text
 
 _SAMPLE = 200  # rows that are looked at
 _DELIMITERS = (",", ";", "\t", "|")
 _TIME_NAMES = ("time", "t", "date", "datetime", "timestamp")
 _POINT_NUMBER = re.compile(r"\s*[+-]?(\d+\.?\d*|\.\d+)([eE][+-]?\d+)?\s*")
-_COMMA_NUMBER = re.compile(r"\s*[+-]?(\d+,\d*|\d*,\d+)([eE][+-]?\d+)?\s*")
+COMMA_NUMBER = re.compile(r"\s*[+-]?(\d+,\d*|\d*,\d+)([eE][+-]?\d+)?\s*")
 _THOUSANDS = re.compile(r"\s*[+-]?\d{1,3}(,\d{3})+\s*")
 _OTHER_NUMBER = re.compile(r"\s*([+-]?(nan|inf|infinity)|true|false)\s*", re.IGNORECASE)
 LABEL_WITH_UNIT = re.compile(r"(.*\S)\s+\[([^\[\]]*)\]", re.DOTALL)
+_DECLARED = re.compile(r'"?sep=(.)"?\n', re.IGNORECASE)  # a first line that spreadsheets write
 _SINGLE_QUOTED = re.compile(r"(?:^|[,;\t|])'[^'\n]*'(?:[,;\t|]|$)", re.MULTILINE)
 
 
@@ -29,7 +33,8 @@ class Dialect:
 
     data_line  lines before the first row of values
     time       the place of the time column among the columns
-    dates      the formats that its dates may have; empty if it has numbers
+    clock      the place of the column with the times of day of its dates; None if they have them
+    dates      the formats that its dates may have, with the times of day; empty if it has numbers
     """
 
     delimiter: str
@@ -39,10 +44,15 @@ class Dialect:
     units: tuple[str, ...]
     data_line: int
     time: int
+    clock: int | None
     dates: tuple[str, ...]
 
     def is_number(self, cell: str) -> bool:
         return _is_number(cell, self.decimal)
+
+    def is_time(self, place: int) -> bool:
+        """Whether the column holds times, or the times of day of dates: it is no signal."""
+        return place in (self.time, self.clock)
 
 
 @dataclass(frozen=True)
@@ -65,9 +75,13 @@ def find_dialect(
     """
     if not head.strip():
         raise FormatError(path, "is empty")
+    declared = _DECLARED.match(head)
     quote = quote or ("'" if '"' not in head and _SINGLE_QUOTED.search(head) else '"')
-    delimiter = delimiter or _find_delimiter(path, head, quote)
-    comments, rows = _without_comments(list(rows_of(head, delimiter, quote, _SAMPLE)))
+    delimiter = delimiter or (declared[1] if declared else _find_delimiter(path, head, quote))
+    rows = list(rows_of(head, delimiter, quote, _SAMPLE))
+    if declared:
+        rows[0] = _Row(["#"], rows[0].end)
+    comments, rows = _without_comments(rows)
     if not rows:
         raise FormatError(
             path, "holds comments alone" if comments else "holds no cell with a value"
@@ -80,8 +94,8 @@ def find_dialect(
     if rows and _is_unit_row(rows[0].cells, rows[1:], decimal):
         units = _given_units(rows[0].cells, units)
         header, rows = rows[0], rows[1:]
-    place, dates = _find_time(path, labels, [row.cells for row in rows], decimal, time)
-    return Dialect(delimiter, quote, decimal, tuple(labels), tuple(units), header.end, place, dates)
+    times = _find_time(path, labels, rows, decimal, time)
+    return Dialect(delimiter, quote, decimal, tuple(labels), tuple(units), header.end, *times)
 
 
 def rows_of(text: str, delimiter: str, quote: str, most: int | None = None) -> Iterator[_Row]:
@@ -130,7 +144,7 @@ def _likelihood(head: str, delimiter: str, quote: str) -> tuple[float, float, in
 
 def _find_decimal(rows: Sequence[_Row], delimiter: str) -> str:
     cells = [cell for row in rows for cell in row.cells[:1000]]
-    commas = [cell for cell in cells if _COMMA_NUMBER.fullmatch(cell)]
+    commas = [cell for cell in cells if COMMA_NUMBER.fullmatch(cell)]
     points = [cell for cell in cells if "." in cell and _POINT_NUMBER.fullmatch(cell)]
     if not commas or len(points) > len(commas):
         return "."
@@ -143,7 +157,7 @@ def _find_decimal(rows: Sequence[_Row], delimiter: str) -> str:
 def _is_number(cell: str, decimal: str) -> bool:
     if _POINT_NUMBER.fullmatch(cell) or _OTHER_NUMBER.fullmatch(cell):
         return True
-    return decimal == "," and _COMMA_NUMBER.fullmatch(cell) is not None
+    return decimal == "," and COMMA_NUMBER.fullmatch(cell) is not None
 
 
 def _without_comments(rows: list[_Row]) -> tuple[list[_Row], list[_Row]]:
@@ -156,8 +170,11 @@ def _without_comments(rows: list[_Row]) -> tuple[list[_Row], list[_Row]]:
 
 def _take_header(comments: list[_Row], rows: list[_Row], decimal: str) -> tuple[_Row, list[_Row]]:
     """The row of names, without cells if there is none, and the rows after it."""
-    if any(cell.strip() and not _is_value(cell, decimal) for cell in rows[0].cells):
+    names = rows[0].cells
+    if any(cell.strip() and not _is_value(cell, decimal) for cell in names):
         return rows[0], rows[1:]
+    if not names[0].strip() and any(row.cells[0].strip() for row in rows[1:]):
+        return rows[0], rows[1:]  # numbers as names, with none for the times
     before = comments[-1].end if comments else 0
     if comments and len(comments[-1].cells) == len(rows[0].cells):
         first, *others = comments[-1].cells
@@ -198,25 +215,23 @@ def _given_units(cells: Sequence[str], units: Sequence[str]) -> list[str]:
 
 
 def _find_time(
-    path: str,
-    labels: Sequence[str],
-    rows: Sequence[Sequence[str]],
-    decimal: str,
-    name: str | None,
-) -> tuple[int, tuple[str, ...]]:
-    """The place of the time column, and the formats its dates may have."""
-    if name is not None:
-        if name not in labels:
-            hint = near_misses(name, labels)
-            raise FormatError(path, f"no column is named {name!r}; {hint}", "line 1")
-        places = [labels.index(name)]
-    else:
-        places = _time_places(labels)
-    for place in places:
-        cells = [row[place] for row in rows if place < len(row) and row[place].strip()]
-        dates = _dates_in_text.formats_of(cells) if cells else ()
-        if dates or all(_is_number(cell, decimal) for cell in cells):
-            return place, dates
+    path: str, labels: Sequence[str], rows: Sequence[_Row], decimal: str, name: str | None
+) -> tuple[int, int | None, tuple[str, ...]]:
+    """The places of the times and of their times of day, and the formats that the dates may have."""
+    if name is not None and name not in labels:
+        hint = near_misses(name, labels)
+        raise FormatError(path, f"no column is named {name!r}; {hint}", "line 1")
+    named = [labels.index(name)] if name is not None else _places_named_as_times(labels)
+    for place in named or [0]:
+        cells = [cell for _, cell in _filled(rows, place)]
+        dates = _dates_in_text.formats_of(cells)
+        if dates:
+            clock, dates = _with_clock(labels, rows, place) or (None, dates)
+            return place, clock, dates
+        if all(_is_number(cell, decimal) for cell in cells):
+            return place, None, ()
+    if named:
+        _raise_no_time(path, labels[named[0]], _filled(rows, named[0]), decimal)
     raise FormatError(
         path,
         "has no time column: neither one named 'time', 't' or 'date', nor a first column of "
@@ -224,8 +239,58 @@ def _find_time(
     )
 
 
-def _time_places(labels: Sequence[str]) -> list[int]:
-    """Where the time may be: a column named so, the first one, then any with dates."""
+def _places_named_as_times(labels: Sequence[str]) -> list[int]:
     lower = [label.lower() for label in labels]
-    named = [lower.index(name) for name in _TIME_NAMES if name in lower]
-    return [*named[:1], 0]
+    return [lower.index(name) for name in _TIME_NAMES if name in lower]
+
+
+def _filled(rows: Sequence[_Row], place: int) -> list[tuple[int, str]]:
+    """The cells of a column that are not empty, each with its line."""
+    return [
+        (row.end, row.cells[place].strip())
+        for row in rows
+        if place < len(row.cells) and row.cells[place].strip()
+    ]
+
+
+def _with_clock(
+    labels: Sequence[str], rows: Sequence[_Row], place: int
+) -> tuple[int, tuple[str, ...]] | None:
+    """The place of times of day beside a column of days, and the formats of both together.
+
+    A column of them belongs to the days if it is named as a time, or if days stand several times.
+    """
+    days = [cell for _, cell in _filled(rows, place)]
+    for beside in (place + 1, place - 1):
+        if not 0 <= beside < len(labels):
+            continue
+        clocks = [cell for _, cell in _filled(rows, beside)]
+        if len(clocks) != len(days) or not _dates_in_text.are_times_of_day(clocks):
+            continue
+        if labels[beside].lower() not in _TIME_NAMES and len(set(days)) == len(days):
+            continue
+        formats = _dates_in_text.formats_of([f"{day} {clock}" for day, clock in zip(days, clocks)])
+        if formats:
+            return beside, formats
+    return None
+
+
+def _raise_no_time(
+    path: str, label: str, cells: Sequence[tuple[int, str]], decimal: str
+) -> NoReturn:
+    """Raises FormatError for the first cell that is no time, or another kind than those above."""
+
+    def are_times(count: int) -> bool:
+        above = [cell for _, cell in cells[:count]]
+        return bool(_dates_in_text.formats_of(above)) or all(_is_number(c, decimal) for c in above)
+
+    count = bisect_left(range(len(cells)), True, key=lambda place: not are_times(place + 1))
+    line, cell = cells[count]
+    fault = "is neither a number nor a date; correct it"
+    if _is_value(cell, decimal):
+        fault = "is not written as those above it; write all times alike"
+    raise FormatError(
+        path,
+        f"'{shown(cell, 40)}' {fault}, or name another column of times with the option time",
+        f"line {line}, column '{shown(label, 80)}'",
+    )

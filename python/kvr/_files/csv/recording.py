@@ -16,6 +16,7 @@ from kvr._files.csv import text
 from kvr._files.csv.columns import Columns, places_of_signals
 from kvr._files.csv.dialect import find_dialect
 from kvr._files.recording import FileRun, FileRuns, FileSignal, Recording, written
+from kvr._reading.adding import text as text_argument
 from kvr._reading.signals import Series
 
 
@@ -39,11 +40,14 @@ class CsvRecording(Recording):
         time: str | None = None,
     ) -> None:
         super().__init__(path)
-        for name, sign in (("delimiter", delimiter), ("quote", quote), ("decimal", decimal)):
-            if sign is not None and len(sign) != 1:
-                raise ValueError(f"{name} must be one character, not {sign!r}")
+        given = {"delimiter": delimiter, "quote": quote, "decimal": decimal, "time": time}
+        for name, word in given.items():
+            if word is not None and len(text_argument(name, word)) != 1 and name != "time":
+                raise ValueError(f"{name} must be one character, not {word!r}")
         if decimal not in (None, ".", ","):
             raise ValueError(f"decimal must be '.' or ',', not {decimal!r}")
+        if decimal is not None and delimiter == decimal:
+            raise ValueError(f"delimiter and decimal cannot both be {decimal!r}")
         head = text.read_head(path)
         self.dialect = find_dialect(path, head, delimiter, decimal, quote, time)
         self._columns: Columns | None = None

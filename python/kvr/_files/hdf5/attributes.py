@@ -10,6 +10,7 @@ import numpy as np
 _NOT_METADATA = {
     "CLASS", "NAME", "DIMENSION_LIST", "REFERENCE_LIST", "DIMENSION_LABELS", "units", "dtype",
     "_FillValue", "missing_value", "scale_factor", "add_offset", "TITLE", "VERSION", "FLAVOR",
+    "transposed", "value_type", "shape",
 }  # fmt: skip
 _OWN = "kvr_"
 _MOST = 1000  # elements of an attribute that is taken into the metadata

@@ -18,7 +18,7 @@ from typing import Any
 from kvr._base.errors import FormatError
 from kvr._base.packages import need
 from kvr._files.hdf5.attributes import own_attribute, text_attribute
-from kvr._files.hdf5.pandas_layout import PANDAS_TYPE, frame_columns
+from kvr._files.hdf5.pandas_layout import PANDAS_TYPE, frame_columns, is_placeholder
 
 _TIME_NAME = re.compile(r"time(_\d+)?|t", re.IGNORECASE)
 _DIMENSION_ONLY = "This is a netCDF dimension but not a netCDF variable"
@@ -44,6 +44,7 @@ class Source:
     times    has its times
     axis     of the dataset along which the time runs
     column   of the dataset if it holds several signals, else None
+    is_empty without rows, where pandas writes one row that means nothing
     """
 
     names: tuple[str, ...]
@@ -51,6 +52,7 @@ class Source:
     times: Times
     axis: int = 0
     column: int | None = None
+    is_empty: bool = False
 
 
 def find_sources(path: str, file: Any) -> list[Source]:
@@ -126,7 +128,8 @@ class _Finder:
             for column_names, values, index, column in frame_columns(self._path, names, item):
                 times = self._times(index)
                 assert times is not None
-                self.sources.append(Source(column_names, values, times, column=column))
+                empty = is_placeholder(index)
+                self.sources.append(Source(column_names, values, times, 0, column, empty))
             return
         source = self._source_of(names, item)
         if source is None:

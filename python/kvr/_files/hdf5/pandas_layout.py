@@ -9,6 +9,7 @@ from kvr._base.errors import FormatError
 from kvr._files.hdf5.attributes import number_attribute, text_attribute
 
 PANDAS_TYPE = "pandas_type"
+VALUE_TYPE = "value_type"
 _HINT = "write it with to_hdf(..., format='fixed') and one level of columns and index"
 
 Column = tuple[tuple[str, ...], Any, Any, "int | None"]
@@ -33,7 +34,9 @@ def frame_columns(path: str, names: tuple[str, ...], group: Any) -> Iterator[Col
     for block in range(int(number_attribute(group, "nblocks") or 0)):
         items = _required(path, group, f"block{block}_items")
         values = _required(path, group, f"block{block}_values")
-        if values.ndim != 2 or values.shape != (*times.shape, *items.shape):
+        if not is_placeholder(times) and (
+            values.ndim != 2 or values.shape != (*times.shape, *items.shape)
+        ):
             raise FormatError(
                 path, f"has the shape {values.shape} for {items.shape} columns at {times.shape} "
                 f"times: objects are pickled; keep numbers alone", values.name,
@@ -41,6 +44,11 @@ def frame_columns(path: str, names: tuple[str, ...], group: Any) -> Iterator[Col
         for place, label in enumerate(items[()]):
             text = label.decode("utf-8", "replace") if isinstance(label, bytes) else str(label)
             yield (*names, text), values, times, place
+
+
+def is_placeholder(item: Any) -> bool:
+    """Whether pandas had an array without elements: it writes one element, and the class beside."""
+    return bool(text_attribute(item, VALUE_TYPE))
 
 
 def _index(path: str, group: Any, name: str) -> Any:

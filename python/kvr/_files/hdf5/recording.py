@@ -92,7 +92,8 @@ class Hdf5Recording(Recording):
             self._require_survivable(self._read_delicate, sum(map(claimed_bytes, self._sources)))
             self._values_survive = True
         with _told(self.path, "/" + "/".join(source.names)):
-            return Series(self._times(source.times), read_only(read_values(source)))
+            times = self._times(source.times)
+            return Series(times[:0] if source.is_empty else times, read_only(read_values(source)))
 
     def _times(self, times: Times) -> Array:
         """The times, kept until others are asked for: signals often share them."""

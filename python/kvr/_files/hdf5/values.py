@@ -13,6 +13,7 @@ from kvr._base.errors import FormatError
 from kvr._base.packages import need
 from kvr._files.hdf5.attributes import number_attribute, own_attribute, text_attribute
 from kvr._files.hdf5.layout import Source
+from kvr._files.hdf5.pandas_layout import VALUE_TYPE
 from kvr._reading.signals import Array, as_texts
 
 _UNQUESTIONED = 1 << 26  # bytes that may be claimed, whatever the file stores
@@ -75,6 +76,8 @@ def _require_plausible(path: str, item: Any) -> None:
 def read_values(source: Source) -> Array:
     """The values, time first. Raises what h5py raises."""
     dataset = source.dataset
+    if source.is_empty:
+        return _nothing_of(text_attribute(dataset, VALUE_TYPE))
     if source.column is not None:
         values = dataset[:, source.column]
     elif need("h5py", "HDF5").check_string_dtype(dataset.dtype) is not None:
@@ -83,6 +86,15 @@ def read_values(source: Source) -> Array:
         values = dataset[()]
     values = np.moveaxis(_native(values), source.axis, 0)
     return np.ascontiguousarray(_decoded(dataset, values))
+
+
+def _nothing_of(name: str) -> Array:
+    """No values of the class of this name, of doubles if it is none of a signal."""
+    try:
+        kind = np.dtype(name)
+    except TypeError:
+        kind = np.dtype(float)
+    return np.zeros(0, kind if kind.kind in "biufc" else float)
 
 
 def _native(values: Array) -> Array:
@@ -104,7 +116,8 @@ def _decoded(dataset: Any, values: Array) -> Array:
     """The values that netCDF's attributes mean: fill values are gaps, packed ones are unpacked."""
     if values.dtype.kind not in "iuf":
         return values
-    if text_attribute(dataset, "dtype") == "bool":  # how xarray and this package keep truths
+    # As bytes, how xarray and this package keep truths, or as bits, as PyTables does for pandas.
+    if text_attribute(dataset, "dtype") == "bool" or _is_of_bits(dataset):
         return values.astype(bool)
     fills = [number_attribute(dataset, name) for name in ("_FillValue", "missing_value")]
     missing = np.zeros(values.shape, bool)
@@ -135,6 +148,11 @@ def time_source_of(times: Any, name: str) -> str:
         return own
     units = text_attribute(times, "units")
     return units if " since " in units else name.rpartition("/")[2]
+
+
+def _is_of_bits(dataset: Any) -> bool:
+    h5t = need("h5py", "HDF5").h5t
+    return bool(dataset.dtype.itemsize == 1 and dataset.id.get_type().get_class() == h5t.BITFIELD)
 
 
 def read_times(times: Any) -> Array:

@@ -208,6 +208,9 @@ class _Signals(_Lazy):
     def __len__(self) -> int:
         return len(self._run)
 
+    def __repr__(self) -> str:
+        return f"<{len(self)} signals>"
+
     def _range(self, first: int, count: int) -> Iterator[RecordingSignal]:
         reader = self._run._recording._reader
         end = self._first + first + count

@@ -3,7 +3,8 @@
 from __future__ import annotations
 
 import os
-from collections.abc import Callable, Sequence
+from collections.abc import Callable, Iterator, Sequence
+from contextlib import contextmanager
 from datetime import timedelta
 from typing import Any
 
@@ -13,6 +14,7 @@ from kvr import _kvr
 from kvr._base import text
 from kvr._base.dates import EPOCH
 from kvr._base.errors import NoValues
+from kvr._base.writing import unwritable
 from kvr._reading.runs import RunReader
 from kvr._reading.signals import Array, Everything, SignalReader, unit_in
 
@@ -37,12 +39,26 @@ def save_recording(
     """
     appends = append and os.path.lexists(path)
     content = [(run, run.signals) for run in runs]
-    writer = _kvr.RecordingWriter(path, appends, _expected_bytes(content))
+    with _told_as_unwritable(path):
+        writer = _kvr.RecordingWriter(path, appends, _expected_bytes(content))
+        try:
+            _write(writer, path, content, tell)
+            writer.commit()
+        finally:
+            writer.close()
+
+
+@contextmanager
+def _told_as_unwritable(path: str) -> Iterator[None]:
+    """Errors of the file system, as those of a file to be written; a busy file stays one."""
     try:
-        _write(writer, path, content, tell)
-        writer.commit()
-    finally:
-        writer.close()
+        yield
+    except BlockingIOError:
+        raise
+    except OSError as error:
+        if error.filename != path:  # of another file, whose values are read
+            raise
+        raise unwritable(path, error) from error
 
 
 def _expected_bytes(content: Sequence[_RunAndSignals]) -> int:
