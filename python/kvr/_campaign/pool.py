@@ -52,8 +52,17 @@ class Pool:
         return [ended for seat in self._seats for ended in seat.ended()]
 
     def close(self) -> None:
-        for seat in self._seats:
-            seat.close()
+        """A further Ctrl-C counts when the workers are gone; Python would wait for their work."""
+        interruption: BaseException | None = None
+        while True:
+            try:
+                for seat in self._seats:
+                    seat.close()
+                break
+            except (KeyboardInterrupt, SystemExit) as error:
+                interruption = error
+        if interruption is not None:
+            raise interruption
 
 
 class _Seat:

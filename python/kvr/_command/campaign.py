@@ -6,12 +6,14 @@ import argparse
 import contextlib
 import heapq
 import os
+import signal
 import sys
+import threading
 import time
 import warnings
 from collections import Counter
 from collections.abc import Callable, Iterator, Sequence
-from typing import Any
+from typing import Any, NoReturn
 
 from kvr._base.names import listed
 from kvr._base.packages import need
@@ -81,6 +83,7 @@ def run(options: argparse.Namespace) -> int:
     tally = _Tally(len(pairs), progress=sys.stderr.isatty() and not options.quiet)
     with contextlib.ExitStack() as stack:
         stack.enter_context(_warnings_as_lines())
+        stack.enter_context(_ended_by_sigterm())
         target = "-" if is_standard(options.junit) else options.junit
         junit = stack.enter_context(JUnitFile(target)) if target else None
         client = None
@@ -127,6 +130,23 @@ def _client(address: str) -> Any:
     except Exception as error:  # of whatever class the parts of the address lead to
         text = f"{address}: no scheduler was reached there; check the address"
         raise ValueError(f"{text} ({shown(str(error), 200)})") from error
+
+
+@contextlib.contextmanager
+def _ended_by_sigterm() -> Iterator[None]:
+    """Clean up when a service or a CI system ends the campaign, as after Ctrl-C."""
+    if threading.current_thread() is not threading.main_thread():
+        yield
+        return
+
+    def end(number: int, _: object) -> NoReturn:
+        raise SystemExit(128 + number)
+
+    before = signal.signal(signal.SIGTERM, end)
+    try:
+        yield
+    finally:
+        signal.signal(signal.SIGTERM, before)
 
 
 @contextlib.contextmanager
