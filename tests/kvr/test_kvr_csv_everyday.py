@@ -1,6 +1,9 @@
 """CSV files as spreadsheets, loggers and pandas write them, and what is said where one cannot be read."""
 
+import gzip
+import zlib
 from datetime import datetime, timezone
+from types import SimpleNamespace
 
 import kvr
 import numpy as np
@@ -183,3 +186,33 @@ def test_dates_written_by_pandas_with_integer_columns_come_back(opened):
     assert run["1"].time.tolist() == [seconds(2019, 12, 31, hour) for hour in (23,)] + [
         seconds(2020, 1, 1, 0), seconds(2020, 1, 1, 1),
     ]  # fmt: skip
+
+
+# ---- Writing ----
+
+
+def test_packing_a_file_can_be_interrupted(store, tmp_path, monkeypatch):
+    packed = []
+
+    class Interrupted:
+        def __init__(self, wbits):
+            self.packer = zlib.compressobj(wbits=wbits)
+
+        def compress(self, data):
+            packed.append(len(data))
+            if len(packed) == 3:
+                raise KeyboardInterrupt  # as Python does between two calls
+            return self.packer.compress(data)
+
+    run = store.new_run("long")
+    run.add("a", np.linspace(0, 1, 300_000), np.arange(300_000))
+    path = tmp_path / "long.csv.gz"
+    with monkeypatch.context() as patch:
+        patch.setattr("kvr._files.csv.writing.zlib", SimpleNamespace(compressobj=Interrupted))
+        with pytest.raises(KeyboardInterrupt):
+            run.save(path)
+    assert max(packed) <= 1 << 20
+    assert list(tmp_path.iterdir()) == []
+    run.save(path)
+    assert gzip.decompress(path.read_bytes()).startswith(b"time,a\n0,0.0\n1,3.33")
+    np.testing.assert_array_equal(kvr.open(path).runs[0]["a"].values, run["a"].values)
