@@ -164,18 +164,31 @@ def results(values):
     return table
 
 
+# The multiples that a value of a unit is shown in, largest first.
+MULTIPLES = {
+    "ns": (("s", 1e9), ("ms", 1e6), ("us", 1e3), ("ns", 1)),
+    "B": (("MB", 1e6), ("KB", 1e3), ("B", 1)),
+    "%": (("%", 1),),
+}
+
+
+def quantity(value, unit):
+    """A value to three digits, in a multiple of its unit that has few of them before the point."""
+    if unit == "x":
+        return f"{value:#.3g}" if 0.001 <= abs(value) < 1000 else f"{value:.1g}"
+    sizes = MULTIPLES[unit]
+    name, size = next((pair for pair in sizes if abs(value) >= pair[1]), sizes[-1])
+    return f"{value / size:.4g} {name}" if unit == "%" else f"{value / size:.3g} {name}"
+
+
 def shown(row):
     """A row of the table as texts: operation, at, is, at most, verdict, what it relates to."""
-    unit = {"x": "", "ns": " ns", "B": " B"}[row["unit"]]
-    value = f"{row['is']:.4f}" if row["is"] < 0.01 else f"{row['is']:.2f}"
-    if row["unit"] != "x":
-        value = f"{row['is']:.0f}"
-    return (row["operation"], row["at"], value + unit, f"{row['limit']:g}{unit}", row["verdict"],
-            row["figure"])  # fmt: skip
+    value, limit = (quantity(row[key], row["unit"]) for key in ("is", "limit"))
+    return (row["operation"], row["at"], value, limit, row["verdict"], row["figure"])
 
 
 def print_table(table):
-    layout = "{:<42} {:<12} {:>9}  {:>8}  {:<8}  {}"
+    layout = "{:<42} {:<23} {:>9}  {:>8}  {:<8}  {}"
     print(layout.format("operation", "at", "is", "at most", "", "of"))
     for row in table:
         print(layout.format(*shown(row)))
@@ -218,6 +231,8 @@ def smoke(build):
             sys.exit(f"{program}: {', '.join(failed) or 'no benchmarks'}")
         count += len(runs)
     count += sum(len(runner.python_samples(prefix, 1)[0]) for prefix in figures.PYTHON_PROGRAMS)
+    for row in figures.rows(False) + figures.rows(True):
+        shown(*results({row: [row.limit]}))  # every unit has its form
     print(f"bench: {count} benchmarks ran")
 
 
@@ -241,11 +256,11 @@ def main():
     show_progress("")
     table = results(values)
     facts["load at end"] = load()
-    print(", ".join(f"{name}: {value}" for name, value in facts.items()))
-    print_table(table)
     path = os.path.join(options.build, "bench", "figures")
     with open(path + ".json", "w", encoding="utf-8") as file:
         json.dump({"machine": facts, "figures": table}, file, indent=1)
+    print(", ".join(f"{name}: {value}" for name, value in facts.items()))
+    print_table(table)
     write_document(path + ".md", facts, table)
     print(f"all values: {path}.json")
 
