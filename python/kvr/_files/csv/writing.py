@@ -91,4 +91,5 @@ def _written_times(run: RunReader[Any], times: Array) -> Any:
     if not np.array_equal(seconds_since_epoch(dates), times):
         return times
     texts = np.datetime_as_string(dates, unit="auto" if (np.floor(times) == times).all() else "ns")
-    return [text.replace("T", " ") for text in texts]
+    # As a list first: NumPy drops a Ctrl-C that comes while it makes a text of an element.
+    return [text.replace("T", " ") for text in texts.tolist()]
