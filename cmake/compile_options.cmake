@@ -39,8 +39,10 @@ endif()
 if(KVRNTOB_CCACHE)
   find_program(CCACHE ccache)
   if(CCACHE)
-    # What a precompiled header was made of is compared, not when it was made.
+    # What a precompiled header was made of is compared, not when it was made. Copies of this folder
+    # find what was compiled in it.
     set(CMAKE_CXX_COMPILER_LAUNCHER
-        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
+        ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros
+        CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} ${CCACHE})
   endif()
 endif()

@@ -26,6 +26,8 @@ from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass
 from pathlib import Path
 
+from changed import changed_files
+
 CHECKS = Path(".clang-tidy")
 PRECOMPILED = re.compile(r" -Winvalid-pch -include \S+/cmake_pch\.hxx")
 
@@ -72,29 +74,6 @@ def sources(build: Path, folders: list[Path]) -> list[Source]:
         if path not in found or len(headers) > len(found[path].headers):
             found[path] = Source(path, entry["command"], headers)
     return [found[path] for path in sorted(found)]
-
-
-def commit(name: str) -> str | None:
-    """The full name of a commit; None if the clone does not have it."""
-    command = ["git", "rev-parse", "--verify", "--quiet", name + "^{commit}"]
-    return subprocess.run(command, capture_output=True, text=True).stdout.strip() or None
-
-
-def changed_files() -> set[Path] | None:
-    """What differs from the commit to compare with; None, for everything, if there is none."""
-    named = os.environ.get("KVR_LINT_BASE")
-    base = commit(named) if named else None
-    main = commit("origin/main") or commit("main")
-    if base is None and main is not None:
-        base = output_of("git", "merge-base", "HEAD", main).strip()
-        if base == commit("HEAD"):
-            base = None
-    base = base or commit("HEAD~1")
-    if base is None:
-        return None
-    listed = output_of("git", "diff", "--name-only", base)
-    listed += output_of("git", "ls-files", "--others", "--exclude-standard")
-    return {Path(line) for line in listed.splitlines()}
 
 
 class Linter:
