@@ -1,10 +1,17 @@
 """CSV files as spreadsheets, loggers and pandas write them, and what is said where one cannot be read."""
 
+import gzip
+import signal as process_signals
+import zlib
+from contextlib import contextmanager
 from datetime import datetime, timezone
+from types import SimpleNamespace
 
 import kvr
 import numpy as np
 import pytest
+from kvr import _kvr
+from kvr._files.csv.writing import _written_times
 
 
 @pytest.fixture
@@ -183,3 +190,73 @@ def test_dates_written_by_pandas_with_integer_columns_come_back(opened):
     assert run["1"].time.tolist() == [seconds(2019, 12, 31, hour) for hour in (23,)] + [
         seconds(2020, 1, 1, 0), seconds(2020, 1, 1, 1),
     ]  # fmt: skip
+
+
+# ---- Writing ----
+
+
+def test_packing_a_file_can_be_interrupted(store, tmp_path, monkeypatch):
+    packed = []
+
+    class Interrupted:
+        def __init__(self, wbits):
+            self.packer = zlib.compressobj(wbits=wbits)
+
+        def compress(self, data):
+            packed.append(len(data))
+            if len(packed) == 3:
+                raise KeyboardInterrupt  # as Python does between two calls
+            return self.packer.compress(data)
+
+    run = store.new_run("long")
+    run.add("a", np.linspace(0, 1, 300_000), np.arange(300_000))
+    path = tmp_path / "long.csv.gz"
+    with monkeypatch.context() as patch:
+        patch.setattr("kvr._files.csv.writing.zlib", SimpleNamespace(compressobj=Interrupted))
+        with pytest.raises(KeyboardInterrupt):
+            run.save(path)
+    assert max(packed) <= 1 << 20
+    assert list(tmp_path.iterdir()) == []
+    run.save(path)
+    assert gzip.decompress(path.read_bytes()).startswith(b"time,a\n0,0.0\n1,3.33")
+    np.testing.assert_array_equal(kvr.open(path).runs[0]["a"].values, run["a"].values)
+
+
+@contextmanager
+def alarms(handler, first, interval=0.0):
+    before = process_signals.signal(process_signals.SIGALRM, handler)
+    process_signals.setitimer(process_signals.ITIMER_REAL, first, interval)
+    try:
+        yield
+    finally:
+        process_signals.setitimer(process_signals.ITIMER_REAL, 0)
+        process_signals.signal(process_signals.SIGALRM, before)
+
+
+def test_no_interruption_is_lost_while_dates_are_written(store):
+    times = np.arange(20_000) * 0.001 + 1.6e9
+    run = store.new_run("dated")
+    run.add("a", [1.0], [0.0], time_source="seconds since 1970-01-01")
+    raised, caught = [], 0
+
+    def interrupt(number, frame):
+        raised.append(frame)
+        raise KeyboardInterrupt
+
+    for attempt in range(100):
+        try:
+            with alarms(interrupt, 0.0005 + attempt * 0.0001):
+                _written_times(run, times)
+        except KeyboardInterrupt:
+            caught += 1
+    assert raised
+    assert caught == len(raised)
+
+
+def test_signals_are_handled_while_numbers_are_read():
+    handled = []
+    body = "0,1.25,-3.5e7\n" * 4_000_000
+    with alarms(lambda *_: handled.append(1), 0.02, 0.02):
+        columns = _kvr.read_numbers(body, 3, ",", ".")
+    assert len(handled) > 2  # at most one during the call, and one after it, if none is handled
+    assert len(columns[0]) == 4_000_000

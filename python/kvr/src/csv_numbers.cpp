@@ -12,7 +12,8 @@ namespace {
 
 using Kind = NumberColumn::Kind;
 
-constexpr std::size_t kLongestNumber = 64;  // longer ones are left to the caller
+constexpr std::size_t kBytesBetweenQuestions = 1 << 20;  // some milliseconds
+constexpr std::size_t kLongestNumber = 64;               // longer ones are left to the caller
 
 std::string_view trimmed(std::string_view cell) {
   while (!cell.empty() && cell.front() == ' ') cell.remove_prefix(1);
@@ -77,9 +78,15 @@ void take(NumberColumn& column, std::size_t row, std::string_view cell, char dec
 }  // namespace
 
 std::optional<std::size_t> readNumbers(std::string_view text, char delimiter, char decimal,
-                                       std::span<NumberColumn> columns) {
+                                       std::span<NumberColumn> columns,
+                                       const std::function<bool()>& isStopped) {
   std::size_t rows = 0;
+  std::size_t sizeWhenAsked = text.size();
   while (!text.empty()) {
+    if (sizeWhenAsked - text.size() >= kBytesBetweenQuestions) {
+      if (isStopped()) return std::nullopt;
+      sizeWhenAsked = text.size();
+    }
     const std::size_t length = std::min(text.find('\n'), text.size());
     std::string_view line = text.substr(0, length);
     text.remove_prefix(std::min(length + 1, text.size()));

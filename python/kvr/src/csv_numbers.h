@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -24,13 +25,15 @@ struct NumberColumn {
 };
 
 // Reads all rows of `text` and returns their number; empty lines are skipped. Nothing if a row has
-// not as many cells as there are columns.
+// not as many cells as there are columns, or once `isStopped`, which is asked every megabyte, says
+// so.
 //
 // A column is of integers if all its cells are, within 64 bits; of reals if all are numbers or
 // empty, which is NaN, each the double nearest to the text; else of other things, its cells
 // undefined: also one that begins with integers and has one of more than 64 bits. The decimal sign
 // is "." or ",". Linear in the text.
 std::optional<std::size_t> readNumbers(std::string_view text, char delimiter, char decimal,
-                                       std::span<NumberColumn> columns);
+                                       std::span<NumberColumn> columns,
+                                       const std::function<bool()>& isStopped);
 
 }  // namespace kvr::python

@@ -14,6 +14,7 @@
 
 #include "compare/compare.h"
 #include "python/kvr/src/csv_numbers.h"
+#include "python/kvr/src/interruption.h"
 #include "python/kvr/src/judging.h"
 #include "python/kvr/src/pair_judging.h"
 #include "python/kvr/src/recording_classes.h"
@@ -52,10 +53,13 @@ py::object readNumbersOf(const py::str& text, std::size_t count, char delimiter,
     column.cells = arrays.back().mutable_data();
   }
   std::optional<std::size_t> rows;
+  const Stop stop;
+  Interruption interruption(stop);
   {
     const py::gil_scoped_release release;
-    rows = readNumbers(body, delimiter, decimal, columns);
+    rows = readNumbers(body, delimiter, decimal, columns, [&] { return interruption.check(); });
   }
+  interruption.raise();
   if (!rows) return py::none();
   py::list result;
   for (std::size_t place = 0; place < count; ++place) {

@@ -6,8 +6,9 @@ reads as a gap. A name contains the path only if its label occurs twice.
 
 from __future__ import annotations
 
-import gzip
+import io
 import re
+import zlib
 from collections.abc import Sequence
 from typing import Any
 
@@ -20,6 +21,9 @@ from kvr._reading import frames
 from kvr._reading.adding import seconds_since_epoch
 from kvr._reading.runs import RunReader
 from kvr._reading.signals import Array
+
+_GZIP = 31  # the window of zlib that asks for the head and the sum of a gzip file
+_STEP = 1 << 20  # bytes
 
 
 def save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
@@ -42,9 +46,17 @@ def save_csv(path: str, runs: Sequence[RunReader[Any]], append: bool) -> None:
     frame = frame.reset_index(drop=True)
     frame.insert(0, "time", times, allow_duplicates=True)
     separator = "\t" if re.search(r"\.tsv(\.gz)?$", path, re.IGNORECASE) else ","
-    text = frame.to_csv(sep=separator, index=False, lineterminator="\n")
-    data = text.encode()
-    write_bytes(gzip.compress(data, mtime=0) if path.lower().endswith(".gz") else data, path)
+    written = io.BytesIO()  # a text would take as much again
+    frame.to_csv(written, mode="wb", sep=separator, index=False, lineterminator="\n")
+    data = written.getbuffer()
+    write_bytes(_packed(data) if path.lower().endswith(".gz") else data, path)
+
+
+def _packed(data: memoryview) -> bytes:
+    """The bytes of a gzip file, packed step by step: Ctrl-C is heard only in between."""
+    packer = zlib.compressobj(wbits=_GZIP)
+    steps = range(0, len(data), _STEP)
+    return b"".join([*(packer.compress(data[at : at + _STEP]) for at in steps), packer.flush()])
 
 
 def _as_words(frame: Any) -> None:
@@ -79,4 +91,5 @@ def _written_times(run: RunReader[Any], times: Array) -> Any:
     if not np.array_equal(seconds_since_epoch(dates), times):
         return times
     texts = np.datetime_as_string(dates, unit="auto" if (np.floor(times) == times).all() else "ns")
-    return [text.replace("T", " ") for text in texts]
+    # As a list first: NumPy drops a Ctrl-C that comes while it makes a text of an element.
+    return [text.replace("T", " ") for text in texts.tolist()]
