@@ -10,7 +10,7 @@ from kvr._base.writing import CANNOT_BE_WRITTEN
 def told(error: Exception) -> str:
     """The error on one line, with a hint where there is one."""
     if isinstance(error, OSError) and error.filename is not None:
-        text = f"{error.filename}: {_remedy(error)}"
+        text = f"{error.filename or repr(error.filename)}: {_remedy(error)}"
     elif isinstance(error, (Error, ValueError, OSError)):
         text = str(error)
     elif isinstance(error, MemoryError):
