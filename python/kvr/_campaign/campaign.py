@@ -34,10 +34,10 @@ def campaign(
              files under the same paths. Without one, processes of this machine do it.
     jobs     how many processes, 1024 at most; None: as many as there are processors. They start
              when there is work for them. Not with a client.
-    results  a regular file to which every result is appended before it is given, a line of JSON each. If it
-             is there, the pairs that it has results of are not compared again, unless a file, the
-             options or the program has changed; their results are given as well, and a pair that
-             stands twice is given once.
+    results  a regular file to which every result is appended before it is given, a line of JSON
+             each. If it is there, the pairs that it has results of are not compared again, unless a
+             file, the options or the program has changed; their results are given as well, and a
+             pair that stands twice is given once.
     options  as for ``kvr.compare``, without `threads` and `progress`
 
     What befalls a pair is its result: `error` says why it could not be compared. A worker that dies
