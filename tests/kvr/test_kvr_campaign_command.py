@@ -2,6 +2,7 @@
 
 import json
 import os
+import resource
 import signal
 import subprocess
 import sys
@@ -232,6 +233,20 @@ def test_a_campaign_started_again_does_what_is_missing(folders, tmp_path):
     first = campaign(*folders, "--results", results)
     again = campaign(*folders, "--results", results)
     assert again == first and len(read_rows(results)) == 3
+
+
+def test_more_workers_than_open_files_allow_are_told(folders, tmp_path):
+    limit = (64, resource.getrlimit(resource.RLIMIT_NOFILE)[1])
+    for number in range(40):
+        for folder in folders:
+            (folder / f"{number}.csv").write_text("time,speed\n0,1\n")
+    code, out, err = campaign(
+        *folders, "--jobs", 40, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, limit)
+    )
+    assert (code, out) == (2, "")
+    assert err == (
+        "kvr: too many files are open at once; raise the limit, as with ulimit -n, or use fewer jobs\n"
+    )
 
 
 def test_interrupting_keeps_what_is_finished_and_ends_at_once(tmp_path):
