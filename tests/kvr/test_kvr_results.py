@@ -176,6 +176,12 @@ def test_frame_has_a_row_a_verdict(comparison):
     assert not {"worst", "intervals"} & set(frame.columns)
 
 
+def test_frame_of_no_verdicts_has_the_same_columns(comparison, store):
+    pytest.importorskip("pandas")
+    empty = kvr.compare(store.new_run("none"), store.new_run("nothing")).to_dataframe()
+    assert len(empty) == 0 and list(empty.columns) == list(comparison.to_dataframe().columns)
+
+
 def test_html_escapes_names(comparison):
     page = comparison._repr_html_()
     assert "<b>" not in page

@@ -160,7 +160,8 @@ def attribute(text: str) -> str:
 def dataframe(comparison: Comparison) -> pandas.DataFrame:
     frames = need("pandas", "to_dataframe")
     rows = [_row(verdict) for verdict in comparison.verdicts]
-    return frames.DataFrame(rows)
+    columns = list(_row(Verdict("", None, "")))  # also where there are no rows
+    return frames.DataFrame(rows, columns=columns)
 
 
 def _row(verdict: Verdict) -> dict[str, Any]:
