@@ -2,6 +2,7 @@
 
 import json
 import os
+import resource
 import signal
 import subprocess
 import sys
@@ -197,6 +198,22 @@ def test_junit_has_a_suite_a_pair(folders, tmp_path):
     assert failure.get("message").startswith("out at 1 of 2 instants")
 
 
+def test_junit_names_the_pair_in_each_case(folders, tmp_path):
+    """CI systems keep one case of those that share class name and name, whatever their suites."""
+    for name in ("a.csv", "sub/c.csv"):
+        (folders[1] / name).write_text("time,speed,speed\n0,1,1\n1,7,7\n")
+        (folders[0] / name).write_text("time,speed,speed\n0,1,1\n1,2,2\n")
+    for name in ("d.csv", "e.csv"):
+        (folders[0] / name).write_text("")
+        (folders[1] / name).write_text("")
+    campaign(*folders, "--junit", tmp_path / "results.xml")
+    suites = xml.parse(tmp_path / "results.xml").getroot()
+    cases = [case for suite in suites for case in suite]
+    assert len({(case.get("classname"), case.get("name")) for case in cases}) == len(cases) == 7
+    for suite in suites:
+        assert all(case.get("classname") == suite.get("name") for case in suite)
+
+
 @pytest.mark.skipif(not LAUNCHER.exists(), reason="the package lies in its source folder")
 @pytest.mark.parametrize("path", [None, LAUNCHER.parents[1] / "python"])
 def test_workers_of_the_launcher_start(folders, path):
@@ -216,6 +233,20 @@ def test_a_campaign_started_again_does_what_is_missing(folders, tmp_path):
     first = campaign(*folders, "--results", results)
     again = campaign(*folders, "--results", results)
     assert again == first and len(read_rows(results)) == 3
+
+
+def test_more_workers_than_open_files_allow_are_told(folders, tmp_path):
+    limit = (64, resource.getrlimit(resource.RLIMIT_NOFILE)[1])
+    for number in range(40):
+        for folder in folders:
+            (folder / f"{number}.csv").write_text("time,speed\n0,1\n")
+    code, out, err = campaign(
+        *folders, "--jobs", 40, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, limit)
+    )
+    assert (code, out) == (2, "")
+    assert err == (
+        "kvr: too many files are open at once; raise the limit, as with ulimit -n, or use fewer jobs\n"
+    )
 
 
 def test_interrupting_keeps_what_is_finished_and_ends_at_once(tmp_path):

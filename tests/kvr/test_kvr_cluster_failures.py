@@ -2,11 +2,13 @@
 
 import os
 import subprocess
+import threading
 import warnings
 
 import kvr
 import pytest
 from campaign_files import expected, outcome, write_pairs
+from kvr._campaign import cluster as cluster_runner
 from kvr._campaign.cluster import Cluster, _Sent
 from kvr._campaign.schedule import Batch
 from kvr._campaign.work import Outcome
@@ -40,7 +42,10 @@ def test_a_scheduler_that_is_gone_ends_the_campaign_which_can_be_started_again(c
     results = tmp_path / "r.jsonl"
     found = []
     cluster.client._timeout = 3  # seconds that it looks for the scheduler
-    with pytest.raises(RuntimeError, match="the scheduler is gone; start the campaign again"):
+    with pytest.raises(
+        RuntimeError,
+        match="the scheduler is gone or the client was closed; start the campaign again",
+    ):
         for result in kvr.campaign(pairs, client=cluster.client, results=results):
             found.append(result)
             if len(found) == 200:
@@ -165,6 +170,26 @@ def test_an_address_without_a_scheduler_is_one_line_that_names_it(
     out, err = capsys.readouterr()
     assert out == "" and err.count("\n") == 1
     assert err.startswith(f"kvr: {address}: no scheduler was reached there; check the address (")
+
+
+def test_a_client_that_was_closed_is_refused_before_anything_is_read(cluster, tmp_path):
+    cluster.client.close()
+    with pytest.raises(ValueError, match="^client is closed; give one that is connected$"):
+        kvr.campaign(iter(pytest.fail, None), client=cluster.client)
+
+
+def test_a_campaign_that_waits_for_workers_says_so_once(cluster, tmp_path, monkeypatch):
+    monkeypatch.setattr(cluster_runner, "_PATIENCE", 1.0)
+    pairs = write_pairs(tmp_path, 3)
+    while cluster.workers:
+        cluster.remove_worker()
+    with pytest.warns(RuntimeWarning, match="^the cluster has no workers; ") as told:
+        starting = threading.Timer(6.0, cluster.add_worker)
+        starting.start()
+        found = list(kvr.campaign(pairs, client=cluster.client))
+        starting.join()
+    assert outcome(found) == expected(pairs)
+    assert len([one for one in told if "no workers" in str(one.message)]) == 1
 
 
 def test_an_empty_address_is_refused_and_nothing_is_compared(tmp_path, capsys):

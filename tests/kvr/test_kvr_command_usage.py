@@ -97,3 +97,24 @@ def test_verify_refuses_a_folder_and_a_run_that_is_not_there(week):
     code, out, err = run_kvr("verify", f"{week}#Teusday")
     assert (code, out) == (2, "")
     assert err == f"kvr: {week}: no run is named 'Teusday'; did you mean 'Tuesday'?\n"
+
+
+def test_a_run_whose_name_another_has_is_not_proposed(store, tmp_path):
+    for name in ("day", "day", "night"):
+        store.new_run(name).add("a", [1.0], time=[0.0])
+    store.save(tmp_path / "w.kvr")
+    found = run_kvr("compare", "w.kvr", "w.kvr", cwd=tmp_path)
+    assert found[2] == (
+        "kvr: w.kvr has 3 runs, 'day', 'day' and 'night'; name one as w.kvr#night\n"
+    )
+    found = run_kvr("compare", "w.kvr#night", "w.kvr#day", cwd=tmp_path)
+    assert found[2] == (
+        "kvr: w.kvr: 2 runs are named 'day', with the ids 1 and 2; "
+        "choose one in Python, with runs.by_id\n"
+    )
+
+
+@pytest.mark.parametrize("arguments", [("ls", ""), ("compare", "", "a.csv"), ("verify", "")])
+def test_an_empty_name_of_a_file_is_shown_as_such(tmp_path, arguments):
+    found = run_kvr(*arguments, cwd=tmp_path)
+    assert found == (2, "", "kvr: '': there is no such file; check the name\n")

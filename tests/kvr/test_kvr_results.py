@@ -131,6 +131,20 @@ def test_junit_replaces_every_control_character_but_white_space(store):
     assert (case.get("name"), case.get("classname")) == (expected, expected)
 
 
+def test_junit_tells_cases_of_one_name_apart(store):
+    """CI systems keep one case of those that share class name and name."""
+    first, second = store.new_run("a"), store.new_run("b")
+    for run, last in ((first, 1.0), (second, 2.0)):
+        for label in ("x", "x (2)", "x", "x", "", "\x01", "\x02"):
+            run.add(label, [last], time=[0.0])
+        run.add("x", [last], time=[0.0], path="p")
+    cases = xml.etree.ElementTree.fromstring(kvr.compare(first, second).to_junit()).iter("testcase")
+    assert [(case.get("classname"), case.get("name")) for case in cases] == [
+        ("signals", "x"), ("signals", "x (2)"), ("signals", "x (3)"), ("signals", "x (4)"),
+        ("signals", "no label"), ("signals", "\ufffd"), ("signals", "\ufffd (2)"), ("p", "x"),
+    ]  # fmt: skip
+
+
 def test_results_are_written_beside_and_renamed(comparison, tmp_path):
     path = tmp_path / "result.json"
     path.write_text("old")
@@ -160,6 +174,12 @@ def test_frame_has_a_row_a_verdict(comparison):
     # Plain facts alone: a list of intervals has no cell.
     assert "intervals_total" in frame.columns
     assert not {"worst", "intervals"} & set(frame.columns)
+
+
+def test_frame_of_no_verdicts_has_the_same_columns(comparison, store):
+    pytest.importorskip("pandas")
+    empty = kvr.compare(store.new_run("none"), store.new_run("nothing")).to_dataframe()
+    assert len(empty) == 0 and list(empty.columns) == list(comparison.to_dataframe().columns)
 
 
 def test_html_escapes_names(comparison):

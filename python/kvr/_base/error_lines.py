@@ -2,15 +2,21 @@
 
 from __future__ import annotations
 
+import errno
+
 from kvr._base.errors import Error
 from kvr._base.text import shown
 from kvr._base.writing import CANNOT_BE_WRITTEN
+
+_NO_MORE_FILES = (errno.EMFILE, errno.ENFILE)
 
 
 def told(error: Exception) -> str:
     """The error on one line, with a hint where there is one."""
     if isinstance(error, OSError) and error.filename is not None:
-        text = f"{error.filename}: {_remedy(error)}"
+        text = f"{error.filename or repr(error.filename)}: {_remedy(error)}"
+    elif isinstance(error, OSError) and error.errno in _NO_MORE_FILES:
+        text = _remedy(error)
     elif isinstance(error, (Error, ValueError, OSError)):
         text = str(error)
     elif isinstance(error, MemoryError):
@@ -23,6 +29,10 @@ def told(error: Exception) -> str:
 def _remedy(error: OSError) -> str:
     if (error.strerror or "").startswith(CANNOT_BE_WRITTEN):
         return f"{error.strerror}; name another place"
+    if error.errno in _NO_MORE_FILES:
+        return (
+            "too many files are open at once; raise the limit, as with ulimit -n, or use fewer jobs"
+        )
     if isinstance(error, FileNotFoundError):
         return "there is no such file; check the name"
     if isinstance(error, IsADirectoryError):

@@ -32,11 +32,12 @@ def campaign(
              (baseline, other, options) with options of that pair; read as they are needed
     client   a ``distributed.Client``: the pairs are compared on its workers, which must see the
              files under the same paths. Without one, processes of this machine do it.
-    jobs     how many processes; None: as many as there are processors. Not with a client.
-    results  a file to which every result is appended before it is given, a line of JSON each. If it
-             is there, the pairs that it has results of are not compared again, unless a file, the
-             options or the program has changed; their results are given as well, and a pair that
-             stands twice is given once.
+    jobs     how many processes, 1024 at most; None: as many as there are processors. They start
+             when there is work for them. Not with a client.
+    results  a regular file to which every result is appended before it is given, a line of JSON
+             each. If it is there, the pairs that it has results of are not compared again, unless a
+             file, the options or the program has changed; their results are given as well, and a
+             pair that stands twice is given once.
     options  as for ``kvr.compare``, without `threads` and `progress`
 
     What befalls a pair is its result: `error` says why it could not be compared. A worker that dies

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import asyncio
 import importlib
+import math
 import os
 import queue
 import time
@@ -18,6 +19,9 @@ from kvr._campaign.work import run_batch, unfitness
 
 _AHEAD = 2  # batches for each thread of the cluster
 _LOOK_AGAIN = 2.0  # seconds between two looks at which workers there are
+_PATIENCE = (
+    10.0  # seconds without a worker after which a warning says so; a cluster may be starting
+)
 
 
 class _Sent(NamedTuple):
@@ -41,13 +45,15 @@ class Cluster:
     "allowed-failures" says. Batches that are lost with the scheduler are sent again. A worker with
     another version of the program, or without the files, gets no more batches; a warning says so,
     and its batches go to the others.
-    Raises TypeError for a client that is asynchronous.
+    Raises TypeError for a client that is asynchronous, ValueError for one that is closed.
     """
 
     def __init__(self, client: Any) -> None:
         self._distributed = need("distributed", "campaign")
         if getattr(client, "asynchronous", True):
             raise TypeError("client must be a distributed.Client that is not asynchronous")
+        if client.status in ("closed", "closing"):
+            raise ValueError("client is closed; give one that is connected")
         self._client = client
         self._name = uuid.uuid4().hex
         self._count = 0
@@ -56,6 +62,7 @@ class Cluster:
         self._threads: dict[str, int] = {}  # of each worker that is fit, by its address
         self._unfit: dict[str, str] = {}  # the other workers, and what is wrong with them
         self._looked = 0.0
+        self._worked = time.monotonic()  # when there was a worker last; infinite once that was told
         self._error: RuntimeError | None = None  # that ended the campaign
         self.width = 1
         self._look()
@@ -132,7 +139,10 @@ class Cluster:
 
     def _require_scheduler(self) -> None:
         if self._client.status in ("closed", "closing"):
-            raise RuntimeError("the scheduler is gone; start the campaign again with its results")
+            raise RuntimeError(
+                "the scheduler is gone or the client was closed; "
+                "start the campaign again with its results"
+            )
 
     # ---- What comes back ----
 
@@ -162,7 +172,15 @@ class Cluster:
             self._unfit = {a: what for a, what in self._unfit.items() if a in threads}
             self._threads = {a: count for a, count in threads.items() if a not in self._unfit}
             self.width = max(sum(self._threads.values()), 1)
+        self._tell_of_no_workers()
         self._send_on_what_waits_for_nobody()
+
+    def _tell_of_no_workers(self) -> None:
+        if self._threads:
+            self._worked = self._looked
+        elif self._looked - self._worked > _PATIENCE:
+            self._worked = math.inf
+            warnings.warn("the cluster has no workers; the campaign waits", RuntimeWarning, 2)
 
     def _send_on_what_waits_for_nobody(self) -> None:
         """Send batches again whose workers are all gone: no other may take them."""

@@ -11,7 +11,7 @@ from typing import TextIO
 
 from kvr._base.writing import is_device, put_in_place, unwritable
 from kvr._campaign.results import Failure, PairResult, Summary
-from kvr._comparing.results import attribute
+from kvr._comparing.results import CaseStarts, attribute
 
 
 class JUnitFile:
@@ -66,42 +66,47 @@ class JUnitFile:
 
 
 def _suite(result: PairResult) -> str:
-    cases = _cases(result)
+    title = f"{result.baseline} against {result.other}"
+    cases = _cases(result, title)
     failures = sum("<failure" in case for case in cases)
     errors = sum("<error" in case for case in cases)
-    name = attribute(f"{result.baseline} against {result.other}")
     counts = f'tests="{len(cases)}" failures="{failures}" errors="{errors}" skipped="0"'
-    start = f'<testsuite name={name} {counts} time="{result.seconds:.6f}">'
+    start = f'<testsuite name={attribute(title)} {counts} time="{result.seconds:.6f}">'
     return "\n".join([start, *cases, "</testsuite>", ""])
 
 
-def _cases(result: PairResult) -> list[str]:
-    """A case for each verdict that fails and is kept, and one for all the others together."""
+def _cases(result: PairResult, title: str) -> list[str]:
+    """A case for each verdict that fails and is kept, and one for all the others together.
+
+    The pair is their class name: CI systems tell cases apart by that and the name, not by suites.
+    """
     summary = result.comparison
+    starts = CaseStarts()
     if summary is None:
-        return [_case("files", "pair", "error", result.error)]
+        return [_case(starts.start(title, "files"), "error", result.error)]
     if not summary.paired and not summary.failed_total:
-        return [_case("files", "pair", "nothing", result.text)]
-    cases = [_failed(failure) for failure in summary.failed]
-    rest = _rest(summary)
+        return [_case(starts.start(title, "files"), "nothing", result.text)]
+    cases = [_failed(starts, title, failure) for failure in summary.failed]
+    rest = _rest(starts, title, summary)
     return [*cases, *([rest] if rest else [])]
 
 
-def _rest(summary: Summary) -> str:
+def _rest(starts: CaseStarts, title: str, summary: Summary) -> str:
     hidden = summary.failed_total - len(summary.failed)
     if hidden:
-        return _case("signals", "the others", "failed", f"{hidden} more signals fail")
+        text = f"{hidden} more signals fail"
+        return _case(starts.start(title, "the others"), "failed", text)
     passing = sum(summary.counts.values()) - summary.failed_total
-    return _case("signals", f"{passing} more signals", "", None) if passing else ""
+    return _case(starts.start(title, f"{passing} more signals"), "", None) if passing else ""
 
 
-def _failed(failure: Failure) -> str:
-    kind = failure.reason or failure.status
-    return _case(failure.path or "signals", failure.label or "no label", kind, failure.text)
+def _failed(starts: CaseStarts, title: str, failure: Failure) -> str:
+    label = failure.label or "no label"
+    name = f"{failure.path}/{label}" if failure.path else label
+    return _case(starts.start(title, name), failure.reason or failure.status, failure.text)
 
 
-def _case(place: str, name: str, kind: str, text: str | None) -> str:
-    start = f"<testcase classname={attribute(place)} name={attribute(name)}"
+def _case(start: str, kind: str, text: str | None) -> str:
     if text is None:
         return f"{start}/>"
     tag = "error" if kind == "error" else "failure"

@@ -99,7 +99,8 @@ def junit_text(comparison: Comparison) -> str:
     failures = len(comparison.failed)
     name = f"{comparison.baseline.run} against {comparison.other.run}"
     counts = f'tests="{len(comparison)}" failures="{failures}" errors="0" skipped="0"'
-    cases = [_case(verdict, comparison.fails(verdict)) for verdict in comparison.verdicts]
+    starts = CaseStarts()
+    cases = [_case(starts, verdict, comparison.fails(verdict)) for verdict in comparison.verdicts]
     return "\n".join(
         [
             '<?xml version="1.0" encoding="UTF-8"?>',
@@ -113,13 +114,36 @@ def junit_text(comparison: Comparison) -> str:
     )
 
 
-def _case(verdict: Verdict, fails: bool) -> str:
-    place = attribute(verdict.path or "signals")
-    start = f"<testcase classname={place} name={attribute(verdict.label or 'no label')}"
+class CaseStarts:
+    """Makes the beginnings of the cases of a suite, each with a name of its own.
+
+    CI systems keep one case of those that share class name and name: a failing one could be lost.
+    """
+
+    def __init__(self) -> None:
+        self._taken: dict[tuple[str, str], int] = {}  # how often each name was wanted
+
+    def start(self, place: str, name: str) -> str:
+        place, plain = printable(place), printable(name)
+        name = plain
+        while (place, name) in self._taken:
+            self._taken[place, plain] += 1
+            name = f"{plain} ({self._taken[place, plain]})"
+        self._taken[place, name] = 1
+        return f"<testcase classname={attribute(place)} name={attribute(name)}"
+
+
+def _case(starts: CaseStarts, verdict: Verdict, fails: bool) -> str:
+    start = starts.start(verdict.path or "signals", verdict.label or "no label")
     if not fails:
         return f"{start}/>"
     kind = attribute(verdict.reason or verdict.status)
     return f"{start}><failure type={kind} message={attribute(verdict.text)}/></testcase>"
+
+
+def printable(text: str) -> str:
+    """The text with characters replaced that XML cannot hold, or nobody should print."""
+    return _NOT_XML.sub("\ufffd", text)
 
 
 def attribute(text: str) -> str:
@@ -127,7 +151,7 @@ def attribute(text: str) -> str:
     # Imported here, for it imports clients of HTTP and mail: a tenth of the start of a worker.
     from xml.sax.saxutils import quoteattr
 
-    return quoteattr(_NOT_XML.sub("\ufffd", text), {"\n": "&#10;", "\r": "&#13;", "\t": "&#9;"})
+    return quoteattr(printable(text), {"\n": "&#10;", "\r": "&#13;", "\t": "&#9;"})
 
 
 # ---- A frame ----
@@ -136,7 +160,8 @@ def attribute(text: str) -> str:
 def dataframe(comparison: Comparison) -> pandas.DataFrame:
     frames = need("pandas", "to_dataframe")
     rows = [_row(verdict) for verdict in comparison.verdicts]
-    return frames.DataFrame(rows)
+    columns = list(_row(Verdict("", None, "")))  # also where there are no rows
+    return frames.DataFrame(rows, columns=columns)
 
 
 def _row(verdict: Verdict) -> dict[str, Any]:

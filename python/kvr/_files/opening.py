@@ -47,14 +47,18 @@ def split_name(text: str) -> tuple[str, str | None]:
 def chosen_run(recording: Recording, name: str | None) -> RunReader[Any]:
     """The run of this name, or the only one. Raises NotFound, Ambiguous."""
     if name is not None:
-        return run_named(list(recording.runs), name, "the file", f"{recording.path}: ")
+        try:
+            return run_named(list(recording.runs), name, "the file", f"{recording.path}: ")
+        except Ambiguous as error:
+            raise Ambiguous(f"{error}; choose one in Python, with runs.by_id") from None
     if not recording.runs:
         raise NotFound(f"{recording.path} has no runs")
     if len(recording.runs) > 1:
-        names = listed([run.name for run in recording.runs[:10]], "and")
-        more = f" and {len(recording.runs) - 10} more" if len(recording.runs) > 10 else ""
+        known = [run.name for run in recording.runs]
+        more = f" and {len(known) - 10} more" if len(known) > 10 else ""
+        example = next((name for name in known[:10] if known.count(name) == 1), known[0])
         raise Ambiguous(
-            f"{recording.path} has {len(recording.runs)} runs, {names}{more}; "
-            f"name one as {recording.path}#{recording.runs[0].name}"
+            f"{recording.path} has {len(known)} runs, {listed(known[:10], 'and')}{more}; "
+            f"name one as {recording.path}#{example}"
         )
     return recording.runs[0]
