@@ -2,7 +2,7 @@
 import assert from "node:assert/strict";
 import { test } from "node:test";
 
-import { rowsOf, searchText, sharedFolder } from "../src/campaign/rows";
+import { COLUMNS, excessText, rowsOf, searchText, sharedFolder } from "../src/campaign/rows";
 import type { CampaignData } from "../src/campaign/rows";
 
 const DATA: CampaignData = {
@@ -29,9 +29,15 @@ const DATA: CampaignData = {
 test("rows have what the columns have, in their order", () => {
   const rows = rowsOf(DATA);
   assert.deepEqual(rows.map(({ name }) => name), ["a.csv", "sub/b.csv", "c.csv"]);
-  assert.deepEqual(rows.map(({ excess }) => excess), [Infinity, 1.5, null]);
+  assert.deepEqual(rows.map(({ excess }) => excess), [NaN, 1.5, null]);
   assert.deepEqual(rows.map(({ report }) => report), ["pairs/a.csv-0123456789abcdef.html", null, null]);
   assert.equal(rows[1]?.seconds, 0.2);
+});
+
+test("an infinite difference is not called lost, and both are further out than any other", () => {
+  assert.deepEqual([NaN, Infinity, 1.5, null].map(excessText), ["lost", "infinite", "1.5", ""]);
+  const sortKey = COLUMNS.find(({ key }) => key === "excess")!.sortKey!;
+  assert.equal(sortKey(rowsOf(DATA)[0]!), Infinity);
 });
 
 test("a row is found by its names, its status and what is wrong", () => {

@@ -192,3 +192,53 @@ def test_a_full_disk_ends_the_campaign_and_keeps_what_is_written(pairs, tmp_path
     assert path.stat().st_size <= 3000
     assert outcome(run(pairs, results=path)) == expected(pairs)
     assert len(path.read_text().splitlines()) == len(pairs)
+
+
+# ---- What no campaign wrote ----
+
+
+@pytest.mark.parametrize("path", ["/dev/full", "/dev/null", "fifo"])
+def test_a_device_or_a_pipe_is_refused_before_it_is_read(pairs, tmp_path, path):
+    path = tmp_path / path
+    if path.name == "fifo":
+        os.mkfifo(path)
+    with pytest.raises(OSError, match="cannot be written, results need a regular file") as caught:
+        kvr.campaign(pairs, jobs=1, results=path)
+    assert caught.value.filename == str(path)
+
+
+def test_a_large_file_without_lines_is_refused_and_not_held_in_memory(pairs, tmp_path):
+    path = tmp_path / "image"
+    path.write_bytes(b"x")
+    os.truncate(path, 1 << 40)
+    with pytest.raises(kvr.FormatError, match="line 1: is no result of a campaign"):
+        kvr.campaign(pairs, jobs=1, results=path)
+    assert path.stat().st_size == 1 << 40
+
+
+@pytest.mark.parametrize(
+    ("field", "value"),
+    [
+        ("baseline", 7),
+        ("other", None),
+        ("error", 7),
+        ("alone", "bogus"),
+        ("failed_total", 2),
+        ("failed_total", -1),
+        ("counts", {"within": -1, "out": 1, "missing": 0, "extra": 0, "incomparable": 0}),
+        ("counts", {"within": "1", "out": 1, "missing": 0, "extra": 0, "incomparable": 0}),
+        ("failed", []),
+        ("failed", [{"label": 1}]),
+        ("warnings", "none"),
+        ("warnings", [1]),
+        ("seconds", "long"),
+    ],
+)
+def test_a_line_that_was_changed_by_hand_is_refused(pairs, tmp_path, field, value):
+    path = tmp_path / "results.jsonl"
+    run(pairs[:1], results=path)
+    row = json.loads(path.read_text())
+    assert row["failed_total"] == 1
+    path.write_text(json.dumps({**row, field: value}) + "\n")
+    with pytest.raises(kvr.FormatError, match="byte 1: is no result of a campaign"):
+        run(pairs[:1], results=path)

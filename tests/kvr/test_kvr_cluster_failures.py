@@ -10,6 +10,8 @@ from campaign_files import expected, outcome, write_pairs
 from kvr._campaign.cluster import Cluster, _Sent
 from kvr._campaign.schedule import Batch
 from kvr._campaign.work import Outcome
+from kvr._command import campaign as command
+from kvr._command.main import main
 
 pytest.importorskip("distributed")
 from local_cluster import LocalCluster  # noqa: E402
@@ -150,3 +152,23 @@ def test_what_has_ended_counts_when_the_scheduler_is_gone():
     for _ in range(2):
         with pytest.raises(RuntimeError, match="the scheduler is gone"):
             runner.ended()
+
+
+@pytest.mark.parametrize(
+    "address", ["tcp://127.0.0.1:1", "bogus://x", "tcp://", "inproc://x", "tls://a:1"]
+)
+def test_an_address_without_a_scheduler_is_one_line_that_names_it(
+    tmp_path, capsys, monkeypatch, address
+):
+    monkeypatch.setattr(command, "_CONNECT_SECONDS", 1)
+    assert main(["campaign", str(tmp_path), str(tmp_path), "--scheduler", address]) == 2
+    out, err = capsys.readouterr()
+    assert out == "" and err.count("\n") == 1
+    assert err.startswith(f"kvr: {address}: no scheduler was reached there; check the address (")
+
+
+def test_an_empty_address_is_refused_and_nothing_is_compared(tmp_path, capsys):
+    assert main(["campaign", str(tmp_path), str(tmp_path), "--scheduler", ""]) == 2
+    assert capsys.readouterr().err == (
+        "kvr: --scheduler: the address is empty; name one, such as tcp://10.0.0.1:8786\n"
+    )

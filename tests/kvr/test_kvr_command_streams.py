@@ -161,6 +161,13 @@ def test_output_that_is_an_input_is_refused(folder, line):
     assert {path.name: path.read_text() for path in folder.iterdir()} == before
 
 
+@pytest.mark.parametrize("options", ["--json - --junit -", "--html - --json /dev/stdout"])
+def test_standard_output_takes_one_of_the_results(folder, options):
+    assert shell(folder, f"kvr compare base.csv other.csv {options}") == (
+        2, "", "kvr: the standard output: takes one of the results; name files for the others\n",
+    )  # fmt: skip
+
+
 def test_standard_output_can_be_named_as_a_file(folder):
     one = shell(folder, "kvr compare base.csv other.csv --json - >a.json")
     other = shell(folder, "kvr compare base.csv other.csv --json /dev/stdout >b.json")

@@ -8,6 +8,7 @@ import kvr
 import numpy as np
 import pytest
 import vormel
+from kvr import _kvr
 from vormel.Dravik.kvr import SignalRepository
 
 DATA = Path(__file__).parents[2] / "examples" / "data"
@@ -228,6 +229,20 @@ def test_file_with_several_runs_wants_a_name(monkeypatch, tmp_path):
 def test_result_does_not_depend_on_threads(threads):
     one = kvr.compare(*DAYS, match="name", threads=1).to_dict()
     assert kvr.compare(*DAYS, match="name", threads=threads).to_dict() == one
+
+
+@pytest.mark.parametrize("threads", [100_000, 10**20])
+def test_no_more_threads_start_than_there_are_signals(two, monkeypatch, threads):
+    for run in two:
+        fill(run, "a", "b")
+    asked = []
+    judging = _kvr.PairJudging
+    monkeypatch.setattr(
+        _kvr, "PairJudging", lambda *given: asked.append(given[3]) or judging(*given)
+    )
+    one = kvr.compare(*two, threads=1).to_dict()
+    assert kvr.compare(*two, threads=threads).to_dict() == one
+    assert asked == [1, 2]
 
 
 def test_threads_must_be_a_whole_number_above_0(two):

@@ -107,3 +107,46 @@ def test_a_worker_that_is_starting_leaves_ctrl_c_to_its_parent(tmp_path):
         assert process.stdout.readline() == "starting\n"
         os.killpg(process.pid, signal.SIGINT)  # as the terminal does
         assert process.communicate() == ("interrupted\n", "")
+
+
+# Its worker begins a comparison of many seconds as soon as it has started.
+BUSY = STARTING.replace("jobs=1", 'jobs=1, sync=kvr.Sync("uniform", "linear", 1e-9)')
+
+
+def test_a_second_ctrl_c_does_not_wait_for_the_work_of_the_workers(tmp_path):
+    (tmp_path / "a.csv").write_text("time,a\n0,0\n2,1\n")
+    (tmp_path / "compared.py").write_text(BUSY)
+    with subprocess.Popen(
+        [sys.executable, "compared.py"], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+        cwd=tmp_path, start_new_session=True,
+    ) as process:  # fmt: skip
+        try:
+            assert process.stdout.readline() == "starting\n"
+            for _ in range(2):
+                os.killpg(process.pid, signal.SIGINT)
+                time.sleep(0.2)
+            assert process.communicate(timeout=5 * PATIENCE)[0] == "interrupted\n"
+        finally:
+            process.kill()
+
+
+def test_a_campaign_that_is_told_to_end_leaves_no_file_and_no_worker(tmp_path):
+    (tmp_path / "a.csv").write_text("time,a\n0,0\n2,1\n")
+    (tmp_path / "pairs.csv").write_text("baseline,other\na.csv,a.csv\n")
+    options = ("--junit", "r.xml", "--sync", "uniform:1e-9", "--interp", "linear", "--jobs", "1")
+    with subprocess.Popen(
+        [sys.executable, "-m", "kvr", "campaign", "--pairs", "pairs.csv", *options],
+        stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, cwd=tmp_path,
+    ) as process:  # fmt: skip
+        try:
+            while not list(tmp_path.glob(".kvr-*")):
+                assert process.poll() is None
+                time.sleep(0.01)
+            time.sleep(1.0)  # the worker starts
+            process.terminate()
+            # The workers hold these pipes as well: both end when all have gone.
+            assert process.communicate(timeout=5 * PATIENCE) == ("", "")
+        finally:
+            process.kill()
+    assert process.returncode == 128 + signal.SIGTERM
+    assert sorted(os.listdir(tmp_path)) == ["a.csv", "pairs.csv"]

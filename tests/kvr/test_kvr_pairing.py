@@ -83,6 +83,11 @@ def test_key_that_stands_several_times_is_paired_in_order_with_one_warning(two):
     ]
 
 
+def test_warning_names_a_key_of_numbers_alone(two):
+    _, warnings = paired(two, [{}, {}, dict(port=2), dict(port=2)], [{}], match=("port",))
+    assert [text.split(" stands ")[0] for text in warnings] == ["the key '0'", "the key '2'"]
+
+
 def test_only_and_ignore_look_at_path_and_label_on_both_sides(two):
     first = [dict(path="car/a", label="x"), dict(path="car/b", label="y"), dict(label="z")]
     second = [dict(path="car/a", label="w"), dict(path="car/b", label="y")]

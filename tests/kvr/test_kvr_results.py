@@ -181,6 +181,23 @@ def test_text_is_a_short_table_worst_first(comparison):
     assert "\x1b" not in text
 
 
+def test_text_calls_lost_only_what_the_other_side_lacks(store):
+    first, second = store.new_run("a"), store.new_run("b")
+    cases = {
+        "gone": (1.0, np.nan),
+        "far": (1e308, -1e308),
+        "up": (np.inf, 3.0),
+        "both": (1j, np.nan),
+    }
+    for label, sides in cases.items():
+        for run, value in zip((first, second), sides):
+            run.add(label, [value], time=[0.0])
+    rows = [line.split() for line in str(kvr.compare(first, second)).splitlines()[2:]]
+    assert {row[-1]: row[1] for row in rows} == {
+        "gone": "lost", "far": "infinite", "up": "infinite", "both": "lost",
+    }  # fmt: skip
+
+
 def test_text_names_how_many_more(store):
     run = store.new_run("a")
     for i in range(50):

@@ -49,6 +49,7 @@ export interface CampaignRow {
   /** `other` without the folders that all pairs share. */
   name: string;
   what: string;
+  /** NaN for a lost value, Infinity for an infinite difference, null where nothing is out. */
   excess: number | null;
   failed: number;
   compared: number;
@@ -67,18 +68,12 @@ export function rowsOf({ columns }: CampaignData): CampaignRow[] {
     other: columns.other[place] ?? "",
     name: (columns.other[place] ?? "").slice(shared),
     what: columns.what[place] ?? "",
-    excess: excessOf(columns.excess[place]),
+    excess: readNumberOrNull(columns.excess[place]),
     failed: columns.failed[place] ?? 0,
     compared: columns.compared[place] ?? 0,
     seconds: readNumber(columns.seconds[place]),
     report: columns.report[place] ?? null,
   }));
-}
-
-/** Lost and infinite values are further out than any other. */
-function excessOf(value: unknown): number | null {
-  const excess = readNumberOrNull(value);
-  return Number.isNaN(excess) ? Infinity : excess;
 }
 
 /** The folders that all of the paths begin with, and their last "/"; "" without any. */
@@ -96,6 +91,12 @@ export function searchText(row: CampaignRow): string {
   return [row.baseline, row.other, row.status, row.what].map((text) => text.slice(0, 1000)).join("\n");
 }
 
+export function excessText(excess: number | null): string {
+  if (excess === null) return "";
+  if (Number.isNaN(excess)) return "lost";
+  return excess === Infinity ? "infinite" : shortNumber(excess, 5);
+}
+
 export const COLUMNS: Column<CampaignRow>[] = [
   {
     key: "status", title: "status", width: "7em", hint: "Whether the pair passed",
@@ -109,8 +110,7 @@ export const COLUMNS: Column<CampaignRow>[] = [
   {
     key: "excess", title: "excess", width: "6em", align: "right", descendingFirst: true,
     hint: "How far the worst value is beyond its tolerance",
-    cell: ({ excess }) => (excess === null ? "" : excess === Infinity ? "lost" : shortNumber(excess, 5)),
-    sortKey: ({ excess }) => excess,
+    cell: ({ excess }) => excessText(excess), sortKey: ({ excess }) => (Number.isNaN(excess) ? Infinity : excess),
   },
   {
     key: "failed", title: "failed", width: "5em", align: "right", descendingFirst: true, hint: "Signals that fail",

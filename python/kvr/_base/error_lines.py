@@ -25,6 +25,8 @@ def _remedy(error: OSError) -> str:
         return f"{error.strerror}; name another place"
     if isinstance(error, FileNotFoundError):
         return "there is no such file; check the name"
+    if isinstance(error, IsADirectoryError):
+        return "is a folder; name a file in it"
     if isinstance(error, PermissionError):
         return "permission denied; check who may read and write it"
     return error.strerror or "cannot be read or written"

@@ -82,12 +82,15 @@ def start(
         if journal:
             journal.close()
         raise
-    return _run(pairs, options, runner, journal, reports)
+    # The caller may change it before asking for the first result; workers have another.
+    folder = os.getcwd()
+    return _run(pairs, options, folder, runner, journal, reports)
 
 
 def _run(
     pairs: Iterator[FilePair],
     options: dict[str, Any],
+    folder: str,
     runner: Runner,
     journal: Journal | None,
     reports: ReportFolder | None,
@@ -97,7 +100,7 @@ def _run(
         if journal:
             stack.enter_context(closing(journal))
         stack.enter_context(closing(runner))
-        plan = _plan(pairs, options, version, journal, reports)
+        plan = _plan(pairs, options, folder, version, journal, reports)
         for found in Schedule(runner, version).run(plan):
             if journal:
                 journal.append([(key, result) for key, result in found if key])
@@ -108,12 +111,12 @@ def _run(
 def _plan(
     pairs: Iterator[FilePair],
     options: dict[str, Any],
+    folder: str,
     version: str,
     journal: Journal | None,
     reports: ReportFolder | None,
 ) -> Iterator[Union[Planned, Settled]]:
-    """The pairs to compare, and the results that are known without."""
-    folder = os.getcwd()  # workers have another
+    """The pairs to compare, and the results that are known without. Names count from `folder`."""
     for pair in pairs:
         own = {**options, **pair.options}
         sides = os.path.join(folder, pair.baseline), os.path.join(folder, pair.other)

@@ -8,6 +8,7 @@ cut off.
 
 from __future__ import annotations
 
+import errno
 import fcntl
 import hashlib
 import json
@@ -18,13 +19,14 @@ from contextlib import contextmanager, suppress
 from typing import Any
 
 from kvr._base.errors import FormatError
-from kvr._base.writing import unwritable
+from kvr._base.writing import is_device, unwritable
 from kvr._campaign.pairs import FilePair, SeenFile
 from kvr._campaign.results import PairResult
 
 _FOREIGN = "is no result of a campaign; name another file, or remove this one"
 _TAKEN = -1
 _KEY_LENGTH = 32
+_LONGEST_LINE = 1 << 26  # bytes; keeps the size of a foreign file out of memory
 _START = b'{"key": "' + b"0" * _KEY_LENGTH + b'", "baseline": '
 _KEY_AT = _START.index(b"0")
 _LINE = re.compile(rb'\{"key": "([0-9a-f]{32})", "baseline": .*\}\n', re.DOTALL)
@@ -47,6 +49,8 @@ class Journal:
     def __init__(self, path: str | os.PathLike[str]) -> None:
         self._path = os.fspath(path)
         with self._naming_the_file():
+            if is_device(self._path):  # reading one may never end
+                raise OSError(errno.EINVAL, "results need a regular file")
             is_new = not os.path.exists(self._path)
             self._file = open(self._path, "a+b")
         try:
@@ -115,10 +119,11 @@ class Journal:
         places: dict[bytes, int] = {}
         self._file.seek(0)
         place = 0
-        for number, line in enumerate(self._file, 1):
+        lines = iter(lambda: self._file.readline(_LONGEST_LINE), b"")
+        for number, line in enumerate(lines, 1):
             found = _LINE.fullmatch(line)
             if found is None:
-                if not _is_cut(line):
+                if not _is_cut(line) or self._file.peek(1):
                     raise FormatError(self._path, _FOREIGN, f"line {number}")
                 self._file.truncate(place)
                 break

@@ -22,24 +22,28 @@ from kvr._campaign.work import Outcome, run_batch
 _T = TypeVar("_T")
 _FALSE_STARTS = 100  # one after the other, of a worker that has started before
 _OBJECTS_UNTIL_COLLECTED = 100_000  # in a worker; Python's own threshold is 700
+_MOST_WORKERS = 1024  # far more than processors; pairs are read ahead for each
 _AHEAD = 2  # batches a worker has, so that it need not wait for the next
 
 
 class Pool:
-    """A runner on `jobs` processes, started anew when one dies.
+    """A runner on up to `jobs` processes, started when there is work, and anew when one dies.
 
     Each process is a pool of its own, so that its death is that of one batch and not of all.
     """
 
     def __init__(self, jobs: int) -> None:
-        self.width = jobs
-        self._seats = [_Seat() for _ in range(jobs)]
+        self.width = min(jobs, _MOST_WORKERS)
+        self._seats: list[_Seat] = []
 
     def room(self) -> bool:
-        return any(seat.room() for seat in self._seats)
+        return len(self._seats) < self.width or any(seat.room() for seat in self._seats)
 
     def start(self, batch: Batch, version: str) -> None:
-        seat = min((seat for seat in self._seats if seat.room()), key=lambda seat: seat.load())
+        seat = min(self._seats, key=lambda seat: seat.load(), default=None)
+        if seat is None or (seat.load() and len(self._seats) < self.width):
+            seat = _Seat()
+            self._seats.append(seat)
         seat.start(batch, version)
 
     def ended(self) -> list[Ended]:
@@ -48,8 +52,17 @@ class Pool:
         return [ended for seat in self._seats for ended in seat.ended()]
 
     def close(self) -> None:
-        for seat in self._seats:
-            seat.close()
+        """A further Ctrl-C counts when the workers are gone; Python would wait for their work."""
+        interruption: BaseException | None = None
+        while True:
+            try:
+                for seat in self._seats:
+                    seat.close()
+                break
+            except (KeyboardInterrupt, SystemExit) as error:
+                interruption = error
+        if interruption is not None:
+            raise interruption
 
 
 class _Seat:

@@ -210,17 +210,41 @@ class PairResult:
         True
         """
         error, alone = data["error"], data["alone"]
-        summary = None
-        if error is None and not alone:
-            failed = tuple(_failure(plain) for plain in data["failed"])
-            counts = {status: int(data["counts"][status]) for status in STATUSES}
-            summary = Summary(counts, failed, int(data["failed_total"]), tuple(data["warnings"]))
-        seconds = float(data["seconds"])
-        return PairResult(data["baseline"], data["other"], summary, seconds, error, alone)
+        _require(error is None or isinstance(error, str), "error")
+        _require(alone in ("", "missing", "extra"), "alone")
+        summary = _summary(data) if error is None and not alone else None
+        baseline, other = _texts(data, "baseline", "other")
+        return PairResult(baseline, other, summary, float(data["seconds"]), error, alone)
+
+
+def _summary(data: dict[str, Any]) -> Summary:
+    failed = tuple(_failure(plain) for plain in data["failed"])
+    counts = {status: data["counts"][status] for status in STATUSES}
+    total, warnings = data["failed_total"], data["warnings"]
+    for number in (*counts.values(), total):
+        _require(type(number) is int and number >= 0, "counts")
+    _require(len(failed) == min(total, KEPT_FAILURES), "failed_total")
+    _require(total <= sum(counts.values()), "failed_total")
+    _require(isinstance(warnings, list) and all(isinstance(w, str) for w in warnings), "warnings")
+    return Summary(counts, failed, total, tuple(warnings))
 
 
 def _failure(plain: dict[str, Any]) -> Failure:
+    _texts(plain, "label", "path", "status", "text")
+    _require(plain["status"] in STATUSES, "status")
+    _require(plain["reason"] is None or isinstance(plain["reason"], str), "reason")
     for name in ("excess", "first_out"):
         value = plain[name]
         plain[name] = None if value is None else float(value)  # "NaN" and "Infinity" are texts
     return Failure(**plain)
+
+
+def _texts(data: dict[str, Any], *names: str) -> list[str]:
+    for name in names:
+        _require(isinstance(data[name], str), name)
+    return [data[name] for name in names]
+
+
+def _require(is_so: bool, name: str) -> None:
+    if not is_so:
+        raise ValueError(f"no result of a pair has such {name}")

@@ -11,6 +11,7 @@ from typing import TYPE_CHECKING, Any, NamedTuple
 from kvr._base.error_lines import told
 from kvr._base.errors import Error
 from kvr._campaign.results import Summary
+from kvr._files.formats import status_of
 
 if TYPE_CHECKING:
     from kvr._comparing.comparison import Comparison
@@ -154,5 +155,5 @@ def _require_unchanged(paths: Sequence[str], before: Sequence[tuple[int, int, in
 
 
 def _identity(path: str) -> tuple[int, int, int]:
-    status = os.stat(path)
+    status = status_of(path)
     return status.st_ino, status.st_size, status.st_mtime_ns

@@ -6,14 +6,18 @@ import argparse
 import contextlib
 import heapq
 import os
+import signal
 import sys
+import threading
 import time
 import warnings
 from collections import Counter
-from collections.abc import Callable, Iterator
-from typing import Any
+from collections.abc import Callable, Iterator, Sequence
+from typing import Any, NoReturn
 
+from kvr._base.names import listed
 from kvr._base.packages import need
+from kvr._base.settings import INTERPOLATIONS
 from kvr._base.text import shown
 from kvr._campaign.campaign import start
 from kvr._campaign.junit import JUnitFile
@@ -30,13 +34,15 @@ from kvr._command.changes import (
     sync,
 )
 from kvr._command.main import DIFFERS, NOTHING_COMPARED, PASSED
-from kvr._command.outputs import is_standard, require_others
+from kvr._command.outputs import is_standard, require_others, require_unread
 from kvr._command.terminal import colored, table
 from kvr._comparing.compare import require_options
 from kvr._files.formats import known_endings
+from kvr._files.opening import split_name
 
 _ROWS = 200  # printed at most
 _PAUSE = 0.2  # seconds between two looks of the progress line
+_CONNECT_SECONDS = 10
 _RULES = ("coverage", "match", "time_tolerance", "only", "ignore", "strict")
 _EPILOG = """\
 example: kvr campaign baselines/ today/ --relative 0.01 --results today.jsonl
@@ -73,12 +79,16 @@ def run(options: argparse.Namespace) -> int:
     require_options(rules)
     require_others((options.junit, options.results), [options.pairs] if options.pairs else [])
     pairs = _pairs(options)
+    require_unread(options.junit, (split_name(side)[0] for pair in pairs for side in pair[:2]))
     tally = _Tally(len(pairs), progress=sys.stderr.isatty() and not options.quiet)
     with contextlib.ExitStack() as stack:
         stack.enter_context(_warnings_as_lines())
+        stack.enter_context(_ended_by_sigterm())
         target = "-" if is_standard(options.junit) else options.junit
         junit = stack.enter_context(JUnitFile(target)) if target else None
-        client = stack.enter_context(_client(options.scheduler)) if options.scheduler else None
+        client = None
+        if options.scheduler is not None:
+            client = stack.enter_context(_client(options.scheduler))
         reports = ReportFolder(options.html) if options.html else None
         page = CampaignPage(_title(options), _shown_options(given))
         changes = {**rules, "choose": Changes.of(given).choose}
@@ -112,7 +122,31 @@ def _shown_options(given: dict[str, Any]) -> dict[str, Any]:
 
 
 def _client(address: str) -> Any:
-    return need("distributed", "campaign").Client(address, timeout=10)
+    distributed = need("distributed", "campaign")
+    if not address:
+        raise ValueError("--scheduler: the address is empty; name one, such as tcp://10.0.0.1:8786")
+    try:
+        return distributed.Client(address, timeout=_CONNECT_SECONDS)
+    except Exception as error:  # of whatever class the parts of the address lead to
+        text = f"{address}: no scheduler was reached there; check the address"
+        raise ValueError(f"{text} ({shown(str(error), 200)})") from error
+
+
+@contextlib.contextmanager
+def _ended_by_sigterm() -> Iterator[None]:
+    """Clean up when a service or a CI system ends the campaign, as after Ctrl-C."""
+    if threading.current_thread() is not threading.main_thread():
+        yield
+        return
+
+    def end(number: int, _: object) -> NoReturn:
+        raise SystemExit(128 + number)
+
+    before = signal.signal(signal.SIGTERM, end)
+    try:
+        yield
+    finally:
+        signal.signal(signal.SIGTERM, before)
 
 
 @contextlib.contextmanager
@@ -147,15 +181,30 @@ def _pairs(options: argparse.Namespace) -> list[FilePair]:
     return list(from_folders(*folders, known_endings()))
 
 
+def _one_of(words: Sequence[str]) -> Callable[[str], str]:
+    def chosen(text: str) -> str:
+        if text not in words:
+            raise ValueError(f"it is {listed(words, 'or')}")
+        return text
+
+    return chosen
+
+
+def _truth(text: str) -> bool:
+    if text.lower() not in ("true", "1", "false", "0"):
+        raise ValueError("it is true or false")
+    return text.lower() in ("true", "1")
+
+
 _COLUMNS: dict[str, Callable[[str], Any]] = {
     "absolute": amount,
     "relative": finite_amount,
     "sync": sync,
-    "interp": str,
+    "interp": _one_of(INTERPOLATIONS),
     "time_tolerance": amount,
     "coverage": str,
     "match": match,
-    "strict": lambda text: {"true": True, "1": True, "false": False, "0": False}[text.lower()],
+    "strict": _truth,
 }
 
 
@@ -169,7 +218,7 @@ def _own_options(given: dict[str, str], base: dict[str, Any]) -> dict[str, Any]:
             )
         try:
             own[name] = _COLUMNS[name](text)
-        except (argparse.ArgumentTypeError, KeyError, ValueError) as error:
+        except (argparse.ArgumentTypeError, ValueError) as error:
             raise ValueError(f"{name}: {text!r} is not understood ({error})") from None
     rules = {name: value for name, value in own.items() if name in _RULES}
     require_options(rules)

@@ -6,6 +6,7 @@ import io
 import os
 import sys
 from collections.abc import Iterable
+from contextlib import suppress
 from typing import Any, TextIO
 
 from kvr._base.writing import CANNOT_BE_WRITTEN
@@ -22,13 +23,33 @@ def is_standard(path: str | None) -> bool:
 def require_others(outputs: Iterable[str | None], inputs: Iterable[str]) -> None:
     """Raises ValueError for an output that is an input, or that stands twice."""
     taken = [path for path in inputs if os.path.isfile(path)]
+    standard = 0
     for output in outputs:
-        if output is None or is_standard(output):
+        if output is None:
+            continue
+        if is_standard(output):
+            standard += 1
+            if standard > 1:
+                raise ValueError(f"{OUTPUT}: takes one of the results; name files for the others")
             continue
         for path in taken:
             if _is_same(output, path):
                 raise ValueError(f"{output}: is read or written already; name another file")
         taken.append(output)
+
+
+def require_unread(output: str | None, inputs: Iterable[str]) -> None:
+    """Raises ValueError if a file that is to be replaced is one of the inputs, which may be many."""
+    if output is None or not os.path.isfile(output):
+        return
+    target = os.stat(output)
+    for path in inputs:
+        with suppress(OSError, ValueError):
+            if os.path.samestat(os.stat(path), target):
+                break
+    else:
+        return
+    raise ValueError(f"{output}: is read or written already; name another file")
 
 
 def _is_same(one: str, other: str) -> bool:

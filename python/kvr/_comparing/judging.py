@@ -23,6 +23,8 @@ from kvr._reading.runs import Looks
 
 Choose = Callable[[Settings], Settings]
 
+_MOST_THREADS = 1024  # far more than processors; the system has a limit for all its processes
+
 
 def judged(
     pairing: Pairing | KnownPairs,
@@ -38,7 +40,9 @@ def judged(
     too, first ends what the threads are at.
     """
     looks = pairing.looks
-    native = _kvr.PairJudging(looks[0].held, looks[1].held, len(looks[0]), threads)
+    signals = len(looks[0])
+    useful = max(min(threads, signals, _MOST_THREADS), 1)
+    native = _kvr.PairJudging(looks[0].held, looks[1].held, signals, useful)
     found = Found(looks, native)
     try:
         judging = _Judging(found, rules, choose)

@@ -216,7 +216,10 @@ def _warnings(baseline: list[_Key], other: list[_Key]) -> Iterator[str]:
 
 
 def _warning(key: _Key, here: int, there: int) -> str:
-    parts = [value for value in key if value is not _LABEL and value not in ("", 0, ())]
+    # Beside texts, numbers of signals without ports and channels say nothing.
+    has_text = any(isinstance(value, str) for value in key)
+    left_out = ("", 0, ()) if has_text else ()
+    parts = [value for value in key if value is not _LABEL and value not in left_out]
     name = text.shown(", ".join(map(str, parts)), 200)
     return (
         f"the key '{name}' stands {_times(here)} in the baseline and {_times(there)} in the other; "

@@ -32,7 +32,7 @@ def rank(failure: Judged) -> Rank:
         return 2, 0.0
     if excess is None:
         return 1, 0.0
-    return (0, 0.0) if math.isnan(excess) else (1, -excess)
+    return (1, -excess) if math.isfinite(excess) else (0, 0.0)
 
 
 def compared(counts: Mapping[str, int]) -> int:

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import math
 from collections.abc import Sequence
 
 from kvr._base.text import shown
@@ -25,16 +26,17 @@ def _line(row: tuple[str, str, str, str], widths: Sequence[int], name_width: int
 
 
 def _row(verdict: Verdict) -> tuple[str, str, str, str]:
-    excess = verdict.excess
     name = f"{verdict.path}: {verdict.label}" if verdict.path else verdict.label
     return (
         verdict.reason or verdict.status,
-        "" if excess is None else number(excess),
+        "" if verdict.excess is None else _excess_text(verdict.excess),
         verdict.first_out_text,
         name,
     )
 
 
-def number(value: float) -> str:
-    """A number in few characters."""
-    return "lost" if value != value else f"{value:.6g}"
+def _excess_text(excess: float) -> str:
+    """The excess in few characters."""
+    if math.isnan(excess):
+        return "lost"
+    return "infinite" if math.isinf(excess) else f"{excess:.6g}"

@@ -156,11 +156,13 @@ class Verdict:
 
     @property
     def excess(self) -> float | None:
-        """How far the worst value is beyond its tolerance; NaN if it is lost or infinite."""
+        """How far the worst value is beyond its tolerance; NaN if it is lost, else inf if infinite."""
         if self.worst is None:
             return None
-        difference, tolerance = self.worst.difference, self.worst.tolerance
-        return difference - tolerance if math.isfinite(difference) else math.nan
+        difference, other = self.worst.difference, self.worst.other
+        if math.isfinite(difference):
+            return difference - self.worst.tolerance
+        return math.nan if other != other else math.inf
 
     @property
     def label(self) -> str:

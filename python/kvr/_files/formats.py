@@ -183,7 +183,7 @@ def open(path: str | os.PathLike[str], format: str | None = None, **options: Any
     (array([4.5, 7. ]), 'm/s')
     """
     path = _as_text(path)
-    mode = os.stat(path).st_mode
+    mode = status_of(path).st_mode
     if stat.S_ISDIR(mode):
         raise FormatError(path, "is a folder; name a file in it")
     if not stat.S_ISREG(mode):
@@ -191,6 +191,13 @@ def open(path: str | os.PathLike[str], format: str | None = None, **options: Any
     chosen = format_of(path, format)
     _require_options(chosen, options)
     return chosen.open(path, **options)
+
+
+def status_of(path: str) -> os.stat_result:
+    """As os.stat, whose ValueError for a NUL does not name the file. Raises OSError, ValueError."""
+    if "\0" in path:
+        raise ValueError(f"{path!r}: no file has a NUL in its name; check the name")
+    return os.stat(path)
 
 
 def _as_text(path: Any) -> str:
