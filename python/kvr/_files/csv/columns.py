@@ -13,7 +13,7 @@ from kvr._base.errors import FormatError
 from kvr._base.packages import need
 from kvr._base.text import shown
 from kvr._files.csv import text as _csv_text
-from kvr._files.csv.dates import ISO
+from kvr._files.csv.dates import ISO, moment
 from kvr._files.csv.dialect import COMMA_NUMBER, Dialect, rows_of
 from kvr._reading.adding import seconds_since_epoch
 from kvr._reading.signals import Array, as_texts, read_only
@@ -212,7 +212,7 @@ class Columns:
         if dialect.clock is None:
             return days
         clocks = self._filled(arrays[dialect.clock], dialect.clock)
-        return [f"{day} {clock}" for day, clock in zip(days, clocks)]
+        return [moment(day, clock) for day, clock in zip(days, clocks)]
 
     def _filled(self, array: Array, place: int) -> list[str]:
         cells = ["" if cell != cell else str(cell).strip() for cell in array]

@@ -171,7 +171,8 @@ def _without_comments(rows: list[_Row]) -> tuple[list[_Row], list[_Row]]:
 def _take_header(comments: list[_Row], rows: list[_Row], decimal: str) -> tuple[_Row, list[_Row]]:
     """The row of names, without cells if there is none, and the rows after it."""
     names = rows[0].cells
-    if any(cell.strip() and not _is_value(cell, decimal) for cell in names):
+    words = [cell for cell in names if cell.strip() and not _is_value(cell, decimal)]
+    if not _dates_in_text.are_times_of_day(cell.strip() for cell in words):
         return rows[0], rows[1:]
     if not names[0].strip() and any(row.cells[0].strip() for row in rows[1:]):
         return rows[0], rows[1:]  # numbers as names, with none for the times
@@ -260,16 +261,16 @@ def _with_clock(
 
     A column of them belongs to the days if it is named as a time, or if days stand several times.
     """
-    days = [cell for _, cell in _filled(rows, place)]
+    days = dict(_filled(rows, place))
     for beside in (place + 1, place - 1):
-        if not 0 <= beside < len(labels):
+        clocks = dict(_filled(rows, beside)) if 0 <= beside < len(labels) else {}
+        if not clocks or not _dates_in_text.are_times_of_day(clocks.values()):
             continue
-        clocks = [cell for _, cell in _filled(rows, beside)]
-        if len(clocks) != len(days) or not _dates_in_text.are_times_of_day(clocks):
+        if labels[beside].lower() not in _TIME_NAMES and len(set(days.values())) == len(days):
             continue
-        if labels[beside].lower() not in _TIME_NAMES and len(set(days)) == len(days):
-            continue
-        formats = _dates_in_text.formats_of([f"{day} {clock}" for day, clock in zip(days, clocks)])
+        both = days.keys() & clocks.keys()
+        moments = [_dates_in_text.moment(days[line], clocks[line]) for line in both]
+        formats = _dates_in_text.formats_of(moments)
         if formats:
             return beside, formats
     return None
