@@ -69,6 +69,22 @@ def test_numbers_may_be_names_as_pandas_writes_them(opened):
     assert run["2020"].values.tolist() == [6, 8]
 
 
+@pytest.mark.parametrize("end", [";", ""])
+def test_separator_at_the_end_of_rows_makes_no_signal(opened, end):
+    run = opened(f"time;a;b{end}\n;V;A;\n0;1,5;x;\n1;2,5;y;\n")
+    assert [(signal.label, signal.unit) for signal in run] == [("a", "V"), ("b", "A")]
+    assert run["b"].values.tolist() == ["x", "y"]
+
+
+def test_value_behind_the_last_name_is_refused_wherever_it_stands(opened):
+    rows = "".join(f"{i},1,\n" for i in range(300))
+    assert refusal(opened, f"time,a,\n{rows}300,1,5\n") == (
+        "line 302, column 'column 3': has a value, but no name: name the column"
+    )
+    run = opened("time,a,\n0,1,5\n1,2,\n")  # it is seen at once, and a signal
+    np.testing.assert_array_equal(run["column 3"].values, [5, np.nan])
+
+
 # ---- Decimal signs ----
 
 

@@ -34,6 +34,7 @@ class Dialect:
     data_line  lines before the first row of values
     time       the place of the time column among the columns
     clock      the place of the column with the times of day of its dates; None if they have them
+    spare      the place behind a separator at the end of each row; None without such
     dates      the formats that its dates may have, with the times of day; empty if it has numbers
     """
 
@@ -46,13 +47,13 @@ class Dialect:
     time: int
     clock: int | None
     dates: tuple[str, ...]
+    spare: int | None = None
 
     def is_number(self, cell: str) -> bool:
         return _is_number(cell, self.decimal)
 
-    def is_time(self, place: int) -> bool:
-        """Whether the column holds times, or the times of day of dates: it is no signal."""
-        return place in (self.time, self.clock)
+    def is_signal(self, place: int) -> bool:
+        return place not in (self.time, self.clock, self.spare)
 
 
 @dataclass(frozen=True)
@@ -90,12 +91,17 @@ def find_dialect(
     header, rows = _take_header(comments, rows, decimal)
     width = len(rows[0].cells) if rows else len(header.cells)
     names = header.cells if header.cells else [f"column {i + 1}" for i in range(width)]
+    spare = _spare_place(header, rows)
+    if spare == len(names):
+        names = [*names, ""]
     labels, units = _split_units(names)
     if rows and _is_unit_row(rows[0].cells, rows[1:], decimal):
         units = _given_units(rows[0].cells, units)
         header, rows = rows[0], rows[1:]
     times = _find_time(path, labels, rows, decimal, time)
-    return Dialect(delimiter, quote, decimal, tuple(labels), tuple(units), header.end, *times)
+    return Dialect(
+        delimiter, quote, decimal, tuple(labels), tuple(units), header.end, *times, spare
+    )
 
 
 def rows_of(text: str, delimiter: str, quote: str, most: int | None = None) -> Iterator[_Row]:
@@ -181,6 +187,16 @@ def _take_header(comments: list[_Row], rows: list[_Row], decimal: str) -> tuple[
         first, *others = comments[-1].cells
         return _Row([first.lstrip().lstrip("#").strip(), *others], before), rows
     return _Row([], before), rows
+
+
+def _spare_place(header: _Row, rows: Sequence[_Row]) -> int | None:
+    """The place of the last cell if it is empty in all rows and has no name."""
+    width = len(rows[0].cells) if rows else 0
+    named = header.cells[width - 1 :] if len(header.cells) >= width - 1 > 1 else ["?"]
+    if any(name.strip() for name in named):
+        return None
+    is_spare = all(len(row.cells) == width and not row.cells[-1].strip() for row in rows)
+    return width - 1 if is_spare else None
 
 
 def _is_value(cell: str, decimal: str) -> bool:
