@@ -13,6 +13,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -36,13 +37,30 @@ struct Free {
   void operator()(char* text) const { std::free(text); }
 };
 
-// Where the links lead; the path itself if there is nothing yet.
-std::string followed(const std::string& path) {
-  const std::unique_ptr<char, Free> real(realpath(path.c_str(), nullptr));
-  if (real) return real.get();
-  if (errno == ENOMEM) throw std::bad_alloc();
-  if (errno != ENOENT) failWith(errno);
-  return path;
+// Where the links lead, also to a place where there is nothing yet.
+std::string followed(std::string path) {
+  constexpr int mostLinks = 40;
+  for (int links = 0; links < mostLinks; ++links) {
+    const std::unique_ptr<char, Free> real(realpath(path.c_str(), nullptr));
+    if (real) return real.get();
+    if (errno == ENOMEM) throw std::bad_alloc();
+    if (errno != ENOENT) failWith(errno);
+    std::error_code isNoLink;
+    const std::filesystem::path next = std::filesystem::read_symlink(path, isNoLink);
+    if (isNoLink) return path;
+    path = (std::filesystem::path(path).parent_path() / next).string();
+  }
+  failWith(ELOOP);
+}
+
+// Renames it unless something has the other name. False, and nothing is done, if something has.
+bool renameToFree(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno == EEXIST) return false;
+  require(errno == EINVAL || errno == ENOSYS);  // a file system that cannot
+  if (access(to.c_str(), F_OK) == 0) return false;
+  require(rename(from.c_str(), to.c_str()) == 0);
+  return true;
 }
 
 std::string unforeseeable() {
@@ -145,21 +163,28 @@ void NewFile::sweep() const {
   }
 }
 
-void NewFile::publish() {
+bool NewFile::replaces() const { return access(target_.c_str(), F_OK) == 0; }
+
+bool NewFile::publish(Existing existing) {
   struct stat status {};
   const bool replaces = stat(target_.c_str(), &status) == 0;
   const mode_t mode = replaces ? status.st_mode & 0777 : 0666 & ~umaskOfProcess();
   require(fchmod(descriptor_, mode) == 0);
   require(fsync(descriptor_) == 0);
-  require(rename(path_.c_str(), target_.c_str()) == 0);
+  if (existing == Existing::kKeep) {
+    if (!renameToFree(path_, target_)) return false;
+  } else {
+    require(rename(path_.c_str(), target_.c_str()) == 0);
+  }
   close(descriptor_);
   descriptor_ = -1;
   const int folder = open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folder < 0) return;  // may be written, not read
+  if (folder < 0) return true;  // may be written, not read
   const int result = fsync(folder);
   const int number = errno;
   close(folder);
   if (result != 0 && number != EINVAL) failWith(number);  // EINVAL: it is on no disk
+  return true;
 }
 
 }  // namespace kvr::recording

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "recording/recording.h"
+
 namespace kvr::recording {
 
 // Throws SystemError. Removes the unfinished file unless it was published.
@@ -20,9 +22,12 @@ class NewFile {
   const std::string& path() const noexcept { return path_; }
   const std::string& target() const noexcept { return target_; }
 
+  // Whether something has the name of the target.
+  bool replaces() const;
+
   // Syncs the file to the disk, gives it the mode of the target, or else the one that the umask
-  // allows, and renames it.
-  void publish();
+  // allows, and renames it. With kKeep it renames nothing and returns false if the target exists.
+  bool publish(Existing existing);
 
  private:
   void create();

@@ -191,6 +191,12 @@ struct TimeBase {
 
 // ---- Writing ----
 
+// What happens to a file of the same name.
+enum class Existing {
+  kReplace,
+  kKeep
+};
+
 // Writes a file, or adds to one. Nothing takes effect before commit(); without it the file is
 // unchanged.
 class KVR_RECORDING_EXPORT Writer {
@@ -199,8 +205,9 @@ class KVR_RECORDING_EXPORT Writer {
   // name, readable to its owner alone, and gets the target's name and mode in commit(); it leaves a
   // symbolic link in place. Files that killed processes left there are removed.
   // `expectedBytes` of all samples, if known: from 32 MiB on the file uses larger pages, which are
-  // faster.
-  static Writer create(const std::string& path, std::uint64_t expectedBytes = 0);
+  // faster. With kKeep, commit() throws SystemError (EEXIST) if there is a file by then.
+  static Writer create(const std::string& path, std::uint64_t expectedBytes = 0,
+                       Existing existing = Existing::kReplace);
 
   // Adds to the file at `path` in one transaction, and keeps other writers out until its end.
   static Writer append(const std::string& path);

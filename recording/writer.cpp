@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "recording/hierarchy.h"
@@ -48,8 +49,9 @@ void requireSamples(const Samples& samples, const char* name) {
 // Of a new file SQLite's connection ends before the file is published, else before it is removed.
 class Writer::Impl {
  public:
-  explicit Impl(std::unique_ptr<NewFile> file, std::uint32_t pageSize)
+  Impl(std::unique_ptr<NewFile> file, std::uint32_t pageSize, Existing existing)
       : file_(std::move(file)),
+        existing_(existing),
         connection_(std::in_place, file_->path(), Access::kWriteNew),
         rows_(prepared(*connection_, pageSize)) {}
 
@@ -114,6 +116,7 @@ class Writer::Impl {
   }
   void endRun();
   void writeContents();
+  void publish();
 
   // Runs what changes the file. After a failure in its middle the file must not be completed.
   template <class Body>
@@ -127,6 +130,7 @@ class Writer::Impl {
   }
 
   std::unique_ptr<NewFile> file_;
+  Existing existing_ = Existing::kReplace;
   std::optional<Connection> connection_;
   std::optional<Rows> rows_;
   std::optional<OpenRun> openRun_;
@@ -242,12 +246,25 @@ void Writer::Impl::commit() {
     connection_->execute("COMMIT");
     if (!file_) return;
     connection_.reset();
-    const std::optional<Connection> others = lockOut(file_->target());
-    // A journal of the old file must not be taken for one of the new.
-    for (const char* ending : {"-journal", "-wal", "-shm"})
-      unlink((file_->target() + ending).c_str());
-    file_->publish();
+    publish();
   });
+}
+
+// A file that another process makes meanwhile may be added to at once: only one that is locked, or
+// that nobody can add to, is replaced.
+void Writer::Impl::publish() {
+  for (;;) {
+    const bool replaces = existing_ == Existing::kReplace && file_->replaces();
+    std::optional<Connection> others;
+    if (replaces) {
+      others = lockOut(file_->target());
+      // A journal of the old file must not be taken for one of the new.
+      for (const char* ending : {"-journal", "-wal", "-shm"})
+        unlink((file_->target() + ending).c_str());
+    }
+    if (file_->publish(replaces ? Existing::kReplace : Existing::kKeep)) return;
+    if (existing_ == Existing::kKeep) throw SystemError(EEXIST, std::generic_category());
+  }
 }
 
 // ---- The public class ----
@@ -257,9 +274,9 @@ Writer::Writer(Writer&&) noexcept = default;
 Writer& Writer::operator=(Writer&&) noexcept = default;
 Writer::~Writer() = default;
 
-Writer Writer::create(const std::string& path, std::uint64_t expectedBytes) {
-  return Writer(std::make_unique<Impl>(std::make_unique<NewFile>(path),
-                                       expectedBytes < largeFile ? smallPages : largePages));
+Writer Writer::create(const std::string& path, std::uint64_t expectedBytes, Existing existing) {
+  const std::uint32_t pageSize = expectedBytes < largeFile ? smallPages : largePages;
+  return Writer(std::make_unique<Impl>(std::make_unique<NewFile>(path), pageSize, existing));
 }
 
 Writer Writer::append(const std::string& path) { return Writer(std::make_unique<Impl>(path)); }

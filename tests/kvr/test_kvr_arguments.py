@@ -27,6 +27,10 @@ def signal(run):
         ([1, [2, 3]], r"values is ragged: values\[1\] has the shape \(2,\), values\[0\] has \(\)"),
         ([1, 2**64], r"values\[1\] fits neither int64 nor uint64: 18446744073709551616"),
         ([[1, 1], [1, -(2**64)]], r"values\[1, 1\] fits neither int64 nor uint64: -1844674"),
+        (np.float16([1, 2]), "class float16 have no class in the store; convert them, as in values.astype"),
+        (np.array([0, 1], "M8[s]"), r"datetime64\[s\] have no class in the store; give numbers, as in"),
+        (np.array([0, 1], "m8[s]"), r"timedelta64\[s\] have no class in the store; give numbers, as"),
+        (np.array([b"a", b"b"]), r"class \|S1 have no class in the store; give texts, as in"),
     ],
 )  # fmt: skip
 def test_refused_values_are_shown_with_their_place(run, values, text):

@@ -69,6 +69,22 @@ def test_numbers_may_be_names_as_pandas_writes_them(opened):
     assert run["2020"].values.tolist() == [6, 8]
 
 
+@pytest.mark.parametrize("end", [";", ""])
+def test_separator_at_the_end_of_rows_makes_no_signal(opened, end):
+    run = opened(f"time;a;b{end}\n;V;A;\n0;1,5;x;\n1;2,5;y;\n")
+    assert [(signal.label, signal.unit) for signal in run] == [("a", "V"), ("b", "A")]
+    assert run["b"].values.tolist() == ["x", "y"]
+
+
+def test_value_behind_the_last_name_is_refused_wherever_it_stands(opened):
+    rows = "".join(f"{i},1,\n" for i in range(300))
+    assert refusal(opened, f"time,a,\n{rows}300,1,5\n") == (
+        "line 302, column 'column 3': has a value, but no name: name the column"
+    )
+    run = opened("time,a,\n0,1,5\n1,2,\n")  # it is seen at once, and a signal
+    np.testing.assert_array_equal(run["column 3"].values, [5, np.nan])
+
+
 # ---- Decimal signs ----
 
 
@@ -102,6 +118,7 @@ def test_separator_is_not_the_decimal_sign_too(opened):
         ("Datum;Uhrzeit;a", ["01.02.2020;10:00:00;1,5", "01.02.2020;11:30:00;2,5"]),
         ("Date,Time,a", ["1/2/2020,10:00 AM,1", "13/2/2020,11:30 AM,2"]),
         ("a,date,time", ["1,2020-02-01,10:00:00.0", "2,2020-02-01,11:30:00.0"]),
+        ("Datum;Uhrzeit;a", ["01.02.2020;10:00:00,0;1,5", "01.02.2020;11:30:00,0;2,5"]),
     ],
 )
 def test_time_of_day_beside_a_date_belongs_to_it(opened, header, rows):
@@ -110,6 +127,17 @@ def test_time_of_day_beside_a_date_belongs_to_it(opened, header, rows):
     assert [signal.label for signal in run] == ["a"]
     assert run["a"].time.tolist() == [seconds(2020, 2, 1, 10), seconds(2020, 2, day, 11, 30)]
     assert run["a"].time_source == "seconds since 1970-01-01"
+
+
+def test_days_and_times_of_day_without_names_are_no_names(opened):
+    (signal,) = opened("2020-02-01,10:00,1\n2020-02-01,11:30,2\n")
+    assert (signal.label, signal.values.tolist()) == ("column 3", [1, 2])
+    assert signal.time.tolist() == [seconds(2020, 2, 1, 10), seconds(2020, 2, 1, 11, 30)]
+
+
+def test_time_of_day_that_is_missing_among_the_first_rows_is_told(opened):
+    found = refusal(opened, "date,time,a\n2020-02-01,10:00,1\n2020-02-01,,2\n")
+    assert found == "line 3, column 'time': the time is missing"
 
 
 def test_time_of_day_that_is_missing_is_told(opened):

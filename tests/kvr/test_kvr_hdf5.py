@@ -315,6 +315,16 @@ def test_what_pandas_pickles_is_refused_with_a_hint(path, frame, options, what):
         read(path)
 
 
+def test_half_precision_is_read_as_single_precision(path, store):
+    halves = np.array([0.1, -65504, np.inf, 6e-8], np.float16)
+    with h5py.File(path, "w") as file:
+        file["time"] = np.arange(4, dtype=np.float16)
+        file["a"] = halves
+    (run,) = store.load(path)
+    assert (run["a"].time.dtype, run["a"].values.dtype) == (np.float32, np.float32)
+    np.testing.assert_array_equal(run["a"].values, halves)
+
+
 # ---- What is wrong with a file ----
 
 

@@ -19,6 +19,7 @@ import numpy as np
 import pytest
 import vormel
 from kvr._files import formats
+from kvr._files.sqlite import writing
 from kvr._files.sqlite.writing import save_recording
 from kvr._store.signal import Signal
 
@@ -651,3 +652,23 @@ def test_verify_tells_sound_damaged_and_unreadable(filled, path, tmp_path):
     foreign = tmp_path / "foreign.kvr"
     foreign.write_bytes(b"x" * 1000)
     assert run_kvr("verify", foreign) == (2, "", f"kvr: {foreign}: is no recording file\n")
+
+
+def test_runs_added_to_a_file_that_another_process_makes_meanwhile_are_kept(
+    store, tmp_path, monkeypatch
+):
+    path = tmp_path / "both.kvr"
+    store.new_run("mine").add("a", [1.0], time=[0.0])
+    write = writing._write
+    theirs = "import kvr, sys; kvr.Store().new_run('theirs').save(sys.argv[1])"
+
+    def after_another_process(*arguments):
+        if not path.exists():
+            subprocess.run([sys.executable, "-c", theirs, path], check=True)
+        write(*arguments)
+
+    monkeypatch.setattr(writing, "_write", after_another_process)
+    store.save(path, append=True)
+    with kvr.open(path) as recording:
+        assert [run.name for run in recording.runs] == ["theirs", "mine"]
+    assert list(tmp_path.iterdir()) == [path]

@@ -354,3 +354,14 @@ def test_names_of_many_groups_are_those_that_the_store_lists(store, monkeypatch,
     listed = [repository.getGroup(i, "GSIGNALNAME", "ASC") for i in range(1, len(labels) + 1)]
     assert store.columns["label"].names() == listed
     assert store.columns["label"].names(descending=True) == listed[::-1]
+
+
+def test_copy_of_a_run_whose_values_are_lost_leaves_no_run_behind(store):
+    run = store.new_run("Monday", instance=3)
+    with store.to_file():
+        run.add("a", [1.0, 2.0], time=[0.0, 1.0])
+    with store.to_file():  # a new scratch file, in place of the first
+        with pytest.raises(kvr.NoValues, match="run 1 cannot be copied: the values of a signal"):
+            run.copy()
+    assert [each.name for each in store] == ["Monday"]
+    assert (len(run), run.instance) == (1, 3)

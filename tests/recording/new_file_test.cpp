@@ -73,6 +73,35 @@ TEST_F(NewFileTest, SymbolicLinkStaysAndItsTargetIsReplaced) {
   EXPECT_EQ(Reader(directory_.file("real.kvr")).runCount(), 2);
 }
 
+TEST_F(NewFileTest, SymbolicLinkToNothingStaysAndItsTargetIsMade) {
+  fs::create_directory(directory_.file("deep"));
+  fs::create_symlink("deep/next.kvr", path());
+  fs::create_symlink("real.kvr", directory_.file("deep/next.kvr"));
+  writeSample(path());
+  EXPECT_TRUE(fs::is_symlink(path()));
+  EXPECT_TRUE(fs::is_symlink(directory_.file("deep/next.kvr")));
+  EXPECT_EQ(Reader(directory_.file("deep/real.kvr")).runCount(), 2);
+}
+
+TEST_F(NewFileTest, FileThatAppearsBeforeTheCommitIsKeptIfAsked) {
+  Writer writer = Writer::create(path(), 0, Existing::kKeep);
+  addRun(writer, "late", 1, 10);
+  writeSample(path());
+  const std::string before = readFile(path());
+  try {
+    writer.commit();
+    FAIL() << "the file was replaced";
+  } catch (const SystemError& error) {
+    EXPECT_EQ(error.code().value(), EEXIST);
+  }
+  writer = Writer::create(directory_.file("other.kvr"), 0, Existing::kKeep);
+  addRun(writer, "first", 1, 10);
+  writer.commit();
+  EXPECT_EQ(readFile(path()), before);
+  EXPECT_EQ(Reader(directory_.file("other.kvr")).runCount(), 1);
+  EXPECT_EQ(names().size(), 2U);
+}
+
 TEST_F(NewFileTest, LeftoverOfAKilledProcessIsRemoved) {
   ChildProcess(
       [&] {

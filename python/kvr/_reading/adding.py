@@ -19,6 +19,14 @@ _STORED = {np.dtype(name) for name in (
     "float32", "float64", "complex64", "complex128",
 )}  # fmt: skip
 
+_WAYS_OUT = {  # by the kind of what the store has no class for
+    "f": "; convert them, as in values.astype(float)",
+    "c": "; convert them, as in values.astype(complex)",
+    "M": "; give numbers, as in (values - start) / numpy.timedelta64(1, 's')",
+    "m": "; give numbers, as in values / numpy.timedelta64(1, 's')",
+    "S": "; give texts, as in numpy.char.decode(values, 'utf-8')",
+}
+
 
 def text(name: str, value: Any) -> str:
     """The text. Raises TypeError for anything else, ValueError if the store cannot keep it."""
@@ -191,7 +199,10 @@ def sample_array(values: Any, count: int) -> Array:
     if samples.dtype.kind in "UO":
         samples = _texts(samples)
     elif samples.dtype.newbyteorder("=") not in _STORED:
-        raise ValueError(f"values of class {samples.dtype} have no class in the store")
+        raise ValueError(
+            f"values of class {samples.dtype} have no class in the store"
+            f"{_WAYS_OUT.get(samples.dtype.kind, '')}"
+        )
     if len(samples) != count:
         raise ValueError(f"values have {len(samples)} samples, but time has {count}")
     return samples

@@ -12,7 +12,7 @@ import numpy.typing as npt
 import vormel
 
 from kvr._base import dates as _dates
-from kvr._base.errors import Gone, NotFound
+from kvr._base.errors import Gone, NotFound, NoValues
 from kvr._base.names import quoted
 from kvr._base.settings import Sync, Tolerance
 from kvr._reading import adding
@@ -350,7 +350,8 @@ class Run(RunReader[Signal]):
         """A new run with the same name and copies of the signals, in the same instance or another.
 
         Copies start with the store's default settings and with colours of their own, hidden, and
-        without parents.
+        without parents. Raises NoValues, and copies nothing, if values lay in a scratch file that
+        is gone.
 
         >>> store = kvr.Store()
         >>> twin = store.new_run("Monday").copy()
@@ -362,7 +363,18 @@ class Run(RunReader[Signal]):
             instance = 1 if own is None else own
         instance = adding.int32("instance", instance)
         repository = self._repository()
-        number = int(repository.copyRun(self._id, instance))
+        count = len(run_numbers(repository))
+        try:
+            number = int(repository.copyRun(self._id, instance))
+        except vormel.Error as error:
+            for begun in run_numbers(repository)[count:]:
+                repository.removeRun(begun)
+            if not _host.is_missing(error, "ID"):
+                raise
+            raise NoValues(
+                f"run {self._id} cannot be copied: the values of a signal, kept in the scratch "
+                f"file, are lost: {error}"
+            ) from error
         _instances_met[instance] = None
         return Run(self._host, number)
 

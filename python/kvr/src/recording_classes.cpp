@@ -141,9 +141,12 @@ class RecordingWriter {
   }
 
  public:
-  RecordingWriter(std::string path, bool appends, std::uint64_t expectedBytes)
+  RecordingWriter(std::string path, bool appends, std::uint64_t expectedBytes, bool replaces)
       : path_(std::move(path)), writer_(onFile(path_, [&] {
-          return appends ? Writer::append(path_) : Writer::create(path_, expectedBytes);
+          if (appends) return Writer::append(path_);
+          const auto existing =
+              replaces ? recording::Existing::kReplace : recording::Existing::kKeep;
+          return Writer::create(path_, expectedBytes, existing);
         })) {}
 
   std::int64_t addRun(const py::dict& given) {
@@ -266,8 +269,8 @@ void defineRecordingClasses(py::module_& module) {
       .def("text", &RecordingReader::text)
       .def("metadata", &RecordingReader::metadata);
   py::class_<RecordingWriter>(module, "RecordingWriter")
-      .def(py::init<std::string, bool, std::uint64_t>(), py::arg("path"), py::arg("append"),
-           py::arg("expected_bytes"))
+      .def(py::init<std::string, bool, std::uint64_t, bool>(), py::arg("path"), py::arg("append"),
+           py::arg("expected_bytes"), py::arg("replaces") = true)
       .def("add_run", &RecordingWriter::addRun)
       .def("add_signal", &RecordingWriter::addSignal)
       .def("add_record", &RecordingWriter::addRecord)

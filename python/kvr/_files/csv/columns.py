@@ -13,7 +13,7 @@ from kvr._base.errors import FormatError
 from kvr._base.packages import need
 from kvr._base.text import shown
 from kvr._files.csv import text as _csv_text
-from kvr._files.csv.dates import ISO
+from kvr._files.csv.dates import ISO, moment
 from kvr._files.csv.dialect import COMMA_NUMBER, Dialect, rows_of
 from kvr._reading.adding import seconds_since_epoch
 from kvr._reading.signals import Array, as_texts, read_only
@@ -25,7 +25,7 @@ class Columns:
     """The time and the other columns of a file, read at once. Raises FormatError when made.
 
     time     (n,), seconds since 1970-01-01 for dates
-    columns  an array (n,) for each column, None in the places of the time
+    columns  an array (n,) for each column that is a signal, None for the others
     """
 
     def __init__(self, path: str, dialect: Dialect) -> None:
@@ -38,9 +38,10 @@ class Columns:
         kept = ~_blank_rows(arrays)
         if not kept.all():
             arrays = [array[kept] for array in arrays]
+        self._require_nothing_spare(arrays)
         self.time = read_only(self._times(arrays))
         self.columns = [
-            None if dialect.is_time(place) else read_only(self._column(array, place))
+            read_only(self._column(array, place)) if dialect.is_signal(place) else None
             for place, array in enumerate(arrays)
         ]
         del self._body
@@ -128,6 +129,15 @@ class Columns:
                     f"line {self._dialect.data_line + row.end}",
                 )
 
+    def _require_nothing_spare(self, arrays: Sequence[Array]) -> None:
+        place = self._dialect.spare
+        if place is None:
+            return
+        filled = np.flatnonzero(~_blank_rows([arrays[place]]))
+        if filled.size:
+            what = "has a value, but no name: name the column"
+            raise FormatError(self._path, what, self._where(int(filled[0]), place))
+
     # ---- Values ----
 
     def _where(self, row: int, place: int) -> str:
@@ -212,7 +222,7 @@ class Columns:
         if dialect.clock is None:
             return days
         clocks = self._filled(arrays[dialect.clock], dialect.clock)
-        return [f"{day} {clock}" for day, clock in zip(days, clocks)]
+        return [moment(day, clock) for day, clock in zip(days, clocks)]
 
     def _filled(self, array: Array, place: int) -> list[str]:
         cells = ["" if cell != cell else str(cell).strip() for cell in array]
@@ -311,5 +321,5 @@ def _formatted(cells: Sequence[str], form: str) -> Array:
 
 
 def places_of_signals(dialect: Dialect) -> Iterator[int]:
-    """The places of the columns that are signals: all but those of the time."""
-    return (place for place in range(len(dialect.labels)) if not dialect.is_time(place))
+    """The places of the columns that are signals."""
+    return (place for place in range(len(dialect.labels)) if dialect.is_signal(place))

@@ -36,6 +36,11 @@ def are_times_of_day(cells: Iterable[str]) -> bool:
     return all(_CLOCK.fullmatch(cell) for cell in cells)
 
 
+def moment(day: str, clock: str) -> str:
+    """The text of a date with a time of day."""
+    return f"{day} {clock.replace(',', '.')}"
+
+
 def _is_date(cell: str, form: str) -> bool:
     try:
         datetime.strptime(cell.strip(), form)

@@ -34,6 +34,7 @@ class Dialect:
     data_line  lines before the first row of values
     time       the place of the time column among the columns
     clock      the place of the column with the times of day of its dates; None if they have them
+    spare      the place behind a separator at the end of each row; None without such
     dates      the formats that its dates may have, with the times of day; empty if it has numbers
     """
 
@@ -46,13 +47,13 @@ class Dialect:
     time: int
     clock: int | None
     dates: tuple[str, ...]
+    spare: int | None = None
 
     def is_number(self, cell: str) -> bool:
         return _is_number(cell, self.decimal)
 
-    def is_time(self, place: int) -> bool:
-        """Whether the column holds times, or the times of day of dates: it is no signal."""
-        return place in (self.time, self.clock)
+    def is_signal(self, place: int) -> bool:
+        return place not in (self.time, self.clock, self.spare)
 
 
 @dataclass(frozen=True)
@@ -90,12 +91,17 @@ def find_dialect(
     header, rows = _take_header(comments, rows, decimal)
     width = len(rows[0].cells) if rows else len(header.cells)
     names = header.cells if header.cells else [f"column {i + 1}" for i in range(width)]
+    spare = _spare_place(header, rows)
+    if spare == len(names):
+        names = [*names, ""]
     labels, units = _split_units(names)
     if rows and _is_unit_row(rows[0].cells, rows[1:], decimal):
         units = _given_units(rows[0].cells, units)
         header, rows = rows[0], rows[1:]
     times = _find_time(path, labels, rows, decimal, time)
-    return Dialect(delimiter, quote, decimal, tuple(labels), tuple(units), header.end, *times)
+    return Dialect(
+        delimiter, quote, decimal, tuple(labels), tuple(units), header.end, *times, spare
+    )
 
 
 def rows_of(text: str, delimiter: str, quote: str, most: int | None = None) -> Iterator[_Row]:
@@ -171,7 +177,8 @@ def _without_comments(rows: list[_Row]) -> tuple[list[_Row], list[_Row]]:
 def _take_header(comments: list[_Row], rows: list[_Row], decimal: str) -> tuple[_Row, list[_Row]]:
     """The row of names, without cells if there is none, and the rows after it."""
     names = rows[0].cells
-    if any(cell.strip() and not _is_value(cell, decimal) for cell in names):
+    words = [cell for cell in names if cell.strip() and not _is_value(cell, decimal)]
+    if not _dates_in_text.are_times_of_day(cell.strip() for cell in words):
         return rows[0], rows[1:]
     if not names[0].strip() and any(row.cells[0].strip() for row in rows[1:]):
         return rows[0], rows[1:]  # numbers as names, with none for the times
@@ -180,6 +187,16 @@ def _take_header(comments: list[_Row], rows: list[_Row], decimal: str) -> tuple[
         first, *others = comments[-1].cells
         return _Row([first.lstrip().lstrip("#").strip(), *others], before), rows
     return _Row([], before), rows
+
+
+def _spare_place(header: _Row, rows: Sequence[_Row]) -> int | None:
+    """The place of the last cell if it is empty in all rows and has no name."""
+    width = len(rows[0].cells) if rows else 0
+    named = header.cells[width - 1 :] if len(header.cells) >= width - 1 > 1 else ["?"]
+    if any(name.strip() for name in named):
+        return None
+    is_spare = all(len(row.cells) == width and not row.cells[-1].strip() for row in rows)
+    return width - 1 if is_spare else None
 
 
 def _is_value(cell: str, decimal: str) -> bool:
@@ -260,16 +277,16 @@ def _with_clock(
 
     A column of them belongs to the days if it is named as a time, or if days stand several times.
     """
-    days = [cell for _, cell in _filled(rows, place)]
+    days = dict(_filled(rows, place))
     for beside in (place + 1, place - 1):
-        if not 0 <= beside < len(labels):
+        clocks = dict(_filled(rows, beside)) if 0 <= beside < len(labels) else {}
+        if not clocks or not _dates_in_text.are_times_of_day(clocks.values()):
             continue
-        clocks = [cell for _, cell in _filled(rows, beside)]
-        if len(clocks) != len(days) or not _dates_in_text.are_times_of_day(clocks):
+        if labels[beside].lower() not in _TIME_NAMES and len(set(days.values())) == len(days):
             continue
-        if labels[beside].lower() not in _TIME_NAMES and len(set(days)) == len(days):
-            continue
-        formats = _dates_in_text.formats_of([f"{day} {clock}" for day, clock in zip(days, clocks)])
+        both = days.keys() & clocks.keys()
+        moments = [_dates_in_text.moment(days[line], clocks[line]) for line in both]
+        formats = _dates_in_text.formats_of(moments)
         if formats:
             return beside, formats
     return None

@@ -98,6 +98,9 @@ def _nothing_of(name: str) -> Array:
 
 
 def _native(values: Array) -> Array:
+    """In the machine's byte order; half precision, which nothing else here has, as single."""
+    if values.dtype.kind == "f" and values.dtype.itemsize == 2:
+        return values.astype(np.float32)
     native = values.dtype.newbyteorder("=")
     return values if values.dtype == native else values.astype(native)
 

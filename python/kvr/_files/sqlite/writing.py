@@ -37,10 +37,27 @@ def save_recording(
     Parents are kept where they are among the signals that are written. Raises ValueError for what
     a recording cannot hold, FormatError, OSError; an old file then stays as it was.
     """
-    appends = append and os.path.lexists(path)
     content = [(run, run.signals) for run in runs]
+    while True:
+        appends = append and os.path.exists(path)
+        try:
+            return _save(path, content, appends, not append, tell)
+        except FileExistsError:
+            if appends or not append:
+                raise
+            # Another process made the file meanwhile: add to that one.
+
+
+def _save(
+    path: str,
+    content: Sequence[_RunAndSignals],
+    appends: bool,
+    replaces: bool,
+    tell: Callable[[int], object],
+) -> None:
+    """Write a file or add to it. FileExistsError for a new one that may not replace what is there."""
     with _told_as_unwritable(path):
-        writer = _kvr.RecordingWriter(path, appends, _expected_bytes(content))
+        writer = _kvr.RecordingWriter(path, appends, _expected_bytes(content), replaces)
         try:
             _write(writer, path, content, tell)
             writer.commit()
