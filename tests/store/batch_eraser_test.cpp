@@ -35,6 +35,14 @@ TEST(BatchEraser, one_absent_element_is_ignored) {
   EXPECT_EQ(list, (List{2, 5}));
 }
 
+TEST(BatchEraser, one_absent_record_is_ignored) {
+  std::vector<DataPtr> list;
+  BatchEraser<DataPtr> eraser;
+  eraser.add(list, nullptr);
+  eraser.apply();
+  EXPECT_TRUE(list.empty());
+}
+
 TEST(BatchEraser, repeated_request_has_no_effect) {
   List list{1, 2, 1, 3};
   BatchEraser<int32> eraser;
