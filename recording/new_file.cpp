@@ -58,7 +58,8 @@ bool renameToFree(const std::string& from, const std::string& to) {
   if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
   if (errno == EEXIST) return false;
   require(errno == EINVAL || errno == ENOSYS);  // a file system that cannot
-  if (access(to.c_str(), F_OK) == 0) return false;
+  struct stat status {};
+  if (lstat(to.c_str(), &status) == 0) return false;
   require(rename(from.c_str(), to.c_str()) == 0);
   return true;
 }
@@ -163,7 +164,10 @@ void NewFile::sweep() const {
   }
 }
 
-bool NewFile::replaces() const { return access(target_.c_str(), F_OK) == 0; }
+bool NewFile::targetExists() const {
+  struct stat status {};
+  return lstat(target_.c_str(), &status) == 0;
+}
 
 bool NewFile::publish(Existing existing) {
   struct stat status {};

@@ -22,8 +22,8 @@ class NewFile {
   const std::string& path() const noexcept { return path_; }
   const std::string& target() const noexcept { return target_; }
 
-  // Whether something has the name of the target.
-  bool replaces() const;
+  // Whether something has the name of the target, be it a link to nothing.
+  bool targetExists() const;
 
   // Syncs the file to the disk, gives it the mode of the target, or else the one that the umask
   // allows, and renames it. With kKeep it renames nothing and returns false if the target exists.

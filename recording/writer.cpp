@@ -254,11 +254,13 @@ void Writer::Impl::commit() {
 // that nobody can add to, is replaced.
 void Writer::Impl::publish() {
   for (;;) {
-    const bool replaces = existing_ == Existing::kReplace && file_->replaces();
+    const bool exists = file_->targetExists();
+    const bool replaces = exists && existing_ == Existing::kReplace;
     std::optional<Connection> others;
-    if (replaces) {
-      others = lockOut(file_->target());
-      // A journal of the old file must not be taken for one of the new.
+    if (replaces) others = lockOut(file_->target());
+    if (replaces || !exists) {
+      // A journal of the old file, or of one that was removed, must not be taken for one of the
+      // new.
       for (const char* ending : {"-journal", "-wal", "-shm"})
         unlink((file_->target() + ending).c_str());
     }

@@ -180,6 +180,37 @@ TEST_F(NewFileTest, StaleJournalOfTheOldFileIsRemoved) {
   EXPECT_EQ(names(), std::vector<std::string>{"drive.kvr"});
 }
 
+TEST_F(NewFileTest, StaleJournalOfARemovedFileIsRemoved) {
+  for (const Existing existing : {Existing::kReplace, Existing::kKeep}) {
+    fs::remove(path());
+    writeFile(path() + "-journal", std::string(2000, 'x'));
+    Writer writer = Writer::create(path(), 0, existing);
+    addRun(writer, "new", 1, 10);
+    writer.commit();
+    EXPECT_EQ(names(), std::vector<std::string>{"drive.kvr"});
+    EXPECT_EQ(Reader(path()).runCount(), 1);
+  }
+}
+
+TEST_F(NewFileTest, JournalOfAFileThatIsKeptStays) {
+  Writer writer = Writer::create(path(), 0, Existing::kKeep);
+  addRun(writer, "late", 1, 10);
+  writeFile(path(), "of another program");
+  writeFile(path() + "-journal", "its journal");
+  EXPECT_THROW(writer.commit(), SystemError);
+  EXPECT_EQ(readFile(path() + "-journal"), "its journal");
+}
+
+// Nothing stands where it leads to, but its name is taken.
+TEST_F(NewFileTest, LinkToNothingThatAppearsBeforeTheCommitIsReplaced) {
+  Writer writer = Writer::create(path());
+  addRun(writer, "new", 1, 10);
+  fs::create_symlink("nowhere", path());
+  writer.commit();
+  EXPECT_EQ(names(), std::vector<std::string>{"drive.kvr"});
+  EXPECT_EQ(Reader(path()).runCount(), 1);
+}
+
 TEST_F(NewFileTest, FileThatMayOnlyBeReadIsReplacedAndStaysSo) {
   writeSample(path());
   chmod(path().c_str(), 0444);
