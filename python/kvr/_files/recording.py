@@ -4,10 +4,10 @@ from __future__ import annotations
 
 import os
 from abc import ABC, abstractmethod
-from collections.abc import Iterator, Sequence
+from collections.abc import Callable, Hashable, Iterator, Sequence
 from datetime import datetime, timezone
 from types import TracebackType
-from typing import Any, overload
+from typing import Any, TypeVar, overload
 
 from kvr._base.settings import Sync, Tolerance
 from kvr._reading.runs import RunReader, require_place, run_named, run_numbered
@@ -17,9 +17,62 @@ from kvr._reading.signals import Color, SignalReader
 # What is in force for a signal of a run without settings.
 _TOLERANCE = Tolerance()._as_inherited()
 _SYNC = Sync()._as_inherited()
+_T = TypeVar("_T")
 
 
-class FileSignal(SignalReader):
+class OnDemand(Sequence[_T]):
+    """A sequence of things that are made each time they are asked for.
+
+    So an open file keeps no run, and a run no signal, which would refer back to it: the file and
+    what was read of it go with the last of them, and do not wait for the garbage collector.
+    """
+
+    def __init__(self, count: int, make: Callable[[int], _T]) -> None:
+        self._count = count
+        self._make = make
+
+    def __len__(self) -> int:
+        return self._count
+
+    @overload
+    def __getitem__(self, key: int) -> _T:
+        ...
+
+    @overload
+    def __getitem__(self, key: slice) -> list[_T]:
+        ...
+
+    def __getitem__(self, key: int | slice) -> _T | list[_T]:
+        places = range(self._count)[key]
+        return self._make(places) if isinstance(places, int) else list(map(self._make, places))
+
+    def __iter__(self) -> Iterator[_T]:
+        return map(self._make, range(self._count))
+
+    def __repr__(self) -> str:
+        return repr(list(self)) if len(self) <= 10 else f"<{len(self)} signals>"
+
+
+class _OfFile:
+    """Equal to another object that stands for the same thing of the same open file."""
+
+    __slots__ = ()
+
+    def _identity(self) -> Hashable:
+        """What tells it from others of its class. Formats that make it once need no other."""
+        return id(self)
+
+    def __eq__(self, other: object) -> bool:
+        if type(other) is not type(self):
+            return NotImplemented
+        assert isinstance(other, _OfFile)
+        return self._identity() == other._identity()
+
+    def __hash__(self) -> int:
+        return hash((type(self), self._identity()))
+
+
+class FileSignal(_OfFile, SignalReader):
     """A signal of a file. Formats derive from it; what they do not know reads as its default."""
 
     __slots__ = ()
@@ -100,7 +153,7 @@ class FileSignal(SignalReader):
         return f"<Signal {self.id} {self.label!r} of {self.run.name!r}>"
 
 
-class FileRun(RunReader[FileSignal]):
+class FileRun(_OfFile, RunReader[FileSignal]):
     """A run of a file. Formats derive from it."""
 
     __slots__ = ()

@@ -15,7 +15,7 @@ from kvr._base.dates import EPOCH_SOURCE
 from kvr._files.csv import text
 from kvr._files.csv.columns import Columns, places_of_signals
 from kvr._files.csv.dialect import find_dialect
-from kvr._files.recording import FileRun, FileRuns, FileSignal, Recording, written
+from kvr._files.recording import FileRun, FileRuns, FileSignal, OnDemand, Recording, written
 from kvr._reading.adding import text as text_argument
 from kvr._reading.signals import Series
 
@@ -52,11 +52,12 @@ class CsvRecording(Recording):
         self.dialect = find_dialect(path, head, delimiter, decimal, quote, time)
         self._columns: Columns | None = None
         self._closed = False
-        self._runs = FileRuns([CsvRun(self)])
+        self._created = written(path)
+        self._places = tuple(places_of_signals(self.dialect))
 
     @property
     def runs(self) -> FileRuns:
-        return self._runs
+        return FileRuns([CsvRun(self)])
 
     def columns(self) -> Columns:
         """The values. Raises ValueError once the file is closed, OSError, FormatError."""
@@ -74,13 +75,13 @@ class CsvRecording(Recording):
 class CsvRun(FileRun):
     """The one run of a CSV file."""
 
-    __slots__ = ("_recording", "_created", "_signals")
+    __slots__ = ("_recording",)
 
     def __init__(self, recording: CsvRecording) -> None:
         self._recording = recording
-        self._created = written(recording.path)
-        places = places_of_signals(recording.dialect)
-        self._signals = [CsvSignal(self, number, place) for number, place in enumerate(places, 1)]
+
+    def _identity(self) -> CsvRecording:
+        return self._recording
 
     @property
     def id(self) -> int:
@@ -97,11 +98,12 @@ class CsvRun(FileRun):
     @property
     def created(self) -> datetime:
         """When the file was last written."""
-        return self._created
+        return self._recording._created
 
     @property
     def signals(self) -> Sequence[FileSignal]:
-        return self._signals
+        places = self._recording._places
+        return OnDemand(len(places), lambda i: CsvSignal(self, i + 1, places[i]))
 
 
 class CsvSignal(FileSignal):
@@ -113,6 +115,9 @@ class CsvSignal(FileSignal):
         self._run = run
         self._number = number
         self._place = place
+
+    def _identity(self) -> tuple[CsvRecording, int]:
+        return self._run._recording, self._number
 
     @property
     def id(self) -> int:

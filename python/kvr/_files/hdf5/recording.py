@@ -10,6 +10,7 @@ from __future__ import annotations
 import os
 from collections.abc import Callable, Iterator, Sequence
 from contextlib import contextmanager, suppress
+from dataclasses import dataclass
 from datetime import datetime
 from typing import Any
 
@@ -27,7 +28,7 @@ from kvr._files.hdf5.values import (
     require_values,
     time_source_of,
 )
-from kvr._files.recording import FileRun, FileRuns, FileSignal, Recording, written
+from kvr._files.recording import FileRun, FileRuns, FileSignal, OnDemand, Recording, written
 from kvr._reading.signals import Array, Series, read_only
 
 # What h5py raises for what the library below cannot read.
@@ -72,11 +73,11 @@ class Hdf5Recording(Recording):
         self._sources = find_sources(self.path, self._file)
         for source in self._sources:
             require_values(self.path, source)
-        self._runs = FileRuns(_runs(self, self._sources))
+        self._groups = _groups(self, self._sources)
 
     @property
     def runs(self) -> FileRuns:
-        return self._runs
+        return FileRuns([Hdf5Run(self, i + 1, group) for i, group in enumerate(self._groups)])
 
     def close(self) -> None:
         if self._file is not None:
@@ -114,65 +115,79 @@ class Hdf5Recording(Recording):
                     read_values(source)
 
 
-def _runs(recording: Hdf5Recording, sources: Sequence[Source]) -> list[Hdf5Run]:
+@dataclass(frozen=True)
+class _Facts:
+    """What is known of a signal from the attributes, read once."""
+
+    source: Source
+    texts: dict[str, str]
+    time_source: str
+    port: int
+    channel: tuple[int, ...]
+    metadata: Any
+
+
+@dataclass(frozen=True)
+class _Group:
+    """What is known of a run from the attributes, read once."""
+
+    name: str
+    version: str
+    created: datetime
+    signals: Sequence[_Facts]
+
+
+def _groups(recording: Hdf5Recording, sources: Sequence[Source]) -> list[_Group]:
     """The runs that this package wrote, and those of others in the order of their first signals."""
     by_group: dict[str | None, list[Source]] = {name: [] for name in written_runs(recording._file)}
     for source in sources:
         holder = source.times.name.split("/")[1:-1]  # the groups that the times lie in
         group = source.names[0] if holder[:1] == [source.names[0]] else None
         by_group.setdefault(group, []).append(source)
-    return [
-        Hdf5Run(recording, number, group, members)
-        for number, (group, members) in enumerate(by_group.items(), 1)
-    ]
+    return [_group(recording, name, members) for name, members in by_group.items()]
 
 
-class Hdf5Run(FileRun):
-    """A top-level group with its own times, or the rest of the file."""
+def _group(recording: Hdf5Recording, group: str | None, sources: Sequence[Source]) -> _Group:
+    item = recording._file if group is None else recording._file[group]
+    name = own_attribute(item, "name")
+    file_name = os.path.basename(recording.path)
+    version = own_attribute(item, "version")
+    depth = 0 if group is None else 1
+    return _Group(
+        name if isinstance(name, str) else group or os.path.splitext(file_name)[0],
+        version if isinstance(version, str) else "",
+        _date_of(own_attribute(item, "created")) or recording._created,
+        [_facts(source, file_name, depth) for source in sources],
+    )
 
-    __slots__ = ("_recording", "_number", "_group", "_signals", "_name", "_version", "_made")
 
-    def __init__(
-        self,
-        recording: Hdf5Recording,
-        number: int,
-        group: str | None,
-        sources: Sequence[Source],
-    ) -> None:
-        self._recording = recording
-        self._number = number
-        item = recording._file if group is None else recording._file[group]
-        name = own_attribute(item, "name")
-        file_name = os.path.splitext(os.path.basename(recording.path))[0]
-        self._name = name if isinstance(name, str) else group or file_name
-        version = own_attribute(item, "version")
-        self._version = version if isinstance(version, str) else ""
-        self._made = _date_of(own_attribute(item, "created")) or recording._created
-        depth = 0 if group is None else 1
-        self._signals = [
-            Hdf5Signal(self, place, source, depth) for place, source in enumerate(sources, 1)
-        ]
-
-    @property
-    def id(self) -> int:
-        return self._number
-
-    @property
-    def name(self) -> str:
-        return self._name
-
-    @property
-    def version(self) -> str:
-        return self._version
-
-    @property
-    def created(self) -> datetime:
-        """As this package wrote it, else when the file was last written."""
-        return self._made
-
-    @property
-    def signals(self) -> Sequence[FileSignal]:
-        return self._signals
+def _facts(source: Source, file_name: str, depth: int) -> _Facts:
+    held = source.dataset
+    texts = {
+        "label": source.names[-1],
+        "path": "/".join(source.names[depth:-1]),
+        "source": source.names[-1],
+        "root_source": file_name,
+        "model": "",
+        "sid": "",
+    }
+    for name in texts:
+        own = own_attribute(held, name)
+        if isinstance(own, str):
+            texts[name] = own
+    own = own_attribute(held, "time_source")
+    times = source.times
+    time_source = own if isinstance(own, str) else time_source_of(times.dataset, times.name)
+    port, channel = own_attribute(held, "port"), own_attribute(held, "channel")
+    channels = [channel] if isinstance(channel, int) else [] if channel is None else channel
+    return _Facts(
+        source,
+        texts,
+        time_source,
+        port if isinstance(port, int) else 0,
+        tuple(int(one) for one in channels),
+        metadata_of(held) if source.column is None else None,
+    )
 
 
 def _date_of(value: Any) -> datetime | None:
@@ -183,39 +198,54 @@ def _date_of(value: Any) -> datetime | None:
     return date if date.tzinfo is not None else None
 
 
+class Hdf5Run(FileRun):
+    """A top-level group with its own times, or the rest of the file."""
+
+    __slots__ = ("_recording", "_number", "_group")
+
+    def __init__(self, recording: Hdf5Recording, number: int, group: _Group) -> None:
+        self._recording = recording
+        self._number = number
+        self._group = group
+
+    def _identity(self) -> tuple[Hdf5Recording, int]:
+        return self._recording, self._number
+
+    @property
+    def id(self) -> int:
+        return self._number
+
+    @property
+    def name(self) -> str:
+        return self._group.name
+
+    @property
+    def version(self) -> str:
+        return self._group.version
+
+    @property
+    def created(self) -> datetime:
+        """As this package wrote it, else when the file was last written."""
+        return self._group.created
+
+    @property
+    def signals(self) -> Sequence[FileSignal]:
+        facts = self._group.signals
+        return OnDemand(len(facts), lambda i: Hdf5Signal(self, i + 1, facts[i]))
+
+
 class Hdf5Signal(FileSignal):
-    """A dataset, or a column of one. Its facts are read from the attributes when made."""
+    """A dataset, or a column of one."""
 
-    __slots__ = (
-        "_run", "_number", "_source", "_texts", "_time_source", "_port", "_channel", "_metadata",
-    )  # fmt: skip
+    __slots__ = ("_run", "_number", "_known")
 
-    def __init__(self, run: Hdf5Run, number: int, source: Source, depth: int) -> None:
+    def __init__(self, run: Hdf5Run, number: int, known: _Facts) -> None:
         self._run = run
         self._number = number
-        self._source = source
-        held = source.dataset
-        self._texts = {
-            "label": source.names[-1],
-            "path": "/".join(source.names[depth:-1]),
-            "source": source.names[-1],
-            "root_source": os.path.basename(run._recording.path),
-            "model": "",
-            "sid": "",
-        }
-        for name in self._texts:
-            own = own_attribute(held, name)
-            if isinstance(own, str):
-                self._texts[name] = own
-        own = own_attribute(held, "time_source")
-        times = source.times
-        found = own if isinstance(own, str) else time_source_of(times.dataset, times.name)
-        self._time_source = found
-        port, channel = own_attribute(held, "port"), own_attribute(held, "channel")
-        self._port = port if isinstance(port, int) else 0
-        channels = [channel] if isinstance(channel, int) else [] if channel is None else channel
-        self._channel = tuple(int(one) for one in channels)
-        self._metadata = metadata_of(held) if source.column is None else None
+        self._known = known
+
+    def _identity(self) -> tuple[Hdf5Run, int]:
+        return self._run, self._number
 
     @property
     def id(self) -> int:
@@ -227,43 +257,43 @@ class Hdf5Signal(FileSignal):
 
     @property
     def label(self) -> str:
-        return self._texts["label"]
+        return self._known.texts["label"]
 
     @property
     def path(self) -> str:
-        return self._texts["path"]
+        return self._known.texts["path"]
 
     @property
     def source(self) -> str:
-        return self._texts["source"]
+        return self._known.texts["source"]
 
     @property
     def root_source(self) -> str:
-        return self._texts["root_source"]
+        return self._known.texts["root_source"]
 
     @property
     def model(self) -> str:
-        return self._texts["model"]
+        return self._known.texts["model"]
 
     @property
     def sid(self) -> str:
-        return self._texts["sid"]
+        return self._known.texts["sid"]
 
     @property
     def time_source(self) -> str:
-        return self._time_source
+        return self._known.time_source
 
     @property
     def port(self) -> int:
-        return self._port
+        return self._known.port
 
     @property
     def channel(self) -> tuple[int, ...]:
-        return self._channel
+        return self._known.channel
 
     @property
     def metadata(self) -> Any:
-        return self._metadata
+        return self._known.metadata
 
     def _series(self) -> Series:
-        return self._run._recording.series(self._source)
+        return self._run._recording.series(self._known.source)

@@ -19,7 +19,7 @@ import numpy as np
 from kvr._base.errors import FormatError
 from kvr._files.ngspice.header import Plot, read_plots
 from kvr._files.ngspice.values import BinaryValues, TextValues
-from kvr._files.recording import FileRun, FileRuns, FileSignal, Recording, written
+from kvr._files.recording import FileRun, FileRuns, FileSignal, OnDemand, Recording, written
 from kvr._reading.signals import Series, read_only
 
 _UNITS = {
@@ -43,20 +43,18 @@ class NgspiceRecording(Recording):
             self._data: mmap.mmap | None = mmap.mmap(file.fileno(), 0, access=mmap.ACCESS_READ)
         try:
             plots = read_plots(path, self._data)
+            self._plots = list(zip(_names(plots), plots))
+            for name, plot in self._plots:
+                _require_times(path, name, plot)
         except BaseException:
             self._data.close()
             raise
         self._values: dict[int, TextValues] = {}
-        self._runs = FileRuns(
-            [
-                NgspiceRun(self, number, name, plot)
-                for number, (name, plot) in enumerate(zip(_names(plots), plots), 1)
-            ]
-        )
 
     @property
     def runs(self) -> FileRuns:
-        return self._runs
+        named = enumerate(self._plots, 1)
+        return FileRuns([NgspiceRun(self, number, *plot) for number, plot in named])
 
     def close(self) -> None:
         if self._data is not None:
@@ -88,28 +86,17 @@ class NgspiceRecording(Recording):
 class NgspiceRun(FileRun):
     """A plot of a raw file."""
 
-    __slots__ = ("_recording", "_number", "_name", "_plot", "_signals", "_has_time")
+    __slots__ = ("_recording", "_number", "_name", "_plot", "_has_time")
 
     def __init__(self, recording: NgspiceRecording, number: int, name: str, plot: Plot) -> None:
         self._recording = recording
         self._number = number
         self._name = name
         self._plot = plot
-        self._has_time = plot.name.lower() not in _WITHOUT_TIME
-        self._signals = [
-            NgspiceSignal(self, place) for place in range(self._has_time, len(plot.variables))
-        ]
-        self._require_times()
+        self._has_time = _has_time(plot)
 
-    def _require_times(self) -> None:
-        time, *others = self._plot.variables
-        for variable in others if self._has_time else ():
-            if variable.length > time.length:
-                raise FormatError(
-                    self._recording.path,
-                    f"{variable.name!r} has {variable.length} points, the first variable of "
-                    f"{self._name!r}, {time.name!r}, has {time.length}: write the time first",
-                )
+    def _identity(self) -> tuple[NgspiceRecording, int]:
+        return self._recording, self._number
 
     @property
     def id(self) -> int:
@@ -130,7 +117,9 @@ class NgspiceRun(FileRun):
 
     @property
     def signals(self) -> Sequence[FileSignal]:
-        return self._signals
+        first = int(self._has_time)
+        count = len(self._plot.variables) - first
+        return OnDemand(count, lambda i: NgspiceSignal(self, first + i))
 
     def _series(self, place: int) -> Series:
         found = self._recording.values(self._number, self._plot)
@@ -147,6 +136,9 @@ class NgspiceSignal(FileSignal):
     def __init__(self, run: NgspiceRun, place: int) -> None:
         self._run = run
         self._place = place
+
+    def _identity(self) -> tuple[NgspiceRun, int]:
+        return self._run, self._place
 
     @property
     def id(self) -> int:
@@ -179,6 +171,21 @@ class NgspiceSignal(FileSignal):
 
     def _series(self) -> Series:
         return self._run._series(self._place)
+
+
+def _has_time(plot: Plot) -> bool:
+    return plot.name.lower() not in _WITHOUT_TIME
+
+
+def _require_times(path: str, name: str, plot: Plot) -> None:
+    time, *others = plot.variables
+    for variable in others if _has_time(plot) else ():
+        if variable.length > time.length:
+            raise FormatError(
+                path,
+                f"{variable.name!r} has {variable.length} points, the first variable of "
+                f"{name!r}, {time.name!r}, has {time.length}: write the time first",
+            )
 
 
 def _names(plots: Sequence[Plot]) -> list[str]:

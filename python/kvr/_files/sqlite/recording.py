@@ -25,12 +25,12 @@ class RecordingFile(Recording):
     def __init__(self, path: str) -> None:
         super().__init__(path)
         self._reader = _kvr.RecordingReader(path)
-        self._runs = _Runs(self)
+        self._run_count: int = self._reader.run_count()
         self._times_before: tuple[int, int, Array] | None = None
 
     @property
     def runs(self) -> FileRuns:
-        return self._runs
+        return _Runs(self)  # made each time: see OnDemand
 
     def close(self) -> None:
         self._reader.close()
@@ -80,10 +80,9 @@ class _Lazy(Sequence[Any]):
 class _Runs(_Lazy, FileRuns):
     def __init__(self, recording: RecordingFile) -> None:
         self._recording = recording
-        self._count: int = recording._reader.run_count()
 
     def __len__(self) -> int:
-        return self._count
+        return self._recording._run_count
 
     def _range(self, first: int, count: int) -> Iterator[RecordingRun]:
         return (RecordingRun(self._recording, first + 1 + i) for i in range(count))
@@ -191,13 +190,8 @@ class RecordingRun(FileRun):
         count: int = self._fields()["signals"]
         return count
 
-    def __eq__(self, other: object) -> bool:
-        if not isinstance(other, RecordingRun):
-            return NotImplemented
-        return (self._recording, self._number) == (other._recording, other._number)
-
-    def __hash__(self) -> int:
-        return hash((RecordingRun, self._recording, self._number))
+    def _identity(self) -> tuple[RecordingFile, int]:
+        return self._recording, self._number
 
 
 class _Signals(_Lazy):
@@ -398,13 +392,8 @@ class RecordingSignal(FileSignal):
             raise self._error("its samples are no texts")
         return as_texts(flat.reshape(shape))
 
-    def __eq__(self, other: object) -> bool:
-        if not isinstance(other, RecordingSignal):
-            return NotImplemented
-        return (self._run._recording, self.id) == (other._run._recording, other.id)
-
-    def __hash__(self) -> int:
-        return hash((RecordingSignal, self._run._recording, self.id))
+    def _identity(self) -> tuple[RecordingFile, int]:
+        return self._run._recording, self.id
 
 
 # As NumPy names the classes of a recording.
