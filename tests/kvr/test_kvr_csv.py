@@ -58,7 +58,7 @@ def test_run_and_signals_of_a_file(opened, tmp_path):
     assert (speed.tolerance, speed.sync) == (kvr.Tolerance(), kvr.Sync())
     assert speed.tolerance.inherited
     assert not speed.values.flags.writeable
-    assert run["gear"] is gear
+    assert run["gear"] == gear
     assert run.find("s*") == [speed]
     assert run.to_dataframe()["speed"].tolist() == [4.5, 7.0]
 
