@@ -7,6 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "python/kvr/src/sample_memory.h"
+
 namespace kvr::python {
 namespace {
 
@@ -186,7 +188,7 @@ py::array arrayFor(ValueClass valueClass, std::uint64_t count,
   }());
   std::vector<py::ssize_t> extents{static_cast<py::ssize_t>(count)};
   for (const std::uint64_t extent : shape) extents.push_back(static_cast<py::ssize_t>(extent));
-  return {types.at(static_cast<std::size_t>(valueClass)), extents};
+  return uninitializedArray(types.at(static_cast<std::size_t>(valueClass)), extents);
 }
 
 }  // namespace kvr::python
