@@ -102,6 +102,8 @@ def test_little_memory_is_kept(store, tmp_path):
         run.add(f"s{number}", np.full(2_000_000, float(number)), time=np.arange(2_000_000.0))
     store.save(path)
     command = [sys.executable, "-c", READING, str(path)]
-    most, left = map(int, subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout.split())
+    most, left = map(
+        int, subprocess.run(command, check=True, stdout=subprocess.PIPE).stdout.split()
+    )
     assert most > 12 * 16_000_000
     assert left < 60_000_000  # the blocks that are kept, and what the reader itself took

@@ -14,7 +14,6 @@ namespace {
 
 using namespace recording;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 class RoundTripTest : public ::testing::Test {
  protected:
@@ -73,7 +72,7 @@ TEST_F(RoundTripTest, HierarchyIsReadBothWays) {
 }
 
 TEST_F(RoundTripTest, NumbersOfEveryClassKeepTheirBytes) {
-  std::vector<std::uint8_t> pattern(16 * 6);
+  std::vector<std::uint8_t> pattern(std::size_t{16} * 6);
   std::iota(pattern.begin(), pattern.end(), std::uint8_t{0xA0});
   Writer writer = Writer::create(path());
   writer.addRun({});

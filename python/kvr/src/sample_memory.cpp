@@ -83,7 +83,7 @@ py::array uninitializedArray(const py::dtype& type, const std::vector<py::ssize_
   const py::capsule owner(block.get(), [](void* freed) {
     freedBlocks().give(std::move(*std::unique_ptr<Block>(static_cast<Block*>(freed))));
   });
-  block.release();
+  static_cast<void>(block.release());
   return {type, shape, data, owner};
 }
 
