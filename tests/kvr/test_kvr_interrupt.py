@@ -97,13 +97,18 @@ if __name__ == "__main__":
 """
 
 
-def test_a_worker_that_is_starting_leaves_ctrl_c_to_its_parent(tmp_path):
-    (tmp_path / "a.csv").write_text("time,a\n0,0\n2,1\n")
-    (tmp_path / "compared.py").write_text(STARTING)
-    with subprocess.Popen(
+def campaign_of(program, folder):
+    """The program, at the head of a process group of its own, beside the file that it compares."""
+    (folder / "a.csv").write_text("time,a\n0,0\n2,1\n")
+    (folder / "compared.py").write_text(program)
+    return subprocess.Popen(
         [sys.executable, "compared.py"], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-        cwd=tmp_path, start_new_session=True,
-    ) as process:  # fmt: skip
+        cwd=folder, start_new_session=True,
+    )  # fmt: skip
+
+
+def test_a_worker_that_is_starting_leaves_ctrl_c_to_its_parent(tmp_path):
+    with campaign_of(STARTING, tmp_path) as process:
         assert process.stdout.readline() == "starting\n"
         os.killpg(process.pid, signal.SIGINT)  # as the terminal does
         assert process.communicate() == ("interrupted\n", "")
@@ -114,12 +119,7 @@ BUSY = STARTING.replace("jobs=1", 'jobs=1, sync=kvr.Sync("uniform", "linear", 1e
 
 
 def test_a_second_ctrl_c_does_not_wait_for_the_work_of_the_workers(tmp_path):
-    (tmp_path / "a.csv").write_text("time,a\n0,0\n2,1\n")
-    (tmp_path / "compared.py").write_text(BUSY)
-    with subprocess.Popen(
-        [sys.executable, "compared.py"], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-        cwd=tmp_path, start_new_session=True,
-    ) as process:  # fmt: skip
+    with campaign_of(BUSY, tmp_path) as process:
         try:
             assert process.stdout.readline() == "starting\n"
             for _ in range(2):
